@@ -1,0 +1,20 @@
+# Compiler options shared by everything in the tree, and the sanitizers of the asan and tsan presets.
+
+find_package(Threads REQUIRED)
+
+add_library(teskd_options INTERFACE)
+target_compile_options(teskd_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+target_link_libraries(teskd_options INTERFACE Threads::Threads)
+
+if(TESKD_SANITIZE)
+    target_compile_options(teskd_options INTERFACE
+        -fsanitize=${TESKD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(teskd_options INTERFACE -fsanitize=${TESKD_SANITIZE})
+endif()
+
+find_program(TESKD_CCACHE ccache)
+if(TESKD_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${TESKD_CCACHE})
+endif()

@@ -1,0 +1,95 @@
+#include "config/ConfigFile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace teskd {
+
+namespace {
+
+constexpr mode_t FILE_MODE = 0644;
+
+// A file descriptor that closes itself.
+class Descriptor {
+  public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) ::close(fd_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    bool isOpen() const { return fd_ >= 0; }
+    int get() const { return fd_; }
+
+  private:
+    const int fd_;
+};
+
+bool isSmallRegularFile(int fd) {
+    struct stat status {};
+    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_size <= static_cast<off_t>(ConfigFile::LARGEST);
+}
+
+bool writeAll(int fd, const std::string& content) {
+    std::size_t done = 0;
+    while (done < content.size()) {
+        const ssize_t n = ::write(fd, content.data() + done, content.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        done += static_cast<std::size_t>(n);
+    }
+    return fsync(fd) == 0;
+}
+
+void syncDirectoryOf(const std::string& path) {
+    const Descriptor directory(
+        ::open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory.isOpen()) fsync(directory.get());
+}
+
+bool writeNew(const std::string& path, const std::string& content) {
+    ::unlink(path.c_str());  // left over from a power cut
+    const Descriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
+    return file.isOpen() && writeAll(file.get(), content);
+}
+
+bool writeInPlace(const std::string& path, const std::string& content) {
+    const Descriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, FILE_MODE));
+    return file.isOpen() && isSmallRegularFile(file.get()) && ftruncate(file.get(), 0) == 0 &&
+           writeAll(file.get(), content);
+}
+
+}  // namespace
+
+std::optional<std::string> ConfigFile::read(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen() || !isSmallRegularFile(file.get())) return std::nullopt;
+    std::string content;
+    char block[4096];
+    for (;;) {
+        const ssize_t n = ::read(file.get(), block, sizeof block);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 || content.size() > LARGEST) return std::nullopt;
+        if (n == 0) return content;
+        content.append(block, static_cast<std::size_t>(n));
+    }
+}
+
+bool ConfigFile::replace(const std::string& path, const std::string& content) {
+    const std::string temporary = path + ".tmp";
+    if (writeNew(temporary, content) && std::rename(temporary.c_str(), path.c_str()) == 0) {
+        syncDirectoryOf(path);
+        return true;
+    }
+    ::unlink(temporary.c_str());
+    return writeInPlace(path, content);
+}
+
+}  // namespace teskd

@@ -1,0 +1,69 @@
+#include "config/IniFormat.h"
+
+#include "core/Text.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr const char* FIRST_SECTION = "[INTERNAL]";
+constexpr const char* BLANKS = " \t";
+
+// The state that one file's lines share.
+struct Parser {
+    IniFormat::Map& map;
+    const IniFormat::SyntaxErrorHandler& onSyntaxError;
+    std::string section = FIRST_SECTION;
+    unsigned line = 0;
+
+    void header(const std::string& token) {
+        if (token.back() == ']') {
+            section = token;
+        } else {
+            onSyntaxError(line);
+        }
+    }
+
+    // The header test comes first for every token, so a value in brackets is a header as well.
+    void tokens(const std::string& text) {
+        ++line;
+        std::string pendingKey;
+        for (const std::string& token : text::splitDroppingEmpty(text, "=")) {
+            if (token.front() == '[') {
+                header(token);
+            } else if (pendingKey.empty()) {
+                pendingKey = text::trim(token, BLANKS);
+            } else {
+                map[section + " " + pendingKey] = text::trim(token, BLANKS);
+                pendingKey.clear();
+            }
+        }
+    }
+};
+
+}  // namespace
+
+void IniFormat::parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError) {
+    Parser parser{map, onSyntaxError};
+    for (const std::string& line : text::splitDroppingEmpty(text, "\n")) parser.tokens(line);
+}
+
+std::string IniFormat::format(const Map& map) {
+    std::string text;
+    std::string section = "NO_SECTION";
+    for (const auto& [key, value] : map) {
+        std::string name = key;
+        const std::size_t bracket = key.find(']');
+        if (key.starts_with(section)) {
+            name = key.substr(section.size());
+        } else if (bracket != std::string::npos) {
+            section = key.substr(0, bracket + 1);
+            name = key.substr(bracket + 1);
+            text += "\n" + section + "\n";
+        }
+        text += "\t" + name + "=" + value + "\n";
+    }
+    return text + "\n";
+}
+
+}  // namespace teskd

@@ -1,0 +1,282 @@
+#include "config/ZqConfig.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <limits>
+
+#include "config/ConfigFile.h"
+#include "config/IniFormat.h"
+#include "config/SystemDate.h"
+#include "core/Exception.h"
+#include "core/Log.h"
+#include "core/SystemPath.h"
+#include "core/Text.h"
+#include "telnet/SerialSetting.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr const char* MAIN_FILE = "/etc/tesk_v2.ini";
+constexpr const char* CONFIG_DIRECTORY = "/config/";
+constexpr const char* SOFTWARE_UPDATE_FILE = ".sw_update.ini";
+constexpr const char* DUMP_FILE = "/tmp/dump_map.ini";
+
+constexpr const char* LIST_SEPARATORS = " ,;";
+constexpr const char* MAC_KEY = "[INTERNAL] MAC_ADDR_";
+constexpr const char* KEY_CONFIG_FILE = "[INTERNAL] ZQ_CONFIG_FILE";
+constexpr const char* KEY_UPDATE_A = "[INTERNAL] SW_UPDATE_A";
+constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";
+
+constexpr int PORTS_WITH_DEFAULTS = 4;
+constexpr int FIRST_TELNET_PORT = 2000;
+constexpr int TELNET_PORT_STEP = 100;
+constexpr int MILLISECONDS_PER_SECOND = 1000;
+
+struct Default {
+    const char* key;
+    const char* value;
+};
+
+constexpr Default DEFAULTS[] = {
+    {"[INTERNAL] TESKv2_ENABLE", "false"},
+    {"[IP_ADDRESS] IP_SERVER", "192.168.0.1"},
+    {"[IP_ADDRESS] UDP_SERVER", "5001"},
+    {"[IP_ADDRESS] IP_LOCAL", "*"},
+    {"[IP_ADDRESS] TCP_LOCAL", "5001"},
+    {"[SLOT_MACHINE] PORT_ASYNC", "1,2,3,4"},
+    {"[RICH_ORA] TOUT_ORA", "7200"},
+    {"[INTERNAL] MAC_ADDR_eth0", "ff:ff:ff:ff:ff:00"},
+    {"[INTERNAL] MAC_ADDR_eth1", "ff:ff:ff:ff:ff:01"},
+    {"[INTERNAL] ZQ_MODEL", "<unknown>"},
+    {"[INTERNAL] ZQ_SW_VERSION", "<unknown"},
+    {"[INTERNAL] ZQ_MANUFACTURER_ID", "ZEPH WLT"},
+    {KEY_UPDATE_A, "YYMMDDHHMMSS"},
+    {KEY_UPDATE_B, "YYMMDDHHMMSS"},
+    {"[INTERNAL] TESK_CONNECTION_TYPE", "3"},
+    {"[INTERNAL] ZQ_CONNECTION_TYPE", "9"},
+    {"[AAMS] TMP_APP_COLLEGATI", "1"},
+    {"[AAMS] INVIO_APP_COLLEGATI", "1"},
+    {"[AAMS] INVIO_NO_APP_COLLEGATI", "1"},
+    {"[AAMS] TMP_APP_ACCENSIONE", "2"},
+    {KEY_CONFIG_FILE, "config.ini"},
+};
+
+constexpr Default PORT_DEFAULTS[] = {
+    {"IP_ADDRESS", "127.0.0.1"}, {"FLOWCONTROL", "No Flow"}, {"STOPSIZE", "1"},
+    {"PARITY", "NONE"},          {"DATASIZE", "8"},          {"BAUDRATE", "19200"},
+};
+
+std::string portKey(int n, const char* name) {
+    return text::format("[PORT_ASYNC%d] %s", n, name);
+}
+
+std::string formatLocalTime(const char* format) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, format, &local)};
+}
+
+// "YYMMDDHHMMSS" with a blank between the pairs; a shorter text gets what blanks it has room for.
+std::string spaced(std::string text) {
+    for (const std::size_t position : {10U, 8U, 6U, 4U, 2U}) {
+        if (position <= text.size()) text.insert(position, " ");
+    }
+    return text;
+}
+
+}  // namespace
+
+ZqConfig& getConfig() {
+    static ZqConfig config;
+    return config;
+}
+
+ZqConfig::ZqConfig() {
+    store_defaults();
+    const std::string directory = systemPath(CONFIG_DIRECTORY);
+    parse_file(systemPath(MAIN_FILE), *this);
+    parse_file(directory + SOFTWARE_UPDATE_FILE, *this);
+    parse_file(directory + at(KEY_CONFIG_FILE), *this);
+    write_software_update_file();
+    write_file(systemPath(DUMP_FILE), *this);
+}
+
+void ZqConfig::store_defaults() {
+    for (const Default& entry : DEFAULTS) (*this)[entry.key] = entry.value;
+    for (int n = 1; n <= PORTS_WITH_DEFAULTS; ++n) {
+        for (const Default& entry : PORT_DEFAULTS) (*this)[portKey(n, entry.key)] = entry.value;
+        (*this)[portKey(n, "TCP_PORT")] =
+            text::format("%d", FIRST_TELNET_PORT + TELNET_PORT_STEP * n);
+    }
+}
+
+// Both stamps become the current one, so that the next start sees a difference only after an
+// update; the store itself keeps the previous stamp for this run.
+void ZqConfig::write_software_update_file() const {
+    const std::string& current = at(KEY_UPDATE_B);
+    const Map stamps{{KEY_UPDATE_A, current}, {KEY_UPDATE_B, current}};
+    write_file(systemPath(CONFIG_DIRECTORY) + SOFTWARE_UPDATE_FILE, stamps);
+}
+
+void ZqConfig::parse_file(const std::string& path, Map& map) {
+    const std::optional<std::string> content = ConfigFile::read(path);
+    if (!content) return;
+    IniFormat::parse(*content, map, [&path](unsigned line) {
+        Log::write(Log::WARNING, "ZqConfig: Section syntax error: %s:%u", path.c_str(), line);
+    });
+}
+
+void ZqConfig::write_file(const std::string& path, const Map& map) {
+    ConfigFile::replace(path, IniFormat::format(map));
+}
+
+std::string ZqConfig::value_of(const std::string& key) {
+    const ZqConfig& config = getConfig();
+    const auto found = config.find(key);
+    return found == config.end() ? std::string() : found->second;
+}
+
+bool ZqConfig::is_tesk_enabled() {
+    return value_of("[INTERNAL] TESKv2_ENABLE") == "true";
+}
+
+std::string ZqConfig::get_server_address() {
+    return value_of("[IP_ADDRESS] IP_SERVER") + ":" + value_of("[IP_ADDRESS] UDP_SERVER");
+}
+
+std::list<std::string> ZqConfig::get_local_addresses() {
+    const auto addresses =
+        text::splitDroppingEmpty(value_of("[IP_ADDRESS] IP_LOCAL"), LIST_SEPARATORS);
+    const auto ports =
+        text::splitDroppingEmpty(value_of("[IP_ADDRESS] TCP_LOCAL"), LIST_SEPARATORS);
+    std::list<std::string> endpoints;
+    std::string port;
+    auto nextPort = ports.begin();
+    for (const std::string& address : addresses) {
+        if (nextPort != ports.end()) port = *nextPort++;
+        endpoints.push_back(address + ":" + port);
+    }
+    return endpoints;
+}
+
+std::vector<int> ZqConfig::get_async_ports() {
+    std::vector<int> ports;
+    const std::string list = value_of("[SLOT_MACHINE] PORT_ASYNC");
+    for (const std::string& item : text::splitDroppingEmpty(list, LIST_SEPARATORS)) {
+        ports.push_back(text::toInt(item));
+    }
+    return ports;
+}
+
+std::string ZqConfig::get_port_address(int n) {
+    return value_of(portKey(n, "IP_ADDRESS")) + ":" + value_of(portKey(n, "TCP_PORT"));
+}
+
+int ZqConfig::port_setting(int n, const char* name) {
+    return serialSettingValue(value_of(portKey(n, name)));
+}
+
+int ZqConfig::get_port_baudrate(int n) {
+    return port_setting(n, "BAUDRATE");
+}
+int ZqConfig::get_port_datasize(int n) {
+    return port_setting(n, "DATASIZE");
+}
+int ZqConfig::get_port_parity(int n) {
+    return port_setting(n, "PARITY");
+}
+int ZqConfig::get_port_stopsize(int n) {
+    return port_setting(n, "STOPSIZE");
+}
+int ZqConfig::get_port_flowcontrol(int n) {
+    return port_setting(n, "FLOWCONTROL");
+}
+
+std::uint32_t ZqConfig::get_tout_ora_ms() {
+    const std::int64_t milliseconds =
+        std::int64_t{text::toInt(value_of("[RICH_ORA] TOUT_ORA"))} * MILLISECONDS_PER_SECOND;
+    constexpr std::int64_t highest = std::numeric_limits<std::uint32_t>::max();
+    return static_cast<std::uint32_t>(std::clamp(milliseconds, std::int64_t{0}, highest));
+}
+
+int ZqConfig::get_tmp_app_collegati() {
+    const int minutes = text::toInt(value_of("[AAMS] TMP_APP_COLLEGATI"));
+    return minutes == 0 ? 1 : minutes;
+}
+
+bool ZqConfig::get_invio_app_collegati() {
+    return text::toInt(value_of("[AAMS] INVIO_APP_COLLEGATI")) != 0;
+}
+
+bool ZqConfig::get_invio_no_app_collegati() {
+    return text::toInt(value_of("[AAMS] INVIO_NO_APP_COLLEGATI")) != 0;
+}
+
+int ZqConfig::get_tmp_app_accensione() {
+    return text::toInt(value_of("[AAMS] TMP_APP_ACCENSIONE"));
+}
+
+std::string ZqConfig::get_mac_string(const std::string& interface) {
+    std::string digits = value_of(MAC_KEY + interface);
+    std::erase(digits, ':');
+    return digits;
+}
+
+void ZqConfig::get_mac_bytes(const std::string& interface, std::array<std::uint8_t, 6>& out) {
+    const auto items = text::splitDroppingEmpty(value_of(MAC_KEY + interface), ":");
+    for (std::size_t i = 0; i < std::min(items.size(), out.size()); ++i) {
+        out[i] = static_cast<std::uint8_t>(text::toInt(items[i], 16));
+    }
+}
+
+std::string ZqConfig::get_model() {
+    return value_of("[INTERNAL] ZQ_MODEL");
+}
+std::string ZqConfig::get_sw_version() {
+    return value_of("[INTERNAL] ZQ_SW_VERSION");
+}
+std::string ZqConfig::get_manufacturer_id() {
+    return value_of("[INTERNAL] ZQ_MANUFACTURER_ID");
+}
+std::string ZqConfig::get_tesk_connection_type() {
+    return value_of("[INTERNAL] TESK_CONNECTION_TYPE");
+}
+std::string ZqConfig::get_zq_connection_type() {
+    return value_of("[INTERNAL] ZQ_CONNECTION_TYPE");
+}
+std::string ZqConfig::get_sw_update() {
+    return value_of(KEY_UPDATE_B);
+}
+
+bool ZqConfig::is_sw_updated() {
+    return value_of(KEY_UPDATE_A) != value_of(KEY_UPDATE_B);
+}
+
+std::string ZqConfig::get_current_date_time() {
+    return formatLocalTime("%y%m%d%H%M%S");
+}
+
+std::string ZqConfig::get_current_date() {
+    return formatLocalTime("%d.%m.%y");
+}
+
+void ZqConfig::set_current_date_time(std::string text) {
+    text = spaced(std::move(text));
+    Log::write(Log::DEBUG, "%s:%d String date is: %s",
+               "static void ZqConfig::set_current_date_time(std::string)", __LINE__, text.c_str());
+    std::tm date{};
+    date.tm_isdst = -1;
+    if (strptime(text.c_str(), "%y %m %d %H %M %S", &date) == nullptr) return;
+    constexpr int FIRST_YEAR = 2000 - 1900;
+    if (date.tm_year < FIRST_YEAR) throw ZqConfigException("Invalid year");
+    const std::time_t seconds = std::mktime(&date);
+    if (seconds == -1) throw ZqConfigException(std::strerror(EOVERFLOW));
+    if (SystemDate::set(seconds) != 0) throw ZqConfigException(std::strerror(errno));
+}
+
+}  // namespace teskd

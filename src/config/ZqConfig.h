@@ -1,0 +1,91 @@
+// The daemon's configuration: one store, filled at start-up, and its typed accessors.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace teskd {
+
+// A map from "[SECTION] NAME" to text. The constructor stores every default, merges the files over
+// them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". Unreadable
+// files are skipped, and nothing that stands in a file makes construction fail.
+//
+// Owner: getConfig(). Threads: filled before any thread starts, only read afterwards, without
+// locks; the accessors never insert (the map's own operator[] does). Errors: accessors never fail,
+// text that is no number reads as far as it goes; exceptions are named where there are any.
+class ZqConfig : public std::map<std::string, std::string> {
+  public:
+    using Map = std::map<std::string, std::string>;
+
+    ZqConfig();
+
+    // Merges a file into the map; one that cannot be read is skipped.
+    static void parse_file(const std::string& path, Map& map);
+    // Writes the map to the file; see ConfigFile::replace. A failure is not reported.
+    static void write_file(const std::string& path, const Map& map);
+
+    // True only for the value "true".
+    static bool is_tesk_enabled();
+
+    // "address:port" of the notification server.
+    static std::string get_server_address();
+    // "address:port" of every local endpoint to listen on.
+    static std::list<std::string> get_local_addresses();
+
+    // Numbers of the serial ports in use.
+    static std::vector<int> get_async_ports();
+    // "address:port" of the telnet endpoint of serial port n.
+    static std::string get_port_address(int n);
+    // Line settings of serial port n as RFC 2217 values.
+    // @throws TelnetFeatureNotAvailableException for a word that is no setting
+    static int get_port_baudrate(int n);
+    static int get_port_datasize(int n);
+    static int get_port_parity(int n);
+    static int get_port_stopsize(int n);
+    static int get_port_flowcontrol(int n);
+
+    // Milliseconds between two questions for the date, saturated to 32 bits.
+    static std::uint32_t get_tout_ora_ms();
+    // Minutes between two polling passes; never 0.
+    static int get_tmp_app_collegati();
+    static bool get_invio_app_collegati();
+    static bool get_invio_no_app_collegati();
+    // Minutes from start to the first polling pass.
+    static int get_tmp_app_accensione();
+
+    // The configured hardware address of an interface, without its colons.
+    static std::string get_mac_string(const std::string& interface);
+    // The same as six bytes; bytes that the text lacks are left as they are.
+    static void get_mac_bytes(const std::string& interface, std::array<std::uint8_t, 6>& out);
+    static std::string get_model();
+    static std::string get_sw_version();
+    static std::string get_manufacturer_id();
+    static std::string get_tesk_connection_type();
+    static std::string get_zq_connection_type();
+    // Stamp of the installed software.
+    static std::string get_sw_update();
+    // True when the software was updated since the previous start.
+    static bool is_sw_updated();
+
+    // Local time, "%y%m%d%H%M%S" and "%d.%m.%y".
+    static std::string get_current_date_time();
+    static std::string get_current_date();
+    // Sets the machine's clock from "YYMMDDHHMMSS", local time; a text that is no date is ignored.
+    // @throws ZqConfigException "Invalid year" before 2000, or the system's error text
+    static void set_current_date_time(std::string text);
+
+  private:
+    void store_defaults();
+    void write_software_update_file() const;
+    static std::string value_of(const std::string& key);
+    static int port_setting(int n, const char* name);
+};
+
+// The one store, built on first use; the process builds it before main runs.
+ZqConfig& getConfig();
+
+}  // namespace teskd

@@ -1,0 +1,29 @@
+#include "core/Clock.h"
+
+#include <sys/time.h>
+
+namespace teskd {
+
+namespace {
+
+class SystemClock final : public Clock {
+  public:
+    std::int64_t now() override {
+        timeval time{};
+        gettimeofday(&time, nullptr);
+        return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
+    }
+
+    void wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held) {
+        held.waitLocked(microseconds);
+    }
+};
+
+}  // namespace
+
+Clock& Clock::system() {
+    static SystemClock clock;
+    return clock;
+}
+
+}  // namespace teskd

@@ -1,0 +1,27 @@
+// The seam between the timers and the time of day.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Synchronized.h"
+
+namespace teskd {
+
+// Tells the wall-clock time and sleeps by it. Timers take one, so that a test can step or race the
+// time without touching the machine's clock.
+//
+// Threads: any. Owner: whoever made it; must outlive the timers that use it.
+class Clock {
+  public:
+    virtual ~Clock() = default;
+
+    // Microseconds since the epoch, as the wall clock stands; may jump either way.
+    virtual std::int64_t now() = 0;
+    // Sleeps at most that many microseconds, less when the held lock's condition is signalled.
+    virtual void wait(Synchronized& held, std::int64_t microseconds) TESKD_REQUIRES(held) = 0;
+
+    // The machine's own clock.
+    static Clock& system();
+};
+
+}  // namespace teskd

@@ -1,0 +1,40 @@
+#include "core/Log.h"
+
+#include <cstdarg>
+#include <exception>
+#include <syslog.h>
+
+#include "core/Text.h"
+
+namespace teskd {
+
+static_assert(Log::ERROR == (LOG_LOCAL6 | LOG_ERR) && Log::WARNING == (LOG_LOCAL6 | LOG_WARNING) &&
+              Log::NOTICE == (LOG_LOCAL6 | LOG_NOTICE) && Log::INFO == (LOG_LOCAL6 | LOG_INFO) &&
+              Log::DEBUG == (LOG_LOCAL6 | LOG_DEBUG));
+
+namespace {
+
+void toSyslog(int priority, const char* line) {
+    ::syslog(priority, "%s", line);
+}
+
+}  // namespace
+
+Log::Sink Log::sink_ = toSyslog;
+
+void Log::write(int priority, const char* format, ...) noexcept {
+    std::va_list arguments;
+    va_start(arguments, format);
+    try {
+        sink_(priority, text::vformat(format, arguments).c_str());
+    } catch (const std::exception&) {
+        sink_(priority, format);  // out of memory: the bare words are better than nothing
+    }
+    va_end(arguments);
+}
+
+void Log::setSink(Sink sink) {
+    sink_ = sink == nullptr ? toSyslog : sink;
+}
+
+}  // namespace teskd

@@ -1,0 +1,33 @@
+// A latch that a thread waiting for descriptors can wait for as well.
+#pragma once
+
+#include <atomic>
+
+namespace teskd {
+
+// Set once, it stays set (its descriptor stays readable) until cleared; everybody who polls the
+// descriptor wakes. Built on a pipe.
+//
+// Owner: the object whose threads it stops; must outlive everything that polls it.
+// Threads: every operation from any thread. No locks.
+class StopEvent {
+  public:
+    // @throws IOException when no descriptors are left
+    StopEvent();
+    ~StopEvent();
+    StopEvent(const StopEvent&) = delete;
+    StopEvent& operator=(const StopEvent&) = delete;
+
+    void set();
+    void clear();
+    bool isSet() const { return set_; }
+    // Readable while the event is set; for poll alone.
+    int descriptor() const { return readEnd_; }
+
+  private:
+    int readEnd_;
+    int writeEnd_;
+    std::atomic<bool> set_{false};
+};
+
+}  // namespace teskd

@@ -1,0 +1,162 @@
+#include "core/Thread.h"
+
+#include <csignal>
+#include <cxxabi.h>
+#include <functional>
+#include <new>
+#include <utility>
+
+#include "core/Log.h"
+
+namespace teskd {
+
+namespace {
+
+// The block that operator new handed out last on this thread, until a constructor claims it. A
+// store into the object's own field would not do: nothing stored before construction has to survive
+// it.
+struct FreshBlock {
+    const char* start = nullptr;
+    std::size_t size = 0;
+};
+thread_local FreshBlock freshBlock;
+
+bool claimFreshBlock(const void* object) {
+    const char* address = static_cast<const char*>(object);
+    const std::less<const char*> before;
+    const bool inside = freshBlock.start != nullptr && !before(address, freshBlock.start) &&
+                        before(address, freshBlock.start + freshBlock.size);
+    if (inside) freshBlock = {};
+    return inside;
+}
+
+}  // namespace
+
+Thread::Thread() : Thread("<unknown>") {}
+
+Thread::Thread(std::string name)
+    : self_(claimFreshBlock(this) ? this : nullptr), name_(std::move(name)) {}
+
+Thread::Thread(const Thread& source)
+    : self_(nullptr), name_(source.getName()), autoDelete_(source.autoDelete_.load()) {
+    claimFreshBlock(this);
+}
+
+Thread::~Thread() noexcept(false) {
+    running_ = false;
+}
+
+void* Thread::operator new(std::size_t size) {
+    void* memory = ::operator new(size);
+    freshBlock = {static_cast<const char*>(memory), size};
+    return memory;
+}
+
+void Thread::operator delete(void* memory) {
+    ::operator delete(memory);
+}
+
+int Thread::start() {
+    {
+        const SynchronizedLock lock(state_);
+        ++generation_;
+        ++alive_;
+    }
+    running_ = true;
+    // A self-deleting object may be gone as soon as its thread exists.
+    const bool selfDeleting = autoDelete_ && isHeapAllocated();
+    pthread_t created{};
+    const int result = pthread_create(&created, nullptr, entry, this);
+    if (result != 0) {
+        const SynchronizedLock lock(state_);
+        --alive_;
+    } else if (!selfDeleting) {
+        handle_ = created;
+    }
+    return result;
+}
+
+void Thread::stop() {
+    running_ = false;
+    interrupt();
+}
+
+void Thread::cancel() {
+    running_ = false;
+    pthread_cancel(handle_);
+}
+
+int Thread::kill(int signal) {
+    return pthread_kill(handle_, signal);
+}
+
+void Thread::join() {
+    pthread_join(handle_, nullptr);
+}
+
+std::string Thread::getName() const {
+    const SynchronizedLock lock(state_);
+    return name_;
+}
+
+void Thread::setName(const std::string& name) {
+    const SynchronizedLock lock(state_);
+    name_ = name;
+}
+
+void Thread::awaitEnd() {
+    const SynchronizedLock lock(state_);
+    while (alive_ > 0) state_.waitLocked();
+}
+
+void* Thread::entry(void* argument) {
+    Thread* const thread = static_cast<Thread*>(argument);
+    if (thread->live()) delete thread;
+    return nullptr;
+}
+
+bool Thread::live() {
+    // Tells awaitEnd() on every way out, a cancelled thread's included; nothing touches the object
+    // afterwards unless the object is the thread's own to delete.
+    struct Farewell {
+        Thread& thread;
+        ~Farewell() {
+            const SynchronizedLock lock(thread.state_);
+            --thread.alive_;
+            thread.state_.notifyAll();
+        }
+    };
+    const Farewell farewell{*this};
+    const unsigned generation = currentGeneration();
+    runLogged();
+    clearRunning(generation);
+    Log::write(Log::NOTICE, "Thread '%s' Terminated", getName().c_str());
+    if (!autoDelete_) return false;
+    pthread_detach(pthread_self());
+    return isHeapAllocated();
+}
+
+void Thread::runLogged() {
+    try {
+        run();
+    } catch (const Exception& e) {
+        Log::write(Log::WARNING, "Unandled Exception '%s' in thread: '%s'", e.getMessage().c_str(),
+                   getName().c_str());
+    } catch (const abi::__forced_unwind&) {
+        throw;  // the thread was cancelled
+    } catch (...) {
+        Log::write(Log::WARNING, "Unandled Exception in thread: '%s'", getName().c_str());
+    }
+}
+
+unsigned Thread::currentGeneration() const {
+    const SynchronizedLock lock(state_);
+    return generation_;
+}
+
+void Thread::clearRunning(unsigned generation) {
+    const SynchronizedLock lock(state_);
+    if (generation == generation_) running_ = false;
+}
+
+}  // namespace teskd

@@ -1,0 +1,87 @@
+// Base class of every worker: one POSIX thread that runs the subclass's run().
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <pthread.h>
+#include <string>
+
+#include "core/Synchronized.h"
+
+namespace teskd {
+
+// Owns the running of one POSIX thread at a time. Stopping is cooperative: stop() clears a flag
+// that run() polls through isRunning(), and calls the interrupt() hook so that a subclass can leave
+// a blocking call. A thread that has ended may be started again.
+//
+// Threads: start, stop, isRunning and the name may be used from any thread; join only by the owner
+// of a thread that is not self-deleting.
+// Lifetime: the creator owns the object, except that one made by `new` and marked setAutoDelete()
+// deletes itself when run() ends and must not be touched after start(). An object that is destroyed
+// while its thread may still run has to call awaitEnd() in its own destructor, before its members
+// go. Locks: state_ (innermost; nothing is called while it is held).
+class Thread {
+  public:
+    Thread();
+    explicit Thread(std::string name);
+    // Copies the name and the self-deletion mark; the copy has no thread.
+    Thread(const Thread& source);
+    Thread& operator=(const Thread&) = delete;
+    // Clears the running flag, and no more: neither joins nor cancels.
+    virtual ~Thread() noexcept(false);
+
+    // The thread's body, on the thread itself. What it throws is logged and ends the thread.
+    virtual void run() = 0;
+
+    // Remembers the object as heap-created. @throws std::bad_alloc
+    static void* operator new(std::size_t size);
+    static void operator delete(void* memory);
+
+    // Starts the thread; the result is pthread_create's (0 for success). The running flag is set in
+    // either case. Does not wait for an earlier thread of this object to end.
+    int start();
+    // Asks run() to end: clears the running flag and calls interrupt(). Does not wait.
+    void stop();
+    void cancel();
+    int kill(int signal);
+    // Waits for the thread without limit.
+    void join();
+    bool isRunning() const { return running_; }
+
+    void setAutoDelete() { autoDelete_ = true; }
+    void clearAutoDelete() { autoDelete_ = false; }
+    // True when the object was created by this class's operator new.
+    bool isHeapAllocated() const { return self_ == this; }
+
+    std::string getName() const;
+
+  protected:
+    // Makes run() leave whatever it waits for; called by stop() on the caller's thread.
+    virtual void interrupt() {}
+
+    void setName(const std::string& name);
+    // Waits without limit until no thread of this object runs any more.
+    void awaitEnd();
+
+  private:
+    static void* entry(void* argument);
+    // The whole life of one thread, apart from self-deletion. True when the object is to be
+    // deleted.
+    bool live();
+    void runLogged();
+    void clearRunning(unsigned generation);
+    unsigned currentGeneration() const;
+
+    std::atomic<bool> running_{false};
+    pthread_t handle_{};
+    Thread* self_;
+    mutable Synchronized state_;
+    std::string name_ TESKD_GUARDED_BY(state_);
+    std::atomic<bool> autoDelete_{false};
+    // Counts the starts, so that the end of an earlier thread does not clear a later one's flag.
+    unsigned generation_ TESKD_GUARDED_BY(state_) = 0;
+    // Threads of this object that have not ended yet.
+    unsigned alive_ TESKD_GUARDED_BY(state_) = 0;
+};
+
+}  // namespace teskd

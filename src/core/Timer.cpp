@@ -1,0 +1,189 @@
+#include "core/Timer.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/Log.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr std::int64_t MICROSECONDS_PER_MILLISECOND = 1'000;
+constexpr std::int64_t LONGEST_SLEEP = 1'000'000;   // microseconds
+constexpr std::int64_t CATCH_UP_LIMIT = 5'000'000;  // microseconds between two passes
+
+std::int64_t microseconds(std::uint32_t milliseconds) {
+    return std::int64_t{milliseconds} * MICROSECONDS_PER_MILLISECOND;
+}
+
+}  // namespace
+
+Timer::Timer(Clock& clock) : Timer("<anonymous>", clock) {}
+
+Timer::Timer(const std::string& name, Clock& clock) : Thread("Timer: " + name), clock_(clock) {
+    setAutoDelete();
+}
+
+Timer::~Timer() noexcept(false) {
+    stop();
+    awaitEnd();
+}
+
+void Timer::interrupt() {
+    tasks_.wakeAll();
+}
+
+void Timer::schedule(TimerTask& task, std::uint32_t delay, std::uint32_t period) {
+    add(task, delay, period, false);
+}
+
+void Timer::scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint32_t period) {
+    add(task, delay, period, true);
+}
+
+void Timer::add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate) {
+    const SynchronizedLock lock(tasks_.guard());
+    task.fixedRate_ = fixedRate;
+    task.cancelled_ = false;
+    task.delay_ = delay;
+    task.period_ = period;
+    task.nextRun_ = clock_.now() + microseconds(delay);
+    ++task.scheduled_;
+    tasks_.remove(&task);
+    tasks_.push_back(&task);
+    startIfEnded();
+}
+
+// The caller holds the list's lock, under which the thread decides to end: no task is lost between.
+void Timer::startIfEnded() {
+    if (isRunning()) return;
+    const int result = start();
+    if (result == 0) return;
+    stop();
+    Log::write(Log::WARNING, "Cannot start thread '%s': %s", getName().c_str(),
+               std::strerror(result));
+}
+
+void Timer::cancel(TimerTask& task) {
+    const SynchronizedLock lock(tasks_.guard());
+    tasks_.remove(&task);
+    task.cancelled_ = true;
+    while (current_ == &task) tasks_.guard().waitLocked();
+}
+
+unsigned Timer::purge() {
+    const SynchronizedLock lock(tasks_.guard());
+    unsigned removed = 0;
+    for (auto position = tasks_.begin(); position != tasks_.end(); ++position) {
+        TimerTask* const task = *position;
+        if (!task->isCancelled()) continue;
+        ++position;
+        tasks_.remove(task);
+        ++removed;
+        if (position == tasks_.end()) break;
+    }
+    return removed;
+}
+
+void Timer::run() {
+    try {
+        runLoop();
+    } catch (...) {
+        const SynchronizedLock lock(tasks_.guard());
+        current_ = nullptr;
+        tasks_.guard().notifyAll();
+        stop();
+        throw;
+    }
+}
+
+void Timer::runLoop() {
+    std::int64_t passStart = clock_.now();
+    while (isRunning()) {
+        const std::int64_t previous = passStart;
+        passStart = clock_.now();
+        runDueTasks({passStart, previous});
+        if (!sleepUntilNext()) return;
+    }
+}
+
+// Walks a copy of the list: tasks may be scheduled, moved and taken off while one of them runs.
+void Timer::runDueTasks(const Pass& pass) {
+    tasks_.lock();
+    const std::vector<TimerTask*> tasks(tasks_.begin(), tasks_.end());
+    tasks_.unlock();
+    for (TimerTask* task : tasks) {
+        if (!isRunning()) return;
+        if (!claimIfDue(task, pass)) continue;
+        runTask(*task);
+        rearm(*task, pass);
+    }
+}
+
+bool Timer::isListed(TimerTask* task) {
+    return std::find(tasks_.begin(), tasks_.end(), task) != tasks_.end();
+}
+
+bool Timer::claimIfDue(TimerTask* task, const Pass& pass) {
+    const SynchronizedLock lock(tasks_.guard());
+    if (!isListed(task) || task->isCancelled()) return false;
+    if (pass.start <= task->nextRun_) {
+        const bool clockWasSetBack = pass.previousStart > pass.start;
+        if (clockWasSetBack) task->nextRun_ = pass.start;
+        return false;
+    }
+    current_ = task;
+    currentScheduled_ = task->scheduled_;
+    return true;
+}
+
+void Timer::runTask(TimerTask& task) {
+    try {
+        task.run();
+    } catch (const Exception& e) {
+        Log::write(Log::WARNING, "TimerTask '%s' Uncaught Exception: %s", task.getName().c_str(),
+                   e.getMessage().c_str());
+    }
+}
+
+// A task that was scheduled anew or taken off while it ran keeps what was asked for then.
+void Timer::rearm(TimerTask& task, const Pass& pass) {
+    const SynchronizedLock lock(tasks_.guard());
+    const std::int64_t period = microseconds(task.getPeriod());
+    if (isListed(&task) && task.scheduled_ == currentScheduled_) {
+        if (period == 0) {
+            task.cancelled_ = true;
+        } else if (task.fixedRate_ && pass.start < pass.previousStart + CATCH_UP_LIMIT) {
+            task.nextRun_ += period;
+        } else {
+            task.nextRun_ = pass.start + period;
+        }
+    }
+    current_ = nullptr;
+    tasks_.guard().notifyAll();
+}
+
+bool Timer::sleepUntilNext() {
+    const SynchronizedLock lock(tasks_.guard());
+    const std::optional<std::int64_t> wake = nextWake();
+    if (!wake) {
+        stop();
+        return false;
+    }
+    const std::int64_t pause = *wake - clock_.now();
+    if (pause > 0 && isRunning()) clock_.wait(tasks_.guard(), pause);
+    return true;
+}
+
+// When the next task is due, at most a second from now; nothing when no live task is left.
+std::optional<std::int64_t> Timer::nextWake() {
+    std::optional<std::int64_t> wake;
+    for (TimerTask* task : tasks_) {
+        if (task->isCancelled()) continue;
+        wake = std::min(wake.value_or(clock_.now() + LONGEST_SLEEP), task->nextRun_);
+    }
+    return wake;
+}
+
+}  // namespace teskd

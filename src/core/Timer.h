@@ -1,0 +1,77 @@
+// A thread that runs tasks after a delay, once or periodically.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/Clock.h"
+#include "core/Thread.h"
+#include "core/TimerTask.h"
+#include "packet/SynchronizedList.h"
+
+namespace teskd {
+
+// Runs TimerTasks by the wall clock. Its thread starts with the first scheduled task and ends when
+// no live task is left. Steps of the clock are survived: set back, every waiting task runs at the
+// next pass; set forward by 5 seconds or more, fixed-rate tasks are re-based instead of catching
+// up.
+//
+// Ownership: tasks belong to their owners (see TimerTask); the timer never deletes them.
+// Threads: schedule, scheduleAtFixedRate, cancel and purge from any thread, also from a task's
+// run(); tasks run on the timer's own thread, in the order in which they were last scheduled, one
+// at a time. Locks: the task list's, which is released while a task runs.
+class Timer : public Thread {
+  public:
+    explicit Timer(Clock& clock = Clock::system());
+    explicit Timer(const std::string& name, Clock& clock = Clock::system());
+    // Stops the thread and waits for it; tasks are left alone.
+    ~Timer() noexcept(false) override;
+
+    // The scheduling loop.
+    void run() override;
+
+    // Runs the task after delay and then every period milliseconds after it ran; period 0: once.
+    // A task that is scheduled already is moved to its new time.
+    void schedule(TimerTask& task, std::uint32_t delay, std::uint32_t period);
+    // The same, keeping the phase: each run is due one period after the previous one was due.
+    void scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint32_t period);
+    // Takes the task off the timer; if it is running, waits until it has ended. Not for a task that
+    // takes itself off.
+    void cancel(TimerTask& task);
+    // Removes cancelled tasks and tells how many. The task behind each removed one is not looked
+    // at.
+    unsigned purge();
+
+  protected:
+    void interrupt() override;
+
+  private:
+    struct Pass {
+        std::int64_t start;          // microseconds since the epoch
+        std::int64_t previousStart;  // of the pass before
+    };
+
+    void add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
+    void startIfEnded();
+    void runLoop();
+    void runDueTasks(const Pass& pass);
+    // True when the task is listed, live and due; marks it as running then.
+    bool claimIfDue(TimerTask* task, const Pass& pass);
+    void runTask(TimerTask& task);
+    void rearm(TimerTask& task, const Pass& pass);
+    bool isListed(TimerTask* task);
+    // Sleeps until the next task is due, a second at most. False when no live task is left; the
+    // thread is stopped then, in one step with that finding.
+    bool sleepUntilNext();
+    std::optional<std::int64_t> nextWake();
+
+    SynchronizedList<TimerTask*> tasks_;
+    Clock& clock_;
+    // Guarded by the list's lock.
+    TimerTask* current_ = nullptr;   // the task that runs now
+    unsigned currentScheduled_ = 0;  // its count of scheduling calls when it was claimed
+};
+
+}  // namespace teskd

@@ -1,0 +1,31 @@
+// The writing side of a byte stream.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace teskd {
+
+// Abstract sink of bytes. A stream with nothing of its own drops what it is given.
+//
+// Threads: one thread at a time unless a subclass says otherwise. Ownership: the creator's; filters
+// refer to the stream they wrap. Errors: the IOException family and nothing else.
+class OutputStream {
+  public:
+    OutputStream() = default;
+    virtual ~OutputStream() = default;
+
+    virtual void close();
+    virtual void flush();
+    // The low eight bits of b.
+    virtual void write(int b);
+    // All len bytes.
+    virtual void write(const char* buffer, std::size_t len);
+    virtual void write(const std::string& bytes);
+
+  protected:
+    OutputStream(const OutputStream&) = default;
+    OutputStream& operator=(const OutputStream&) = default;
+};
+
+}  // namespace teskd

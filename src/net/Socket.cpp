@@ -1,0 +1,183 @@
+#include "net/Socket.h"
+
+#include <csignal>
+#include <netinet/in.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "core/StopEvent.h"
+#include "net/Poll.h"
+#include "net/SocketAddress.h"
+#include "net/SocketError.h"
+
+namespace teskd {
+
+namespace {
+
+void ignoreSignal(int) {}
+
+// poll counts in milliseconds; part of one is waited for in full.
+int toMilliseconds(const timeval* timeout) {
+    if (timeout == nullptr) return -1;
+    return static_cast<int>(timeout->tv_sec * 1000 + (timeout->tv_usec + 999) / 1000);
+}
+
+void append(std::vector<pollfd>& entries, const std::list<Socket*>& sockets, short events) {
+    for (const Socket* socket : sockets) entries.push_back({socket->getDescriptor(), events, 0});
+}
+
+void keepReady(std::list<Socket*>& sockets, const std::vector<pollfd>& entries) {
+    auto entry = entries.begin();
+    sockets.remove_if([&entry](const Socket*) { return (entry++)->revents == 0; });
+}
+
+}  // namespace
+
+Socket::Socket(int domain, int type, int protocol)
+    : domain_(domain), type_(type), protocol_(protocol) {
+    try {
+        initAttributes();
+    } catch (...) {
+        if (descriptor_ >= 0) ::close(descriptor_);
+        throw;
+    }
+}
+
+void Socket::initAttributes() {
+    descriptor_ = ::socket(domain_, type_ | SOCK_CLOEXEC, protocol_);
+    if (descriptor_ < 0) throwSocketError("void Socket::initAttributes()");
+    rebuildStreams();
+    // A write to a peer that has gone fails with EPIPE instead of ending the process.
+    std::signal(SIGPIPE, ignoreSignal);
+}
+
+Socket::Socket(const Socket& source)
+    : domain_(source.domain_),
+      type_(source.type_),
+      protocol_(source.protocol_),
+      input_(source.input_),
+      output_(source.output_),
+      descriptor_(duplicateDescriptor(source.descriptor_, "Socket::Socket(const Socket&)")),
+      interrupt_(source.interrupt_) {}
+
+Socket& Socket::operator=(const Socket& source) {
+    if (this == &source) return *this;
+    domain_ = source.domain_;
+    type_ = source.type_;
+    protocol_ = source.protocol_;
+    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+    descriptor_ =
+        duplicateDescriptor(source.descriptor_, "Socket& Socket::operator=(const Socket&)");
+    input_ = source.input_;
+    output_ = source.output_;
+    return *this;
+}
+
+Socket::~Socket() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+Socket Socket::accept() {
+    throw SocketOperationNotImplException("accept");
+}
+
+void Socket::bind() {
+    throw SocketOperationNotImplException("bind");
+}
+
+void Socket::connect() {
+    throw SocketOperationNotImplException("connect");
+}
+
+void Socket::listen() {
+    throw SocketOperationNotImplException("listen");
+}
+
+void Socket::shutdown(int how) {
+    if (::shutdown(descriptor_, how) != 0) throwSocketError("virtual void Socket::shutdown(int)");
+}
+
+void Socket::close() {
+    output_.close();
+    input_.close();
+    if (::close(descriptor_) != 0) throwSocketError("virtual void Socket::close()");
+    descriptor_ = -1;
+}
+
+std::string Socket::getpeername() const {
+    constexpr const char* SIGNATURE = "std::string Socket::getpeername()";
+    sockaddr_storage address{};
+    socklen_t size = SocketAddress::SIZE;
+    if (::getpeername(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        throwSocketError(SIGNATURE);
+    }
+    return SocketAddress::toText(address, SIGNATURE);
+}
+
+std::string Socket::getsockname() const {
+    constexpr const char* SIGNATURE = "std::string Socket::getsockname()";
+    sockaddr_storage address{};
+    socklen_t size = SocketAddress::SIZE;
+    if (::getsockname(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        throwSocketError(SIGNATURE);
+    }
+    return SocketAddress::toText(address, SIGNATURE);
+}
+
+void Socket::getsockopt(int name, int& value) const {
+    socklen_t size = sizeof value;
+    if (::getsockopt(descriptor_, IPPROTO_TCP, name, &value, &size) != 0) {
+        throwSocketError("void Socket::getsockopt(int, int&)");
+    }
+}
+
+void Socket::setsockopt(int name, int value) {
+    setsockopt(IPPROTO_TCP, name, value);
+}
+
+void Socket::setsockopt(int level, int name, int value) {
+    if (::setsockopt(descriptor_, level, name, &value, sizeof value) != 0) {
+        throwSocketError("void Socket::setsockopt(int, int)");
+    }
+}
+
+void Socket::select(std::list<Socket*>& read, std::list<Socket*>& write, std::list<Socket*>& except,
+                    timeval* timeout, const StopEvent* interrupt) {
+    std::vector<pollfd> entries;
+    append(entries, read, POLLIN);
+    append(entries, write, POLLOUT);
+    append(entries, except, POLLPRI);
+    if (interrupt != nullptr) entries.push_back({interrupt->descriptor(), POLLIN, 0});
+    const int ready = Poll::wait(entries, toMilliseconds(timeout));
+    if (ready < 0) {
+        throwSocketError(
+            "static void Socket::select(std::list<Socket*, std::allocator<Socket*> >&, "
+            "std::list<Socket*, std::allocator<Socket*> >&, "
+            "std::list<Socket*, std::allocator<Socket*> >&, timeval*)");
+    }
+    if (ready == 0) {
+        write.clear();
+        except.clear();
+    }
+    keepReady(read, entries);
+}
+
+void Socket::setDescriptor(int fd) {
+    if (descriptor_ >= 0) ::close(descriptor_);
+    descriptor_ = fd;
+    rebuildStreams();
+}
+
+void Socket::rebuildStreams() {
+    output_ = SocketOutputStream(descriptor_);
+    input_ = SocketInputStream(descriptor_);
+}
+
+void Socket::setInterrupt(const StopEvent* interrupt) {
+    interrupt_ = interrupt;
+    input_.setInterrupt(interrupt);
+    output_.setInterrupt(interrupt);
+}
+
+}  // namespace teskd

@@ -1,0 +1,42 @@
+// The reading end of a socket.
+#pragma once
+
+#include "net/InputStream.h"
+
+namespace teskd {
+
+class StopEvent;
+
+// Reads from its own duplicate of a descriptor.
+//
+// Ownership: the duplicate is closed with the stream; the socket's own descriptor is not.
+// Threads: one at a time. Errors: SocketException, SocketTimeoutException.
+class SocketInputStream : public InputStream {
+  public:
+    SocketInputStream() = default;
+    explicit SocketInputStream(int descriptor);
+    SocketInputStream(const SocketInputStream& source);
+    // Takes a duplicate of the source's descriptor; the time-out stays.
+    SocketInputStream& operator=(const SocketInputStream& source);
+    ~SocketInputStream() override;
+
+    unsigned available() override;
+    void close() override;
+    int read() override;
+    int read(char* buffer, int len) override;
+    int skip(int n) override;
+    void setTimeout(int milliseconds) override { timeout_ = milliseconds; }
+    int getTimeout() override { return timeout_; }
+
+    // A waiting read fails as soon as the event is set. Null: nothing interrupts.
+    void setInterrupt(const StopEvent* interrupt) { interrupt_ = interrupt; }
+
+  private:
+    void wait_for_data();
+
+    int descriptor_ = -1;
+    int timeout_ = 0;  // milliseconds, 0: without limit
+    const StopEvent* interrupt_ = nullptr;
+};
+
+}  // namespace teskd

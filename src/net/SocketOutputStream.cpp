@@ -1,0 +1,80 @@
+#include "net/SocketOutputStream.h"
+
+#include <cerrno>
+#include <chrono>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+#include "net/Poll.h"
+#include "net/SocketError.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr const char* ASSIGNMENT =
+    "SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream&)";
+
+}  // namespace
+
+SocketOutputStream::SocketOutputStream(int descriptor)
+    : descriptor_(duplicateDescriptor(descriptor, ASSIGNMENT)) {}
+
+SocketOutputStream::SocketOutputStream(const SocketOutputStream& source)
+    : OutputStream(source), timeout_(source.timeout_), interrupt_(source.interrupt_) {
+    *this = source;
+}
+
+SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream& source) {
+    if (this == &source) return *this;
+    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+    if (source.descriptor_ < 0) return *this;
+    descriptor_ = duplicateDescriptor(source.descriptor_, ASSIGNMENT);
+    return *this;
+}
+
+SocketOutputStream::~SocketOutputStream() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+void SocketOutputStream::close() {
+    if (::close(descriptor_) != 0) throwSocketError("virtual void SocketOutputStream::close()");
+    descriptor_ = -1;
+}
+
+void SocketOutputStream::write(int b) {
+    const char byte = static_cast<char>(b);
+    writeAll(&byte, 1, "virtual void SocketOutputStream::write(int)");
+}
+
+void SocketOutputStream::write(const char* buffer, std::size_t len) {
+    writeAll(buffer, len, "virtual void SocketOutputStream::write(const char*, size_t)");
+}
+
+void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const char* signature) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_);
+    std::size_t done = 0;
+    while (done < len) {
+        const std::size_t n = writeSome(buffer + done, len - done, signature);
+        done += n;
+        if (n > 0) continue;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        if (timeout_ != 0 && left.count() <= 0) throwSocketError(signature, ETIMEDOUT);
+        const int limit = timeout_ == 0 ? -1 : static_cast<int>(left.count());
+        if (Poll::wait(descriptor_, POLLOUT, limit, interrupt_) < 0) throwSocketError(signature);
+    }
+}
+
+std::size_t SocketOutputStream::writeSome(const char* buffer, std::size_t len,
+                                          const char* signature) {
+    const ssize_t n = ::send(descriptor_, buffer, len, MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (n > 0) return static_cast<std::size_t>(n);
+    if (n == 0) throw SocketException(std::string(signature) + "Nothing was written");
+    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return 0;
+    if (errno == EPIPE) throw SocketConnectionClosedException("SocketConnectionClosedException");
+    throwSocketError(signature);
+}
+
+}  // namespace teskd

@@ -1,0 +1,45 @@
+#include "packet/PacketContainer.h"
+
+#include "core/Thread.h"
+#include "packet/PacketHandle.h"
+
+namespace teskd {
+
+void PacketContainer::addPacket(Packet* packet) {
+    Packet::get(packet);
+    queue_.push_back(packet);
+}
+
+void PacketContainer::removePacket(Packet* packet) {
+    if (queue_.remove(packet) > 0) Packet::put(packet);
+}
+
+Packet* PacketContainer::nextPacket(const Thread* worker) {
+    const auto keepWaiting = [worker] { return worker == nullptr || worker->isRunning(); };
+    for (;;) {
+        if (!queue_.waitForElement(keepWaiting)) return nullptr;
+        try {
+            return queue_.front();
+        } catch (const EmptyListException&) {
+            continue;  // another thread took it meanwhile
+        }
+    }
+}
+
+void PacketContainer::failAll(const Exception& e) {
+    while (!queue_.isEmpty()) {
+        try {
+            Packet* packet = nullptr;
+            queue_.pop_front(packet);
+            Packet::get(packet);
+            packet->notifyError(e);
+            Packet::put(packet);
+            Packet::put(packet);
+        } catch (const EmptyListException&) {
+            // Taken by another thread, or raised by a listener, which then keeps both references.
+            continue;
+        }
+    }
+}
+
+}  // namespace teskd

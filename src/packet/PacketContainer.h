@@ -1,0 +1,45 @@
+// The inbound queue of a worker thread.
+#pragma once
+
+#include "packet/Packet.h"
+#include "packet/SynchronizedList.h"
+
+namespace teskd {
+
+class Thread;
+
+// A queue of packets that any thread feeds and one worker empties. The worker handles the packet at
+// the head while it stays queued, and takes it out when it is done.
+//
+// Ownership: holds one reference on each queued packet.
+// Threads: addPacket, removePacket and wakeConsumer from any thread; nextPacket and failAll by the
+// worker.
+// Locks: the queue's, never held while a listener is called.
+class PacketContainer {
+  public:
+    PacketContainer() = default;
+    PacketContainer(const PacketContainer&) = delete;
+    PacketContainer& operator=(const PacketContainer&) = delete;
+    virtual ~PacketContainer() noexcept(false) = default;
+
+    // Takes a reference and appends the packet.
+    virtual void addPacket(Packet* packet);
+    // Takes the packet out wherever it stands and releases the queue's reference. A packet that is
+    // not queued (any more) is left alone.
+    virtual void removePacket(Packet* packet);
+
+    // The first packet, which stays queued and gains no reference; waits while there is none. With
+    // a worker given, returns null once that thread has been stopped and the queue is empty.
+    Packet* nextPacket(const Thread* worker = nullptr);
+    // Makes a waiting nextPacket look at its worker's running flag again.
+    void wakeConsumer() { queue_.wakeAll(); }
+    bool isEmpty() const { return queue_.isEmpty(); }
+
+    // Takes out packet after packet and reports the error to its listeners.
+    void failAll(const Exception& e);
+
+  private:
+    SynchronizedList<Packet*> queue_;
+};
+
+}  // namespace teskd

@@ -1,0 +1,31 @@
+// Holds one reference on a packet for as long as the handle lives.
+#pragma once
+
+#include <utility>
+
+#include "packet/Packet.h"
+
+namespace teskd {
+
+// Packet::get on construction, Packet::put on destruction. Movable, not copyable.
+//
+// Threads: the handle itself belongs to one thread at a time; the count is safe.
+template <class T>
+class PacketHandle {
+  public:
+    explicit PacketHandle(T* packet) : packet_(packet) { Packet::get(packet_); }
+    PacketHandle(PacketHandle&& other) noexcept : packet_(std::exchange(other.packet_, nullptr)) {}
+    PacketHandle& operator=(PacketHandle&&) = delete;
+    ~PacketHandle() noexcept(false) {
+        if (packet_ != nullptr) Packet::put(packet_);
+    }
+
+    T* operator->() const { return packet_; }
+    T& operator*() const { return *packet_; }
+    T* pointer() const { return packet_; }
+
+  private:
+    T* packet_;
+};
+
+}  // namespace teskd

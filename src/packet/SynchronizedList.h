@@ -1,0 +1,97 @@
+// The one container that threads share: a locked list of plain pointers.
+#pragma once
+
+#include <algorithm>
+#include <list>
+
+#include "core/Exception.h"
+#include "core/Synchronized.h"
+
+namespace teskd {
+
+// A doubly linked list with a lock and a condition of its own. Holds listeners, timer tasks and
+// packets.
+//
+// Ownership: never owns what its pointers point to.
+// Threads: any number of producers and consumers; every operation takes the lock itself, for the
+// list operation alone, except lock, unlock, begin and end, which serve a caller that walks the
+// list. The lock is recursive, so a walker may call the other operations.
+template <class T>
+class SynchronizedList {
+  public:
+    using iterator = typename std::list<T>::iterator;
+
+    SynchronizedList() = default;
+    SynchronizedList(const SynchronizedList&) = delete;
+    SynchronizedList& operator=(const SynchronizedList&) = delete;
+    // @throws SynchronizedException when another thread holds the lock
+    virtual ~SynchronizedList() noexcept(false) = default;
+
+    // Appends the value and signals.
+    void push_back(T value) {
+        const SynchronizedLock lock(guard_);
+        list_.push_back(value);
+        guard_.notify();
+    }
+
+    // Erases every element equal to the value, signals, and tells how many there were.
+    std::size_t remove(T value) {
+        const SynchronizedLock lock(guard_);
+        const std::size_t removed = list_.remove(value);
+        guard_.notify();
+        return removed;
+    }
+
+    bool isEmpty() const {
+        const SynchronizedLock lock(guard_);
+        return list_.empty();
+    }
+
+    // The first element, which stays. @throws EmptyListException
+    T& front() {
+        const SynchronizedLock lock(guard_);
+        if (list_.empty()) throw EmptyListException();
+        return list_.front();
+    }
+
+    // Takes the first element out and signals. @throws EmptyListException, out untouched
+    void pop_front(T& out) {
+        const SynchronizedLock lock(guard_);
+        if (list_.empty()) throw EmptyListException();
+        out = list_.front();
+        list_.pop_front();
+        guard_.notify();
+    }
+
+    // Waits on the condition once.
+    void wait() { guard_.wait(); }
+
+    // Waits until the list has an element or keepWaiting() says no; test and wait are one holding
+    // of the lock, so no element slips in between. True when there is an element.
+    template <class Predicate>
+    bool waitForElement(Predicate keepWaiting) {
+        const SynchronizedLock lock(guard_);
+        while (list_.empty() && keepWaiting()) guard_.waitLocked();
+        return !list_.empty();
+    }
+
+    // Makes every waiter look again.
+    void wakeAll() {
+        const SynchronizedLock lock(guard_);
+        guard_.notifyAll();
+    }
+
+    void lock() TESKD_NO_ANALYSIS { guard_.lock(); }
+    void unlock() TESKD_NO_ANALYSIS { guard_.unlock(); }
+    iterator begin() { return list_.begin(); }
+    iterator end() { return list_.end(); }
+
+    // The lock itself, for a caller that combines several operations or waits on the condition.
+    Synchronized& guard() { return guard_; }
+
+  private:
+    std::list<T> list_;
+    mutable Synchronized guard_;
+};
+
+}  // namespace teskd

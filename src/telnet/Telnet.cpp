@@ -1,0 +1,221 @@
+#include "telnet/Telnet.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "core/BigEndian.h"
+#include "core/Exception.h"
+#include "core/Log.h"
+#include "telnet/SerialSetting.h"
+#include "telnet/TelnetProtocol.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr const char* OWN_SIGNATURE = "Telnet 1.0";
+constexpr int NEGOTIATION_TIME = 1000;  // milliseconds
+constexpr unsigned COMMANDS_PER_FLUSH = 256;
+constexpr int SEND_TIMEOUT = 10000;  // milliseconds; the peer is a server on the same machine
+
+int byteAt(const std::string& bytes, std::size_t position) {
+    return position < bytes.size() ? static_cast<unsigned char>(bytes[position]) : 0;
+}
+
+bool isSupported(int option) {
+    return option == telnet::BINARY || option == telnet::SUPPRESS_GO_AHEAD ||
+           option == telnet::COM_PORT_OPTION;
+}
+
+}  // namespace
+
+Telnet::FlusherTimerTask::FlusherTimerTask(OutputStream& output)
+    : TimerTask("FlusherTimerTask"), output_(output) {}
+
+void Telnet::FlusherTimerTask::run() {
+    output_.flush();
+}
+
+Timer& Telnet::internalTimer() {
+    static Timer timer("Telnet Internal Timer");
+    return timer;
+}
+
+Telnet::Telnet(const std::string& address)
+    : StreamClientSocket(address, AF_INET),
+      timedInput_(StreamClientSocket::getInputStream()),
+      bufferedInput_(timedInput_),
+      telnetInput_(bufferedInput_, *this),
+      bufferedOutput_(StreamClientSocket::getOutputStream()),
+      telnetOutput_(bufferedOutput_),
+      flusher_(telnetOutput_) {}
+
+Telnet::~Telnet() noexcept {
+    internalTimer().cancel(flusher_);
+}
+
+void Telnet::close() {
+    internalTimer().cancel(flusher_);
+    StreamClientSocket::close();
+}
+
+void Telnet::connect() {
+    setsockopt(TCP_NODELAY, 1);
+    setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
+    StreamClientSocket::getOutputStream().setTimeout(SEND_TIMEOUT);
+    StreamClientSocket::connect();
+    negotiate();
+    awaitServerNegotiation();
+}
+
+void Telnet::negotiate() {
+    if (!suppressGoAhead_) {
+        telnetOutput_.optionWill(telnet::SUPPRESS_GO_AHEAD);
+        suppressGoAhead_ = true;
+    }
+    if (comPort_) {
+        telnetOutput_.optionWill(telnet::COM_PORT_OPTION);
+        comPort_ = false;  // until the server agrees
+    }
+    if (binary_) {
+        telnetOutput_.optionWill(telnet::BINARY);
+        binary_ = false;
+    }
+    telnetOutput_.flush();
+}
+
+// Reads ahead to the first data byte, which stays in the stream; commands are handled on the way.
+void Telnet::awaitServerNegotiation() {
+    const int timeout = telnetInput_.getTimeout();
+    telnetInput_.mark(1);
+    telnetInput_.setTimeout(NEGOTIATION_TIME);
+    try {
+        telnetInput_.read();
+    } catch (const SocketTimeoutException&) {
+        // No data within the second: the usual case.
+    }
+    telnetInput_.reset();
+    telnetInput_.setTimeout(timeout);
+}
+
+// The flusher's time starts anew with each command, so a server that never pauses is flushed to
+// here.
+void Telnet::scheduleFlusher() {
+    if (++commandsSent_ % COMMANDS_PER_FLUSH == 0) telnetOutput_.flush();
+    internalTimer().schedule(flusher_, FlusherTimerTask::DELAY, 0);
+}
+
+bool* Telnet::flagOf(int option) {
+    switch (option) {
+        case telnet::BINARY:
+            return &binary_;
+        case telnet::SUPPRESS_GO_AHEAD:
+            return &suppressGoAhead_;
+        case telnet::COM_PORT_OPTION:
+            return &comPort_;
+        default:
+            return nullptr;
+    }
+}
+
+// SUPPRESS-GO-AHEAD's flag says "offered, not agreed", the other two say "agreed".
+bool Telnet::changeFlag(int option, bool isDo) {
+    bool* const flag = flagOf(option);
+    if (flag == nullptr) return false;
+    const bool wanted = option == telnet::SUPPRESS_GO_AHEAD ? !isDo : isDo;
+    if (*flag == wanted) return false;
+    *flag = wanted;
+    return true;
+}
+
+// A request for what is so already is not answered, or two sides could answer each other for ever.
+void Telnet::optionDo(int option) {
+    if (!isSupported(option)) {
+        telnetOutput_.optionWont(option);
+    } else if (changeFlag(option, true)) {
+        telnetOutput_.optionWill(option);
+    } else {
+        return;
+    }
+    scheduleFlusher();
+}
+
+void Telnet::optionDont(int option) {
+    if (!changeFlag(option, false)) return;
+    telnetOutput_.optionWont(option);
+    scheduleFlusher();
+}
+
+void Telnet::optionWill(int option) {
+    answerServer(option, isSupported(option) ? telnet::DO : telnet::DONT);
+}
+
+void Telnet::optionWont(int option) {
+    answerServer(option, telnet::DONT);
+}
+
+void Telnet::answerServer(int option, int answer) {
+    int& given = answers_[static_cast<std::size_t>(option & 0xFF)];
+    if (given == answer) return;
+    given = answer;
+    if (answer == telnet::DO) {
+        telnetOutput_.optionDo(option);
+    } else {
+        telnetOutput_.optionDont(option);
+    }
+    scheduleFlusher();
+}
+
+void Telnet::subnegotiation(int option, const std::string& parameters) {
+    const int first = byteAt(parameters, 0);
+    const std::string rest = parameters.empty() ? std::string() : parameters.substr(1);
+    if (option != telnet::COM_PORT_OPTION) {
+        Log::write(Log::INFO, "Un-handle Telnet subnegotiation: '%d' with parameters: '%s'", first,
+                   rest.c_str());
+    } else if (first != telnet::SERVER_SIGNATURE) {
+        Log::write(Log::INFO, "Un-handle Telnet : COM_PORT_OPTION(%d, 0x%02x)", first,
+                   static_cast<unsigned>(first));
+    } else if (!rest.empty()) {
+        peerSignature_ = rest;
+    } else {
+        const std::string subcommand(1, static_cast<char>(telnet::SIGNATURE));
+        telnetOutput_.subnegotiation(telnet::COM_PORT_OPTION, subcommand + OWN_SIGNATURE);
+        scheduleFlusher();
+    }
+}
+
+void Telnet::set_baudrate(std::uint32_t baud) {
+    std::string value;
+    bigendian::append32(value, baud);
+    sendSetting("SET-BAUDRATE", telnet::SET_BAUDRATE, value);
+}
+
+void Telnet::set_datasize(std::uint8_t bits) {
+    sendSetting("SET-DATASIZE", telnet::SET_DATASIZE, std::string(1, static_cast<char>(bits)));
+}
+
+void Telnet::set_parity(std::uint8_t parity) {
+    sendSetting("SET-PARITY", telnet::SET_PARITY, std::string(1, static_cast<char>(parity)));
+}
+
+void Telnet::set_stopsize(std::uint8_t size) {
+    sendSetting("SET-STOPSIZE", telnet::SET_STOPSIZE, std::string(1, static_cast<char>(size)));
+}
+
+void Telnet::set_control(std::uint8_t control) {
+    sendSetting("SET-CONTROL", telnet::SET_CONTROL, std::string(1, static_cast<char>(control)));
+}
+
+void Telnet::sendSetting(const char* name, int subcommand, const std::string& value) {
+    if (!comPort_) throw TelnetFeatureNotAvailableException(name);
+    telnetOutput_.subnegotiation(telnet::COM_PORT_OPTION,
+                                 std::string(1, static_cast<char>(subcommand)) + value);
+    scheduleFlusher();
+}
+
+int Telnet::string_to_number(const std::string& text) {
+    return serialSettingValue(text);
+}
+
+}  // namespace teskd

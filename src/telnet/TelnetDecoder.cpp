@@ -1,0 +1,87 @@
+#include "telnet/TelnetDecoder.h"
+
+#include "core/Log.h"
+#include "telnet/TelnetOptionInterface.h"
+#include "telnet/TelnetProtocol.h"
+
+namespace teskd {
+
+std::optional<int> TelnetDecoder::feed(int byte) {
+    switch (state_) {
+        case State::data:
+            if (byte != telnet::IAC) return byte;
+            state_ = State::command;
+            return std::nullopt;
+        case State::command:
+            state_ = State::data;
+            return command(byte);
+        case State::option:
+            state_ = State::data;
+            option(byte);
+            return std::nullopt;
+        case State::subnegotiationOption:
+            state_ = State::subnegotiation;
+            subnegotiationOption_ = byte;
+            parameters_.clear();
+            return std::nullopt;
+        case State::subnegotiation:
+            parameter(byte);
+            return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::optional<int> TelnetDecoder::command(int byte) {
+    if (byte < telnet::SE) {
+        Log::write(Log::WARNING, "Un-Escape 'Interpret as Command (IAC)' byte.");
+        return std::nullopt;
+    }
+    switch (byte) {
+        case telnet::IAC:
+            return telnet::IAC;
+        case telnet::SE:
+            Log::write(Log::WARNING,
+                       "Telnet 'IAC' 'SE' Character found without a 'IAC' 'SB' prior");
+            return std::nullopt;
+        case telnet::SB:
+            state_ = State::subnegotiationOption;
+            return std::nullopt;
+        case telnet::WILL:
+        case telnet::WONT:
+        case telnet::DO:
+        case telnet::DONT:
+            command_ = byte;
+            state_ = State::option;
+            return std::nullopt;
+        default:  // NOP to GA ask for nothing here
+            return std::nullopt;
+    }
+}
+
+void TelnetDecoder::option(int byte) {
+    switch (command_) {
+        case telnet::WILL:
+            return interface_.optionWill(byte);
+        case telnet::WONT:
+            return interface_.optionWont(byte);
+        case telnet::DO:
+            return interface_.optionDo(byte);
+        default:
+            return interface_.optionDont(byte);
+    }
+}
+
+void TelnetDecoder::parameter(int byte) {
+    const bool ends = byte == telnet::SE && !parameters_.empty() &&
+                      parameters_.back() == static_cast<char>(telnet::IAC);
+    if (ends) {
+        parameters_.pop_back();
+        state_ = State::data;
+        interface_.subnegotiation(subnegotiationOption_, parameters_);
+        return;
+    }
+    parameters_.push_back(static_cast<char>(byte));
+    if (parameters_.size() >= LONGEST_SUBNEGOTIATION) state_ = State::data;
+}
+
+}  // namespace teskd

@@ -1,0 +1,78 @@
+#include "telnet/TelnetOutputStream.h"
+
+#include "telnet/TelnetProtocol.h"
+
+namespace teskd {
+
+void TelnetOutputStream::close() {
+    const SynchronizedLock lock(lock_);
+    inner().close();
+}
+
+void TelnetOutputStream::flush() {
+    const SynchronizedLock lock(lock_);
+    inner().flush();
+}
+
+void TelnetOutputStream::write(int b) {
+    const SynchronizedLock lock(lock_);
+    writeByte(b & 0xFF);
+}
+
+void TelnetOutputStream::write(const char* buffer, std::size_t len) {
+    const SynchronizedLock lock(lock_);
+    for (std::size_t i = 0; i < len; ++i) writeByte(static_cast<unsigned char>(buffer[i]));
+}
+
+void TelnetOutputStream::write(const std::string& bytes) {
+    write(bytes.data(), bytes.size());
+}
+
+void TelnetOutputStream::writeByte(int byte) {
+    using namespace telnet;
+    if (last_ == CR && byte != LF && byte != NUL) {
+        inner().write(LF);
+        inner().flush();
+    }
+    if (byte == LF) {
+        if (last_ != CR) inner().write(CR);
+        inner().write(LF);
+        inner().flush();
+    } else {
+        inner().write(byte);
+    }
+    last_ = byte;
+}
+
+void TelnetOutputStream::writeCommand(int command, int option) {
+    const SynchronizedLock lock(lock_);
+    writeByte(telnet::IAC);
+    writeByte(command);
+    writeByte(option & 0xFF);
+}
+
+void TelnetOutputStream::optionWill(int option) {
+    writeCommand(telnet::WILL, option);
+}
+
+void TelnetOutputStream::optionWont(int option) {
+    writeCommand(telnet::WONT, option);
+}
+
+void TelnetOutputStream::optionDo(int option) {
+    writeCommand(telnet::DO, option);
+}
+
+void TelnetOutputStream::optionDont(int option) {
+    writeCommand(telnet::DONT, option);
+}
+
+void TelnetOutputStream::subnegotiation(int option, const std::string& parameters) {
+    const SynchronizedLock lock(lock_);
+    writeCommand(telnet::SB, option);
+    write(parameters);
+    writeByte(telnet::IAC);
+    writeByte(telnet::SE);
+}
+
+}  // namespace teskd

@@ -1,0 +1,102 @@
+#include "tesk/TeskController.h"
+
+#include "config/ZqConfig.h"
+#include "core/Exception.h"
+#include "core/Text.h"
+
+namespace teskd {
+
+TeskController::TeskController() {
+    const SynchronizedLock lock(namesLock_);
+    for (const int port : ZqConfig::get_async_ports()) {
+        const std::string name = text::format("SlotMachine_%d", port);
+        TeskMaster& master = masters_.try_emplace(name, *this).first->second;
+        master.set_address(ZqConfig::get_port_address(port));
+        master.set_port(port);
+        assign(name, name);
+    }
+}
+
+TeskController::~TeskController() noexcept(false) {
+    shut_down();
+}
+
+void TeskController::shut_down() {
+    for (auto& [name, master] : masters_) master.shut_down();
+    for (auto& [name, master] : masters_) master.await_end();
+}
+
+TeskMaster& TeskController::find(const std::string& identifier) {
+    const SynchronizedLock lock(namesLock_);
+    const std::string fixed_name = registered(identifier);
+    if (fixed_name.empty()) throw UnknownCodeIdException(identifier);
+    return masters_.at(fixed_name);
+}
+
+std::string TeskController::registered(const std::string& identifier) const {
+    const auto found = names_.find(identifier);
+    return found == names_.end() ? std::string() : found->second;
+}
+
+void TeskController::assign(const std::string& identifier, const std::string& fixed_name) {
+    names_[identifier] = fixed_name;
+    masters_.at(fixed_name).set_identity(identifier);
+}
+
+void TeskController::send(const std::string& identifier, TeskPacket* packet) {
+    find(identifier).submit(packet);
+}
+
+void TeskController::cancel_request(const std::string& identifier, TeskPacket* packet) {
+    find(identifier).removePacket(packet);
+}
+
+std::int32_t TeskController::get_maximum(const std::string& identifier, const std::string& key) {
+    return find(identifier).get_maximum(key);
+}
+
+void TeskController::update_maximum(const std::string& identifier, const std::string& key,
+                                    std::int32_t value) {
+    find(identifier).update_maximum(key, value);
+}
+
+void TeskController::set_maximum(const std::string& identifier, const std::string& key,
+                                 std::int32_t value) {
+    find(identifier).set_maximum(key, value);
+}
+
+bool TeskController::is_connected(const std::string& identifier) {
+    return find(identifier).is_connected();
+}
+
+int TeskController::get_port(const std::string& identifier) {
+    return find(identifier).get_port();
+}
+
+std::list<std::string> TeskController::get_identities() {
+    const SynchronizedLock lock(namesLock_);
+    std::list<std::string> identities;
+    for (const auto& [name, master] : masters_) identities.push_back(master.get_identity());
+    return identities;
+}
+
+// An emptied registration and an absent one mean the same, so the old one is erased: CodeIds that
+// come and go do not pile up.
+void TeskController::rename(const std::string& old_identifier, const std::string& new_identifier) {
+    const SynchronizedLock lock(namesLock_);
+    const std::string winner = registered(old_identifier);
+    if (winner.empty()) throw UnknownCodeIdException(old_identifier);
+    const std::string displaced = registered(new_identifier);
+    names_.erase(old_identifier);
+    assign(new_identifier, winner);
+    if (displaced.empty() || displaced == winner) return;
+    assign(registered(displaced).empty() ? displaced : old_identifier, displaced);
+}
+
+void TeskController::bind(TeskMaster& master, const std::string& code_id) {
+    const SynchronizedLock lock(namesLock_);
+    const std::string identity = master.get_identity();
+    if (identity != code_id) rename(identity, code_id);
+}
+
+}  // namespace teskd

@@ -1,0 +1,174 @@
+#include "tesk/TeskMaster.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <limits>
+
+#include "config/ZqConfig.h"
+#include "core/Log.h"
+#include "packet/PacketHandle.h"
+#include "telnet/Telnet.h"
+#include "tesk/TeskController.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr int ACKNOWLEDGEMENT_ID = 150;
+
+void configure_line(Telnet& telnet, int port) {
+    telnet.set_baudrate(static_cast<std::uint32_t>(ZqConfig::get_port_baudrate(port)));
+    telnet.set_datasize(static_cast<std::uint8_t>(ZqConfig::get_port_datasize(port)));
+    telnet.set_parity(static_cast<std::uint8_t>(ZqConfig::get_port_parity(port)));
+    telnet.set_stopsize(static_cast<std::uint8_t>(ZqConfig::get_port_stopsize(port)));
+    telnet.set_control(static_cast<std::uint8_t>(ZqConfig::get_port_flowcontrol(port)));
+}
+
+}  // namespace
+
+TeskMaster::TeskMaster(TeskController& controller) : Thread("TeskMaster"), controller_(controller) {
+    setAutoDelete();
+    acknowledgement_.set_id(ACKNOWLEDGEMENT_ID);
+}
+
+TeskMaster::~TeskMaster() noexcept(false) {
+    shut_down();
+    awaitEnd();
+}
+
+void TeskMaster::submit(TeskPacket* packet) {
+    const PacketHandle<TeskPacket> hold(packet);
+    std::string refusal;
+    {
+        const SynchronizedLock lock(control_);
+        if (closed_) {
+            refusal = "The link is shut down";
+        } else {
+            addPacket(packet);
+            if (isRunning()) return;
+            stopEvent_.clear();
+            const int result = start();
+            if (result == 0) return;
+            stop();
+            removePacket(packet);
+            refusal = std::strerror(result);
+        }
+    }
+    Log::write(Log::WARNING, "Cannot serve a request for '%s': %s", get_identity().c_str(),
+               refusal.c_str());
+    packet->notifyError(TeskException(refusal));
+}
+
+void TeskMaster::shut_down() {
+    const SynchronizedLock lock(control_);
+    closed_ = true;
+    stop();
+}
+
+void TeskMaster::interrupt() {
+    stopEvent_.set();
+    wakeConsumer();
+}
+
+void TeskMaster::run() {
+    try {
+        Telnet telnet(address_);
+        telnet.setInterrupt(&stopEvent_);
+        telnet.connect();
+        configure_line(telnet, port_);
+        serve(telnet);
+        telnet.close();
+        end_run(TeskException("The link is shut down"));
+    } catch (const Exception& e) {
+        end_run(e);
+    } catch (const std::exception& e) {
+        end_run(TeskException(e.what()));
+    }
+}
+
+void TeskMaster::serve(Telnet& telnet) {
+    answerOwed_ = false;
+    while (isRunning()) {
+        Packet* const next = nextPacket(this);
+        if (next == nullptr || !isRunning()) return;
+        const PacketHandle<TeskPacket> packet(&dynamic_cast<TeskPacket&>(*next));
+        const bool answered = exchange(telnet, *packet);
+        connected_ = answered;
+        answerOwed_ = !answered;
+        // Out of the queue before its listeners hear of it: no later failure reports it again.
+        removePacket(packet.pointer());
+        if (answered) {
+            packet->notifyCompleted();
+        } else {
+            packet->notifyFailed();
+        }
+    }
+}
+
+bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
+    TelnetInputStream& input = telnet.getInputStream();
+    const int timeout = input.getTimeout();
+    drop_late_answer(telnet);
+    packet.write(telnet.getOutputStream());
+    telnet.getOutputStream().flush();
+    constexpr std::uint32_t longest = std::numeric_limits<int>::max();
+    input.setTimeout(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
+    bool answered = true;
+    try {
+        packet.read(input);
+        connected_ = true;
+        controller_.bind(*this, packet.get_code_id());
+        acknowledge(telnet, packet.get_id());
+    } catch (const ReadTimeoutException&) {
+        answered = false;
+    }
+    input.setTimeout(timeout);
+    return answered;
+}
+
+void TeskMaster::drop_late_answer(Telnet& telnet) {
+    if (!answerOwed_) return;
+    const int dropped = telnet.getInputStream().skipArrived();
+    if (dropped == 0) return;
+    Log::write(Log::NOTICE, "%d bytes that '%s' sent after the time-out were dropped", dropped,
+               get_identity().c_str());
+}
+
+void TeskMaster::acknowledge(Telnet& telnet, int id) {
+    acknowledgement_.set_body(std::to_string(id));
+    acknowledgement_.write(telnet.getOutputStream());
+    telnet.getOutputStream().flush();
+}
+
+// The queue is found empty and the run ended in one step, under the lock that submit() takes: a
+// packet is either reported here or finds no run and starts one.
+void TeskMaster::end_run(const Exception& e) {
+    connected_ = false;
+    for (;;) {
+        failAll(e);
+        const SynchronizedLock lock(control_);
+        if (!isEmpty()) continue;
+        stop();
+        return;
+    }
+}
+
+std::int32_t TeskMaster::get_maximum(const std::string& key) const {
+    const SynchronizedLock lock(maximaLock_);
+    const auto found = maxima_.find(key);
+    return found == maxima_.end() ? 0 : found->second;
+}
+
+void TeskMaster::update_maximum(const std::string& key, std::int32_t value) {
+    const SynchronizedLock lock(maximaLock_);
+    std::int32_t& stored = maxima_[key];
+    stored = std::max(stored, value);
+}
+
+void TeskMaster::set_maximum(const std::string& key, std::int32_t value) {
+    const SynchronizedLock lock(maximaLock_);
+    maxima_[key] = value;
+}
+
+}  // namespace teskd

@@ -1,0 +1,90 @@
+// The link to one slot machine.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "core/StopEvent.h"
+#include "core/Synchronized.h"
+#include "core/Thread.h"
+#include "packet/PacketContainer.h"
+#include "tesk/TeskPacket.h"
+
+namespace teskd {
+
+class Telnet;
+class TeskController;
+
+// A thread and its queue: takes TeskPackets one by one, writes each to the machine behind its
+// serial port, reads the answer into the same packet, acknowledges it and tells the packet's
+// listeners. One request, one answer, one acknowledgement at a time. A run ends with the first
+// failure of the link and reports it to every packet that waits; the next request starts a new run,
+// which connects anew.
+//
+// Owner: the TeskController, from start-up to exit. The thread detaches itself when it ends; the
+// destructor stops it and waits.
+// Threads: submit, the queries and the maxima from any thread; run on the master's own.
+// Locks: control_ (start, end and shutdown of runs; taken before the queue's and Thread's own),
+// maximaLock_ (innermost). None is held while a listener is called.
+class TeskMaster : public Thread, public PacketContainer {
+  public:
+    explicit TeskMaster(TeskController& controller);
+    ~TeskMaster() noexcept(false) override;
+
+    void run() override;
+
+    // Queues the packet and makes sure that a run will take it. The packet is completed with an
+    // error at once when no run can be started or the master was shut down.
+    void submit(TeskPacket* packet);
+    // Stops the thread for good: what waits is reported failed, nothing new is taken.
+    void shut_down();
+    // Waits until the thread has ended.
+    void await_end() { awaitEnd(); }
+
+    // Telnet endpoint, "address:port". Set before the first submit.
+    void set_address(const std::string& address) { address_ = address; }
+    // The name under which the controller knows this machine.
+    void set_identity(const std::string& identity) { setName(identity); }
+    std::string get_identity() const { return getName(); }
+    void set_port(int port) { port_ = port; }
+    int get_port() const { return port_; }
+    // True after an answer, false after any failure.
+    bool is_connected() const { return connected_; }
+
+    // Values kept per key; 0 for a new key.
+    std::int32_t get_maximum(const std::string& key) const;
+    // Stores only what is greater than the stored value.
+    void update_maximum(const std::string& key, std::int32_t value);
+    // Stores the value in any case.
+    void set_maximum(const std::string& key, std::int32_t value);
+
+  protected:
+    void interrupt() override;
+
+  private:
+    void serve(Telnet& telnet);
+    // One request, its answer and its acknowledgement. False when the answer timed out.
+    bool exchange(Telnet& telnet, TeskPacket& packet);
+    void drop_late_answer(Telnet& telnet);
+    void acknowledge(Telnet& telnet, int id);
+    // Reports the error to everything queued and ends the run, so that no packet stays behind.
+    void end_run(const Exception& e);
+
+    TeskController& controller_;
+    std::string address_;
+    int port_ = 0;
+    std::atomic<bool> connected_{false};
+    std::map<std::string, std::int32_t> maxima_ TESKD_GUARDED_BY(maximaLock_);
+    mutable Synchronized maximaLock_;
+
+    Synchronized control_;
+    bool closed_ TESKD_GUARDED_BY(control_) = false;
+    StopEvent stopEvent_;
+    // The master thread's own.
+    TeskPacket acknowledgement_;
+    bool answerOwed_ = false;  // a request timed out, its answer may still come
+};
+
+}  // namespace teskd

@@ -1,0 +1,110 @@
+#include "tesk/TeskPacket.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "core/Exception.h"
+#include "core/Text.h"
+#include "net/InputStream.h"
+#include "net/OutputStream.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr char SEPARATOR = '~';
+constexpr std::size_t OUTCOME_SIZE = 2;
+constexpr std::size_t HEADER_SIZE = 8;
+constexpr int BODY_BLOCK = 4096;
+
+}  // namespace
+
+void TeskPacket::read(InputStream& in) {
+    std::int64_t consumed = 0;
+    id_.clear();
+    id_ = read_field(in, consumed, "Could not read message ID");
+    const std::string length = read_field(in, consumed, "Could not read message Len");
+    const std::int64_t total = text::toInt(length, 16);
+    if (total > LONGEST_MESSAGE) throw TeskConnectionErrorException("Could not read message Len");
+    date_ = read_field(in, consumed, "Could not read Date");
+    code_id_ = read_field(in, consumed, "Could not read CodeId");
+    outcome_.clear();
+    while (outcome_.size() < OUTCOME_SIZE) {
+        const int byte = in.read();
+        if (byte < 0) throw TeskConnectionErrorException("Could not read Outcome");
+        outcome_.push_back(static_cast<char>(byte));
+        ++consumed;
+    }
+    read_body(in, total - consumed);
+    raw_ = false;
+    split_trailer();
+}
+
+std::string TeskPacket::read_field(InputStream& in, std::int64_t& consumed, const char* error) {
+    std::string field;
+    for (;;) {
+        const int byte = in.read();
+        if (byte < 0 || field.size() > LONGEST_FIELD) throw TeskConnectionErrorException(error);
+        ++consumed;
+        if (byte == SEPARATOR) return field;
+        field.push_back(static_cast<char>(byte));
+    }
+}
+
+// Takes whole blocks, so bytes that arrived together with the last of the message stay in the body.
+void TeskPacket::read_body(InputStream& in, std::int64_t remaining) {
+    body_.clear();
+    std::array<char, BODY_BLOCK> block;
+    while (remaining > 0) {
+        const int n = in.read(block.data(), BODY_BLOCK);
+        if (n <= 0) throw TeskConnectionErrorException("Short read on the body");
+        body_.append(block.data(), static_cast<std::size_t>(n));
+        remaining -= n;
+    }
+    if (body_.starts_with(SEPARATOR)) body_.erase(0, 1);
+}
+
+void TeskPacket::split_trailer() {
+    const char kind = code_id_.at(1);
+    if ((kind != 'N' && kind != 'P') || body_.size() < TRAILER_SIZE) return;
+    has_trailer_ = true;
+    const std::size_t start = body_.size() - TRAILER_SIZE;
+    std::copy_n(body_.data() + start, TRAILER_SIZE, trailer_.data());
+    body_.resize(start);
+}
+
+void TeskPacket::write(OutputStream& out) {
+    if (!raw_) {
+        char header[64]{};
+        std::snprintf(header, sizeof header, "%s~%04zX", id_.c_str(), body_.size() + HEADER_SIZE);
+        out.write(header, HEADER_SIZE);
+    }
+    if (!body_.empty()) out.write(body_);
+}
+
+void TeskPacket::set_id(int id) {
+    id_ = std::to_string(id);
+}
+
+int TeskPacket::get_id() const {
+    return text::toInt(id_);
+}
+
+void TeskPacket::set_body(const std::string& text) {
+    body_ = text;
+    if (text.empty() || raw_ || text.front() == SEPARATOR) return;
+    body_.insert(0, 1, SEPARATOR);
+}
+
+std::string TeskPacket::to_string() const {
+    const bool separated = body_.empty() || body_.front() == SEPARATOR;
+    const std::string outcome = separated ? outcome_ : outcome_ + SEPARATOR;
+    std::string rest = "~" + date_ + "~" + code_id_ + "~" + outcome + body_;
+    if (has_trailer_) rest.append(trailer_.data(), trailer_.size());
+    constexpr std::size_t LENGTH_FIELD = 5;  // "~" and four digits
+    const std::size_t length = id_.size() + LENGTH_FIELD + rest.size();
+    return text::format("%s~%04zX", id_.c_str(), length) + rest;
+}
+
+}  // namespace teskd

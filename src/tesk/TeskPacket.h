@@ -1,0 +1,78 @@
+// The message of the Tesk link: a request to a slot machine and the machine's answer to it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "packet/Packet.h"
+
+namespace teskd {
+
+class InputStream;
+class OutputStream;
+
+// One object carries the request out and the answer back. All fields are ASCII, separated by "~":
+//
+//     request   ID "~" Len [ "~" payload ]                     ID: 3 characters, Len: 4 hex digits
+//     answer    ID "~" Len "~" Date "~" CodeId "~" Outcome [ "~" body ] [ trailer ]
+//
+//     Len       length of the whole message in bytes, from the first byte of the ID to the last
+//     Outcome   exactly 2 characters, with no separator behind
+//     trailer   268 bytes, only when CodeId's second character is "N" or "P" and the body is at
+//               least that long
+//
+// Owner: its references (see Packet). Threads: the requester fills it before it is queued; from
+// then on the master's thread alone uses it, and the listeners during their notification.
+class TeskPacket : public Packet {
+  public:
+    static constexpr std::size_t TRAILER_SIZE = 268;
+    // Longest answer accepted, in bytes; beyond it is no answer but damage.
+    static constexpr std::int64_t LONGEST_MESSAGE = 16 * 1024 * 1024;
+    // Longest field in front of the body.
+    static constexpr std::size_t LONGEST_FIELD = 4096;
+
+    // Reads an answer over this packet; the fields read before a failure keep their new values.
+    // @throws TeskConnectionErrorException, the stream's IOException family, and
+    // std::out_of_range when the CodeId is shorter than 2 characters
+    virtual void read(InputStream& in);
+    // Writes the request; the trailer is never written. @throws the stream's IOException family
+    virtual void write(OutputStream& out);
+
+    void set_id(int id);
+    // The ID as a number, 0 when it is none.
+    int get_id() const;
+    std::string get_date() const { return date_; }
+    std::string get_code_id() const { return code_id_; }
+    std::string get_outcome() const { return outcome_; }
+    std::string get_body() const { return body_; }
+    // Puts the separator in front of the text, unless the packet is raw or the text has one.
+    void set_body(const std::string& text);
+    // The body alone makes the message, as it stands, without a header. For good.
+    void set_raw() { raw_ = true; }
+    bool has_trailer() const { return has_trailer_; }
+    // An opaque word of the requester's; never sent.
+    std::uint32_t get_context() const { return context_; }
+    void set_context(std::uint32_t context) { context_ = context; }
+
+    // The whole message in the form of an answer, trailer included.
+    std::string to_string() const;
+
+  private:
+    // Reads up to the separator; the count includes it.
+    static std::string read_field(InputStream& in, std::int64_t& consumed, const char* error);
+    void read_body(InputStream& in, std::int64_t remaining);
+    void split_trailer();
+
+    std::uint32_t context_ = 0;
+    std::string id_ = "0";
+    std::string date_;
+    std::string code_id_;
+    std::string outcome_ = "FF";
+    std::string body_;
+    bool has_trailer_ = false;
+    bool raw_ = false;
+    std::array<char, TRAILER_SIZE> trailer_{};
+};
+
+}  // namespace teskd
