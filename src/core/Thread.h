@@ -46,6 +46,8 @@ class Thread {
     int kill(int signal);
     // Waits for the thread without limit.
     void join();
+    // Waits without limit until no thread of this object runs any more, joined or detached.
+    void awaitEnd();
     bool isRunning() const { return running_; }
 
     void setAutoDelete() { autoDelete_ = true; }
@@ -60,8 +62,6 @@ class Thread {
     virtual void interrupt() {}
 
     void setName(const std::string& name);
-    // Waits without limit until no thread of this object runs any more.
-    void awaitEnd();
 
   private:
     static void* entry(void* argument);

@@ -40,10 +40,7 @@ int ClientSocket::connectTo(const sockaddr* address) {
 
 int ClientSocket::awaitConnection() {
     if (Poll::wait(getDescriptor(), POLLOUT, -1, getInterrupt()) < 0) return errno;
-    int error = 0;
-    socklen_t size = sizeof error;
-    if (::getsockopt(getDescriptor(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) return errno;
-    return error;
+    return takePendingError();
 }
 
 }  // namespace teskd

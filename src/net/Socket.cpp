@@ -142,6 +142,15 @@ void Socket::setsockopt(int level, int name, int value) {
     }
 }
 
+int Socket::takePendingError() {
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (::getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
+        throwSocketError("void Socket::getsockopt(int, int&)");
+    }
+    return error;
+}
+
 void Socket::select(std::list<Socket*>& read, std::list<Socket*>& write, std::list<Socket*>& except,
                     timeval* timeout, const StopEvent* interrupt) {
     std::vector<pollfd> entries;

@@ -47,6 +47,9 @@ class Socket {
     // Options of any level.
     void setsockopt(int level, int name, int value);
 
+    // The error that waits on the socket (0: none), which is cleared. @throws SocketException
+    int takePendingError();
+
     // Waits until a socket of the read list has something, at most for the time-out (null: without
     // limit), and leaves only those in the read list; the other lists stay as they are. When the
     // time was up all three are empty. A stop event makes it return early, with an empty read list.

@@ -5,9 +5,32 @@
 
 namespace teskd {
 
+namespace {
+
+Exception closedError() {
+    return Exception("The receiver has been stopped");
+}
+
+}  // namespace
+
 void PacketContainer::addPacket(Packet* packet) {
+    if (!tryAddPacket(packet)) packet->notifyError(closedError());
+}
+
+bool PacketContainer::tryAddPacket(Packet* packet) {
+    const SynchronizedLock lock(queue_.guard());
+    if (closed_) return false;
     Packet::get(packet);
     queue_.push_back(packet);
+    return true;
+}
+
+void PacketContainer::closeContainer() {
+    {
+        const SynchronizedLock lock(queue_.guard());
+        closed_ = true;
+    }
+    failAll(closedError());
 }
 
 void PacketContainer::removePacket(Packet* packet) {

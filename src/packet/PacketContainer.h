@@ -22,7 +22,8 @@ class PacketContainer {
     PacketContainer& operator=(const PacketContainer&) = delete;
     virtual ~PacketContainer() noexcept(false) = default;
 
-    // Takes a reference and appends the packet.
+    // Takes a reference and appends the packet. On a closed container the packet is told at once
+    // that it failed.
     virtual void addPacket(Packet* packet);
     // Takes the packet out wherever it stands and releases the queue's reference. A packet that is
     // not queued (any more) is left alone.
@@ -37,9 +38,16 @@ class PacketContainer {
 
     // Takes out packet after packet and reports the error to its listeners.
     void failAll(const Exception& e);
+    // For good: what is queued and what still comes is reported failed. For a worker that ends.
+    void closeContainer();
+
+  protected:
+    // addPacket without the telling: false on a closed container, which leaves the packet alone.
+    bool tryAddPacket(Packet* packet);
 
   private:
     SynchronizedList<Packet*> queue_;
+    bool closed_ = false;  // guarded by the queue's lock
 };
 
 }  // namespace teskd

@@ -23,7 +23,7 @@ TeskController::~TeskController() noexcept(false) {
 
 void TeskController::shut_down() {
     for (auto& [name, master] : masters_) master.shut_down();
-    for (auto& [name, master] : masters_) master.await_end();
+    for (auto& [name, master] : masters_) master.awaitEnd();
 }
 
 TeskMaster& TeskController::find(const std::string& identifier) {

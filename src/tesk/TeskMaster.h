@@ -40,8 +40,6 @@ class TeskMaster : public Thread, public PacketContainer {
     void submit(TeskPacket* packet);
     // Stops the thread for good: what waits is reported failed, nothing new is taken.
     void shut_down();
-    // Waits until the thread has ended.
-    void await_end() { awaitEnd(); }
 
     // Telnet endpoint, "address:port". Set before the first submit.
     void set_address(const std::string& address) { address_ = address; }

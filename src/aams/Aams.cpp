@@ -1,0 +1,235 @@
+#include "aams/Aams.h"
+
+#include <exception>
+#include <iostream>
+
+#include "aams/AamsPacketU2.h"
+#include "aams/AamsPacketU3.h"
+#include "aams/AamsPacketU5.h"
+#include "aams/AamsReply.h"
+#include "config/ZqConfig.h"
+#include "core/Exception.h"
+#include "core/Log.h"
+#include "core/Text.h"
+#include "core/Timer.h"
+#include "packet/PacketHandle.h"
+#include "tesk/TeskController.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr const char* TOTAL_IN = "CNTTOTIN";
+constexpr const char* TOTAL_OUT = "CNTTOTOT";
+constexpr const char* CLOSED_GAMES = "CNTCL";
+
+// The check whose report names the reading twice.
+constexpr const char* COUNTER_WENT_BACK = "38";
+
+}  // namespace
+
+Aams::Aams(TeskController& controller, PacketContainer& notifier, Timer& timer)
+    : Thread("Aams"),
+      controller_(controller),
+      notifier_(notifier),
+      timer_(timer),
+      timerTask_(*this),
+      ntpTask_(*this),
+      notifyBack_(*this) {
+    load_external_parameters();
+}
+
+void Aams::load_external_parameters() {
+    const SynchronizedLock lock(parametersLock_);
+    parameters_.tmp_app_collegati = ZqConfig::get_tmp_app_collegati();
+    parameters_.invio_app_collegati = ZqConfig::get_invio_app_collegati();
+    parameters_.invio_no_app_collegati = ZqConfig::get_invio_no_app_collegati();
+    parameters_.tmp_app_accensione = ZqConfig::get_tmp_app_accensione();
+}
+
+ExternalParameters Aams::parameters() const {
+    const SynchronizedLock lock(parametersLock_);
+    return parameters_;
+}
+
+void Aams::run() {
+    schedule_polling();
+    timer_.schedule(ntpTask_, 0, ZqConfig::get_tout_ora_ms());
+    announce();
+    while (isRunning()) {
+        Packet* const packet = nextPacket(this);
+        if (packet == nullptr || !isRunning()) break;
+        serve(*packet);
+        removePacket(packet);
+    }
+    closeContainer();
+}
+
+void Aams::schedule_polling() {
+    const ExternalParameters current = parameters();
+    timer_.schedule(timerTask_, current.first_delay_ms(), current.period_ms());
+}
+
+// Asks for the parameters, and tells who speaks when the software is new.
+void Aams::announce() {
+    const PacketHandle<AamsPacketU2> question(new AamsPacketU2);
+    send_notification(*question);
+    if (!ZqConfig::is_sw_updated()) return;
+    const PacketHandle<AamsPacketU3> identification(new AamsPacketU3);
+    handle_identification(*identification);
+    send_notification(*identification);
+}
+
+void Aams::send_notification(AamsPacketU& notification) {
+    notification.addListener(&notifyBack_);
+    notification.send(notifier_);
+}
+
+void Aams::serve(Packet& packet) {
+    auto* const request = dynamic_cast<AamsPacket*>(&packet);
+    if (request == nullptr) return;
+    try {
+        handle_request(*request);
+    } catch (const std::exception& e) {
+        request->notifyError(Exception(e.what()));
+        return;
+    } catch (const Exception& e) {
+        request->notifyError(e);
+        return;
+    }
+    request->notifyCompleted();
+}
+
+void Aams::handle_request(AamsPacket& request) {
+    switch (request.get_code_id()) {
+        case 501:
+            return handle_identification(request);
+        case 502:
+            return handle_connected_list(request);
+        case 503:
+            return handle_slot_readings(request);
+        case 504:
+            return handle_slot_errors(request);
+        case 505:
+            return handle_get_external_parameters(request);
+        case 506:
+            return handle_set_external_parameters(request);
+        case 507:
+            return handle_set_date_time(request);
+        default:
+            report_invalid_code(request.get_code_id());
+    }
+}
+
+void Aams::report_invalid_code(std::int32_t code_id) {
+    std::cerr << text::format("Invalid request code id: %d\n", code_id) << std::flush;
+}
+
+void Aams::handle_identification(AamsPacket& request) {
+    request.set_body(aamsreply::identification());
+}
+
+void Aams::handle_connected_list(AamsPacket& request) {
+    request.set_body(aamsreply::connected_list(cache_, state_));
+}
+
+void Aams::handle_slot_readings(AamsPacket& request) {
+    request.set_body(aamsreply::slot_readings(cache_, request.get_body()));
+}
+
+void Aams::handle_slot_errors(AamsPacket& request) {
+    request.set_body(aamsreply::slot_errors(cache_, request.get_body(), state_));
+}
+
+void Aams::handle_get_external_parameters(AamsPacket& request) {
+    request.set_body(aamsreply::external_parameters(parameters()));
+}
+
+// A bad field ends the reading; what stood in front of it is changed all the same, and the other
+// side sees the outcome when it asks for the parameters.
+void Aams::handle_set_external_parameters(AamsPacket& request) {
+    const std::string body = request.get_body();
+    request.clear_body();
+    ExternalParameters changed;
+    {
+        const SynchronizedLock lock(parametersLock_);
+        try {
+            parameters_.parse(body);
+        } catch (const Exception&) {
+            // Nobody is told.
+        }
+        changed = parameters_;
+    }
+    Log::write(
+        Log::INFO,
+        "AAMS External parameters changed: tmp_app_collegati = %d, invio_app_collegati = %d, "
+        "invio_no_app_collegati = %d, tmp_app_accensione = %d",
+        changed.tmp_app_collegati, int{changed.invio_app_collegati},
+        int{changed.invio_no_app_collegati}, changed.tmp_app_accensione);
+}
+
+void Aams::handle_set_date_time(AamsPacket& request) {
+    const std::string date = request.get_body();
+    request.clear_body();
+    try {
+        ZqConfig::set_current_date_time(date);
+    } catch (const Exception& e) {
+        Log::write(Log::WARNING, "Unable to set date and time: %s", e.getMessage().c_str());
+        request.set_body(aamsreply::date_not_set());
+    }
+}
+
+void Aams::packetCompleted(Packet* packet) {
+    const PacketHandle<TeskPacket> reading(&dynamic_cast<TeskPacket&>(*packet));
+    check_reading(*reading);
+}
+
+void Aams::check_reading(TeskPacket& reading) {
+    const std::string context = text::format("%02d", static_cast<int>(reading.get_context()));
+    const std::string code = reading.get_code_id();
+    const std::string message = reading.to_string();
+    const std::list<std::string> errors = check_counters(reading);
+    cache_.add_reading(code, context, ZqConfig::get_current_date_time(), message, errors);
+    for (const std::string& error : errors) report_failed_check(context, error, code, message);
+}
+
+// The new counters are stored whether or not they passed: the next reading is held against them.
+std::list<std::string> Aams::check_counters(const TeskPacket& reading) {
+    const auto values = ReadingCheck::parse(reading.get_body());
+    if (!values) return {};
+    const ReadingCheck::Stored read{ReadingCheck::to_integer(values->a),
+                                    ReadingCheck::to_integer(values->b),
+                                    ReadingCheck::to_integer(values->c)};
+    ReadingCheck::Stored stored = read;
+    try {
+        stored = exchange_counters(reading.get_code_id(), read);
+    } catch (const UnknownCodeIdException&) {
+        // Another machine took the code over meanwhile; there is nothing to hold the reading
+        // against.
+    }
+    return ReadingCheck::errors(*values, stored, reading.has_trailer());
+}
+
+ReadingCheck::Stored Aams::exchange_counters(const std::string& code,
+                                             const ReadingCheck::Stored& read) {
+    const ReadingCheck::Stored before{controller_.get_maximum(code, TOTAL_IN),
+                                      controller_.get_maximum(code, TOTAL_OUT),
+                                      controller_.get_maximum(code, CLOSED_GAMES)};
+    controller_.set_maximum(code, TOTAL_IN, read.a);
+    controller_.set_maximum(code, TOTAL_OUT, read.b);
+    controller_.set_maximum(code, CLOSED_GAMES, read.c);
+    return before;
+}
+
+void Aams::report_failed_check(const std::string& context, const std::string& error,
+                               const std::string& code, const std::string& message) {
+    const PacketHandle<AamsPacketU5> report(new AamsPacketU5);
+    std::string body = aamsreply::failed_check(context, error, message);
+    if (error == COUNTER_WENT_BACK) {
+        body += "-" + cache_.message_at(code, 0) + "-" + cache_.stamp_at(code, 0);
+    }
+    report->set_body(body);
+    send_notification(*report);
+}
+
+}  // namespace teskd

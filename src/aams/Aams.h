@@ -1,0 +1,133 @@
+// The AAMS engine.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "aams/AamsCache.h"
+#include "aams/ExternalParameters.h"
+#include "aams/ReadingCheck.h"
+#include "core/Synchronized.h"
+#include "core/Thread.h"
+#include "core/TimerTask.h"
+#include "packet/PacketContainer.h"
+#include "packet/PacketEventListener.h"
+
+namespace teskd {
+
+class AamsPacket;
+class AamsPacketU;
+class TeskController;
+class TeskPacket;
+class Timer;
+
+// Answers AAMS requests 501 to 507 from its queue, polls the slot machines for their counters,
+// checks each reading, and sends notifications 1 to 5.
+//
+// Owner: the application objects; the controller, the notifier's queue and the timer are its
+// neighbours there, reached only while threads run.
+// Threads: run and the request handlers on its own; check_reading on the master's thread that read
+// the answer; the two tasks on the timer's; notifyBack on the notifier's.
+// Locks: parametersLock_ (innermost); the cache has its own. None is held while listeners are told.
+class Aams : public Thread, public PacketContainer, public PacketEventListener {
+  public:
+    Aams(TeskController& controller, PacketContainer& notifier, Timer& timer);
+
+    void run() override;
+
+    // A counter reading was answered: checks it, keeps it, and reports each failed check.
+    void packetCompleted(Packet* packet) override;
+    // A poll without an answer is not checked.
+    void packetFailed(Packet*) override {}
+    void packetError(Packet*, const Exception&) override {}
+
+    // Polls every machine for its counters and reports the outcome of each pass.
+    //
+    // Threads: run on the timer's, the callbacks on the masters'. Locks: passLock_, innermost.
+    class AamsTimerTask : public TimerTask, public PacketEventListener {
+      public:
+        explicit AamsTimerTask(Aams& owner);
+
+        void run() override;
+        void packetCompleted(Packet* packet) override;
+        void packetFailed(Packet* packet) override;
+        void packetError(Packet* packet, const Exception& e) override;
+
+      private:
+        void begin_pass(std::size_t machines);
+        void poll(const std::string& code);
+        void count_answer(bool answered);
+        void finish_pass();
+
+        Aams& owner_;
+        std::atomic<std::uint32_t> passCount_{0};
+        Synchronized passLock_;
+        std::int32_t pending_ TESKD_GUARDED_BY(passLock_) = 0;  // answers awaited
+        bool noAnswer_ TESKD_GUARDED_BY(passLock_) = true;      // nobody answered yet
+    };
+
+    // Asks for the date and time at a fixed period. Threads: run on the timer's.
+    class AamsNtpTimerTask : public TimerTask {
+      public:
+        explicit AamsNtpTimerTask(Aams& owner);
+        void run() override;
+
+      private:
+        Aams& owner_;
+    };
+
+    // Applies the answers to the engine's notifications. Threads: the notifier's.
+    class AamsNotifyBack : public PacketEventListener {
+      public:
+        explicit AamsNotifyBack(Aams& owner) : owner_(owner) {}
+        void packetCompleted(Packet* packet) override;
+        void packetFailed(Packet*) override {}
+        void packetError(Packet*, const Exception&) override {}
+
+      private:
+        Aams& owner_;
+    };
+
+  protected:
+    void interrupt() override { wakeConsumer(); }
+
+  private:
+    void load_external_parameters();
+    ExternalParameters parameters() const;
+    void schedule_polling();
+    void announce();
+    void serve(Packet& packet);
+    void handle_request(AamsPacket& request);
+
+    void handle_identification(AamsPacket& request);
+    void handle_connected_list(AamsPacket& request);
+    void handle_slot_readings(AamsPacket& request);
+    void handle_slot_errors(AamsPacket& request);
+    void handle_get_external_parameters(AamsPacket& request);
+    void handle_set_external_parameters(AamsPacket& request);
+    void handle_set_date_time(AamsPacket& request);
+
+    void check_reading(TeskPacket& reading);
+    // Runs the checks against the stored counters and stores the new ones.
+    std::list<std::string> check_counters(const TeskPacket& reading);
+    ReadingCheck::Stored exchange_counters(const std::string& code,
+                                           const ReadingCheck::Stored& read);
+    void report_failed_check(const std::string& context, const std::string& error,
+                             const std::string& code, const std::string& message);
+    void send_notification(AamsPacketU& notification);
+
+    static void report_invalid_code(std::int32_t code_id);
+
+    TeskController& controller_;
+    PacketContainer& notifier_;
+    Timer& timer_;
+    AamsCache cache_;
+    AamsTimerTask timerTask_;
+    AamsNtpTimerTask ntpTask_;
+    AamsNotifyBack notifyBack_;
+    std::atomic<char> state_{'1'};
+    ExternalParameters parameters_ TESKD_GUARDED_BY(parametersLock_);
+    mutable Synchronized parametersLock_;
+};
+
+}  // namespace teskd

@@ -1,0 +1,98 @@
+#include "aams/AamsCache.h"
+
+#include <iterator>
+
+#include "core/Exception.h"
+#include "core/Text.h"
+
+namespace teskd {
+
+void AamsCache::add_reading(const std::string& code, const std::string& context,
+                            const std::string& stamp, const std::string& message,
+                            const std::list<std::string>& errors) {
+    const SynchronizedLock lock(lock_);
+    Record& record = records_[code];
+    record.code = code;
+    record.contexts.push_front(context);
+    record.stamps.push_front(stamp);
+    record.messages.push_front(message);
+    record.errors.push_front(errors);
+    if (record.messages.size() <= capacity_) return;
+    record.contexts.pop_back();
+    record.stamps.pop_back();
+    record.messages.pop_back();
+    record.errors.pop_back();
+}
+
+bool AamsCache::contains(const std::string& code) const {
+    const SynchronizedLock lock(lock_);
+    return records_.contains(code);
+}
+
+std::int32_t AamsCache::reading_count(const std::string& code) const {
+    const SynchronizedLock lock(lock_);
+    const auto found = records_.find(code);
+    return found == records_.end() ? 0 : static_cast<std::int32_t>(found->second.contexts.size());
+}
+
+std::list<std::string> AamsCache::codes() const {
+    const SynchronizedLock lock(lock_);
+    std::list<std::string> codes;
+    for (const auto& [code, record] : records_) codes.push_back(code);
+    return codes;
+}
+
+std::vector<AamsCache::Reading> AamsCache::newest(const std::string& code,
+                                                  std::size_t limit) const {
+    const SynchronizedLock lock(lock_);
+    std::vector<Reading> readings;
+    const auto found = records_.find(code);
+    if (found == records_.end()) return readings;
+    const Record& record = found->second;
+    auto context = record.contexts.begin();
+    auto stamp = record.stamps.begin();
+    auto message = record.messages.begin();
+    for (const auto& errors : record.errors) {
+        if (readings.size() == limit) break;
+        readings.push_back({*context++, *stamp++, *message++, errors});
+    }
+    return readings;
+}
+
+const AamsCache::Record& AamsCache::find(const std::string& code) const {
+    const auto found = records_.find(code);
+    if (found == records_.end()) throw UnknownCodeIdException(code);
+    return found->second;
+}
+
+template <class T>
+T AamsCache::at(const std::list<T>& list, const std::string& code, std::uint32_t index) {
+    const auto length = static_cast<std::uint32_t>(list.size());
+    if (length < index) {
+        throw OutOfBoundException(text::format("Condition not met for %s:  0 <= %d < %u",
+                                               code.c_str(), static_cast<int>(index), length));
+    }
+    return index == length ? T() : *std::next(list.begin(), index);
+}
+
+std::list<std::string> AamsCache::errors_at(const std::string& code, std::uint32_t index) const {
+    const SynchronizedLock lock(lock_);
+    return at(find(code).errors, code, index);
+}
+
+std::string AamsCache::context_at(const std::string& code, std::uint32_t index) const {
+    const SynchronizedLock lock(lock_);
+    return at(find(code).contexts, code, index);
+}
+
+std::string AamsCache::stamp_at(const std::string& code, std::uint32_t index) const {
+    const SynchronizedLock lock(lock_);
+    return at(find(code).stamps, code, index);
+}
+
+std::string AamsCache::message_at(const std::string& code, std::uint32_t index) const {
+    const SynchronizedLock lock(lock_);
+    return at(find(code).messages, code, index);
+}
+
+}  // namespace teskd

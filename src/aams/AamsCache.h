@@ -1,0 +1,68 @@
+// What each slot machine reported last.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "core/Synchronized.h"
+
+namespace teskd {
+
+// A bounded history of checked readings per machine code, newest first: context text, time stamp,
+// message text and the errors that the checks found. Never written to disk.
+//
+// Owner: the Aams engine. Threads: any. Locks: its own, innermost.
+// Errors: indexed reads throw UnknownCodeIdException for an unknown code and OutOfBoundException
+// for an index above the number of readings; an index equal to that number reads as empty.
+class AamsCache {
+  public:
+    AamsCache() = default;
+    virtual ~AamsCache() noexcept(false) = default;
+
+    void add_reading(const std::string& code, const std::string& context, const std::string& stamp,
+                     const std::string& message, const std::list<std::string>& errors);
+    bool contains(const std::string& code) const;
+    // 0 for an unknown code.
+    std::int32_t reading_count(const std::string& code) const;
+    // Every machine code, in ascending order.
+    std::list<std::string> codes() const;
+
+    // One reading as it was added.
+    struct Reading {
+        std::string context;
+        std::string stamp;
+        std::string message;
+        std::list<std::string> errors;
+    };
+    // The newest readings of a machine, at most that many, as they stand at one moment; none for an
+    // unknown code.
+    std::vector<Reading> newest(const std::string& code, std::size_t limit) const;
+
+    std::list<std::string> errors_at(const std::string& code, std::uint32_t index) const;
+    std::string context_at(const std::string& code, std::uint32_t index) const;
+    std::string stamp_at(const std::string& code, std::uint32_t index) const;
+    std::string message_at(const std::string& code, std::uint32_t index) const;
+
+  private:
+    // Index-aligned lists of the same length, the newest reading in front.
+    struct Record {
+        std::string code;
+        std::list<std::list<std::string>> errors;
+        std::list<std::string> contexts;
+        std::list<std::string> stamps;
+        std::list<std::string> messages;
+    };
+
+    const Record& find(const std::string& code) const TESKD_REQUIRES(lock_);
+    template <class T>
+    static T at(const std::list<T>& list, const std::string& code, std::uint32_t index);
+
+    std::map<std::string, Record> records_ TESKD_GUARDED_BY(lock_);
+    const std::uint32_t capacity_ = 50;  // readings kept per machine
+    mutable Synchronized lock_;
+};
+
+}  // namespace teskd

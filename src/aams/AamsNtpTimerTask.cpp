@@ -1,0 +1,15 @@
+#include "aams/Aams.h"
+#include "aams/AamsPacketU1.h"
+#include "packet/PacketHandle.h"
+
+namespace teskd {
+
+Aams::AamsNtpTimerTask::AamsNtpTimerTask(Aams& owner)
+    : TimerTask("AamsNtpTimerTask"), owner_(owner) {}
+
+void Aams::AamsNtpTimerTask::run() {
+    const PacketHandle<AamsPacketU1> question(new AamsPacketU1);
+    owner_.send_notification(*question);
+}
+
+}  // namespace teskd

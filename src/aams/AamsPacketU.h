@@ -1,0 +1,26 @@
+// A notification that the gateway itself sends.
+#pragma once
+
+#include "aams/AamsPacket.h"
+
+namespace teskd {
+
+class PacketContainer;
+
+// Carries a fresh pair of identifiers from send() on, by which its answer is found.
+//
+// Owner: its references; the sender holds one until send() has returned. Threads: the sender's,
+// then that of DornNotify, which reads the answer over it.
+class AamsPacketU : public AamsPacket {
+  public:
+    // Numbers the notification and queues it.
+    virtual void send(PacketContainer& target);
+
+  protected:
+    explicit AamsPacketU(std::int32_t code_id) : AamsPacket(code_id) {}
+
+    // "-" and the hardware address: the start of every body.
+    static std::string mac_field();
+};
+
+}  // namespace teskd

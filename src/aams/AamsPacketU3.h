@@ -1,0 +1,15 @@
+// Notification 3.
+#pragma once
+
+#include "aams/AamsPacketU.h"
+
+namespace teskd {
+
+// Identifies the gateway after a change of its software; filled like the answer to request 501.
+// Threads and ownership: as AamsPacketU.
+class AamsPacketU3 : public AamsPacketU {
+  public:
+    AamsPacketU3() : AamsPacketU(3) {}
+};
+
+}  // namespace teskd

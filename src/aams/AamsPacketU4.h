@@ -1,0 +1,15 @@
+// Notification 4.
+#pragma once
+
+#include "aams/AamsPacketU.h"
+
+namespace teskd {
+
+// Tells the result of an automatic polling pass.
+// Threads and ownership: as AamsPacketU.
+class AamsPacketU4 : public AamsPacketU {
+  public:
+    AamsPacketU4() : AamsPacketU(4) {}
+};
+
+}  // namespace teskd

@@ -1,0 +1,54 @@
+// The bodies of the engine's replies and notifications. Texts in, texts out.
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "aams/ExternalParameters.h"
+
+namespace teskd {
+
+class AamsCache;
+
+// Every body begins with "-" and the hardware address; fields are joined by "-". Result codes are
+// "00" for success and those that stand with each function.
+namespace aamsreply {
+
+constexpr const char* INTERFACE = "eth0";
+
+// "-" and the hardware address.
+std::string mac_field();
+// mac_field, "-" and the code.
+std::string failure(const char* code);
+
+// What build() returns, or the failure when it throws.
+template <class Build>
+std::string or_failure(const char* code, Build build) {
+    try {
+        return build();
+    } catch (const std::exception&) {
+        return failure(code);
+    }
+}
+
+// 501: who this gateway is. "0A" when the configuration cannot be read.
+std::string identification();
+// 502: every machine's newest reading. "0B" when there is no machine.
+std::string connected_list(const AamsCache& cache, char state);
+// 503: a machine's readings. "0C" for an unknown machine, "0D" without readings.
+std::string slot_readings(const AamsCache& cache, const std::string& code);
+// 504: the errors of a machine's newest reading. "0C" for an unknown machine, "0E" without errors.
+std::string slot_errors(const AamsCache& cache, const std::string& code, char state);
+// 505: the external parameters. "0F" when they cannot be read.
+std::string external_parameters(const ExternalParameters& parameters);
+// 507: the clock could not be set.
+std::string date_not_set();
+
+// Notification 4: no machine answered in a polling pass.
+std::string nobody_answered(bool first_pass);
+// Notification 5: a failed check of a reading.
+std::string failed_check(const std::string& context, const std::string& error,
+                         const std::string& message);
+
+}  // namespace aamsreply
+}  // namespace teskd

@@ -1,0 +1,98 @@
+#include "aams/Aams.h"
+#include "aams/AamsPacketU4.h"
+#include "aams/AamsReply.h"
+#include "core/Exception.h"
+#include "core/Log.h"
+#include "packet/PacketHandle.h"
+#include "tesk/TeskController.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr int COUNTER_POLL_ID = 113;
+constexpr std::uint32_t POLL_TIMEOUT = 10000;  // milliseconds
+
+// What a reading was asked for; shown in reports.
+constexpr std::uint32_t CONTEXT_FIRST = 3;
+constexpr std::uint32_t CONTEXT_PASS = 4;
+
+constexpr char STATE_FIRST_PASS = '3';
+constexpr char STATE_LATER_PASS = '4';
+
+}  // namespace
+
+Aams::AamsTimerTask::AamsTimerTask(Aams& owner) : TimerTask("AamsTimerTask"), owner_(owner) {}
+
+void Aams::AamsTimerTask::run() {
+    ++passCount_;
+    owner_.state_ = passCount_ > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
+    const std::list<std::string> codes = owner_.controller_.get_identities();
+    begin_pass(codes.size());
+    for (const std::string& code : codes) poll(code);
+    setPeriod(owner_.parameters().period_ms());
+}
+
+void Aams::AamsTimerTask::begin_pass(std::size_t machines) {
+    const SynchronizedLock lock(passLock_);
+    pending_ = static_cast<std::int32_t>(machines);
+    noAnswer_ = true;
+}
+
+void Aams::AamsTimerTask::poll(const std::string& code) {
+    Log::write(Log::INFO, "Generating automatique request for slot machine: '%s'", code.c_str());
+    const PacketHandle<TeskPacket> question(new TeskPacket);
+    question->set_id(COUNTER_POLL_ID);
+    question->setAnswerTimeout(POLL_TIMEOUT);
+    question->set_context(passCount_ != 0 ? CONTEXT_PASS : CONTEXT_FIRST);
+    question->addListener(&owner_);
+    if (passCount_ > 1 && owner_.parameters().invio_app_collegati) question->addListener(this);
+    try {
+        owner_.controller_.send(code, question.pointer());
+    } catch (const UnknownCodeIdException& e) {
+        question->notifyError(e);  // renamed since the machines were listed
+    }
+}
+
+void Aams::AamsTimerTask::packetCompleted(Packet* packet) {
+    const PacketHandle<Packet> hold(packet);
+    count_answer(true);
+}
+
+void Aams::AamsTimerTask::packetFailed(Packet* packet) {
+    const PacketHandle<Packet> hold(packet);
+    count_answer(false);
+}
+
+void Aams::AamsTimerTask::packetError(Packet* packet, const Exception&) {
+    const PacketHandle<Packet> hold(packet);
+    count_answer(false);
+}
+
+void Aams::AamsTimerTask::count_answer(bool answered) {
+    {
+        const SynchronizedLock lock(passLock_);
+        if (answered) noAnswer_ = false;
+        if (--pending_ >= 1) return;
+    }
+    finish_pass();
+}
+
+void Aams::AamsTimerTask::finish_pass() {
+    const PacketHandle<AamsPacketU4> report(new AamsPacketU4);
+    bool nobody = false;
+    {
+        const SynchronizedLock lock(passLock_);
+        nobody = noAnswer_;
+    }
+    if (!nobody) {
+        owner_.handle_connected_list(*report);
+    } else if (owner_.parameters().invio_no_app_collegati) {
+        report->set_body(aamsreply::nobody_answered(passCount_ == 1));
+    } else {
+        return;
+    }
+    owner_.send_notification(*report);
+}
+
+}  // namespace teskd

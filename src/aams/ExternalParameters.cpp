@@ -1,0 +1,63 @@
+#include "aams/ExternalParameters.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "core/Exception.h"
+#include "core/Text.h"
+
+namespace teskd {
+
+namespace {
+
+// Takes number after number off the front of a text.
+class NumberReader {
+  public:
+    explicit NumberReader(std::string_view text) : rest_(text) {}
+
+    std::int32_t next(const char* name) {
+        const text::Number number = text::parseNumber(rest_, 10);
+        constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+        constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
+        if (number.consumed == 0 || number.value == lowest || number.value == highest) {
+            throw Exception(std::string("invalid ") + name);
+        }
+        rest_.remove_prefix(std::min(number.consumed + 1, rest_.size()));
+        return number.value;
+    }
+
+  private:
+    std::string_view rest_;
+};
+
+std::uint32_t toMilliseconds(std::int32_t minutes) {
+    constexpr std::int64_t MILLISECONDS_PER_MINUTE = 60000;
+    constexpr std::int64_t highest = std::numeric_limits<std::uint32_t>::max();
+    return static_cast<std::uint32_t>(
+        std::clamp(minutes * MILLISECONDS_PER_MINUTE, std::int64_t{0}, highest));
+}
+
+}  // namespace
+
+void ExternalParameters::parse(std::string_view text) {
+    NumberReader numbers(text);
+    tmp_app_collegati = numbers.next("tmp_app_collegati");
+    invio_app_collegati = numbers.next("invio_app_collegati") != 0;
+    invio_no_app_collegati = numbers.next("invio_no_app_collegati") != 0;
+    tmp_app_accensione = numbers.next("tmp_app_accensione");
+}
+
+std::string ExternalParameters::to_string() const {
+    return text::format("%d!%d!%d!%d", tmp_app_collegati, int{invio_app_collegati},
+                        int{invio_no_app_collegati}, tmp_app_accensione);
+}
+
+std::uint32_t ExternalParameters::first_delay_ms() const {
+    return toMilliseconds(tmp_app_accensione);
+}
+
+std::uint32_t ExternalParameters::period_ms() const {
+    return toMilliseconds(tmp_app_collegati);
+}
+
+}  // namespace teskd

@@ -1,0 +1,71 @@
+#include "aams/ReadingCheck.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+#include "core/Text.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr std::size_t FIELDS = 6;
+constexpr std::int32_t COUNTER_STEP = 50;
+constexpr double LARGEST_F = 14000;
+
+double toDouble(std::string_view field) {
+    return std::strtod(std::string(field).c_str(), nullptr);
+}
+
+bool isWhole(double value) {
+    return value == ReadingCheck::to_integer(value);
+}
+
+bool isStep(double value) {
+    return ReadingCheck::to_integer(value) % COUNTER_STEP == 0;
+}
+
+}  // namespace
+
+std::optional<ReadingCheck::Values> ReadingCheck::parse(std::string_view body) {
+    const std::vector<std::string_view> fields = text::splitFields(body, '~');
+    if (fields.size() < FIELDS) return std::nullopt;
+    return Values{toDouble(fields[0]), toDouble(fields[1]), toDouble(fields[2]),
+                  toDouble(fields[3]), toDouble(fields[4]), toDouble(fields[5])};
+}
+
+std::list<std::string> ReadingCheck::errors(const Values& v, const Stored& stored,
+                                            bool with_trailer) {
+    std::list<std::string> errors;
+    const auto fails = [&errors](bool failed, const char* code) {
+        if (failed) errors.emplace_back(code);
+    };
+    fails(v.d < 0 || !isWhole(v.d), "31");
+    fails(!isWhole(v.a), "32");
+    fails(v.e < 0 || !isWhole(v.e), "33");
+    fails(!isWhole(v.b), "34");
+    fails(v.f < 0, "35");
+    fails(v.c == 0 && !(v.d == v.a && v.e == v.b), "36");
+    fails(v.c > 0 && (v.d > v.a || v.e > v.b), "37");
+    fails(stored.a > v.a, "38");
+    fails(stored.b > v.b, "38");
+    fails(stored.c > v.c, "38");
+    if (with_trailer) return errors;
+    fails(!isStep(v.d), "39");
+    fails(!isStep(v.a), "40");
+    fails(v.f > LARGEST_F, "41");
+    return errors;
+}
+
+std::int32_t ReadingCheck::to_integer(double value) {
+    constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
+    if (std::isnan(value)) return 0;
+    if (value <= lowest) return lowest;
+    if (value >= highest) return highest;
+    return static_cast<std::int32_t>(value);
+}
+
+}  // namespace teskd

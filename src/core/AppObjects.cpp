@@ -1,0 +1,69 @@
+#include "core/AppObjects.h"
+
+#include "aams/Aams.h"
+#include "config/ZqConfig.h"
+#include "core/Timer.h"
+#include "dorn/DornDeamon.h"
+#include "dorn/DornNotify.h"
+#include "telnet/Telnet.h"
+#include "tesk/TeskController.h"
+
+namespace teskd {
+
+namespace {
+
+// Built during static initialisation, in the order of the members; destroyed in reverse when the
+// process exits. The configuration and the telnet timer are built before and live longer.
+class AppObjects {
+  public:
+    AppObjects() = default;
+
+    // Ends every thread first, so that no member is used by one while it is destroyed. Masters go
+    // before connections: they complete what the connections wait for.
+    ~AppObjects() noexcept(false) {
+        aams.stop();
+        dornDeamon.stop();
+        dornNotify.stop();
+        timer.stop();
+        teskController.shut_down();
+        aams.awaitEnd();
+        dornNotify.awaitEnd();
+        dornDeamon.awaitEnd();
+        aams.closeContainer();
+        dornNotify.closeContainer();
+        dornDeamon.await_connections();
+    }
+
+  private:
+    const Timer& telnetTimer_ = Telnet::internalTimer();
+    const ZqConfig& config_ = getConfig();
+
+  public:
+    Aams aams{teskController, dornNotify, timer};
+    TeskController teskController;
+    DornDeamon dornDeamon{teskController, aams};
+    DornNotify dornNotify;
+    Timer timer;
+};
+
+AppObjects appObjects;
+
+}  // namespace
+
+Aams& getAams() {
+    return appObjects.aams;
+}
+TeskController& getTeskController() {
+    return appObjects.teskController;
+}
+DornDeamon& getDornDeamon() {
+    return appObjects.dornDeamon;
+}
+DornNotify& getDornNotify() {
+    return appObjects.dornNotify;
+}
+Timer& getTimer() {
+    return appObjects.timer;
+}
+
+}  // namespace teskd

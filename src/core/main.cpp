@@ -1,0 +1,90 @@
+// Process entry: command line, enable switch, system log, signals, start and stop of the workers.
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "aams/Aams.h"
+#include "config/ZqConfig.h"
+#include "core/AppObjects.h"
+#include "core/Exception.h"
+#include "core/Log.h"
+#include "core/SystemPath.h"
+#include "dorn/DornDeamon.h"
+#include "dorn/DornNotify.h"
+
+namespace {
+
+using namespace teskd;
+
+constexpr int FAILURE = -1;  // seen from outside as 255
+
+int logOptions(int argc, char* argv[]) {
+    if (argc < 2) return LOG_PID;
+    if (std::strcmp(argv[1], "--debug") == 0) return LOG_PID | LOG_PERROR;
+    std::printf("usage: %s [--debug]", argv[0]);
+    std::fflush(stdout);
+    std::exit(FAILURE);
+}
+
+[[noreturn]] void becomeNotRunning(const char* name) {
+    execl(systemPath("/usr/bin/notrunning").c_str(), name, nullptr);
+    std::exit(FAILURE);
+}
+
+// Every thread started afterwards inherits the mask, so only the main thread's sigwait takes the
+// signal.
+sigset_t blockTermination() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+void startWorkers() {
+    getDornDeamon().start();
+    getAams().start();
+    getDornNotify().start();
+}
+
+void awaitTermination(const sigset_t& signals) {
+    int received = 0;
+    while (received != SIGTERM) {
+        if (sigwait(&signals, &received) >= 0) continue;
+        Log::write(Log::ERROR, "%s", std::strerror(errno));
+        received = SIGTERM;
+    }
+}
+
+void stopWorkers() {
+    getAams().stop();
+    getDornDeamon().stop();
+    getDornNotify().stop();
+    sleep(1);
+    getAams().join();
+    getDornDeamon().join();
+    getDornNotify().join();
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    const int options = logOptions(argc, argv);
+    if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
+    openlog(argv[0], options, LOG_LOCAL6);
+    const sigset_t signals = blockTermination();
+    try {
+        startWorkers();
+        awaitTermination(signals);
+        stopWorkers();
+    } catch (const Exception& e) {
+        Log::write(Log::ERROR, "%s", e.getMessage().c_str());
+    }
+    closelog();
+    return 0;
+}

@@ -1,0 +1,198 @@
+#include "dorn/Dorn.h"
+
+#include <chrono>
+#include <exception>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "aams/AamsPacket.h"
+#include "core/Exception.h"
+#include "core/Log.h"
+#include "core/StopEvent.h"
+#include "core/Text.h"
+#include "dorn/DornPacket.h"
+#include "dorn/DornPacketType1.h"
+#include "dorn/DornPacketType2.h"
+#include "dorn/DornPacketType3.h"
+#include "dorn/DornPacketType4.h"
+#include "dorn/DornPacketType5.h"
+#include "dorn/DornPacketType6.h"
+#include "dorn/DornPacketType7.h"
+#include "dorn/DornPacketType8.h"
+#include "net/BufferedInputStream.h"
+#include "net/Poll.h"
+#include "packet/PacketHandle.h"
+
+namespace teskd {
+
+using namespace dornframe;
+
+namespace {
+
+constexpr int SEND_TIMEOUT = 2000;  // milliseconds a host may keep an answer from leaving
+constexpr int JUNK_PAUSE = 1000;    // milliseconds between two lines about the same junk
+constexpr std::chrono::milliseconds STOP_GRACE(1000);  // for owed answers, when the daemon stops
+// A host with this many requests unanswered is not read from until there are fewer.
+constexpr std::int32_t MOST_PENDING = 1024;
+
+}  // namespace
+
+Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
+    : Thread("Dorn"),
+      place_(surroundings.count),
+      surroundings_(surroundings),
+      connection_(connection),
+      writer_(connection_) {
+    setAutoDelete();
+    connection_.setsockopt(TCP_NODELAY, 1);
+    connection_.setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
+    connection_.getOutputStream().setTimeout(SEND_TIMEOUT);
+    connection_.getInputStream().setInterrupt(&surroundings_.stop);
+}
+
+void Dorn::run() {
+    BufferedInputStream input(connection_.getInputStream());
+    while (isRunning() && !surroundings_.stop.isSet()) {
+        try {
+            pending_.awaitFewerThan(MOST_PENDING);
+            serve_frame(input);
+        } catch (const SocketConnectionClosedException& e) {
+            Log::write(Log::WARNING, "Connection lost with remote peer: %s",
+                       e.getMessage().c_str());
+            stop();
+        } catch (const Exception& e) {
+            log_notice(e);
+        }
+    }
+    await_owed_answers();
+}
+
+void Dorn::serve_frame(BufferedInputStream& input) {
+    const Header header = peek_header(input);
+    const int type = static_cast<unsigned char>(header[OFFSET_TYPE]);
+    try {
+        receive(input, type);
+    } catch (const ProtocolErrorException& e) {
+        const bool junk = !DornPacket::is_frame_start(
+            static_cast<unsigned char>(header[0]), static_cast<unsigned char>(header[OFFSET_KIND]));
+        if (!junk) throw;
+        hold_junk(input, e);
+    }
+}
+
+Dorn::Header Dorn::peek_header(BufferedInputStream& input) {
+    constexpr int SIZE = HEADER_SIZE;
+    Header header{};
+    input.mark(SIZE);
+    const int peeked = input.readFully(header.data(), SIZE);
+    input.reset();
+    if (peeked < SIZE) {
+        throw SocketConnectionClosedException("Remote Peer closed the connection.");
+    }
+    return header;
+}
+
+void Dorn::receive(BufferedInputStream& input, int type) {
+    DornPacket* const created = create_packet(type);
+    if (created == nullptr) {
+        const auto shown = static_cast<unsigned>(type);
+        hold_junk(input, IOException(text::format("Dorn Got Junk on Input: 0x%x does not match any "
+                                                  "packet type.",
+                                                  shown)));
+        return;
+    }
+    const PacketHandle<DornPacket> packet(created);
+    packet->read(input);
+    dispatch(*packet);
+}
+
+void Dorn::dispatch(DornPacket& packet) {
+    packet.addListener(this);
+    packet.carry(pending_);
+    try {
+        packet.offer_to_controller(surroundings_.controller);
+        packet.offer_to_engine(surroundings_.engine);
+        packet.offer_to_connection(*this);
+    } catch (const Exception& e) {
+        packet.notifyError(e);
+    } catch (const std::exception& e) {
+        packet.notifyError(Exception(e.what()));
+    }
+}
+
+void Dorn::hold_junk(BufferedInputStream& input, const Exception& e) {
+    for (;;) {
+        log_notice(e);
+        const int ready =
+            Poll::wait(connection_.getDescriptor(), POLLIN, JUNK_PAUSE, &surroundings_.stop);
+        if (ready == 0) continue;
+        if (ready > 0) input.skip(input.held());
+        return;
+    }
+}
+
+void Dorn::log_notice(const Exception& e) {
+    if (surroundings_.stop.isSet() || !noticeLimiter_.allows()) return;
+    Log::write(Log::NOTICE, "%s", e.getMessage().c_str());
+}
+
+// Answers are written by the threads that complete the packets. When the daemon stops, they have a
+// moment left; then the connection is shut down so that no writer is held by a slow host.
+void Dorn::await_owed_answers() {
+    while (!pending_.awaitFewerThan(1, STOP_GRACE)) {
+        if (surroundings_.stop.isSet()) shut_connection_down();
+    }
+}
+
+void Dorn::shut_connection_down() {
+    try {
+        connection_.shutdown(SHUT_RDWR);
+    } catch (const SocketException&) {
+        // Not connected any more.
+    }
+}
+
+void Dorn::packetCompleted(Packet* packet) {
+    write_answer(packet);
+}
+
+void Dorn::packetFailed(Packet* packet) {
+    write_answer(packet);
+}
+
+void Dorn::packetError(Packet* packet, const Exception&) {
+    write_answer(packet);
+}
+
+void Dorn::write_answer(Packet* packet) {
+    const PacketHandle<Packet> hold(packet);
+    dynamic_cast<DornPacket&>(*packet).write(writer_);
+}
+
+DornPacket* Dorn::create_packet(int type) {
+    switch (type) {
+        case 1:
+            return new DornPacketType1;
+        case 2:
+            return new DornPacketType2;
+        case 3:
+            return new DornPacketType3;
+        case 4:
+            return new DornPacketType4;
+        case 5:
+            return new DornPacketType5;
+        case 6:
+            return new DornPacketType6;
+        case 7:
+            return new DornPacketType7;
+        case 8:
+            return new DornPacketType8;
+        case TYPE_AAMS:
+            return new AamsPacket;
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace teskd

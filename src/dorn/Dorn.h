@@ -1,0 +1,78 @@
+// One host connection.
+#pragma once
+
+#include <array>
+
+#include "core/Thread.h"
+#include "dorn/ConnectionCount.h"
+#include "dorn/DornFrame.h"
+#include "dorn/FrameWriter.h"
+#include "dorn/NoticeLimiter.h"
+#include "dorn/PendingAnswers.h"
+#include "net/Socket.h"
+#include "packet/PacketContainer.h"
+#include "packet/PacketEventListener.h"
+
+namespace teskd {
+
+class Aams;
+class BufferedInputStream;
+class DornPacket;
+class Exception;
+class StopEvent;
+class TeskController;
+
+// A thread that reads request frames from its host, offers each packet to the slot-machine link, to
+// the AAMS engine and to itself, and writes the packet back whenever somebody has completed it.
+//
+// Owner: itself; created and started by DornDeamon, deletes itself when run() ends, which is not
+// before every packet it dispatched has given its last answer and was freed.
+// Threads: run on its own; the three listener callbacks on whichever thread completes a packet.
+// Locks: those of its members, none while a consumer is called or bytes go out.
+class Dorn : public Thread, public PacketContainer, public PacketEventListener {
+  public:
+    // What a connection needs of the rest of the daemon; all of it outlives the connection.
+    struct Surroundings {
+        TeskController& controller;
+        Aams& engine;
+        const StopEvent& stop;   // ends every connection
+        ConnectionCount& count;  // of the connections served
+    };
+
+    // Takes the connection over. @throws SocketException
+    Dorn(const Socket& connection, const Surroundings& surroundings);
+
+    void run() override;
+
+    void packetCompleted(Packet* packet) override;
+    void packetFailed(Packet* packet) override;
+    void packetError(Packet* packet, const Exception& e) override;
+
+  private:
+    using Header = std::array<char, dornframe::HEADER_SIZE>;
+
+    void serve_frame(BufferedInputStream& input);
+    // The next header, which stays in the stream.
+    static Header peek_header(BufferedInputStream& input);
+    // Reads the packet whose header was peeked and offers it.
+    void receive(BufferedInputStream& input, int type);
+    void dispatch(DornPacket& packet);
+    // Waits until something new arrives behind bytes that are no frame, then drops those.
+    void hold_junk(BufferedInputStream& input, const Exception& e);
+    void log_notice(const Exception& e);
+    void await_owed_answers();
+    void shut_connection_down();
+    void write_answer(Packet* packet);
+
+    // A packet of the type, or null for none.
+    static DornPacket* create_packet(int type);
+
+    ConnectionCount::Place place_;  // first: given back when everything else is gone
+    Surroundings surroundings_;
+    Socket connection_;
+    FrameWriter writer_;
+    PendingAnswers pending_;
+    NoticeLimiter noticeLimiter_;
+};
+
+}  // namespace teskd

@@ -1,0 +1,54 @@
+#include "dorn/DornBody.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "core/BigEndian.h"
+#include "core/Text.h"
+#include "dorn/DornPacket.h"
+#include "tesk/TeskPacket.h"
+
+namespace teskd::dornbody {
+
+namespace {
+
+constexpr std::size_t DATE_SIZE = 11;
+constexpr std::size_t ENTRY_NAME_SIZE = 8;
+// The count of values is a 16-bit field; what it cannot count is left out.
+constexpr std::size_t MOST_VALUES = std::numeric_limits<std::uint16_t>::max();
+
+}  // namespace
+
+std::string head(const TeskPacket& answer, const std::string& date, std::uint32_t targets,
+                 std::uint32_t sequence) {
+    std::string bytes = date;
+    bytes.push_back(static_cast<char>(targets));
+    bytes.push_back(static_cast<char>(sequence));
+    bytes.push_back(1);
+    bytes += text::zeroFilled(answer.get_date(), DATE_SIZE);
+    bytes.push_back(static_cast<char>(DornPacket::outcome_number(answer.get_outcome())));
+    return bytes;
+}
+
+Pages::Pages(std::string_view payload, AppendValue append_value)
+    : items_(text::splitFields(payload, ITEM_SEPARATOR)), append_value_(append_value) {}
+
+std::string Pages::entries(std::size_t page) const {
+    const std::size_t first = page * ITEMS_PER_PAGE;
+    const std::size_t count = std::min((items_.size() - first) / 2, ENTRIES_PER_PAGE);
+    std::string body(1, static_cast<char>(count));
+    for (std::size_t i = 0; i < count; ++i) {
+        append_entry(body, items_[first + 2 * i], items_[first + 2 * i + 1]);
+    }
+    return body;
+}
+
+void Pages::append_entry(std::string& body, std::string_view name, std::string_view values) const {
+    const auto fields = text::splitFields(values, VALUE_SEPARATOR);
+    const std::size_t count = std::min(fields.size(), MOST_VALUES);
+    body += text::zeroFilled(name, ENTRY_NAME_SIZE);
+    bigendian::append16(body, static_cast<std::uint32_t>(count));
+    for (std::size_t i = 0; i < count; ++i) append_value_(body, fields[i]);
+}
+
+}  // namespace teskd::dornbody

@@ -1,0 +1,50 @@
+// Pieces that several answer bodies of the host link share. Bytes in, bytes out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace teskd {
+
+class TeskPacket;
+
+namespace dornbody {
+
+// Between the items of a machine's payload, and between the values of one item.
+constexpr char ITEM_SEPARATOR = '~';
+constexpr char VALUE_SEPARATOR = '!';
+
+// The 23 bytes in front of a single machine's answer: date, target count, sequence number, 1, the
+// answer's date, outcome number. See DornPacketType1.
+std::string head(const TeskPacket& answer, const std::string& date, std::uint32_t targets,
+                 std::uint32_t sequence);
+
+// A machine's payload of name and value-list items, in turn, cut into pages of 255 entries.
+class Pages {
+  public:
+    using AppendValue = void (*)(std::string& body, std::string_view value);
+
+    // The payload must outlive the pages.
+    Pages(std::string_view payload, AppendValue append_value);
+
+    // At least one; the last one is empty when the entries fill the others exactly.
+    std::size_t count() const { return items_.size() / ITEMS_PER_PAGE + 1; }
+    // A page's number of entries (one byte) and the entries: 8 bytes of name, number of values (2
+    // bytes), values. An odd last item is no entry.
+    std::string entries(std::size_t page) const;
+
+  private:
+    static constexpr std::size_t ENTRIES_PER_PAGE = 255;
+    static constexpr std::size_t ITEMS_PER_PAGE = 2 * ENTRIES_PER_PAGE;
+
+    void append_entry(std::string& body, std::string_view name, std::string_view values) const;
+
+    std::vector<std::string_view> items_;
+    AppendValue append_value_;
+};
+
+}  // namespace dornbody
+}  // namespace teskd

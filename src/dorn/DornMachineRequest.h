@@ -1,0 +1,84 @@
+// What all host requests to slot machines have in common.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/Synchronized.h"
+#include "dorn/DornPacket.h"
+#include "packet/PacketEventListener.h"
+#include "tesk/TeskPacket.h"
+
+namespace teskd {
+
+// A request that sends one Tesk message to each addressed machine and turns every machine's answer
+// into answer frames to the host. A subclass states what its body asks and how its answer looks.
+//
+// Lifetime: each message that is out holds one reference on this packet, released when the message
+// has been answered, timed out or failed; so the packet lives until its last answer.
+// Threads: offered on the link thread; the messages complete on their masters' threads, several at
+// once. Each answer is laid down as a finished frame under the lock, then the listeners are told
+// without it; write() hands the frames out in that order, each once.
+// Locks: answerLock_, innermost.
+class DornMachineRequest : public DornPacket, public PacketEventListener {
+  public:
+    // Name fields of bodies are this long, zero-filled.
+    static constexpr std::size_t NAME_SIZE = 11;
+
+    void notifyFailed() override;
+    void notifyError(const Exception& e) override;
+    // The oldest answer that was not written yet.
+    void write(OutputStream& out) override;
+    void offer_to_controller(TeskController& controller) override;
+
+    void packetCompleted(Packet* packet) override;
+    void packetFailed(Packet* packet) override;
+    void packetError(Packet* packet, const Exception& e) override;
+
+  protected:
+    static constexpr std::uint32_t SHORT_TIMEOUT = 10000;  // milliseconds
+    static constexpr std::uint32_t LONG_TIMEOUT = 300000;
+
+    // What a request body asks for.
+    struct Question {
+        bool every_machine = false;
+        std::string name;  // of the one machine otherwise
+        int id = 0;        // Tesk message ID
+        std::string payload;
+        bool raw = false;  // the payload is the whole message; no ID
+        std::uint32_t timeout = SHORT_TIMEOUT;
+    };
+
+    // What the answers of one request share.
+    struct Progress {
+        std::string date;            // today, "%d.%m.%y"
+        std::uint32_t sequence = 1;  // number of the next answer
+        std::uint32_t targets = 0;   // messages sent
+    };
+
+    explicit DornMachineRequest(std::uint8_t type) : DornPacket(type) {}
+
+    // Reads the request body. @throws ProtocolErrorException when it is too short
+    virtual Question decode(std::string_view body) const = 0;
+    // The answer bodies, one per frame, for a machine's answer; moves the progress on.
+    virtual std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const = 0;
+
+    static void require_size(std::string_view body, std::size_t size);
+
+  private:
+    std::list<std::string> known_targets(TeskController& controller, const Question& question);
+    void send(TeskController& controller, const std::string& name, const Question& question);
+    void lay_down(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
+    void answer(dornframe::Kind kind, std::string body);
+    std::size_t answer_with(const TeskPacket& answer);
+
+    Synchronized answerLock_;
+    Progress progress_ TESKD_GUARDED_BY(answerLock_);
+    std::deque<std::string> frames_ TESKD_GUARDED_BY(answerLock_);
+};
+
+}  // namespace teskd

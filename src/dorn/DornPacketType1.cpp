@@ -1,0 +1,44 @@
+#include "dorn/DornPacketType1.h"
+
+#include "core/BigEndian.h"
+#include "core/Text.h"
+#include "dorn/DornBody.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr int MESSAGE_ID = 0x71;
+
+// Bytes that each payload item takes in the answer.
+constexpr int ITEM_WIDTHS[] = {4, 4, 2, 4, 4, 2};
+
+}  // namespace
+
+DornMachineRequest::Question DornPacketType1::decode(std::string_view body) const {
+    require_size(body, 1);
+    Question question;
+    question.every_machine = body.front() == 0;
+    question.name = text::untilZero(body.substr(1));
+    question.id = MESSAGE_ID;
+    return question;
+}
+
+std::vector<std::string> DornPacketType1::encode(const TeskPacket& answer,
+                                                 Progress& progress) const {
+    std::string body = dornbody::head(answer, progress.date, progress.targets, progress.sequence);
+    ++progress.sequence;
+    const std::string payload = answer.get_body();
+    const auto items = text::splitFields(payload, dornbody::ITEM_SEPARATOR);
+    for (std::size_t i = 0; i < std::size(ITEM_WIDTHS); ++i) {
+        const auto value = static_cast<std::uint32_t>(i < items.size() ? text::toInt(items[i]) : 0);
+        if (ITEM_WIDTHS[i] == 4) {
+            bigendian::append32(body, value);
+        } else {
+            bigendian::append16(body, value);
+        }
+    }
+    return {body};
+}
+
+}  // namespace teskd

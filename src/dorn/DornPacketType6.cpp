@@ -1,0 +1,30 @@
+#include "dorn/DornPacketType6.h"
+
+#include "core/BigEndian.h"
+#include "core/Text.h"
+
+namespace teskd {
+
+namespace {
+
+constexpr std::size_t OFFSET_PAYLOAD = 15;
+
+}  // namespace
+
+DornMachineRequest::Question DornPacketType6::decode(std::string_view body) const {
+    require_size(body, OFFSET_PAYLOAD);
+    Question question;
+    question.name = text::untilZero(body.substr(0, NAME_SIZE));
+    question.payload = std::string(body.substr(OFFSET_PAYLOAD));
+    question.raw = true;
+    return question;
+}
+
+std::vector<std::string> DornPacketType6::encode(const TeskPacket& answer, Progress&) const {
+    const std::string whole = answer.to_string();
+    std::string body;
+    bigendian::append32(body, static_cast<std::uint32_t>(whole.size()));
+    return {body + whole};
+}
+
+}  // namespace teskd

@@ -1,0 +1,103 @@
+// A daemon under test: a program in a sandbox, with its configuration, log and output at hand.
+//
+// Ownership: the object owns the process, its temporary directories and its log socket; the
+// destructor kills what still runs.
+// Threads: one user at a time; start it on a thread that outlives it. log() is free for all.
+// Errors: start() throws std::runtime_error, with the daemon's output and log, when the daemon
+// does not come up; the constructor throws std::system_error.
+
+#pragma once
+
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/ChildProcess.h"
+#include "support/Config.h"
+#include "support/Deadline.h"
+#include "support/LogSocket.h"
+#include "support/Sandbox.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+
+class DaemonProcess {
+  public:
+    struct Options {
+        std::filesystem::path program{};
+        std::vector<std::string> arguments{};
+        Files files = Files::TeskdRoot;
+        std::filesystem::path notRunning{};  // stand-in for /usr/bin/notrunning
+        std::map<std::string, std::string> environment{};
+        bool waitUntilListening = true;  // start() returns once hosts can connect
+    };
+
+    explicit DaemonProcess(Options options, Config config = {});
+    ~DaemonProcess();
+    DaemonProcess(const DaemonProcess&) = delete;
+    DaemonProcess& operator=(const DaemonProcess&) = delete;
+
+    // Files may be added below root() ("etc", "config", "tmp") before start(), which writes
+    // etc/tesk_v2.ini. It may be called again after the process ended: port, files and log stay.
+    void start(Deadline deadline = {});
+    const std::filesystem::path& root() const { return root_; }
+    Config& config() { return config_; }
+
+    // TCP port for hosts; known once start() has returned.
+    std::uint16_t port() const { return port_; }
+    // The daemon itself, not the sandbox around it.
+    pid_t pid() const { return pid_; }
+    LogSocket& log() { return log_; }
+
+    bool running() { return child_ && child_->running(); }
+    void terminate(int signal = SIGTERM);
+    std::optional<ExitStatus> waitForExit(Deadline deadline = {});
+    // SIGTERM and the status that follows. Throws Timeout when the daemon does not end.
+    ExitStatus stop(Deadline deadline = {});
+
+    std::string standardOutput() const { return child_ ? child_->standardOutput() : ""; }
+    std::string standardError() const { return child_ ? child_->standardError() : ""; }
+    // The part of standard error from the first sanitizer report on; empty when there is none.
+    std::string sanitizerReport() const;
+
+    std::size_t residentKilobytes() const;
+    std::size_t openDescriptors() const;
+    std::size_t threadCount() const;
+
+  private:
+    void launch(Deadline deadline);
+    bool awaitListening(Deadline deadline);
+    bool portTaken() const;
+    void kill();
+    std::string story() const;
+
+    const Options options_;
+    Config config_;
+    TempDir temp_;
+    const std::filesystem::path root_;
+    LogSocket log_;
+    std::unique_ptr<ChildProcess> child_;
+    std::uint16_t port_ = 0;
+    bool portFixed_ = false;
+    pid_t pid_ = -1;
+};
+
+// Start of the first sanitizer report in a program's standard error, or npos.
+std::size_t findSanitizerReport(const std::string& text);
+
+}  // namespace teskd::test
+
+// The daemon ends orderly on SIGTERM, with status 0 and no sanitizer report.
+#define EXPECT_CLEAN_STOP(daemon)                                           \
+    do {                                                                    \
+        const auto statusOfStop_ = (daemon).stop();                         \
+        EXPECT_TRUE(statusOfStop_.ok()) << statusOfStop_.describe() << "\n" \
+                                        << (daemon).standardError();        \
+        EXPECT_EQ("", (daemon).sanitizerReport());                          \
+    } while (false)

@@ -1,0 +1,83 @@
+#include "support/Sandbox.h"
+
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+
+namespace teskd::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+void add(Words& command, const Words& words) {
+    command.insert(command.end(), words.begin(), words.end());
+}
+
+void addWritableDirectories(Words& command) {
+    const char* const list = std::getenv("TESKD_TEST_WRITABLE");
+    std::istringstream directories(list == nullptr ? "" : list);
+    for (std::string directory; std::getline(directories, directory, ':');) {
+        if (!directory.empty()) add(command, {"--bind", directory, directory});
+    }
+}
+
+void addMachineTree(Words& command, const Sandbox& sandbox) {
+    add(command, {"--ro-bind", "/", "/", "--bind", sandbox.root, sandbox.root});
+    add(command, {"--setenv", "TESKD_ROOT", sandbox.root});
+}
+
+// The machine's programs and libraries, without its /usr/bin, where the stand-in must fit in.
+void addSystem(Words& command) {
+    for (const fs::directory_entry& entry : fs::directory_iterator("/usr")) {
+        if (entry.path() != "/usr/bin") add(command, {"--ro-bind", entry.path(), entry.path()});
+    }
+    for (const char* tool : {"sh", "cat", "env", "printf", "sleep"}) {
+        const std::string path = std::string("/usr/bin/") + tool;
+        add(command, {"--ro-bind-try", path, path});
+    }
+    for (const fs::path path : {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"}) {
+        if (fs::is_symlink(path)) {
+            add(command, {"--symlink", fs::read_symlink(path), path});
+        } else {
+            add(command, {"--ro-bind-try", path, path});
+        }
+    }
+}
+
+void addPrivateTree(Words& command, const Sandbox& sandbox, const fs::path& program) {
+    addSystem(command);
+    for (const char* name : {"etc", "config", "tmp"}) {
+        add(command, {"--bind", sandbox.root / name, "/" + std::string(name)});
+    }
+    add(command, {"--ro-bind", program, program, "--unsetenv", "TESKD_ROOT"});
+    if (!sandbox.notRunning.empty()) {
+        add(command, {"--ro-bind", sandbox.notRunning, "/usr/bin/notrunning"});
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> sandboxCommand(const Sandbox& sandbox, const fs::path& program,
+                                        const std::vector<std::string>& arguments) {
+    const bool isPrivate = sandbox.files == Files::PrivateRoot;
+    if (!sandbox.notRunning.empty() && !isPrivate) {
+        throw std::invalid_argument("a stand-in for notrunning needs a private root");
+    }
+    Words command = {
+        "bwrap", "--unshare-user", "--cap-drop", "ALL", "--die-with-parent", "--info-fd", "3"};
+    if (isPrivate) {
+        addPrivateTree(command, sandbox, program);
+    } else {
+        addMachineTree(command, sandbox);
+    }
+    add(command, {"--dev", "/dev", "--bind", sandbox.logSocket, "/dev/log", "--proc", "/proc"});
+    addWritableDirectories(command);
+    add(command, {"--", program});
+    add(command, arguments);
+    return command;
+}
+
+}  // namespace teskd::test

@@ -1,0 +1,34 @@
+// The surroundings in which a daemon under test runs: its own system log, its own configuration
+// directories, no privileges.
+//
+// Ownership: plain values. Threads: no state. Errors: std::invalid_argument for options that
+// would reach outside the sandbox.
+
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace teskd::test {
+
+// Where the daemon finds /etc, /config and /tmp.
+enum class Files {
+    TeskdRoot,    // below the directory named by TESKD_ROOT, on the machine's (read-only) tree
+    PrivateRoot,  // at those very paths, in a root of the daemon's own
+};
+
+struct Sandbox {
+    Files files = Files::TeskdRoot;
+    std::filesystem::path root;        // holds etc, config and tmp; writable for the daemon
+    std::filesystem::path logSocket;   // becomes /dev/log
+    std::filesystem::path notRunning;  // becomes /usr/bin/notrunning; PrivateRoot only
+};
+
+// The command that runs `program` in the sandbox. It reports the program's process id, as JSON,
+// on descriptor 3. Directories listed (with ":") in TESKD_TEST_WRITABLE stay writable.
+std::vector<std::string> sandboxCommand(const Sandbox& sandbox,
+                                        const std::filesystem::path& program,
+                                        const std::vector<std::string>& arguments);
+
+}  // namespace teskd::test

@@ -1,0 +1,74 @@
+#include "support/UdpPeer.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <system_error>
+
+namespace teskd::test {
+
+namespace {
+
+constexpr std::size_t kLargestDatagram = 65536;
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+sockaddr_in loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+}  // namespace
+
+UdpPeer::UdpPeer(std::uint16_t port) : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address = loopback(port);
+    auto* const raw = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    if (!fd_.valid() || ::bind(fd_.get(), raw, size) != 0) fail("UDP socket");
+    if (::getsockname(fd_.get(), raw, &size) != 0) fail("getsockname");
+    port_ = ntohs(address.sin_port);
+}
+
+std::string UdpPeer::receive(Deadline deadline) {
+    std::optional<std::string> data = receiveWithin(deadline.left());
+    if (!data) throw Timeout("no datagram arrived");
+    return *data;
+}
+
+std::optional<std::string> UdpPeer::receiveWithin(std::chrono::milliseconds time) {
+    pollfd entry{fd_.get(), POLLIN, 0};
+    if (::poll(&entry, 1, static_cast<int>(time.count())) <= 0) return std::nullopt;
+    std::string data(kLargestDatagram, '\0');
+    sockaddr_in sender{};
+    socklen_t size = sizeof sender;
+    const ssize_t count = ::recvfrom(fd_.get(), data.data(), data.size(), MSG_DONTWAIT,
+                                     reinterpret_cast<sockaddr*>(&sender), &size);
+    if (count < 0) fail("recvfrom");
+    data.resize(static_cast<std::size_t>(count));
+    lastSender_ = sender;
+    return data;
+}
+
+void UdpPeer::reply(std::string_view data) {
+    if (!lastSender_) throw std::logic_error("no datagram to reply to");
+    sendToAddress(*lastSender_, data);
+}
+
+void UdpPeer::sendTo(std::uint16_t port, std::string_view data) {
+    sendToAddress(loopback(port), data);
+}
+
+void UdpPeer::sendToAddress(const sockaddr_in& address, std::string_view data) {
+    const ssize_t count = ::sendto(fd_.get(), data.data(), data.size(), 0,
+                                   reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (count != static_cast<ssize_t>(data.size())) fail("sendto");
+}
+
+}  // namespace teskd::test

@@ -1,0 +1,41 @@
+// A UDP socket on 127.0.0.1 that stands in for the notification server.
+//
+// Ownership: the object owns its descriptor.
+// Threads: none of its own; one user at a time.
+// Errors: std::system_error from the system, Timeout from receive().
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <netinet/in.h>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "support/Deadline.h"
+#include "support/UniqueFd.h"
+
+namespace teskd::test {
+
+class UdpPeer {
+  public:
+    explicit UdpPeer(std::uint16_t port = 0);
+
+    std::uint16_t port() const { return port_; }
+    // The next datagram; its sender becomes the receiver of reply().
+    std::string receive(Deadline deadline = {});
+    std::optional<std::string> receiveWithin(std::chrono::milliseconds time);
+    // To the sender of the datagram received last. Throws std::logic_error when there was none.
+    void reply(std::string_view data);
+    void sendTo(std::uint16_t port, std::string_view data);
+
+  private:
+    void sendToAddress(const sockaddr_in& address, std::string_view data);
+
+    UniqueFd fd_;
+    std::uint16_t port_ = 0;
+    std::optional<sockaddr_in> lastSender_;
+};
+
+}  // namespace teskd::test

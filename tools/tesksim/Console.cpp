@@ -1,0 +1,111 @@
+#include "tesksim/Console.h"
+
+#include <chrono>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+namespace tesksim {
+
+namespace {
+
+using Action = std::function<void(Machine&, const std::string&)>;
+
+std::chrono::milliseconds milliseconds(const std::string& text) {
+    return std::chrono::milliseconds(std::stol(text));
+}
+
+// An action that changes the machine's faults.
+Action fault(const std::function<void(Faults&, const std::string&)>& change) {
+    return [change](Machine& machine, const std::string& argument) {
+        Faults faults = machine.faults();
+        change(faults, argument);
+        machine.setFaults(faults);
+    };
+}
+
+void setBody(Machine& machine, const std::string& argument) {
+    std::istringstream words(argument);
+    int code = 0;
+    std::string body;
+    if (!(words >> code >> body)) throw std::invalid_argument("code and body wanted");
+    machine.answers().setBody(code, body);
+}
+
+const std::map<std::string, Action>& actions() {
+    using Text = const std::string&;
+    static const std::map<std::string, Action> table = {
+        {"start", [](Machine& machine, Text) { machine.start(); }},
+        {"stop", [](Machine& machine, Text) { machine.stop(); }},
+        {"ok", [](Machine& machine, Text) { machine.clearFaults(); }},
+        {"code-id", [](Machine& machine, Text text) { machine.setCodeId(text); }},
+        {"disconnect", [](Machine& machine, Text) { machine.disconnect(); }},
+        {"body", setBody},
+        {"silent", fault([](Faults& faults, Text) { faults.silent = true; })},
+        {"refuse", fault([](Faults& faults, Text) { faults.refuse = true; })},
+        {"deaf", fault([](Faults& faults, Text) { faults.deaf = true; })},
+        {"slow", fault([](Faults& faults, Text text) { faults.delay = milliseconds(text); })},
+        {"dribble", fault([](Faults& faults, Text text) { faults.dribble = milliseconds(text); })},
+        {"length", fault([](Faults& faults, Text text) { faults.lengthError = std::stoi(text); })},
+        {"cut", fault([](Faults& faults, Text text) { faults.closeAfter = std::stoul(text); })},
+    };
+    return table;
+}
+
+std::string describe(Machine& machine) {
+    std::ostringstream text;
+    text << (machine.isRunning() ? "running" : "stopped") << " port=" << machine.port()
+         << " code-id=" << machine.codeId()
+         << (machine.journal().isConnected() ? " connected" : " alone")
+         << " requests=" << machine.journal().requests().size()
+         << " acknowledged=" << machine.journal().acknowledgements().size();
+    return text.str();
+}
+
+}  // namespace
+
+std::string Console::help() {
+    return "start N | stop N | show N | ok N | silent N | refuse N | deaf N | disconnect N\n"
+           "slow N MS | dribble N MS | length N ERROR | cut N BYTES\n"
+           "code-id N TEXT | body N CODE TEXT | help | quit";
+}
+
+std::string Console::execute(const std::string& line) {
+    std::istringstream words(line);
+    std::string verb;
+    std::string number;
+    std::string argument;
+    words >> verb >> number >> std::ws;
+    std::getline(words, argument);
+    if (verb.empty()) return "";
+    if (verb == "help") return help();
+    if (verb == "quit") {
+        done_ = true;
+        return "bye";
+    }
+    try {
+        return command(verb, machineNumber(number), argument);
+    } catch (const std::exception& e) {
+        return "error: " + line + ": " + e.what();
+    }
+}
+
+std::string Console::command(const std::string& verb, Machine& machine,
+                             const std::string& argument) {
+    if (verb == "show") return describe(machine);
+    const auto found = actions().find(verb);
+    if (found == actions().end()) throw std::invalid_argument("no such command");
+    found->second(machine, argument);
+    return "ok";
+}
+
+Machine& Console::machineNumber(const std::string& text) {
+    std::size_t used = 0;
+    const unsigned long number = text.empty() ? 0 : std::stoul(text, &used);
+    if (number == 0 || used != text.size() || number > machines_.size()) {
+        throw std::out_of_range("no such machine");
+    }
+    return *machines_[number - 1];
+}
+
+}  // namespace tesksim

@@ -1,0 +1,79 @@
+#include "tesksim/Endpoint.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <system_error>
+#include <termios.h>
+
+namespace tesksim {
+
+namespace {
+
+constexpr int kBacklog = 16;
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+}  // namespace
+
+Fd bindPort(std::uint16_t port) {
+    Fd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!fd.valid()) fail("socket");
+    const int on = 1;
+    ::setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        fail("bind");
+    }
+    return fd;
+}
+
+std::uint16_t portOf(const Fd& socket) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        fail("getsockname");
+    }
+    return ntohs(address.sin_port);
+}
+
+Fd listenOn(std::uint16_t port) {
+    Fd fd = bindPort(port);
+    if (::listen(fd.get(), kBacklog) != 0) fail("listen");
+    return fd;
+}
+
+Fd openTty(const std::string& path) {
+    Fd fd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    termios settings{};
+    if (!fd.valid() || ::tcgetattr(fd.get(), &settings) != 0) return Fd();
+    ::cfmakeraw(&settings);
+    settings.c_cflag |= CLOCAL | CREAD;
+    if (::tcsetattr(fd.get(), TCSANOW, &settings) != 0) return Fd();
+    return fd;
+}
+
+Fd makeWakeUp() {
+    Fd fd(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+    if (!fd.valid()) fail("eventfd");
+    return fd;
+}
+
+void wakeUp(const Fd& wake) {
+    ::eventfd_write(wake.get(), 1);
+}
+
+void clearWakeUp(const Fd& wake) {
+    eventfd_t count = 0;
+    ::eventfd_read(wake.get(), &count);
+}
+
+}  // namespace tesksim

@@ -1,0 +1,30 @@
+// The system calls behind a machine's endpoint: ports on 127.0.0.1, a raw tty, a wake-up.
+//
+// Ownership: every descriptor returned belongs to the caller. Threads: no state; a wake-up may be
+// given from any thread. Errors: std::system_error, except where said otherwise.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tesksim/Fd.h"
+
+namespace tesksim {
+
+// A bound socket that does not listen: keeps the port for us while connections are refused.
+// Port 0 lets the kernel choose.
+Fd bindPort(std::uint16_t port);
+std::uint16_t portOf(const Fd& socket);
+// A second socket on a port of bindPort(), listening.
+Fd listenOn(std::uint16_t port);
+
+// Opens a tty and makes it raw. Returns an invalid descriptor when it cannot be opened.
+Fd openTty(const std::string& path);
+
+// A descriptor that becomes readable by wakeUp() until clearWakeUp().
+Fd makeWakeUp();
+void wakeUp(const Fd& wake);
+void clearWakeUp(const Fd& wake);
+
+}  // namespace tesksim

@@ -1,0 +1,162 @@
+#include "tesksim/Journal.h"
+
+#include <algorithm>
+
+namespace tesksim {
+
+template <typename Change>
+void Journal::change(Change&& apply) {
+    {
+        const std::lock_guard lock(mutex_);
+        apply();
+    }
+    changed_.notify_all();
+}
+
+template <typename Value>
+Value Journal::read(const Value& member) const {
+    const std::lock_guard lock(mutex_);
+    return member;
+}
+
+template <typename Condition>
+bool Journal::wait(Milliseconds timeout, Condition&& condition) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_until(lock, Clock::now() + timeout, condition);
+}
+
+void Journal::connected() {
+    change([this] {
+        ++connections_;
+        connected_ = true;
+    });
+}
+
+void Journal::disconnected() {
+    change([this] { connected_ = false; });
+}
+
+void Journal::received(std::string_view raw) {
+    change([&] { raw_ += raw; });
+}
+
+void Journal::data(std::string_view bytes) {
+    change([&] { data_ += bytes; });
+}
+
+void Journal::message(const Message& message) {
+    change([&] { messages_.push_back(message); });
+}
+
+void Journal::setting(const LineSetting& setting) {
+    change([&] {
+        settings_.push_back(setting);
+        apply(setting, line_);
+    });
+}
+
+void Journal::sent(std::string_view raw) {
+    change([&] { sent_ += raw; });
+}
+
+std::string Journal::rawReceived() const {
+    return read(raw_);
+}
+std::string Journal::dataReceived() const {
+    return read(data_);
+}
+std::string Journal::rawSent() const {
+    return read(sent_);
+}
+std::vector<Message> Journal::messages() const {
+    return read(messages_);
+}
+std::vector<LineSetting> Journal::settings() const {
+    return read(settings_);
+}
+Line Journal::line() const {
+    return read(line_);
+}
+std::size_t Journal::connections() const {
+    return read(connections_);
+}
+bool Journal::isConnected() const {
+    return read(connected_);
+}
+std::vector<Message> Journal::requests() const {
+    return select(false);
+}
+std::vector<Message> Journal::acknowledgements() const {
+    return select(true);
+}
+
+void Journal::clear() {
+    change([this] {
+        raw_.clear();
+        data_.clear();
+        sent_.clear();
+        messages_.clear();
+        settings_.clear();
+        line_ = {};
+        connections_ = connected_ ? 1 : 0;
+    });
+}
+
+std::vector<Message> Journal::select(bool acknowledgements) const {
+    const std::lock_guard lock(mutex_);
+    std::vector<Message> result;
+    for (const Message& message : messages_) {
+        if (message.isAcknowledgement() == acknowledgements) result.push_back(message);
+    }
+    return result;
+}
+
+const Message* Journal::findRequest(int id, std::size_t nth) const {
+    for (const Message& message : messages_) {
+        if (message.id == id && !message.isAcknowledgement() && --nth == 0) return &message;
+    }
+    return nullptr;
+}
+
+std::size_t Journal::countMessages(bool acknowledgements) const {
+    const auto wanted = [=](const Message& message) {
+        return message.isAcknowledgement() == acknowledgements;
+    };
+    return static_cast<std::size_t>(std::count_if(messages_.begin(), messages_.end(), wanted));
+}
+
+std::optional<Message> Journal::waitForRequest(int id, std::size_t nth,
+                                               Milliseconds timeout) const {
+    std::optional<Message> result;
+    wait(timeout, [&] {
+        if (const Message* found = findRequest(id, nth)) result = *found;
+        return result.has_value();
+    });
+    return result;
+}
+
+bool Journal::waitForRequests(std::size_t count, Milliseconds timeout) const {
+    return wait(timeout, [&] { return countMessages(false) >= count; });
+}
+
+bool Journal::waitForAcknowledgements(std::size_t count, Milliseconds timeout) const {
+    return wait(timeout, [&] { return countMessages(true) >= count; });
+}
+
+bool Journal::waitForSettings(std::size_t count, Milliseconds timeout) const {
+    return wait(timeout, [&] { return settings_.size() >= count; });
+}
+
+bool Journal::waitForConnections(std::size_t count, Milliseconds timeout) const {
+    return wait(timeout, [&] { return connections_ >= count; });
+}
+
+bool Journal::waitForDisconnection(Milliseconds timeout) const {
+    return wait(timeout, [&] { return !connected_; });
+}
+
+bool Journal::waitForData(std::string_view part, Milliseconds timeout) const {
+    return wait(timeout, [&] { return data_.find(part) != std::string::npos; });
+}
+
+}  // namespace tesksim

@@ -1,0 +1,210 @@
+#include "tesksim/Machine.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <optional>
+#include <poll.h>
+#include <sys/socket.h>
+#include <utility>
+
+#include "tesksim/Endpoint.h"
+#include "tesksim/Session.h"
+
+namespace tesksim {
+
+namespace {
+
+// How long to wait before a tty that could not be opened is tried again.
+constexpr int kTtyRetryMs = 50;
+
+}  // namespace
+
+Machine::Machine() : Machine(Options{}) {}
+
+Machine::Machine(Options options)
+    : options_(std::move(options)), wake_(makeWakeUp()), codeId_(options_.codeId) {
+    if (!options_.tty.empty()) return;
+    reservation_ = bindPort(options_.port);
+    port_ = portOf(reservation_);
+}
+
+Machine::~Machine() {
+    stop();
+}
+
+void Machine::start() {
+    if (thread_.joinable()) return;
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = false;
+    }
+    updateListener();
+    thread_ = std::thread(&Machine::run, this);
+}
+
+void Machine::stop() {
+    if (!thread_.joinable()) return;
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wakeUp(wake_);
+    thread_.join();
+    listener_.reset();
+}
+
+void Machine::setCodeId(std::string codeId) {
+    const std::lock_guard lock(mutex_);
+    codeId_ = std::move(codeId);
+}
+
+std::string Machine::codeId() const {
+    const std::lock_guard lock(mutex_);
+    return codeId_;
+}
+
+void Machine::setFaults(const Faults& faults, std::size_t answers) {
+    {
+        const std::lock_guard lock(mutex_);
+        faults_ = faults;
+        faultsLeft_ = answers;
+    }
+    wakeUp(wake_);
+}
+
+Faults Machine::faults() const {
+    const std::lock_guard lock(mutex_);
+    return faults_;
+}
+
+// The faults for the next answer; counts the limited ones down.
+Faults Machine::takeFaults() {
+    const std::lock_guard lock(mutex_);
+    Faults result = faults_;
+    if (faultsLeft_ > 0 && --faultsLeft_ == 0) {
+        faults_ = Faults{};
+        faults_.negotiation = result.negotiation;
+        faults_.refuse = result.refuse;
+        faults_.deaf = result.deaf;
+    }
+    return result;
+}
+
+void Machine::inject(std::string_view bytes) {
+    {
+        const std::lock_guard lock(mutex_);
+        injected_ += bytes;
+    }
+    wakeUp(wake_);
+}
+
+void Machine::disconnect(bool reset) {
+    {
+        const std::lock_guard lock(mutex_);
+        hangup_ = reset ? Hangup::Reset : Hangup::Orderly;
+    }
+    wakeUp(wake_);
+}
+
+bool Machine::isStopping() const {
+    const std::lock_guard lock(mutex_);
+    return stopping_;
+}
+
+// Listens, or does not, as the faults have it.
+void Machine::updateListener() {
+    if (!options_.tty.empty()) return;
+    if (faults().refuse) {
+        listener_.reset();
+    } else if (!listener_.valid()) {
+        listener_ = listenOn(port_);
+    }
+}
+
+void Machine::run() {
+    while (!isStopping()) {
+        updateListener();
+        if (!options_.tty.empty()) {
+            serveTty();
+        } else {
+            acceptOne();
+        }
+    }
+}
+
+void Machine::acceptOne() {
+    pollfd fds[] = {{wake_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}};
+    ::poll(fds, 2, -1);
+    if (fds[0].revents != 0) {
+        clearWakeUp(wake_);
+        dropOrders();
+        return;
+    }
+    Fd fd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!fd.valid()) return;
+    const int on = 1;
+    ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    Session session(std::move(fd), faults().negotiation, journal_);
+    session.queueRaw(options_.greeting);
+    serve(session);
+}
+
+void Machine::serveTty() {
+    Fd fd = openTty(options_.tty);
+    if (fd.valid()) {
+        Session session(std::move(fd), std::nullopt, journal_);
+        serve(session);
+    }
+    pollfd wake = {wake_.get(), POLLIN, 0};
+    if (!isStopping()) ::poll(&wake, 1, kTtyRetryMs);
+    clearWakeUp(wake_);
+}
+
+void Machine::serve(Session& session) {
+    while (obeyOrders(session) && session.writeOutput()) {
+        updateListener();
+        if (!awaitAndRead(session)) return;
+        while (const auto message = session.nextMessage()) answer(session, *message);
+    }
+}
+
+// Waits until something can be done; false when the peer is gone.
+bool Machine::awaitAndRead(Session& session) {
+    const int input = faults().deaf ? 0 : POLLIN;
+    const int output = session.wantsToWrite() ? POLLOUT : 0;
+    pollfd fds[] = {{wake_.get(), POLLIN, 0},
+                    {session.fd(), static_cast<short>(input | output), 0}};
+    ::poll(fds, 2, output != 0 ? -1 : session.millisecondsToNextOutput());
+    clearWakeUp(wake_);
+    const int readable = POLLIN | POLLHUP | POLLERR;
+    if ((fds[1].revents & readable) == 0) return true;
+    if (input == 0) return (fds[1].revents & (POLLHUP | POLLERR)) == 0;
+    return session.readInput();
+}
+
+void Machine::answer(Session& session, const Message& request) {
+    if (request.isAcknowledgement()) return;
+    const Faults faults = takeFaults();
+    session.queueAnswer(answers_.answerTo(request, codeId(), faults.lengthError), faults);
+}
+
+// Does what the other threads have asked for; false when the session shall end.
+bool Machine::obeyOrders(Session& session) {
+    std::unique_lock lock(mutex_);
+    session.queueRaw(std::exchange(injected_, {}));
+    const Hangup hangup = std::exchange(hangup_, Hangup::No);
+    const bool ends = hangup != Hangup::No || stopping_;
+    lock.unlock();
+    if (hangup == Hangup::Orderly) session.writeOutput();
+    if (hangup == Hangup::Reset) session.resetOnClose();
+    return !ends;
+}
+
+// Orders that concern a connection mean nothing while there is none.
+void Machine::dropOrders() {
+    const std::lock_guard lock(mutex_);
+    injected_.clear();
+    hangup_ = Hangup::No;
+}
+
+}  // namespace tesksim

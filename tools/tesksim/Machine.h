@@ -1,0 +1,106 @@
+// One simulated slot machine, behind a telnet endpoint of its own on 127.0.0.1 or on a tty.
+//
+// It accepts one connection at a time, again and again, agrees to COM-PORT-OPTION, answers every
+// request from its table and records everything. It shares no code with the daemon.
+//
+// Ownership: the object owns its sockets and its thread; the destructor stops it.
+// Threads: all operations may be called from any thread, start() and stop() from one at a time.
+// Journal and answers have locks of their own, everything else here has one.
+// Errors: start() and the constructor throw std::system_error; later failures of a connection
+// just close it.
+
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "tesksim/AnswerTable.h"
+#include "tesksim/Faults.h"
+#include "tesksim/Fd.h"
+#include "tesksim/Journal.h"
+
+namespace tesksim {
+
+class Session;
+
+class Machine {
+  public:
+    struct Options {
+        std::string codeId = "ZA000000001";
+        std::uint16_t port = 0;  // 0: chosen by the kernel, then kept over restarts
+        std::string tty{};       // when set: speak on this tty, without telnet, not on TCP
+        std::string greeting{};  // sent first on every connection, exactly as it is
+    };
+
+    // Binds the port, so that port() is known, but accepts nobody before start().
+    explicit Machine(Options options);
+    Machine();
+    ~Machine();
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+
+    // Start and stop may alternate; a stopped machine refuses connections.
+    void start();
+    void stop();
+    bool isRunning() const { return thread_.joinable(); }
+
+    std::uint16_t port() const { return port_; }
+    Journal& journal() { return journal_; }
+    AnswerTable& answers() { return answers_; }
+
+    // The identity that answers show from now on.
+    void setCodeId(std::string codeId);
+    std::string codeId() const;
+
+    // `answers` limits the faults of an answer to so many of them; 0 means all.
+    void setFaults(const Faults& faults, std::size_t answers = 0);
+    void clearFaults() { setFaults(Faults{}); }
+    Faults faults() const;
+
+    // Sends bytes unasked, exactly as they are, on the present connection; they are dropped when
+    // there is none, so wait for Journal::waitForConnections first.
+    void inject(std::string_view bytes);
+    // Ends the present connection, orderly or with a reset.
+    void disconnect(bool reset = false);
+
+  private:
+    enum class Hangup { No, Orderly, Reset };
+
+    void run();
+    void acceptOne();
+    void serveTty();
+    void serve(Session& session);
+    bool awaitAndRead(Session& session);
+    void answer(Session& session, const Message& request);
+    bool obeyOrders(Session& session);
+    void dropOrders();
+    void updateListener();
+    Faults takeFaults();
+    bool isStopping() const;
+
+    const Options options_;
+    std::uint16_t port_ = 0;
+    Journal journal_;
+    AnswerTable answers_;
+    Fd wake_;
+    Fd reservation_;  // keeps the port while nobody listens
+
+    mutable std::mutex mutex_;
+    // Guarded by mutex_.
+    bool stopping_ = false;
+    std::string codeId_;
+    Faults faults_;
+    std::size_t faultsLeft_ = 0;
+    std::string injected_;
+    Hangup hangup_ = Hangup::No;
+
+    // The machine's own thread only, while it runs.
+    Fd listener_;
+
+    std::thread thread_;
+};
+
+}  // namespace tesksim
