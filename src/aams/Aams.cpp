@@ -39,6 +39,11 @@ Aams::Aams(TeskController& controller, PacketContainer& notifier, Timer& timer)
     load_external_parameters();
 }
 
+Aams::~Aams() noexcept(false) {
+    stop();
+    awaitEnd();
+}
+
 void Aams::load_external_parameters() {
     const SynchronizedLock lock(parametersLock_);
     parameters_.tmp_app_collegati = ZqConfig::get_tmp_app_collegati();

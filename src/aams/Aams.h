@@ -33,6 +33,9 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
   public:
     Aams(TeskController& controller, PacketContainer& notifier, Timer& timer);
 
+    // Stops the thread and waits for it.
+    ~Aams() noexcept(false) override;
+
     void run() override;
 
     // A counter reading was answered: checks it, keeps it, and reports each failed check.
@@ -85,6 +88,8 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         void packetError(Packet*, const Exception&) override {}
 
       private:
+        void apply(AamsPacket& answer);
+
         Aams& owner_;
     };
 

@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "aams/Aams.h"
 #include "aams/AamsPacket.h"
 #include "packet/PacketHandle.h"
@@ -8,18 +10,26 @@ void Aams::AamsNotifyBack::packetCompleted(Packet* packet) {
     auto* const answer = dynamic_cast<AamsPacket*>(packet);
     if (answer == nullptr) return;
     const PacketHandle<AamsPacket> hold(answer);
-    switch (answer->get_code_id()) {
+    try {
+        apply(*answer);
+    } catch (const std::out_of_range&) {
+        // An answer without a body asks for nothing.
+    }
+}
+
+void Aams::AamsNotifyBack::apply(AamsPacket& answer) {
+    switch (answer.get_code_id()) {
         case 1:
-            return owner_.handle_set_date_time(*answer);
+            return owner_.handle_set_date_time(answer);
         case 2:
-            owner_.handle_set_external_parameters(*answer);
+            owner_.handle_set_external_parameters(answer);
             return owner_.schedule_polling();
         case 3:
         case 4:
         case 5:
             return;
         default:
-            report_invalid_code(answer->get_code_id());
+            report_invalid_code(answer.get_code_id());
     }
 }
 

@@ -12,7 +12,7 @@ namespace teskd {
 class ConfigFile {
   public:
     // Files beyond this size, in bytes, are no configuration.
-    static constexpr std::size_t LARGEST = 1024 * 1024;
+    static constexpr std::size_t LARGEST = 1048576;
 
     // The content of a regular file; nothing for a missing one, a directory, a device, a file that
     // cannot be read, or one larger than LARGEST.

@@ -63,6 +63,9 @@ void Dorn::run() {
             stop();
         } catch (const Exception& e) {
             log_notice(e);
+        } catch (const std::exception& e) {
+            log_notice(Exception(e.what()));
+            stop();
         }
     }
     await_owed_answers();

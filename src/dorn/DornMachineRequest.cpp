@@ -77,6 +77,8 @@ void DornMachineRequest::send(TeskController& controller, const std::string& nam
         controller.send(name, message.pointer());
     } catch (const UnknownCodeIdException& e) {
         packetError(message.pointer(), e);  // renamed since the targets were listed
+    } catch (const std::exception& e) {
+        packetError(message.pointer(), Exception(e.what()));
     }
 }
 

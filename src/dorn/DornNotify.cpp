@@ -8,6 +8,7 @@
 #include "config/ZqConfig.h"
 #include "core/BigEndian.h"
 #include "core/Exception.h"
+#include "core/Log.h"
 #include "net/BufferedOutputStream.h"
 #include "net/DatagramClientSocket.h"
 #include "net/MemoryInputStream.h"
@@ -19,7 +20,7 @@ using namespace dornframe;
 namespace {
 
 constexpr int ANSWER_TIMEOUT = 20000;                // milliseconds
-constexpr std::size_t LARGEST_DATAGRAM = 64 * 1024;  // bytes
+constexpr std::size_t LARGEST_DATAGRAM = 65536;  // bytes
 
 }  // namespace
 
@@ -56,6 +57,8 @@ void DornNotify::exchange() {
     try {
         if (!socket_) open_socket();
     } catch (const Exception& e) {
+        Log::write(Log::WARNING, "Cannot reach the notification server: %s",
+                   e.getMessage().c_str());
         failAll(e);
         return;
     }
@@ -106,8 +109,9 @@ void DornNotify::match(std::string_view datagram) {
     if (found == pending_.end()) return;
     MemoryInputStream input(datagram);
     (*found)->read(input);
-    (*found)->notifyCompleted();
+    const PacketHandle<DornPacket> answered = std::move(*found);
     pending_.erase(found);
+    answered->notifyCompleted();
 }
 
 void DornNotify::time_out_pending() {
@@ -118,9 +122,8 @@ void DornNotify::time_out_pending() {
 }
 
 void DornNotify::fail_pending(const Exception& e) {
-    const Exception copy = e;
     while (!pending_.empty()) {
-        pending_.front()->notifyError(copy);
+        pending_.front()->notifyError(e);
         pending_.pop_front();
     }
 }

@@ -18,7 +18,7 @@ using namespace dornframe;
 namespace {
 
 constexpr const char* INTERFACE = "eth0";
-constexpr std::size_t BODY_BLOCK = 16 * 1024;
+constexpr std::size_t BODY_BLOCK = 16384;
 
 [[noreturn]] void throwClosed() {
     throw SocketConnectionClosedException("Remote Peer closed the connection.");

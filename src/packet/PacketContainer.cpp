@@ -20,8 +20,8 @@ void PacketContainer::addPacket(Packet* packet) {
 bool PacketContainer::tryAddPacket(Packet* packet) {
     const SynchronizedLock lock(queue_.guard());
     if (closed_) return false;
-    Packet::get(packet);
     queue_.push_back(packet);
+    Packet::get(packet);
     return true;
 }
 

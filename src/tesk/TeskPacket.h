@@ -28,7 +28,7 @@ class TeskPacket : public Packet {
   public:
     static constexpr std::size_t TRAILER_SIZE = 268;
     // Longest answer accepted, in bytes; beyond it is no answer but damage.
-    static constexpr std::int64_t LONGEST_MESSAGE = 16 * 1024 * 1024;
+    static constexpr std::int64_t LONGEST_MESSAGE = std::int64_t{16} * 1024 * 1024;
     // Longest field in front of the body.
     static constexpr std::size_t LONGEST_FIELD = 4096;
 
