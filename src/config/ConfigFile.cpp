@@ -6,28 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/Descriptor.h"
+
 namespace teskd {
 
 namespace {
 
 constexpr mode_t FILE_MODE = 0644;
-
-// A file descriptor that closes itself.
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    bool isOpen() const { return fd_ >= 0; }
-    int get() const { return fd_; }
-
-  private:
-    const int fd_;
-};
 
 bool isSmallRegularFile(int fd) {
     struct stat status {};

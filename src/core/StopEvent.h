@@ -3,6 +3,8 @@
 
 #include <atomic>
 
+#include "core/Descriptor.h"
+
 namespace teskd {
 
 // Set once, it stays set (its descriptor stays readable) until cleared; everybody who polls the
@@ -14,7 +16,6 @@ class StopEvent {
   public:
     // @throws IOException when no descriptors are left
     StopEvent();
-    ~StopEvent();
     StopEvent(const StopEvent&) = delete;
     StopEvent& operator=(const StopEvent&) = delete;
 
@@ -22,11 +23,11 @@ class StopEvent {
     void clear();
     bool isSet() const { return set_; }
     // Readable while the event is set; for poll alone.
-    int descriptor() const { return readEnd_; }
+    int descriptor() const { return readEnd_.get(); }
 
   private:
-    int readEnd_;
-    int writeEnd_;
+    Descriptor readEnd_;
+    Descriptor writeEnd_;
     std::atomic<bool> set_{false};
 };
 

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <netinet/in.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 #include "core/StopEvent.h"
@@ -36,17 +35,12 @@ void keepReady(std::list<Socket*>& sockets, const std::vector<pollfd>& entries) 
 
 Socket::Socket(int domain, int type, int protocol)
     : domain_(domain), type_(type), protocol_(protocol) {
-    try {
-        initAttributes();
-    } catch (...) {
-        if (descriptor_ >= 0) ::close(descriptor_);
-        throw;
-    }
+    initAttributes();
 }
 
 void Socket::initAttributes() {
-    descriptor_ = ::socket(domain_, type_ | SOCK_CLOEXEC, protocol_);
-    if (descriptor_ < 0) throwSocketError("void Socket::initAttributes()");
+    descriptor_.reset(::socket(domain_, type_ | SOCK_CLOEXEC, protocol_));
+    if (!descriptor_.isOpen()) throwSocketError("void Socket::initAttributes()");
     rebuildStreams();
     // A write to a peer that has gone fails with EPIPE instead of ending the process.
     std::signal(SIGPIPE, ignoreSignal);
@@ -58,7 +52,7 @@ Socket::Socket(const Socket& source)
       protocol_(source.protocol_),
       input_(source.input_),
       output_(source.output_),
-      descriptor_(duplicateDescriptor(source.descriptor_, "Socket::Socket(const Socket&)")),
+      descriptor_(duplicateDescriptor(source.descriptor_.get(), "Socket::Socket(const Socket&)")),
       interrupt_(source.interrupt_) {}
 
 Socket& Socket::operator=(const Socket& source) {
@@ -66,16 +60,12 @@ Socket& Socket::operator=(const Socket& source) {
     domain_ = source.domain_;
     type_ = source.type_;
     protocol_ = source.protocol_;
-    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
-    descriptor_ =
-        duplicateDescriptor(source.descriptor_, "Socket& Socket::operator=(const Socket&)");
+    descriptor_.reset();
+    descriptor_.reset(
+        duplicateDescriptor(source.descriptor_.get(), "Socket& Socket::operator=(const Socket&)"));
     input_ = source.input_;
     output_ = source.output_;
     return *this;
-}
-
-Socket::~Socket() {
-    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 Socket Socket::accept() {
@@ -95,21 +85,21 @@ void Socket::listen() {
 }
 
 void Socket::shutdown(int how) {
-    if (::shutdown(descriptor_, how) != 0) throwSocketError("virtual void Socket::shutdown(int)");
+    if (::shutdown(descriptor_.get(), how) != 0)
+        throwSocketError("virtual void Socket::shutdown(int)");
 }
 
 void Socket::close() {
     output_.close();
     input_.close();
-    if (::close(descriptor_) != 0) throwSocketError("virtual void Socket::close()");
-    descriptor_ = -1;
+    if (descriptor_.close() != 0) throwSocketError("virtual void Socket::close()");
 }
 
 std::string Socket::getpeername() const {
     constexpr const char* SIGNATURE = "std::string Socket::getpeername()";
     sockaddr_storage address{};
     socklen_t size = SocketAddress::SIZE;
-    if (::getpeername(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    if (::getpeername(descriptor_.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
         throwSocketError(SIGNATURE);
     }
     return SocketAddress::toText(address, SIGNATURE);
@@ -119,7 +109,7 @@ std::string Socket::getsockname() const {
     constexpr const char* SIGNATURE = "std::string Socket::getsockname()";
     sockaddr_storage address{};
     socklen_t size = SocketAddress::SIZE;
-    if (::getsockname(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    if (::getsockname(descriptor_.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
         throwSocketError(SIGNATURE);
     }
     return SocketAddress::toText(address, SIGNATURE);
@@ -127,7 +117,7 @@ std::string Socket::getsockname() const {
 
 void Socket::getsockopt(int name, int& value) const {
     socklen_t size = sizeof value;
-    if (::getsockopt(descriptor_, IPPROTO_TCP, name, &value, &size) != 0) {
+    if (::getsockopt(descriptor_.get(), IPPROTO_TCP, name, &value, &size) != 0) {
         throwSocketError("void Socket::getsockopt(int, int&)");
     }
 }
@@ -137,7 +127,7 @@ void Socket::setsockopt(int name, int value) {
 }
 
 void Socket::setsockopt(int level, int name, int value) {
-    if (::setsockopt(descriptor_, level, name, &value, sizeof value) != 0) {
+    if (::setsockopt(descriptor_.get(), level, name, &value, sizeof value) != 0) {
         throwSocketError("void Socket::setsockopt(int, int)");
     }
 }
@@ -145,7 +135,7 @@ void Socket::setsockopt(int level, int name, int value) {
 int Socket::takePendingError() {
     int error = 0;
     socklen_t size = sizeof error;
-    if (::getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
+    if (::getsockopt(descriptor_.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
         throwSocketError("void Socket::getsockopt(int, int&)");
     }
     return error;
@@ -173,14 +163,13 @@ void Socket::select(std::list<Socket*>& read, std::list<Socket*>& write, std::li
 }
 
 void Socket::setDescriptor(int fd) {
-    if (descriptor_ >= 0) ::close(descriptor_);
-    descriptor_ = fd;
+    descriptor_.reset(fd);
     rebuildStreams();
 }
 
 void Socket::rebuildStreams() {
-    output_ = SocketOutputStream(descriptor_);
-    input_ = SocketInputStream(descriptor_);
+    output_ = SocketOutputStream(descriptor_.get());
+    input_ = SocketInputStream(descriptor_.get());
 }
 
 void Socket::setInterrupt(const StopEvent* interrupt) {

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include "core/Descriptor.h"
 #include "net/SocketInputStream.h"
 #include "net/SocketOutputStream.h"
 
@@ -25,7 +26,7 @@ class Socket {
     Socket(int domain, int type, int protocol);
     Socket(const Socket& source);
     Socket& operator=(const Socket& source);
-    virtual ~Socket();
+    virtual ~Socket() = default;
 
     // What only servers or only clients can do; here each throws SocketOperationNotImplException.
     virtual Socket accept();
@@ -59,7 +60,7 @@ class Socket {
 
     SocketInputStream& getInputStream() { return input_; }
     SocketOutputStream& getOutputStream() { return output_; }
-    int getDescriptor() const { return descriptor_; }
+    int getDescriptor() const { return descriptor_.get(); }
     // Adopts fd in place of the current descriptor; takes it over even when it throws.
     void setDescriptor(int fd);
     // Reads, writes and connect() fail as soon as the event is set.
@@ -76,7 +77,7 @@ class Socket {
     int protocol_;
     SocketInputStream input_;
     SocketOutputStream output_;
-    int descriptor_ = -1;
+    Descriptor descriptor_;
     const StopEvent* interrupt_ = nullptr;
 };
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <sys/ioctl.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 #include "net/Poll.h"
@@ -28,33 +27,29 @@ SocketInputStream::SocketInputStream(const SocketInputStream& source)
 
 SocketInputStream& SocketInputStream::operator=(const SocketInputStream& source) {
     if (this == &source) return *this;
-    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
-    if (source.descriptor_ < 0) return *this;
-    descriptor_ = duplicateDescriptor(source.descriptor_, ASSIGNMENT);
+    descriptor_.reset();
+    if (source.descriptor_.isOpen()) {
+        descriptor_.reset(duplicateDescriptor(source.descriptor_.get(), ASSIGNMENT));
+    }
     return *this;
-}
-
-SocketInputStream::~SocketInputStream() {
-    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 unsigned SocketInputStream::available() {
     int count = 0;
-    if (ioctl(descriptor_, FIONREAD, &count) != 0) {
+    if (ioctl(descriptor_.get(), FIONREAD, &count) != 0) {
         throwSocketError("virtual unsigned int SocketInputStream::available()");
     }
     return static_cast<unsigned>(count);
 }
 
 void SocketInputStream::close() {
-    if (::close(descriptor_) != 0) throwSocketError("virtual void SocketInputStream::close()");
-    descriptor_ = -1;
+    if (descriptor_.close() != 0) throwSocketError("virtual void SocketInputStream::close()");
 }
 
 int SocketInputStream::read() {
     wait_for_data();
     unsigned char byte = 0;
-    const ssize_t n = ::read(descriptor_, &byte, 1);
+    const ssize_t n = ::read(descriptor_.get(), &byte, 1);
     if (n < 0) throwSocketError("virtual int SocketInputStream::read()");
     return n == 0 ? -1 : byte;
 }
@@ -62,7 +57,7 @@ int SocketInputStream::read() {
 int SocketInputStream::read(char* buffer, int len) {
     if (len < 1) return 0;
     wait_for_data();
-    const ssize_t n = ::read(descriptor_, buffer, static_cast<std::size_t>(len));
+    const ssize_t n = ::read(descriptor_.get(), buffer, static_cast<std::size_t>(len));
     if (n < 0) throwSocketError("virtual int SocketInputStream::read(char*, int)");
     return n == 0 ? -1 : static_cast<int>(n);
 }
@@ -76,7 +71,7 @@ int SocketInputStream::skip(int n) {
 void SocketInputStream::wait_for_data() {
     if (timeout_ == 0 && interrupt_ == nullptr) return;
     const int limit = timeout_ == 0 ? -1 : timeout_;
-    const int ready = Poll::wait(descriptor_, POLLIN, limit, interrupt_);
+    const int ready = Poll::wait(descriptor_.get(), POLLIN, limit, interrupt_);
     if (ready < 0) throwSocketError("void SocketInputStream::wait_for_data()");
     if (ready == 0) throw SocketTimeoutException("void SocketInputStream::wait_for_data()");
 }

@@ -1,6 +1,7 @@
 // The reading end of a socket.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "net/InputStream.h"
 
 namespace teskd {
@@ -18,7 +19,6 @@ class SocketInputStream : public InputStream {
     SocketInputStream(const SocketInputStream& source);
     // Takes a duplicate of the source's descriptor; the time-out stays.
     SocketInputStream& operator=(const SocketInputStream& source);
-    ~SocketInputStream() override;
 
     unsigned available() override;
     void close() override;
@@ -34,7 +34,7 @@ class SocketInputStream : public InputStream {
   private:
     void wait_for_data();
 
-    int descriptor_ = -1;
+    Descriptor descriptor_;
     int timeout_ = 0;  // milliseconds, 0: without limit
     const StopEvent* interrupt_ = nullptr;
 };

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <utility>
 
 #include "net/Poll.h"
 #include "net/SocketError.h"
@@ -28,19 +27,15 @@ SocketOutputStream::SocketOutputStream(const SocketOutputStream& source)
 
 SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream& source) {
     if (this == &source) return *this;
-    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
-    if (source.descriptor_ < 0) return *this;
-    descriptor_ = duplicateDescriptor(source.descriptor_, ASSIGNMENT);
+    descriptor_.reset();
+    if (source.descriptor_.isOpen()) {
+        descriptor_.reset(duplicateDescriptor(source.descriptor_.get(), ASSIGNMENT));
+    }
     return *this;
 }
 
-SocketOutputStream::~SocketOutputStream() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-}
-
 void SocketOutputStream::close() {
-    if (::close(descriptor_) != 0) throwSocketError("virtual void SocketOutputStream::close()");
-    descriptor_ = -1;
+    if (descriptor_.close() != 0) throwSocketError("virtual void SocketOutputStream::close()");
 }
 
 void SocketOutputStream::write(int b) {
@@ -63,13 +58,14 @@ void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const cha
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         if (timeout_ != 0 && left.count() <= 0) throwSocketError(signature, ETIMEDOUT);
         const int limit = timeout_ == 0 ? -1 : static_cast<int>(left.count());
-        if (Poll::wait(descriptor_, POLLOUT, limit, interrupt_) < 0) throwSocketError(signature);
+        if (Poll::wait(descriptor_.get(), POLLOUT, limit, interrupt_) < 0)
+            throwSocketError(signature);
     }
 }
 
 std::size_t SocketOutputStream::writeSome(const char* buffer, std::size_t len,
                                           const char* signature) {
-    const ssize_t n = ::send(descriptor_, buffer, len, MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t n = ::send(descriptor_.get(), buffer, len, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (n > 0) return static_cast<std::size_t>(n);
     if (n == 0) throw SocketException(std::string(signature) + "Nothing was written");
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return 0;

@@ -1,6 +1,7 @@
 // The writing end of a socket.
 #pragma once
 
+#include "core/Descriptor.h"
 #include "net/OutputStream.h"
 
 namespace teskd {
@@ -18,7 +19,6 @@ class SocketOutputStream : public OutputStream {
     explicit SocketOutputStream(int descriptor);
     SocketOutputStream(const SocketOutputStream& source);
     SocketOutputStream& operator=(const SocketOutputStream& source);
-    ~SocketOutputStream() override;
 
     void close() override;
     void write(int b) override;
@@ -36,7 +36,7 @@ class SocketOutputStream : public OutputStream {
     // Bytes that the system took now, 0 when it takes none for the moment.
     std::size_t writeSome(const char* buffer, std::size_t len, const char* signature);
 
-    int descriptor_ = -1;
+    Descriptor descriptor_;
     int timeout_ = 0;  // milliseconds
     const StopEvent* interrupt_ = nullptr;
 };
