@@ -10,7 +10,7 @@
 #include <sys/socket.h>
 #include <system_error>
 
-#include "support/Bytes.h"
+#include "support/Hex.h"
 
 namespace teskd::test {
 

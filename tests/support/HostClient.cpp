@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "support/Bytes.h"
+#include "support/Hex.h"
 
 namespace teskd::test {
 

@@ -1,0 +1,29 @@
+#include <gtest/gtest.h>
+
+#include "host/Table.h"
+
+namespace {
+
+using teskhost::Table;
+
+TEST(HostTable, IsAlignedUnderItsTitles) {
+    Table table({{"name"}, {"n", Table::Align::Right}, {"note"}});
+    table.add({"a", "1234", "first"});
+    table.add({"longer", "5"});
+    EXPECT_EQ(
+        "  name       n  note\n"
+        "  ------  ----  -----\n"
+        "  a       1234  first\n"
+        "  longer     5\n",
+        table.text());
+}
+
+TEST(HostTable, ShowsFieldsLineByLine) {
+    EXPECT_EQ(
+        "field  value\n"
+        "-----  -----\n"
+        "state  4\n",
+        Table::ofFields({{"state", "4"}}).text(0));
+}
+
+}  // namespace

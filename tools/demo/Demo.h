@@ -1,0 +1,35 @@
+// The demonstration from start to end.
+//
+// Ownership: the object owns the scene. Threads: one user at a time, who lives longer.
+// Errors: run() throws Surprise when something did not come as expected, and what its parts throw.
+
+#pragma once
+
+#include <filesystem>
+#include <ostream>
+#include <string>
+
+#include "demo/Report.h"
+#include "demo/Scene.h"
+
+namespace demo {
+
+class Demo {
+  public:
+    Demo(const std::filesystem::path& daemon, std::ostream& out);
+
+    void run();
+    // What the daemon has said so far; for the message about a failure.
+    std::string daemonsStory();
+
+  private:
+    void start();
+    void startAgain();
+    void sayPolled();
+    void stop();
+
+    Report report_;
+    Scene scene_;
+};
+
+}  // namespace demo

@@ -1,0 +1,19 @@
+#include "host/AamsContent.h"
+
+#include <algorithm>
+
+#include "host/AamsDecoder.h"
+
+namespace teskhost {
+
+AamsContent AamsContent::decode(const AamsMessage& message) {
+    return AamsDecoder(message).run();
+}
+
+std::string AamsContent::value(const std::string& name) const {
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [&](const Field& field) { return field.name == name; });
+    return found == fields.end() ? "" : found->value;
+}
+
+}  // namespace teskhost

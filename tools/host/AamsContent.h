@@ -1,0 +1,33 @@
+// An AAMS answer or notification of the daemon, taken apart: fields by name and counter readings.
+//
+// Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/AamsMessage.h"
+#include "host/Field.h"
+#include "host/TeskText.h"
+
+namespace teskhost {
+
+struct AamsReading {
+    std::string context{};  // empty where the message does not tell it
+    std::string stamp{};
+    TeskText message{};
+};
+
+struct AamsContent {
+    int code = 0;
+    Fields fields{};
+    std::vector<AamsReading> readings{};
+
+    static AamsContent decode(const AamsMessage& message);
+
+    // The value of a field; empty when there is no such field.
+    std::string value(const std::string& name) const;
+};
+
+}  // namespace teskhost

@@ -1,0 +1,29 @@
+// What an AAMS frame carries: a code id, a length and a text.
+//
+// Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace teskhost {
+
+class AamsMessage {
+  public:
+    // `body` begins with "-" unless it is empty.
+    AamsMessage(int code, std::string body) : code_(code), body_(std::move(body)) {}
+
+    std::string encode() const;
+    // Takes exactly one message; its length fields must be right.
+    static AamsMessage decode(std::string_view data);
+
+    int code() const { return code_; }
+    const std::string& body() const { return body_; }
+
+  private:
+    int code_;
+    std::string body_;
+};
+
+}  // namespace teskhost

@@ -1,0 +1,16 @@
+// What a decoder throws when bytes are not what they should be.
+//
+// Ownership: a plain value. Threads: no state. Errors: it is one.
+
+#pragma once
+
+#include <stdexcept>
+
+namespace teskhost {
+
+class DecodeError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace teskhost

@@ -1,0 +1,49 @@
+// A host's connection to the daemon: frames out, frames in.
+//
+// Ownership: the object owns its connection. Threads: one user at a time.
+// Errors: std::system_error from the system, LinkError when the daemon closes the connection or a
+// frame is not complete in time, DecodeError when what comes is no frame.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "host/Descriptor.h"
+#include "host/Frame.h"
+#include "host/Request.h"
+
+namespace teskhost {
+
+class LinkError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class HostLink {
+  public:
+    using Milliseconds = std::chrono::milliseconds;
+    static constexpr Milliseconds kPatience{10000};
+
+    // Connects to a port of 127.0.0.1.
+    explicit HostLink(std::uint16_t port);
+
+    // Sends a request and returns the identifier that its answers carry.
+    std::uint32_t send(const Request& request);
+    // The next frame.
+    Frame receive(Milliseconds patience = kPatience);
+    // Sends a request and returns the first frame that comes back.
+    Frame ask(const Request& request, Milliseconds patience = kPatience);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    std::string read(std::size_t count, Clock::time_point until);
+
+    Descriptor socket_;
+    std::uint32_t lastIdentifier_ = 0;
+};
+
+}  // namespace teskhost

@@ -1,0 +1,21 @@
+#include "host/MachinesAnswer.h"
+
+#include "host/ByteReader.h"
+
+namespace teskhost {
+
+MachinesAnswer MachinesAnswer::decode(std::string_view body) {
+    ByteReader in(body);
+    MachinesAnswer answer;
+    answer.machines.resize(in.byte());
+    for (Machine& machine : answer.machines) {
+        machine.name = in.text(11);
+        machine.port = in.byte();
+        in.byte();
+        machine.known = in.byte() == 0;
+    }
+    in.expectEnd();
+    return answer;
+}
+
+}  // namespace teskhost

@@ -1,0 +1,26 @@
+// The answer to a request of type 8: the machines that the daemon has a line to.
+//
+// Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace teskhost {
+
+struct MachinesAnswer {
+    struct Machine {
+        std::string name{};
+        std::uint8_t port = 0;
+        bool known = false;  // its last answer came
+    };
+
+    std::vector<Machine> machines{};
+
+    static MachinesAnswer decode(std::string_view body);
+};
+
+}  // namespace teskhost

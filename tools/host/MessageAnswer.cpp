@@ -1,0 +1,16 @@
+#include "host/MessageAnswer.h"
+
+#include "host/ByteReader.h"
+
+namespace teskhost {
+
+MessageAnswer MessageAnswer::decode(std::string_view body) {
+    ByteReader in(body);
+    MessageAnswer answer;
+    answer.size = in.number32();
+    answer.message = TeskText::decode(in.bytes(answer.size));
+    in.expectEnd();
+    return answer;
+}
+
+}  // namespace teskhost

@@ -1,0 +1,21 @@
+// The answer to a request of type 6: a machine's message as it stands.
+//
+// Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
+
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "host/TeskText.h"
+
+namespace teskhost {
+
+struct MessageAnswer {
+    std::uint32_t size = 0;  // of the message, in bytes
+    TeskText message{};
+
+    static MessageAnswer decode(std::string_view body);
+};
+
+}  // namespace teskhost

@@ -1,0 +1,59 @@
+#include "host/Table.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace teskhost {
+
+namespace {
+
+constexpr char kGap[] = "  ";
+
+void removeBlanksAtEnd(std::string& text) {
+    text.erase(text.find_last_not_of(' ') + 1);
+}
+
+}  // namespace
+
+Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
+    for (const Column& column : columns_) widths_.push_back(column.title.size());
+}
+
+Table Table::ofFields(const Fields& fields) {
+    Table table({{"field"}, {"value"}});
+    for (const Field& field : fields) table.add({field.name, field.value});
+    return table;
+}
+
+void Table::add(Row row) {
+    row.resize(columns_.size());
+    for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], row[i].size());
+    rows_.push_back(std::move(row));
+}
+
+std::string Table::text(std::size_t indent) const {
+    Row titles;
+    Row rules;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        titles.push_back(columns_[i].title);
+        rules.emplace_back(widths_[i], '-');
+    }
+    std::string result = line(titles, indent) + line(rules, indent);
+    for (const Row& row : rows_) result += line(row, indent);
+    return result;
+}
+
+std::string Table::line(const Row& row, std::size_t indent) const {
+    std::string result(indent, ' ');
+    for (std::size_t i = 0; i < row.size(); ++i) result += (i == 0 ? "" : kGap) + cell(row, i);
+    removeBlanksAtEnd(result);
+    return result + '\n';
+}
+
+std::string Table::cell(const Row& row, std::size_t column) const {
+    const std::string filler(widths_[column] - row[column].size(), ' ');
+    const bool right = columns_[column].align == Align::Right;
+    return right ? filler + row[column] : row[column] + filler;
+}
+
+}  // namespace teskhost

@@ -1,0 +1,44 @@
+// A table of text: columns as wide as their widest cell, with their titles above.
+//
+// Ownership: a plain value. Threads: one user at a time.
+// Errors: a row with more cells than there are columns loses the rest.
+
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "host/Field.h"
+
+namespace teskhost {
+
+class Table {
+  public:
+    enum class Align { Left, Right };
+    struct Column {
+        std::string title;
+        Align align = Align::Left;
+    };
+    using Row = std::vector<std::string>;
+
+    explicit Table(std::vector<Column> columns);
+    // One line for every field.
+    static Table ofFields(const Fields& fields);
+
+    void add(Row row);
+    std::size_t size() const { return rows_.size(); }
+
+    // Every line ends in a newline and begins with `indent` blanks.
+    std::string text(std::size_t indent = 2) const;
+
+  private:
+    std::string line(const Row& row, std::size_t indent) const;
+    std::string cell(const Row& row, std::size_t column) const;
+
+    std::vector<Column> columns_;
+    std::vector<std::size_t> widths_;
+    std::vector<Row> rows_;
+};
+
+}  // namespace teskhost

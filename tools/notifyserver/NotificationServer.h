@@ -1,0 +1,88 @@
+// A simulated notification server: takes the daemon's notifications on a UDP port of 127.0.0.1,
+// keeps them and answers them, one after another.
+//
+// Ownership: the object owns its socket and its thread; the destructor ends both.
+// Threads: every operation may be called from any thread; one lock guards all records. Answers are
+// made with no lock held, on the server's own thread.
+// Errors: the constructor throws std::system_error. A datagram that is no notification, or that
+// cannot be answered, goes unanswered; problems() tells why.
+
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <netinet/in.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "host/AamsMessage.h"
+#include "host/Descriptor.h"
+#include "host/Frame.h"
+
+namespace notifyserver {
+
+struct Notification {
+    teskhost::Frame frame;
+    teskhost::AamsMessage message;
+    std::chrono::steady_clock::time_point arrived;
+    sockaddr_in sender;
+};
+
+class NotificationServer {
+  public:
+    // The text of an answer, which goes out behind a "-"; an empty text goes out as no text at all.
+    using AnswerText = std::function<std::string(const Notification&)>;
+    using Milliseconds = std::chrono::milliseconds;
+    static constexpr Milliseconds kPatience{10000};
+
+    NotificationServer();
+    ~NotificationServer();
+    NotificationServer(const NotificationServer&) = delete;
+    NotificationServer& operator=(const NotificationServer&) = delete;
+
+    std::uint16_t port() const { return port_; }
+
+    // What notifications of this code id are answered with; no text unless it is set. While the
+    // function runs, nothing else is received.
+    void setAnswer(int code, AnswerText text);
+    // What came so far is forgotten; the answers stay.
+    void forget();
+
+    std::vector<Notification> notifications() const;
+    std::vector<std::string> problems() const;
+    // The nth notification of a code id, from 1; nothing when it does not come in time.
+    std::optional<Notification> waitFor(int code, std::size_t nth = 1,
+                                        Milliseconds patience = kPatience) const;
+
+  private:
+    void run();
+    void receive();
+    void answer(const Notification& notification);
+    void take(std::string_view datagram, const sockaddr_in& sender);
+    void keep(const Notification& notification);
+    void keepProblem(const std::string& problem);
+    std::string textFor(const Notification& notification) const;
+    const Notification* find(int code, std::size_t nth) const;
+
+    teskhost::Descriptor socket_;
+    teskhost::Descriptor wake_;
+    std::uint16_t port_ = 0;
+
+    mutable std::mutex mutex_;
+    mutable std::condition_variable arrived_;
+    // All guarded by mutex_.
+    std::map<int, AnswerText> answers_;
+    std::vector<Notification> notifications_;
+    std::vector<std::string> problems_;
+
+    std::thread thread_;
+};
+
+}  // namespace notifyserver
