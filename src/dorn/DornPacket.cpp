@@ -1,7 +1,7 @@
 #include "dorn/DornPacket.h"
 
 #include <algorithm>
-#include <map>
+#include <iterator>
 #include <string_view>
 
 #include "config/ZqConfig.h"
@@ -19,6 +19,16 @@ namespace {
 
 constexpr const char* INTERFACE = "eth0";
 constexpr std::size_t BODY_BLOCK = 16384;
+
+struct OutcomeNumber {
+    const char* text;
+    std::uint8_t number;
+};
+
+constexpr OutcomeNumber OUTCOMES[] = {
+    {"00", 0}, {"1A", 1}, {"1B", 2}, {"1C", 3}, {"1D", 4},
+    {"1E", 5}, {"1F", 6}, {"1G", 7}, {"1H", 8}, {"FF", 9},
+};
 
 [[noreturn]] void throwClosed() {
     throw SocketConnectionClosedException("Remote Peer closed the connection.");
@@ -146,12 +156,10 @@ bool DornPacket::station_address_equals(
 }
 
 std::uint8_t DornPacket::outcome_number(const std::string& outcome) {
-    static const std::map<std::string, std::uint8_t> TABLE{
-        {"00", 0}, {"1A", 1}, {"1B", 2}, {"1C", 3}, {"1D", 4},
-        {"1E", 5}, {"1F", 6}, {"1G", 7}, {"1H", 8}, {"FF", 9},
-    };
-    const auto found = TABLE.find(outcome);
-    return found == TABLE.end() ? std::uint8_t{0} : found->second;
+    const auto found =
+        std::find_if(std::begin(OUTCOMES), std::end(OUTCOMES),
+                     [&outcome](const OutcomeNumber& entry) { return outcome == entry.text; });
+    return found == std::end(OUTCOMES) ? std::uint8_t{0} : found->number;
 }
 
 void DornPacket::set_kind(Kind kind) {
