@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,10 +15,9 @@ namespace {
 
 constexpr mode_t FILE_MODE = 0644;
 
-bool isSmallRegularFile(int fd) {
+bool isRegularFile(int fd, off_t largest = std::numeric_limits<off_t>::max()) {
     struct stat status {};
-    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) &&
-           status.st_size <= static_cast<off_t>(ConfigFile::LARGEST);
+    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= largest;
 }
 
 bool writeAll(int fd, const std::string& content) {
@@ -47,7 +47,7 @@ bool writeNew(const std::string& path, const std::string& content) {
 bool writeInPlace(const std::string& path, const std::string& content) {
     const Descriptor file(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, FILE_MODE));
-    return file.isOpen() && isSmallRegularFile(file.get()) && ftruncate(file.get(), 0) == 0 &&
+    return file.isOpen() && isRegularFile(file.get()) && ftruncate(file.get(), 0) == 0 &&
            writeAll(file.get(), content);
 }
 
@@ -55,7 +55,7 @@ bool writeInPlace(const std::string& path, const std::string& content) {
 
 std::optional<std::string> ConfigFile::read(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen() || !isSmallRegularFile(file.get())) return std::nullopt;
+    if (!file.isOpen() || !isRegularFile(file.get(), LARGEST)) return std::nullopt;
     std::string content;
     char block[4096];
     for (;;) {

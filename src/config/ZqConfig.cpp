@@ -34,6 +34,7 @@ constexpr int PORTS_WITH_DEFAULTS = 4;
 constexpr int FIRST_TELNET_PORT = 2000;
 constexpr int TELNET_PORT_STEP = 100;
 constexpr int MILLISECONDS_PER_SECOND = 1000;
+constexpr std::size_t SHORTEST_DATE = 10;  // digits that the last blank goes behind
 
 struct Default {
     const char* key;
@@ -266,11 +267,13 @@ std::string ZqConfig::get_current_date() {
 }
 
 void ZqConfig::set_current_date_time(std::string text) {
+    const bool hasRoomForBlanks = text.size() >= SHORTEST_DATE;
     text = spaced(std::move(text));
     Log::write(Log::DEBUG, "%s:%d String date is: %s",
                "static void ZqConfig::set_current_date_time(std::string)", __LINE__, text.c_str());
     std::tm date{};
     date.tm_isdst = -1;
+    if (!hasRoomForBlanks) return;
     if (strptime(text.c_str(), "%y %m %d %H %M %S", &date) == nullptr) return;
     constexpr int FIRST_YEAR = 2000 - 1900;
     if (date.tm_year < FIRST_YEAR) throw ZqConfigException("Invalid year");

@@ -19,17 +19,17 @@ StopEvent::StopEvent() {
 }
 
 void StopEvent::set() {
-    set_ = true;
+    const SynchronizedLock lock(lock_);
+    if (set_.exchange(true)) return;
     const char mark = 1;
-    // A full pipe refuses the byte, and is as readable as it needs to be.
     [[maybe_unused]] const ssize_t written = write(writeEnd_.get(), &mark, sizeof mark);
 }
 
 void StopEvent::clear() {
-    set_ = false;
-    char marks[64];
-    while (read(readEnd_.get(), marks, sizeof marks) > 0) {
-    }
+    const SynchronizedLock lock(lock_);
+    if (!set_.exchange(false)) return;
+    char mark = 0;
+    [[maybe_unused]] const ssize_t taken = read(readEnd_.get(), &mark, sizeof mark);
 }
 
 }  // namespace teskd

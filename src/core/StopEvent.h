@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "core/Descriptor.h"
+#include "core/Synchronized.h"
 
 namespace teskd {
 
@@ -11,7 +12,7 @@ namespace teskd {
 // descriptor wakes. Built on a pipe.
 //
 // Owner: the object whose threads it stops; must outlive everything that polls it.
-// Threads: every operation from any thread. No locks.
+// Threads: every operation from any thread. Locks: its own; flag and descriptor change together.
 class StopEvent {
   public:
     // @throws IOException when no descriptors are left
@@ -28,7 +29,8 @@ class StopEvent {
   private:
     Descriptor readEnd_;
     Descriptor writeEnd_;
-    std::atomic<bool> set_{false};
+    Synchronized lock_;
+    std::atomic<bool> set_{false};  // changed under the lock
 };
 
 }  // namespace teskd

@@ -44,6 +44,12 @@ Synchronized::~Synchronized() noexcept(false) {
     pthread_cond_destroy(&condition_);
 }
 
+void Synchronized::operator delete(Synchronized* object, std::destroying_delete_t) noexcept(false) {
+    void* const memory = dynamic_cast<void*>(object);
+    object->~Synchronized();
+    ::operator delete(memory);
+}
+
 void Synchronized::lock() TESKD_NO_ANALYSIS {
     pthread_mutex_lock(&mutex_);
 }

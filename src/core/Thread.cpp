@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cxxabi.h>
 #include <functional>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -12,22 +13,30 @@ namespace teskd {
 
 namespace {
 
-// The block that operator new handed out last on this thread, until a constructor claims it. A
-// store into the object's own field would not do: nothing stored before construction has to survive
-// it.
+// A block that operator new handed out and that no constructor has claimed yet. A store into the
+// object's own field would not do: nothing stored before construction has to survive it.
 struct FreshBlock {
-    const char* start = nullptr;
-    std::size_t size = 0;
-};
-thread_local FreshBlock freshBlock;
+    const char* start;
+    std::size_t size;
+    FreshBlock* next;
 
+    bool contains(const char* address) const {
+        const std::less<const char*> before;
+        return !before(address, start) && before(address, start + size);
+    }
+};
+// This thread's, the latest first: the making of one object may involve making others.
+thread_local FreshBlock* freshBlocks = nullptr;
+
+// Takes the block that contains the address off the list. False when there is none.
 bool claimFreshBlock(const void* object) {
-    const char* address = static_cast<const char*>(object);
-    const std::less<const char*> before;
-    const bool inside = freshBlock.start != nullptr && !before(address, freshBlock.start) &&
-                        before(address, freshBlock.start + freshBlock.size);
-    if (inside) freshBlock = {};
-    return inside;
+    for (FreshBlock** link = &freshBlocks; *link != nullptr; link = &(*link)->next) {
+        if (!(*link)->contains(static_cast<const char*>(object))) continue;
+        const std::unique_ptr<FreshBlock> block(*link);
+        *link = block->next;
+        return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -47,12 +56,15 @@ Thread::~Thread() noexcept(false) {
 }
 
 void* Thread::operator new(std::size_t size) {
+    auto block = std::make_unique<FreshBlock>();
     void* memory = ::operator new(size);
-    freshBlock = {static_cast<const char*>(memory), size};
+    *block = {static_cast<const char*>(memory), size, freshBlocks};
+    freshBlocks = block.release();
     return memory;
 }
 
 void Thread::operator delete(void* memory) {
+    claimFreshBlock(memory);  // still there when the construction failed
     ::operator delete(memory);
 }
 
@@ -136,7 +148,8 @@ bool Thread::live() {
     return isHeapAllocated();
 }
 
-void Thread::runLogged() {
+// A cancelled thread's exception is no object that the reference could be bound to.
+__attribute__((no_sanitize("null"))) void Thread::runLogged() {
     try {
         run();
     } catch (const Exception& e) {

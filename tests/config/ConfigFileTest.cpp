@@ -1,0 +1,266 @@
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "config/ConfigFile.h"
+#include "support/ProcInfo.h"
+#include "support/TempDir.h"
+#include "support/UniqueFd.h"
+
+namespace teskd::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Files as somebody sees them whom permissions apply to: root becomes nobody for a while.
+class Unprivileged {
+  public:
+    Unprivileged() : active_(::geteuid() != 0 || ::seteuid(65534) == 0) {}
+    ~Unprivileged() {
+        if (active_ && ::getuid() == 0) restored_ = ::seteuid(0) == 0;
+    }
+    bool active() const { return active_; }
+
+  private:
+    const bool active_;
+    [[maybe_unused]] bool restored_ = false;
+};
+
+class ConfigFileTest : public testing::Test {
+  protected:
+    ConfigFileTest() { ::chmod(directory.path().c_str(), 0777); }
+
+    std::string in(const char* name) const { return directory / name; }
+    std::size_t fileCount() const {
+        const fs::directory_iterator files(directory.path());
+        return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    }
+
+    const TempDir directory;
+    const std::string path = in("file.ini");
+};
+
+TEST_F(ConfigFileTest, ReadsAWholeFile) {
+    using namespace std::string_literals;
+    writeFile(path, "a\r\n\0\xff"s);
+    EXPECT_EQ("a\r\n\0\xff"s, ConfigFile::read(path));
+    writeFile(path, "");
+    EXPECT_EQ("", ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, ReadsAFileThatTakesManyReads) {
+    const std::string content(100'001, 'x');
+    writeFile(path, content);
+    EXPECT_EQ(content, ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, ReadsThroughASymbolicLink) {
+    writeFile(in("real"), "content");
+    fs::create_symlink("real", path);
+    EXPECT_EQ("content", ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, AMissingFileReadsAsNothing) {
+    EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+    EXPECT_EQ(std::nullopt, ConfigFile::read(""));
+    EXPECT_EQ(std::nullopt, ConfigFile::read(in("no/such/file")));
+    fs::create_symlink("nowhere", path);
+    EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, ADirectoryReadsAsNothing) {
+    EXPECT_EQ(std::nullopt, ConfigFile::read(directory.path()));
+    EXPECT_EQ(std::nullopt, ConfigFile::read(directory.path().string() + "/"));
+}
+
+TEST_F(ConfigFileTest, ADeviceReadsAsNothing) {
+    EXPECT_EQ(std::nullopt, ConfigFile::read("/dev/null"));
+    EXPECT_EQ(std::nullopt, ConfigFile::read("/dev/zero"));
+}
+
+TEST_F(ConfigFileTest, AFifoReadsAsNothingAndBlocksNobody) {
+    ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600));
+    EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+    const UniqueFd writer(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(3, ::write(writer.get(), "A=1", 3));
+    EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, AnUnreadableFileReadsAsNothing) {
+    writeFile(path, "content");
+    fs::permissions(path, fs::perms::none);
+    const Unprivileged unprivileged;
+    if (!unprivileged.active()) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, AFileBeyondTheLimitReadsAsNothing) {
+    const std::string largest(1'048'576, 'x');
+    writeFile(path, largest);
+    EXPECT_EQ(largest, ConfigFile::read(path));
+    writeFile(path, largest + "x");
+    EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+}
+
+TEST_F(ConfigFileTest, AFileThatHidesItsSizeIsReadWhole) {
+    const std::string limits = ConfigFile::read("/proc/self/limits").value_or("");
+    EXPECT_NE(std::string::npos, limits.find("Max open files"));
+}
+
+TEST_F(ConfigFileTest, ReplaceMakesTheFile) {
+    EXPECT_TRUE(ConfigFile::replace(path, "new\n"));
+    EXPECT_EQ("new\n", readFile(path));
+    EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(ConfigFileTest, ReplaceLeavesNothingOfALongerFile) {
+    writeFile(path, "a much longer old content\n");
+    EXPECT_TRUE(ConfigFile::replace(path, "new\n"));
+    EXPECT_EQ("new\n", readFile(path));
+    EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(ConfigFileTest, ReplaceWithNothingMakesAnEmptyFile) {
+    writeFile(path, "old");
+    EXPECT_TRUE(ConfigFile::replace(path, ""));
+    EXPECT_EQ("", readFile(path));
+}
+
+TEST_F(ConfigFileTest, WhoHasTheOldFileOpenKeepsTheOldContent) {
+    writeFile(path, "old content");
+    const UniqueFd reader(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    char block[64];
+    EXPECT_EQ(11, ::read(reader.get(), block, sizeof block)) << "the old file was written to";
+}
+
+TEST_F(ConfigFileTest, WhatAPowerCutLeftBehindIsInNobodysWay) {
+    writeFile(path, "old");
+    writeFile(path + ".tmp", "half of the ne");
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ("new", readFile(path));
+    EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameLeavesWritingInPlace) {
+    writeFile(path, "a longer old content");
+    fs::create_directory(path + ".tmp");
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(ConfigFileTest, ASymbolicLinkAtTheNameIsReplacedAndNotFollowed) {
+    writeFile(in("victim"), "precious");
+    fs::create_symlink("victim", path);
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ("precious", readFile(in("victim")));
+    EXPECT_FALSE(fs::is_symlink(path));
+    EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(ConfigFileTest, ADanglingLinkAtTheNameCreatesNothingElsewhere) {
+    fs::create_symlink("elsewhere", path);
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_FALSE(fs::exists(in("elsewhere")));
+}
+
+TEST_F(ConfigFileTest, ASymbolicLinkAtTheTemporaryNameIsNotFollowed) {
+    writeFile(in("victim"), "precious");
+    fs::create_symlink("victim", path + ".tmp");
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ("precious", readFile(in("victim")));
+    EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(ConfigFileTest, AHardLinkAtTheNameDoesNotReachTheOtherFile) {
+    writeFile(in("victim"), "precious");
+    fs::create_hard_link(in("victim"), path);
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ("precious", readFile(in("victim")));
+}
+
+TEST_F(ConfigFileTest, AFifoAtTheNameIsReplacedAndBlocksNobody) {
+    ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600));
+    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(ConfigFileTest, ADirectoryAtTheNameStays) {
+    fs::create_directory(path);
+    EXPECT_FALSE(ConfigFile::replace(path, "new"));
+    EXPECT_TRUE(fs::is_directory(path));
+    EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(ConfigFileTest, AMissingDirectoryIsAFailure) {
+    EXPECT_FALSE(ConfigFile::replace(in("no/such/file"), "new"));
+}
+
+// A directory in which nobody but its owner can make files.
+class LockedDirectory : public ConfigFileTest {
+  protected:
+    LockedDirectory() {
+        writeFile(path, "a longer old content");
+        ::chmod(path.c_str(), 0666);
+    }
+    ~LockedDirectory() override { ::chmod(directory.path().c_str(), 0777); }
+
+    // What replace() answers there; nothing where permissions cannot be tried.
+    std::optional<bool> replaceAsNobody(const std::string& content) {
+        ::chmod(directory.path().c_str(), 0555);
+        const Unprivileged unprivileged;
+        if (!unprivileged.active()) return std::nullopt;
+        return ConfigFile::replace(path, content);
+    }
+};
+
+TEST_F(LockedDirectory, TheFileIsWrittenInPlace) {
+    const std::optional<bool> done = replaceAsNobody("new");
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_TRUE(*done);
+    EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(LockedDirectory, AFileBeyondTheReadingLimitIsTruncatedAsWell) {
+    writeFile(path, std::string(1'048'577, 'x'));
+    const std::optional<bool> done = replaceAsNobody("new");
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_TRUE(*done);
+    EXPECT_EQ(3U, fs::file_size(path));
+}
+
+TEST_F(LockedDirectory, ASymbolicLinkIsStillNotFollowed) {
+    writeFile(in("victim"), "precious");
+    ::chmod(in("victim").c_str(), 0666);
+    fs::remove(path);
+    fs::create_symlink("victim", path);
+    const std::optional<bool> done = replaceAsNobody("new");
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_FALSE(*done);
+    EXPECT_EQ("precious", readFile(in("victim")));
+}
+
+TEST_F(LockedDirectory, AFifoBlocksNobody) {
+    fs::remove(path);
+    ASSERT_EQ(0, ::mkfifo(path.c_str(), 0666));
+    const std::optional<bool> done = replaceAsNobody("new");
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_FALSE(*done);
+}
+
+TEST_F(ConfigFileTest, GivesItsDescriptorsBack) {
+    const std::size_t before = openDescriptors(::getpid());
+    ConfigFile::replace(path, "new");
+    ConfigFile::read(path);
+    ConfigFile::read(directory.path());
+    ConfigFile::replace(in("no/such/file"), "new");
+    EXPECT_EQ(before, openDescriptors(::getpid()));
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,110 @@
+#include <atomic>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+#include "core/Exception.h"
+#include "core/StopEvent.h"
+#include "support/Deadline.h"
+#include "support/ProcInfo.h"
+#include "support/UniqueFd.h"
+
+namespace teskd::test {
+namespace {
+
+bool readable(const StopEvent& event, int milliseconds = 0) {
+    pollfd wanted{event.descriptor(), POLLIN, 0};
+    return ::poll(&wanted, 1, milliseconds) == 1 && (wanted.revents & POLLIN) != 0;
+}
+
+TEST(StopEvent, StartsClear) {
+    const StopEvent event;
+    EXPECT_FALSE(event.isSet());
+    EXPECT_FALSE(readable(event));
+}
+
+TEST(StopEvent, StaysSetUntilCleared) {
+    StopEvent event;
+    event.set();
+    EXPECT_TRUE(event.isSet());
+    EXPECT_TRUE(readable(event));
+    EXPECT_TRUE(readable(event));
+    event.clear();
+    EXPECT_FALSE(event.isSet());
+    EXPECT_FALSE(readable(event));
+}
+
+TEST(StopEvent, CanBeSetAgain) {
+    StopEvent event;
+    event.set();
+    event.clear();
+    event.set();
+    EXPECT_TRUE(event.isSet());
+    EXPECT_TRUE(readable(event));
+}
+
+TEST(StopEvent, SettingItOftenNeverBlocks) {
+    StopEvent event;
+    for (int i = 0; i < 100'000; ++i) event.set();
+    EXPECT_TRUE(readable(event));
+    event.clear();
+    EXPECT_FALSE(readable(event));
+}
+
+TEST(StopEvent, WakesEverybodyWhoPolls) {
+    StopEvent event;
+    std::atomic<int> woken = 0;
+    const auto pollLong = [&] {
+        if (readable(event, static_cast<int>(kPatience.count()))) ++woken;
+    };
+    std::thread first(pollLong);
+    std::thread second(pollLong);
+    event.set();
+    first.join();
+    second.join();
+    EXPECT_EQ(2, woken);
+}
+
+TEST(StopEvent, SettingAndClearingAtOnceLeavesFlagAndDescriptorInAgreement) {
+    StopEvent event;
+    for (int round = 0; round < 3000; ++round) {
+        std::atomic<int> ready = 0;
+        const auto line = [&] {
+            ++ready;
+            while (ready < 2) {
+            }
+        };
+        std::thread clearer([&] {
+            line();
+            event.clear();
+        });
+        line();
+        event.set();
+        clearer.join();
+        ASSERT_EQ(event.isSet(), readable(event)) << "round " << round;
+        event.clear();
+    }
+}
+
+TEST(StopEvent, GivesItsDescriptorsBack) {
+    const std::size_t before = openDescriptors(::getpid());
+    { const StopEvent event; }
+    EXPECT_EQ(before, openDescriptors(::getpid()));
+}
+
+TEST(StopEvent, OutOfDescriptorsIsAnIOException) {
+    EXPECT_NO_THROW(StopEvent());
+    rlimit limit{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &limit));
+    const UniqueFd next(::dup(0));
+    rlimit none = limit;
+    none.rlim_cur = static_cast<rlim_t>(next.get());
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
+    EXPECT_THROW(StopEvent(), IOException);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,109 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "core/Text.h"
+
+namespace teskd::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::int32_t kLowest = -2147483647 - 1;
+constexpr std::int32_t kHighest = 2147483647;
+
+TEST(SplitDroppingEmpty, SplitsAtAnyOfTheSeparators) {
+    EXPECT_THAT(text::splitDroppingEmpty("1, 2;3", " ,;"), ElementsAre("1", "2", "3"));
+}
+
+TEST(SplitDroppingEmpty, DropsEmptyPieces) {
+    EXPECT_THAT(text::splitDroppingEmpty("==a==b==", "="), ElementsAre("a", "b"));
+    EXPECT_THAT(text::splitDroppingEmpty("", "="), IsEmpty());
+    EXPECT_THAT(text::splitDroppingEmpty("===", "="), IsEmpty());
+}
+
+TEST(SplitDroppingEmpty, KeepsATextWithoutSeparatorsWhole) {
+    EXPECT_THAT(text::splitDroppingEmpty("a b", "="), ElementsAre("a b"));
+}
+
+TEST(SplitFields, KeepsEmptyFields) {
+    EXPECT_THAT(text::splitFields("a~~b~", '~'), ElementsAre("a", "", "b", ""));
+    EXPECT_THAT(text::splitFields("~", '~'), ElementsAre("", ""));
+}
+
+TEST(SplitFields, AnEmptyTextHasNoField) {
+    EXPECT_THAT(text::splitFields("", '~'), IsEmpty());
+    EXPECT_THAT(text::splitFields("a", '~'), ElementsAre("a"));
+}
+
+TEST(Trim, TakesTheSetOffBothEnds) {
+    EXPECT_EQ("a b", text::trim(" \t a b\t ", " \t"));
+    EXPECT_EQ("a\r", text::trim(" a\r", " \t"));
+    EXPECT_EQ("", text::trim(" \t", " \t"));
+    EXPECT_EQ("", text::trim("", " \t"));
+}
+
+TEST(UntilZero, EndsAtTheFirstZeroByteOrAtTheEnd) {
+    using namespace std::string_view_literals;
+    EXPECT_EQ("ab", text::untilZero("ab\0cd"sv));
+    EXPECT_EQ("abcd", text::untilZero("abcd"));
+    EXPECT_EQ("", text::untilZero("\0a"sv));
+    EXPECT_EQ("", text::untilZero(""));
+}
+
+TEST(ZeroFilled, PadsOrCutsToTheSize) {
+    using namespace std::string_literals;
+    EXPECT_EQ("ab\0\0"s, text::zeroFilled("ab", 4));
+    EXPECT_EQ("abcd"s, text::zeroFilled("abcdef", 4));
+    EXPECT_EQ(""s, text::zeroFilled("ab", 0));
+}
+
+TEST(ToInt, ReadsAsFarAsItGoes) {
+    EXPECT_EQ(12, text::toInt("12"));
+    EXPECT_EQ(12, text::toInt("  12abc"));
+    EXPECT_EQ(-7, text::toInt("-7"));
+    EXPECT_EQ(7, text::toInt("+7"));
+    EXPECT_EQ(0, text::toInt("abc"));
+    EXPECT_EQ(0, text::toInt(""));
+    EXPECT_EQ(10, text::toInt("010"));
+}
+
+TEST(ToInt, ReadsOtherBases) {
+    EXPECT_EQ(255, text::toInt("ff", 16));
+    EXPECT_EQ(255, text::toInt("0xFF", 16));
+    EXPECT_EQ(1, text::toInt("1g", 16));
+}
+
+TEST(ToInt, SaturatesAtThirtyTwoBits) {
+    EXPECT_EQ(kHighest, text::toInt("2147483647"));
+    EXPECT_EQ(kHighest, text::toInt("2147483648"));
+    EXPECT_EQ(kHighest, text::toInt("99999999999999999999999999"));
+    EXPECT_EQ(kLowest, text::toInt("-2147483648"));
+    EXPECT_EQ(kLowest, text::toInt("-2147483649"));
+    EXPECT_EQ(kLowest, text::toInt("-99999999999999999999999999"));
+    EXPECT_EQ(kHighest, text::toInt("ffffffff", 16));
+}
+
+TEST(ParseNumber, TellsHowManyCharactersItRead) {
+    EXPECT_EQ(4U, text::parseNumber(" -12x", 10).consumed);
+    EXPECT_EQ(0U, text::parseNumber("x12", 10).consumed);
+    EXPECT_EQ(0U, text::parseNumber("", 10).consumed);
+    EXPECT_EQ(2U, text::parseNumber(std::string_view("12345").substr(0, 2), 10).consumed);
+}
+
+TEST(ParseNumber, TellsOverflow) {
+    EXPECT_FALSE(text::parseNumber("2147483647", 10).overflow);
+    EXPECT_TRUE(text::parseNumber("2147483648", 10).overflow);
+    EXPECT_FALSE(text::parseNumber("-2147483648", 10).overflow);
+    EXPECT_TRUE(text::parseNumber("-2147483649", 10).overflow);
+    EXPECT_TRUE(text::parseNumber("99999999999999999999999999", 10).overflow);
+}
+
+TEST(Format, IsPrintfIntoAString) {
+    EXPECT_EQ("port 7: \"x\"", text::format("port %d: \"%s\"", 7, "x"));
+    EXPECT_EQ("", text::format("%s", ""));
+    EXPECT_EQ(std::string(5000, ' ') + "x", text::format("%5001s", "x"));
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,45 @@
+#include <future>
+#include <gtest/gtest.h>
+#include <optional>
+
+#include "dorn/ConnectionCount.h"
+#include "support/Deadline.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+bool isReady(const std::future<void>& future, std::chrono::milliseconds time) {
+    return future.wait_for(time) == std::future_status::ready;
+}
+
+TEST(ConnectionCountTest, WithNobodyServedThereIsNothingToWaitFor) {
+    ConnectionCount().awaitNone();
+}
+
+TEST(ConnectionCountTest, WaitsForTheLastPlaceToBeGivenBack) {
+    ConnectionCount count;
+    std::optional<ConnectionCount::Place> one(count);
+    std::optional<ConnectionCount::Place> two(count);
+    const auto none = std::async(std::launch::async, [&count] { count.awaitNone(); });
+    EXPECT_FALSE(isReady(none, 50ms));
+    one.reset();
+    EXPECT_FALSE(isReady(none, 50ms));
+    two.reset();
+    EXPECT_TRUE(isReady(none, kPatience));
+}
+
+TEST(ConnectionCountTest, SeveralThreadsMayWait) {
+    ConnectionCount count;
+    std::optional<ConnectionCount::Place> place(count);
+    const auto one = std::async(std::launch::async, [&count] { count.awaitNone(); });
+    const auto two = std::async(std::launch::async, [&count] { count.awaitNone(); });
+    EXPECT_FALSE(isReady(one, 50ms));
+    place.reset();
+    EXPECT_TRUE(isReady(one, kPatience));
+    EXPECT_TRUE(isReady(two, kPatience));
+}
+
+}  // namespace
+}  // namespace teskd::test

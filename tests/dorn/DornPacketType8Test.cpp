@@ -1,0 +1,71 @@
+// The list of machines.
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "HostLink.h"
+#include "support/Bytes.h"
+
+namespace teskd::test {
+namespace {
+
+std::string list(HostLink& link) {
+    link.host().request(8, "ignored", 7, 8);
+    const Frame answer = link.host().readFrame();
+    EXPECT_EQ(0x81, answer.kind);
+    EXPECT_EQ(8, answer.type);
+    EXPECT_EQ(7U, answer.identifierA);
+    EXPECT_EQ(8U, answer.identifierB);
+    EXPECT_TRUE(answer.checksumOk);
+    return answer.body;
+}
+
+TEST(DornPacketType8Test, WithoutMachinesTheListIsOneZeroByte) {
+    HostLink link;
+    EXPECT_BYTES(bytes("00"), list(link));
+}
+
+TEST(DornPacketType8Test, EveryKnownMachineHasARecordWithItsNameAndPort) {
+    HostLink link(3);
+    EXPECT_BYTES(bytes("03") + "ZA000000001" + bytes("01 00 00") + "ZA000000002" +
+                     bytes("02 00 00") + "ZA000000003" + bytes("03 00 00"),
+                 list(link));
+}
+
+TEST(DornPacketType8Test, ShortNamesAreFilledAndLongOnesCut) {
+    HostLink link(2);
+    link.machine(1).setCodeId("ZA1");
+    link.machine(2).setCodeId("ZA0000000023456");
+    link.host().request(1, bytes("00"));
+    link.host().readFrame();
+    link.host().readFrame();
+    EXPECT_BYTES(bytes("02") + "ZA1" + bytes("00 00 00 00 00 00 00 00  01 00 00") + "ZA000000002" +
+                     bytes("02 00 00"),
+                 list(link));
+}
+
+TEST(DornPacketType8Test, AMachineThatNoLongerAnswersIsListedAsNotKnown) {
+    HostLink link(2);
+    link.machine(2).setFaults({.closeAfter = 5});
+    link.host().request(1, bytes("01") + "ZA000000002");
+    EXPECT_EQ(0xAB, link.host().readFrame().kind);
+    EXPECT_BYTES(bytes("02") + "ZA000000001" + bytes("01 00 00") + "ZA000000002" +
+                     bytes("02 00 01"),
+                 list(link));
+}
+
+TEST(DornPacketType8Test, AMachineThatNeverAnsweredIsListedUnderItsFixedNameCutAsNotKnown) {
+    const KeptConfig config;
+    KeptConfig::set("[SLOT_MACHINE] PORT_ASYNC", "1,300");
+    TeskController controller;
+    const PacketHandle<DornPacketType8> packet(new DornPacketType8);
+    packet->offer_to_controller(controller);
+    Sink sink;
+    packet->write(sink);
+    EXPECT_BYTES(bytes("02") + "SlotMachine" + bytes("01 00 01") + "SlotMachine" +
+                     bytes("2C 00 01"),
+                 sink.bytes.substr(42, 29));
+}
+
+}  // namespace
+}  // namespace teskd::test

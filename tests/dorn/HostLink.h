@@ -1,0 +1,70 @@
+// A host connection as the daemon serves it: a host, a Dorn thread, the controller with its
+// simulated machines, and an engine whose thread is not started.
+//
+// Ownership: the object owns everything and ends it in its destructor, which fails the test when a
+// packet is still alive then.
+// Threads: one user at a time.
+// Errors: those of the sockets.
+
+#pragma once
+
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+#include "aams/Aams.h"
+#include "core/StopEvent.h"
+#include "core/Timer.h"
+#include "dorn/ConnectionCount.h"
+#include "dorn/Dorn.h"
+#include "packet/Packet.h"
+#include "packet/PacketContainer.h"
+#include "support/HostClient.h"
+#include "support/Listener.h"
+#include "support_src/MachinePark.h"
+
+namespace teskd::test {
+
+class HostLink {
+  public:
+    // With machines 1 to n, all of them known.
+    explicit HostLink(std::size_t machines = 0);
+    ~HostLink();
+    HostLink(const HostLink&) = delete;
+    HostLink& operator=(const HostLink&) = delete;
+
+    // A new connection, served by a Dorn of its own.
+    std::unique_ptr<HostClient> connect();
+    // The same; the daemon's end of it holds no more than a few kilobytes.
+    std::unique_ptr<HostClient> connectNarrow();
+    // The connection made first.
+    HostClient& host() { return *host_; }
+
+    MachinePark& park() { return park_; }
+    tesksim::Machine& machine(std::size_t n) { return park_.machine(n); }
+    Aams& engine() { return engine_; }
+
+    // Asks every connection to end.
+    void stop() { stop_.set(); }
+    // Whether every connection has ended before the deadline.
+    bool allEnded(Deadline deadline = {});
+
+  private:
+    std::unique_ptr<HostClient> connect(bool narrow);
+
+    const unsigned long packetsBefore_ = packet_counter;
+    MachinePark park_;
+    PacketContainer notifier_;
+    Timer timer_;
+    Aams engine_{park_.controller(), notifier_, timer_};
+    Listener listener_;
+    StopEvent stop_;
+    ConnectionCount connections_;
+    std::unique_ptr<HostClient> host_;
+};
+
+// The body behind the date of today that it has to begin with.
+std::string behindDate(const Frame& frame);
+
+}  // namespace teskd::test

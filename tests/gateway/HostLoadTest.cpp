@@ -1,0 +1,137 @@
+// Many hosts, and resources that run out.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "gateway/Gateway.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+void expectVersion(HostClient& host) {
+    host.request(7, "", 0, 9);
+    EXPECT_EQ(9U, host.readFrame().identifierB);
+}
+
+TEST(HostLoad, FiftyHostsAtOnceGetTheirOwnAnswers) {
+    Gateway gateway(4);
+    gateway.startKnown();
+    std::vector<HostClient> hosts;
+    for (int i = 0; i < 50; ++i) hosts.push_back(gateway.host());
+    for (std::uint32_t i = 0; i < 50; ++i) {
+        hosts[i].request(1, std::string(1, '\0'), i, 1);
+        hosts[i].request(7, "", i, 2);
+    }
+    for (std::uint32_t i = 0; i < 50; ++i) {
+        int versions = 0;
+        for (int frames = 0; frames < 5; ++frames) {
+            const Frame answer = hosts[i].readFrame(30s);
+            EXPECT_EQ(0x81, answer.kind);
+            EXPECT_EQ(i, answer.identifierA);
+            EXPECT_TRUE(answer.checksumOk);
+            versions += answer.type == 7 ? 1 : 0;
+        }
+        EXPECT_EQ(1, versions);
+    }
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
+    Gateway gateway;
+    gateway.start();
+    DaemonProcess& daemon = gateway.daemon();
+    const auto round = [&](int hosts) {
+        for (int i = 0; i < hosts; ++i) {
+            HostClient host = gateway.host();
+            expectVersion(host);
+            if (i % 3 == 0) host.connection().reset();
+        }
+    };
+    round(20);
+    const auto settled = [&] { return daemon.threadCount() <= kIdleThreads; };
+    ASSERT_TRUE(eventually(settled)) << daemon.threadCount();
+    const std::size_t descriptors = daemon.openDescriptors();
+    const std::size_t memory = daemon.residentKilobytes();
+    round(600);
+    ASSERT_TRUE(eventually(settled)) << daemon.threadCount();
+    EXPECT_LE(daemon.openDescriptors(), descriptors);
+    EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
+    EXPECT_CLEAN_STOP(daemon);
+}
+
+// Lowers a limit of the daemon for as long as the object lives.
+class Limit {
+  public:
+    Limit(pid_t pid, __rlimit_resource which, rlim_t value) : pid_(pid), which_(which) {
+        rlimit limit{};
+        EXPECT_EQ(0, ::prlimit(pid_, which_, nullptr, &before_));
+        limit.rlim_cur = value;
+        limit.rlim_max = before_.rlim_max;
+        EXPECT_EQ(0, ::prlimit(pid_, which_, &limit, nullptr));
+    }
+    ~Limit() { ::prlimit(pid_, which_, &before_, nullptr); }
+    Limit(const Limit&) = delete;
+    Limit& operator=(const Limit&) = delete;
+
+  private:
+    pid_t pid_;
+    __rlimit_resource which_;
+    rlimit before_{};
+};
+
+TEST(HostLoad, WithoutDescriptorsHostsWaitAndTheListenerDoesNotSpin) {
+    Gateway gateway;
+    gateway.start();
+    DaemonProcess& daemon = gateway.daemon();
+    HostClient served = gateway.host();
+    expectVersion(served);
+    std::vector<HostClient> waiting;
+    {
+        const Limit limit(daemon.pid(), RLIMIT_NOFILE, daemon.openDescriptors());
+        for (int i = 0; i < 3; ++i) waiting.push_back(gateway.host());
+        const double before = processorSeconds(daemon.pid());
+        ASSERT_TRUE(daemon.log().waitForCount("Cannot accept a connection", 3));
+        EXPECT_LT(processorSeconds(daemon.pid()) - before, 1.0);
+        EXPECT_EQ(180, daemon.log().waitFor("Cannot accept a connection")->priority);
+        EXPECT_LE(daemon.log().count("Cannot accept a connection"), 4U);
+        expectVersion(served);
+    }
+    for (HostClient& host : waiting) expectVersion(host);
+    EXPECT_CLEAN_STOP(daemon);
+}
+
+// Sanitizers need more address space than any limit leaves them.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+std::size_t virtualKilobytes(pid_t pid) {
+    const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
+    return std::stoul(status.substr(status.find("VmSize:") + 7));
+}
+
+TEST(HostLoad, AThreadThatCannotBeStartedCostsOnlyItsConnection) {
+    Gateway gateway;
+    gateway.start();
+    DaemonProcess& daemon = gateway.daemon();
+    HostClient served = gateway.host();
+    expectVersion(served);
+    {
+        const Limit limit(daemon.pid(), RLIMIT_AS, (virtualKilobytes(daemon.pid()) + 512) * 1024);
+        HostClient refused = gateway.host();
+        EXPECT_TRUE(refused.connection().closedByPeer());
+        const auto line = daemon.log().waitFor("Cannot start a thread for a connection");
+        ASSERT_TRUE(line.has_value()) << daemon.log().dump();
+        EXPECT_EQ(180, line->priority);
+        expectVersion(served);
+    }
+    HostClient later = gateway.host();
+    expectVersion(later);
+    EXPECT_CLEAN_STOP(daemon);
+}
+
+#endif
+
+}  // namespace
+}  // namespace teskd::test

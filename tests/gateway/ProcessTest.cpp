@@ -1,0 +1,173 @@
+// Command line, enable switch, log and the files that a start writes.
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "gateway/Gateway.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kFailure = 255;
+
+DaemonProcess::Options runOnce(std::vector<std::string> arguments = {}) {
+    return daemonOptions({.arguments = std::move(arguments), .waitUntilListening = false});
+}
+
+int exitCode(DaemonProcess& daemon) {
+    const auto status = daemon.waitForExit();
+    return status ? status->code : -1;
+}
+
+TEST(Process, AnyOtherArgumentPrintsTheUsageAndFails) {
+    for (const char* argument : {"-d", "--DEBUG", "--debug=1", "debug", ""}) {
+        DaemonProcess daemon(runOnce({argument}), withoutMachines());
+        daemon.start();
+        EXPECT_EQ(kFailure, exitCode(daemon)) << argument;
+        EXPECT_EQ("usage: " TESKD_BINARY " [--debug]", daemon.standardOutput());
+        EXPECT_EQ("", daemon.standardError());
+        EXPECT_TRUE(daemon.log().lines().empty());
+    }
+}
+
+TEST(Process, TheUsageIsPrintedByADisabledDaemonToo) {
+    DaemonProcess daemon(runOnce({"-d", "--debug"}), Config().remove("INTERNAL", "TESKv2_ENABLE"));
+    daemon.start();
+    EXPECT_EQ(kFailure, exitCode(daemon));
+    EXPECT_EQ("usage: " TESKD_BINARY " [--debug]", daemon.standardOutput());
+}
+
+TEST(Process, DebugCopiesTheLogToStandardErrorAndIgnoresFurtherArguments) {
+    Gateway gateway(1, {}, {.arguments = {"--debug", "extra"}});
+    gateway.startKnown();
+    EXPECT_CLEAN_STOP(gateway.daemon());
+    const std::string pid = std::to_string(gateway.daemon().pid());
+    EXPECT_THAT(gateway.daemon().standardError(),
+                testing::HasSubstr(TESKD_BINARY "[" + pid +
+                                   "]: Generating automatique request "
+                                   "for slot machine: 'SlotMachine_1'\n"));
+    EXPECT_EQ("", gateway.daemon().standardOutput());
+}
+
+TEST(Process, WithoutDebugNothingIsPrinted) {
+    Gateway gateway(1);
+    gateway.startKnown();
+    EXPECT_CLEAN_STOP(gateway.daemon());
+    EXPECT_EQ("", gateway.daemon().standardError());
+    EXPECT_EQ("", gateway.daemon().standardOutput());
+}
+
+TEST(Process, EveryLogLineNamesProgramProcessAndFacility) {
+    Gateway gateway(1);
+    gateway.startKnown();
+    const auto lines = gateway.log().lines();
+    EXPECT_FALSE(lines.empty());
+    for (const LogLine& line : lines) {
+        EXPECT_EQ(TESKD_BINARY, line.ident) << line.text;
+        EXPECT_EQ(gateway.daemon().pid(), line.pid) << line.text;
+        EXPECT_EQ(176, line.priority & ~7) << line.text;
+    }
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+class Disabled : public testing::TestWithParam<const char*> {
+  protected:
+    static Config config() {
+        Config config = withoutMachines();
+        config.remove("INTERNAL", "TESKv2_ENABLE");
+        if (*GetParam() != '\0') config.set("INTERNAL", "TESKv2_ENABLE", GetParam());
+        return config;
+    }
+};
+
+TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
+    DaemonProcess daemon(runOnce({"--debug"}), config());
+    fs::create_directories(daemon.root() / "usr/bin");
+    fs::copy_file(SHOW_ARGUMENTS, daemon.root() / "usr/bin/notrunning");
+    daemon.start();
+    EXPECT_EQ(7, exitCode(daemon));
+    EXPECT_EQ("0: " TESKD_BINARY "\n", daemon.standardOutput());
+    EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
+}
+
+TEST_P(Disabled, WithoutTheOtherProgramFails) {
+    DaemonProcess daemon(runOnce(), config());
+    daemon.start();
+    EXPECT_EQ(kFailure, exitCode(daemon));
+    EXPECT_EQ("", daemon.standardOutput());
+    EXPECT_EQ("", daemon.standardError());
+    EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
+}
+
+INSTANTIATE_TEST_SUITE_P(Process, Disabled,
+                         testing::Values("", "TRUE", "True", "1", "false", "true yes"),
+                         [](const auto& test) { return "Value" + std::to_string(test.index); });
+
+TEST(Process, WritesTheUpdateStampsAndTheDump) {
+    Gateway gateway(1, Config().set("INTERNAL", "SW_UPDATE_B", "211231235959"));
+    gateway.start();
+    const fs::path root = gateway.daemon().root();
+    EXPECT_EQ(
+        "\n[INTERNAL]\n"
+        "\t SW_UPDATE_A=211231235959\n"
+        "\t SW_UPDATE_B=211231235959\n"
+        "\n",
+        readFile(root / "config/.sw_update.ini"));
+    const std::string dump = readFile(root / "tmp/dump_map.ini");
+    for (const char* part :
+         {"\n[AAMS]\n\t INVIO_APP_COLLEGATI=1\n\t INVIO_NO_APP_COLLEGATI=1\n"
+          "\t TMP_APP_ACCENSIONE=0\n\t TMP_APP_COLLEGATI=1\n",
+          "\n[INTERNAL]\n\t MAC_ADDR_eth0=ff:ff:ff:ff:ff:00\n\t MAC_ADDR_eth1=ff:ff:ff:ff:ff:01\n"
+          "\t SW_UPDATE_A=YYMMDDHHMMSS\n\t SW_UPDATE_B=211231235959\n"
+          "\t TESK_CONNECTION_TYPE=3\n\t TESKv2_ENABLE=true\n",
+          "\n[PORT_ASYNC4]\n\t BAUDRATE=19200\n\t DATASIZE=8\n\t FLOWCONTROL=No Flow\n"
+          "\t IP_ADDRESS=127.0.0.1\n\t PARITY=NONE\n\t STOPSIZE=1\n\t TCP_PORT=2400\n",
+          "\n[RICH_ORA]\n\t TOUT_ORA=7200\n"}) {
+        EXPECT_THAT(dump, testing::HasSubstr(part));
+    }
+    EXPECT_EQ(1, std::distance(fs::directory_iterator(root / "config"), fs::directory_iterator()));
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(Process, LaterFilesOverrideEarlierOnes) {
+    Gateway gateway(0, Config().set("INTERNAL", "ZQ_SW_VERSION", "first"));
+    gateway.daemon().config().set("INTERNAL", "ZQ_CONFIG_FILE", "main.ini");
+    writeFile(gateway.daemon().root() / "config/main.ini", "ZQ_SW_VERSION = last \t\n");
+    gateway.start();
+    HostClient host = gateway.host();
+    host.request(7, "");
+    EXPECT_STREQ("last", host.readFrame().body.c_str());
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(Process, ABrokenSectionHeaderIsLoggedWithItsFileAndLine) {
+    Gateway gateway;
+    writeFile(gateway.daemon().root() / "config/config.ini", "[INTERNAL]\n\nA=B\n[OTHER\r\n");
+    gateway.start();
+    const auto line = gateway.log().waitFor("ZqConfig: Section syntax error");
+    ASSERT_TRUE(line.has_value()) << gateway.log().dump();
+    EXPECT_EQ(180, line->priority);
+    EXPECT_THAT(line->text, testing::EndsWith("/config/config.ini:3"));
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(Process, NothingInAConfigurationFileKeepsItFromStarting) {
+    Gateway gateway;
+    const fs::path root = gateway.daemon().root();
+    fs::create_directories(root / "config/config.ini");
+    std::string rubbish(100000, '=');
+    rubbish += std::string("\0%s%n[\n]=[\n====\n", 16) + std::string(70000, '[') + "\n\xFF\xFE";
+    writeFile(root / "config/.sw_update.ini", rubbish);
+    gateway.start();
+    HostClient host = gateway.host();
+    host.request(7, "");
+    EXPECT_EQ(30U, host.readFrame().body.size());
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+}  // namespace
+}  // namespace teskd::test

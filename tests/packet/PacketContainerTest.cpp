@@ -1,0 +1,286 @@
+#include <atomic>
+#include <gtest/gtest.h>
+#include <latch>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "core/Exception.h"
+#include "core/Thread.h"
+#include "packet/PacketContainer.h"
+#include "support/Deadline.h"
+#include "support_src/RecordingListener.h"
+
+namespace teskd::test {
+namespace {
+
+using Outcomes = std::vector<Outcome>;
+
+struct TestPacket : Packet {
+    explicit TestPacket(bool& flag) : deleted(flag) {}
+    ~TestPacket() noexcept(false) override { deleted = true; }
+    bool& deleted;
+};
+
+// Three packets that tell one listener, and a queue. The test holds a reference on each packet.
+class PacketContainerTest : public testing::Test {
+  protected:
+    PacketContainerTest() {
+        for (Packet* packet : packets) {
+            Packet::get(packet);
+            packet->addListener(&listener);
+        }
+    }
+    ~PacketContainerTest() noexcept override {
+        for (Packet* packet : packets) Packet::put(packet);
+        EXPECT_EQ(before, packet_counter);
+        EXPECT_TRUE(deleted[0] && deleted[1] && deleted[2]);
+    }
+
+    void addAll() {
+        for (Packet* packet : packets) container.addPacket(packet);
+    }
+
+    const unsigned long before = packet_counter;
+    bool deleted[3] = {};
+    Packet* const packets[3] = {new TestPacket(deleted[0]), new TestPacket(deleted[1]),
+                                new TestPacket(deleted[2])};
+    Packet* const one = packets[0];
+    Packet* const two = packets[1];
+    Packet* const three = packets[2];
+    RecordingListener listener;
+    PacketContainer container;
+};
+
+TEST_F(PacketContainerTest, StartsEmpty) {
+    EXPECT_TRUE(container.isEmpty());
+}
+
+TEST_F(PacketContainerTest, AQueuedPacketHasOneReferenceMore) {
+    EXPECT_EQ(before + 3, packet_counter);
+    container.addPacket(one);
+    EXPECT_EQ(before + 4, packet_counter);
+    EXPECT_FALSE(container.isEmpty());
+    container.removePacket(one);
+    EXPECT_EQ(before + 3, packet_counter);
+    EXPECT_TRUE(container.isEmpty());
+}
+
+TEST_F(PacketContainerTest, TheQueueKeepsAPacketThatNobodyElseHolds) {
+    bool gone = false;
+    auto* const packet = new TestPacket(gone);
+    container.addPacket(packet);
+    EXPECT_EQ(packet, container.nextPacket());
+    EXPECT_FALSE(gone);
+    container.removePacket(packet);
+    EXPECT_TRUE(gone);
+}
+
+TEST_F(PacketContainerTest, NextPacketReturnsTheSamePacketUntilItIsRemoved) {
+    addAll();
+    EXPECT_EQ(one, container.nextPacket());
+    EXPECT_EQ(one, container.nextPacket());
+    container.removePacket(one);
+    EXPECT_EQ(two, container.nextPacket());
+    container.removePacket(two);
+    EXPECT_EQ(three, container.nextPacket());
+    container.removePacket(three);
+}
+
+TEST_F(PacketContainerTest, NextPacketTakesNoReference) {
+    container.addPacket(one);
+    EXPECT_EQ(before + 4, packet_counter);
+    container.nextPacket();
+    EXPECT_EQ(before + 4, packet_counter);
+    container.removePacket(one);
+}
+
+TEST_F(PacketContainerTest, APacketCanBeRemovedFromTheMiddle) {
+    addAll();
+    container.removePacket(two);
+    container.removePacket(one);
+    EXPECT_EQ(three, container.nextPacket());
+    container.removePacket(three);
+    EXPECT_EQ(before + 3, packet_counter);
+}
+
+TEST_F(PacketContainerTest, RemovingTakesOutEveryOccurrence) {
+    container.addPacket(one);
+    container.addPacket(two);
+    container.addPacket(one);
+    container.removePacket(one);
+    EXPECT_EQ(two, container.nextPacket());
+    container.removePacket(two);
+    EXPECT_TRUE(container.isEmpty());
+    Packet::put(one);  // the queue's second reference, which one removal leaves
+}
+
+TEST_F(PacketContainerTest, RemovingAPacketThatIsNotQueuedLeavesItAlone) {
+    container.addPacket(two);
+    container.removePacket(one);
+    EXPECT_FALSE(deleted[0]);
+    EXPECT_EQ(before + 4, packet_counter);
+    container.removePacket(two);
+}
+
+TEST_F(PacketContainerTest, NextPacketWaitsForAPacket) {
+    std::atomic<Packet*> next = nullptr;
+    std::thread worker([&] { next = container.nextPacket(); });
+    container.addPacket(one);
+    worker.join();
+    EXPECT_EQ(one, next);
+    container.removePacket(one);
+}
+
+struct Consumer : Thread {
+    explicit Consumer(PacketContainer& queue) : container(queue) {}
+    void run() override {
+        started.count_down();
+        while (Packet* const packet = container.nextPacket(this)) {
+            handled.push_back(packet);
+            container.removePacket(packet);
+            ++count;
+        }
+    }
+    void interrupt() override { container.wakeConsumer(); }
+
+    PacketContainer& container;
+    std::latch started{1};
+    std::vector<Packet*> handled;
+    std::atomic<int> count = 0;
+};
+
+// One packet at a time: one that is overlooked is never followed by another.
+TEST_F(PacketContainerTest, NoPacketIsOverlookedBetweenLookAndWait) {
+    Consumer consumer(container);
+    consumer.start();
+    const Deadline deadline;
+    for (int i = 1; i <= 10'000 && !deadline.passed(); ++i) {
+        container.addPacket(one);
+        while (consumer.count < i && !deadline.passed()) continue;
+    }
+    EXPECT_EQ(10'000, consumer.count);
+    consumer.stop();
+    consumer.join();
+}
+
+TEST_F(PacketContainerTest, AStoppedWorkerStopsWaiting) {
+    Consumer consumer(container);
+    consumer.start();
+    consumer.started.wait();
+    consumer.stop();
+    consumer.join();
+    EXPECT_TRUE(consumer.handled.empty());
+}
+
+TEST_F(PacketContainerTest, AStoppedWorkerStillGetsWhatIsQueued) {
+    addAll();
+    Consumer consumer(container);
+    consumer.start();
+    consumer.stop();
+    consumer.join();
+    EXPECT_EQ((std::vector{one, two, three}), consumer.handled);
+}
+
+TEST_F(PacketContainerTest, FailAllOfAnEmptyContainerReturnsAtOnce) {
+    container.failAll(TeskException("lost"));
+    EXPECT_EQ(Outcomes{}, listener.outcomes());
+}
+
+TEST_F(PacketContainerTest, FailAllReportsTheErrorInTheOrderOfTheQueueAndEmptiesIt) {
+    container.addPacket(two);
+    container.addPacket(three);
+    container.addPacket(one);
+    container.failAll(TeskConnectionErrorException("lost"));
+    const std::string message = "TeskException: TeskConnectionErrorException: lost";
+    EXPECT_EQ(
+        (Outcomes{{"error", two, message}, {"error", three, message}, {"error", one, message}}),
+        listener.outcomes());
+    EXPECT_TRUE(container.isEmpty());
+    EXPECT_EQ(before + 3, packet_counter);
+}
+
+TEST_F(PacketContainerTest, FailAllFreesAPacketThatNobodyElseHolds) {
+    bool gone = false;
+    container.addPacket(new TestPacket(gone));
+    container.failAll(Exception("lost"));
+    EXPECT_TRUE(gone);
+}
+
+TEST_F(PacketContainerTest, FailAllReportsToEveryListenerOfAPacket) {
+    RecordingListener other;
+    one->addListener(&other);
+    container.addPacket(one);
+    container.failAll(Exception("lost"));
+    EXPECT_EQ((Outcomes{{"error", one, "lost"}}), listener.outcomes());
+    EXPECT_EQ((Outcomes{{"error", one, "lost"}}), other.outcomes());
+}
+
+TEST_F(PacketContainerTest, FailAllTakesInWhatAListenerQueuesMeanwhile) {
+    struct Requeueing : RecordingListener {
+        void packetError(Packet* packet, const Exception& e) override {
+            RecordingListener::packetError(packet, e);
+            if (next != nullptr) container->addPacket(std::exchange(next, nullptr));
+        }
+        PacketContainer* container = nullptr;
+        Packet* next = nullptr;
+    } requeueing;
+    requeueing.container = &container;
+    requeueing.next = two;
+    one->addListener(&requeueing);
+    container.addPacket(one);
+    container.failAll(Exception("lost"));
+    EXPECT_EQ((Outcomes{{"error", one, "lost"}, {"error", two, "lost"}}), listener.outcomes());
+    EXPECT_TRUE(container.isEmpty());
+}
+
+TEST_F(PacketContainerTest, FailAllGoesOnAfterAnEmptyListExceptionAndKeepsThatPacketsReferences) {
+    struct Throwing : RecordingListener {
+        void packetError(Packet*, const Exception&) override { throw EmptyListException(); }
+    } throwing;
+    one->addListener(&throwing);
+    container.addPacket(one);
+    container.addPacket(two);
+    EXPECT_NO_THROW(container.failAll(Exception("lost")));
+    EXPECT_EQ((Outcomes{{"error", one, "lost"}, {"error", two, "lost"}}), listener.outcomes());
+    EXPECT_TRUE(container.isEmpty());
+    EXPECT_EQ(before + 5, packet_counter);  // the queue's reference, and the one for the report
+    Packet::put(one);
+    Packet::put(one);
+}
+
+TEST_F(PacketContainerTest, AnyOtherExceptionOfAListenerLeavesFailAll) {
+    struct Throwing : RecordingListener {
+        void packetError(Packet*, const Exception&) override { throw TeskException("m"); }
+    } throwing;
+    one->addListener(&throwing);
+    container.addPacket(one);
+    container.addPacket(two);
+    EXPECT_THROW(container.failAll(Exception("lost")), TeskException);
+    EXPECT_EQ(two, container.nextPacket());
+    container.removePacket(two);
+    Packet::put(one);
+    Packet::put(one);
+}
+
+TEST_F(PacketContainerTest, ClosingFailsWhatIsQueued) {
+    container.addPacket(one);
+    container.addPacket(two);
+    container.closeContainer();
+    EXPECT_EQ((Outcomes{{"error", one, "The receiver has been stopped"},
+                        {"error", two, "The receiver has been stopped"}}),
+              listener.outcomes());
+    EXPECT_TRUE(container.isEmpty());
+}
+
+TEST_F(PacketContainerTest, AClosedContainerFailsWhatStillComes) {
+    container.closeContainer();
+    container.addPacket(one);
+    EXPECT_EQ((Outcomes{{"error", one, "The receiver has been stopped"}}), listener.outcomes());
+    EXPECT_TRUE(container.isEmpty());
+    EXPECT_EQ(before + 3, packet_counter);
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,77 @@
+#include "support_src/FakeClock.h"
+
+namespace teskd::test {
+
+void FakeClock::advance(std::int64_t microseconds) {
+    Synchronized* sleeper = nullptr;
+    {
+        const std::scoped_lock lock(mutex_);
+        wall_ += microseconds;
+        settled_ = wakeTimes_.size();
+        sleeper = sleeper_;
+    }
+    if (sleeper == nullptr) return;
+    const SynchronizedLock lock(*sleeper);
+    sleeper->notifyAll();
+}
+
+void FakeClock::step(std::int64_t microseconds) {
+    const std::scoped_lock lock(mutex_);
+    wall_ += microseconds;
+    settled_ = wakeTimes_.size();
+}
+
+bool FakeClock::awaitSleeper(Deadline deadline) {
+    return eventually(
+        [this] {
+            const std::scoped_lock lock(mutex_);
+            if (wakeTimes_.size() <= settled_) return false;
+            settled_ = wakeTimes_.size();
+            return true;
+        },
+        deadline);
+}
+
+bool FakeClock::advanceAndSettle(std::int64_t microseconds, Deadline deadline) {
+    advance(microseconds);
+    return awaitSleeper(deadline);
+}
+
+std::vector<std::int64_t> FakeClock::wakeTimes() const {
+    const std::scoped_lock lock(mutex_);
+    return wakeTimes_;
+}
+
+std::size_t FakeClock::readings() const {
+    const std::scoped_lock lock(mutex_);
+    return readings_;
+}
+
+std::int64_t FakeClock::now() {
+    const std::scoped_lock lock(mutex_);
+    ++readings_;
+    return wall_;
+}
+
+void FakeClock::wait(Synchronized& held, std::int64_t microseconds) {
+    {
+        const std::scoped_lock lock(mutex_);
+        wakeTimes_.push_back(wall_ + microseconds);
+        sleeper_ = &held;
+    }
+    held.waitLocked();
+    const std::scoped_lock lock(mutex_);
+    sleeper_ = nullptr;
+}
+
+std::int64_t RacingClock::now() {
+    const std::scoped_lock lock(mutex_);
+    return wall_++;
+}
+
+void RacingClock::wait(Synchronized&, std::int64_t microseconds) {
+    const std::scoped_lock lock(mutex_);
+    wall_ += microseconds;
+}
+
+}  // namespace teskd::test
