@@ -1,7 +1,6 @@
 // The daemon's lock: a recursive mutex and one condition variable in one object.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <new>
 #include <pthread.h>
@@ -25,7 +24,6 @@ class TESKD_CAPABILITY("mutex") Synchronized {
     Synchronized& operator=(const Synchronized&) = delete;
     // @throws SynchronizedException when another thread holds the lock, which then stays alive
     virtual ~Synchronized() noexcept(false);
-    static void* operator new(std::size_t size) { return ::operator new(size); }
     // Frees the memory of a deleted object, unless its destructor threw.
     static void operator delete(Synchronized* object, std::destroying_delete_t) noexcept(false);
 

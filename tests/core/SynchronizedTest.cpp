@@ -274,7 +274,8 @@ TEST(Synchronized, DestroyingItWhileAnotherThreadHoldsItThrowsAndLeavesItAlive) 
 }
 
 TEST(Synchronized, DeletingItWhileAnotherThreadHoldsItThrowsAndKeepsTheMemory) {
-    auto* const lock = new Synchronized;
+    // Volatile, or the optimiser takes the pair for a mismatch of allocation and release.
+    Synchronized* volatile const lock = new Synchronized;
     Holder holder(*lock);
     EXPECT_EQ("Deleting locked mutex", failureOf([&] { delete lock; }));
     holder.release();  // uses the memory
@@ -289,7 +290,7 @@ struct Shared : Synchronized {
 
 TEST(Synchronized, ADerivedObjectIsDeletedAsAWhole) {
     bool destroyed = false;
-    Synchronized* const lock = new Shared(destroyed);
+    Synchronized* volatile const lock = new Shared(destroyed);
     delete lock;
     EXPECT_TRUE(destroyed);
 }
