@@ -60,7 +60,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         void begin_pass(std::size_t machines);
         void poll(const std::string& code);
         void count_answer(bool answered);
-        void finish_pass();
+        void finish_pass(bool nobody);
 
         Aams& owner_;
         std::atomic<std::uint32_t> passCount_{0};

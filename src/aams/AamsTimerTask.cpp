@@ -70,21 +70,18 @@ void Aams::AamsTimerTask::packetError(Packet* packet, const Exception&) {
 }
 
 void Aams::AamsTimerTask::count_answer(bool answered) {
+    bool nobody = false;
     {
         const SynchronizedLock lock(passLock_);
         if (answered) noAnswer_ = false;
         if (--pending_ >= 1) return;
-    }
-    finish_pass();
-}
-
-void Aams::AamsTimerTask::finish_pass() {
-    const PacketHandle<AamsPacketU4> report(new AamsPacketU4);
-    bool nobody = false;
-    {
-        const SynchronizedLock lock(passLock_);
         nobody = noAnswer_;
     }
+    finish_pass(nobody);
+}
+
+void Aams::AamsTimerTask::finish_pass(bool nobody) {
+    const PacketHandle<AamsPacketU4> report(new AamsPacketU4);
     if (!nobody) {
         owner_.handle_connected_list(*report);
     } else if (owner_.parameters().invio_no_app_collegati) {

@@ -48,7 +48,7 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
     connection_.setsockopt(TCP_NODELAY, 1);
     connection_.setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
     connection_.getOutputStream().setTimeout(SEND_TIMEOUT);
-    connection_.getInputStream().setInterrupt(&surroundings_.stop);
+    connection_.setInterrupt(&surroundings_.stop);
 }
 
 void Dorn::run() {

@@ -19,7 +19,7 @@ using namespace dornframe;
 
 namespace {
 
-constexpr int ANSWER_TIMEOUT = 20000;                // milliseconds
+constexpr int ANSWER_TIMEOUT = 20000;            // milliseconds
 constexpr std::size_t LARGEST_DATAGRAM = 65536;  // bytes
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "net/Poll.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 
@@ -7,11 +8,24 @@
 
 namespace teskd {
 
+namespace {
+
+bool hasClosed(const pollfd* entries, nfds_t count) {
+    const auto closed = [](const pollfd& entry) { return (entry.revents & POLLNVAL) != 0; };
+    return std::any_of(entries, entries + count, closed);
+}
+
+}  // namespace
+
 int Poll::wait(pollfd* entries, nfds_t count, int timeout) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout);
     for (;;) {
         const int ready = ::poll(entries, count, timeout);
+        if (ready > 0 && hasClosed(entries, count)) {
+            errno = EBADF;
+            return -1;
+        }
         if (ready >= 0 || errno != EINTR) return ready;
         if (timeout <= 0) continue;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());

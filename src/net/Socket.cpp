@@ -1,6 +1,9 @@
 #include "net/Socket.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <netinet/in.h>
 #include <unistd.h>
 #include <vector>
@@ -14,12 +17,21 @@ namespace teskd {
 
 namespace {
 
+constexpr const char* SELECT =
+    "static void Socket::select(std::list<Socket*, std::allocator<Socket*> >&, "
+    "std::list<Socket*, std::allocator<Socket*> >&, "
+    "std::list<Socket*, std::allocator<Socket*> >&, timeval*)";
+
 void ignoreSignal(int) {}
+
+constexpr std::int64_t LONGEST_WAIT = 1'000'000;  // seconds
 
 // poll counts in milliseconds; part of one is waited for in full.
 int toMilliseconds(const timeval* timeout) {
     if (timeout == nullptr) return -1;
-    return static_cast<int>(timeout->tv_sec * 1000 + (timeout->tv_usec + 999) / 1000);
+    const std::int64_t whole = std::min<std::int64_t>(timeout->tv_sec, LONGEST_WAIT);
+    const std::int64_t part = (std::int64_t{timeout->tv_usec} + 999) / 1000;
+    return static_cast<int>(whole * 1000 + part);
 }
 
 void append(std::vector<pollfd>& entries, const std::list<Socket*>& sockets, short events) {
@@ -148,13 +160,13 @@ void Socket::select(std::list<Socket*>& read, std::list<Socket*>& write, std::li
     append(entries, write, POLLOUT);
     append(entries, except, POLLPRI);
     if (interrupt != nullptr) entries.push_back({interrupt->descriptor(), POLLIN, 0});
-    const int ready = Poll::wait(entries, toMilliseconds(timeout));
-    if (ready < 0) {
-        throwSocketError(
-            "static void Socket::select(std::list<Socket*, std::allocator<Socket*> >&, "
-            "std::list<Socket*, std::allocator<Socket*> >&, "
-            "std::list<Socket*, std::allocator<Socket*> >&, timeval*)");
+    const auto closed = [](const pollfd& entry) { return entry.fd < 0; };
+    if (std::any_of(entries.begin(), entries.end(), closed)) throwSocketError(SELECT, EBADF);
+    if (timeout != nullptr && (timeout->tv_sec < 0 || timeout->tv_usec < 0)) {
+        throwSocketError(SELECT, EINVAL);
     }
+    const int ready = Poll::wait(entries, toMilliseconds(timeout));
+    if (ready < 0) throwSocketError(SELECT);
     if (ready == 0) {
         write.clear();
         except.clear();

@@ -1,6 +1,7 @@
 #include "net/SocketInputStream.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
@@ -22,15 +23,13 @@ SocketInputStream::SocketInputStream(int descriptor)
 
 SocketInputStream::SocketInputStream(const SocketInputStream& source)
     : InputStream(source), timeout_(source.timeout_), interrupt_(source.interrupt_) {
-    *this = source;
+    if (source.descriptor_.isOpen()) *this = source;
 }
 
 SocketInputStream& SocketInputStream::operator=(const SocketInputStream& source) {
     if (this == &source) return *this;
     descriptor_.reset();
-    if (source.descriptor_.isOpen()) {
-        descriptor_.reset(duplicateDescriptor(source.descriptor_.get(), ASSIGNMENT));
-    }
+    descriptor_.reset(duplicateDescriptor(source.descriptor_.get(), ASSIGNMENT));
     return *this;
 }
 
@@ -70,6 +69,7 @@ int SocketInputStream::skip(int n) {
 
 void SocketInputStream::wait_for_data() {
     if (timeout_ == 0 && interrupt_ == nullptr) return;
+    if (!descriptor_.isOpen()) throwSocketError("void SocketInputStream::wait_for_data()", EBADF);
     const int limit = timeout_ == 0 ? -1 : timeout_;
     const int ready = Poll::wait(descriptor_.get(), POLLIN, limit, interrupt_);
     if (ready < 0) throwSocketError("void SocketInputStream::wait_for_data()");

@@ -22,15 +22,13 @@ SocketOutputStream::SocketOutputStream(int descriptor)
 
 SocketOutputStream::SocketOutputStream(const SocketOutputStream& source)
     : OutputStream(source), timeout_(source.timeout_), interrupt_(source.interrupt_) {
-    *this = source;
+    if (source.descriptor_.isOpen()) *this = source;
 }
 
 SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream& source) {
     if (this == &source) return *this;
     descriptor_.reset();
-    if (source.descriptor_.isOpen()) {
-        descriptor_.reset(duplicateDescriptor(source.descriptor_.get(), ASSIGNMENT));
-    }
+    descriptor_.reset(duplicateDescriptor(source.descriptor_.get(), ASSIGNMENT));
     return *this;
 }
 

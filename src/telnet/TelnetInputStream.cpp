@@ -24,14 +24,21 @@ int TelnetInputStream::read() {
 }
 
 int TelnetInputStream::read(char* buffer, int len) {
-    int count = 0;
-    while (count < len) {
-        const int byte = read();
+    if (len < 1) return 0;
+    const int first = read();
+    if (first == -1) return -1;
+    buffer[0] = static_cast<char>(first);
+    int count = 1;
+    // What has arrived behind it may be commands alone, so nothing is waited for any more.
+    while (count < len && (source_.held() > 0 || source_.available() > 0)) {
+        const int byte = source_.read();
         if (byte == -1) break;
-        buffer[count++] = static_cast<char>(byte);
-        if (source_.held() == 0 && source_.available() == 0) break;
+        const std::optional<int> data = decoder_.feed(byte);
+        if (!data) continue;
+        buffer[count++] = static_cast<char>(*data);
+        marked_ = false;
     }
-    return count == 0 && len > 0 ? -1 : count;
+    return count;
 }
 
 unsigned TelnetInputStream::available() {
@@ -53,8 +60,11 @@ void TelnetInputStream::reset() {
 
 int TelnetInputStream::skipArrived() {
     int dropped = std::exchange(pushedBack_, std::nullopt).has_value() ? 1 : 0;
-    while (source_.available() > 0) {
-        if (decoder_.feed(source_.read()).has_value()) ++dropped;
+    // What arrives meanwhile is left: a peer that never pauses holds nobody here.
+    for (unsigned arrived = source_.available(); arrived > 0; --arrived) {
+        const int byte = source_.read();
+        if (byte == -1) break;
+        if (decoder_.feed(byte).has_value()) ++dropped;
     }
     return dropped;
 }

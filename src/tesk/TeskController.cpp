@@ -2,19 +2,27 @@
 
 #include "config/ZqConfig.h"
 #include "core/Exception.h"
+#include "core/Log.h"
 #include "core/Text.h"
 
 namespace teskd {
 
 TeskController::TeskController() {
     const SynchronizedLock lock(namesLock_);
-    for (const int port : ZqConfig::get_async_ports()) {
-        const std::string name = text::format("SlotMachine_%d", port);
-        TeskMaster& master = masters_.try_emplace(name, *this).first->second;
-        master.set_address(ZqConfig::get_port_address(port));
-        master.set_port(port);
-        assign(name, name);
+    try {
+        for (const int port : ZqConfig::get_async_ports()) create_master(port);
+    } catch (const IOException& e) {
+        // A list of ports longer than there are descriptors must not end the process.
+        Log::write(Log::WARNING, "Not every configured port is served: %s", e.getMessage().c_str());
     }
+}
+
+void TeskController::create_master(int port) {
+    const std::string name = text::format("SlotMachine_%d", port);
+    TeskMaster& master = masters_.try_emplace(name, *this).first->second;
+    master.set_address(ZqConfig::get_port_address(port));
+    master.set_port(port);
+    assign(name, name);
 }
 
 TeskController::~TeskController() noexcept(false) {

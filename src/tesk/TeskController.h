@@ -54,6 +54,7 @@ class TeskController {
     void shut_down();
 
   private:
+    void create_master(int port) TESKD_REQUIRES(namesLock_);
     TeskMaster& find(const std::string& identifier);
     // The fixed name registered for the identifier, empty for none.
     std::string registered(const std::string& identifier) const TESKD_REQUIRES(namesLock_);

@@ -11,9 +11,9 @@
 #include "net/BufferedInputStream.h"
 #include "net/FilterInputStream.h"
 #include "net/MemoryInputStream.h"
-#include "net/OutputStream.h"
 #include "packet/PacketHandle.h"
 #include "support/Bytes.h"
+#include "support_src/ByteSink.h"
 #include "support_src/KeptConfig.h"
 #include "support_src/RecordingListener.h"
 
@@ -24,33 +24,22 @@ using Outcomes = std::vector<Outcome>;
 using Address = std::array<std::uint8_t, 6>;
 
 const std::string kZeroStation = bytes("00 00 00 00 00 00");
-const std::string kZeroReserved = bytes("00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+const std::string kZeroReserved =
+    bytes("00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
 const std::string kZeroIdentifiers = bytes("00 00 00 00 00 00 00 00");
 const std::string kZeroRest = kZeroStation + kZeroReserved + kZeroIdentifiers;
 
 // Header FF 81 02 05, everything else zero; no body.
 const std::string kEmptyFrame = bytes("FF 81 02 05 00 00 00 01") + kZeroRest + bytes("88");
 // Every field of the header has a value of its own; a zero byte in the body.
-const std::string kFullFrame =
-    bytes("FF 81 7E 03 00 00 00 05  11 22 33 44 55 66"
-          "A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3"
-          "01 02 03 04 05 06 07 08  41 00 FF 42  73");
+const std::string kFullFrame = bytes(
+    "FF 81 7E 03 00 00 00 05  11 22 33 44 55 66"
+    "A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3"
+    "01 02 03 04 05 06 07 08  41 00 FF 42  4F");
 
 const std::string kClosed =
     "IOException: SocketException: SocketConnectionClosedException: "
     "Remote Peer closed the connection.";
-
-class Sink : public OutputStream {
-  public:
-    using OutputStream::write;
-    void write(int b) override { bytes += static_cast<char>(b); }
-    void write(const char* buffer, std::size_t len) override {
-        bytes.append(buffer, len);
-        ++blocks;
-    }
-    std::string bytes;
-    int blocks = 0;
-};
 
 // Memory that hands out one byte at each reading and cannot go back.
 class Trickle : public InputStream {
@@ -71,7 +60,7 @@ class Trickle : public InputStream {
 };
 
 std::string written(DornPacket& packet) {
-    Sink sink;
+    ByteSink sink;
     packet.write(sink);
     return sink.bytes;
 }
@@ -135,7 +124,7 @@ TEST(DornPacketTest, WritesWhatItReadByteForByte) {
 TEST(DornPacketTest, WritesAFrameInOnePiece) {
     DornPacket packet;
     readFrom(packet, kFullFrame);
-    Sink sink;
+    ByteSink sink;
     packet.write(sink);
     EXPECT_EQ(1, sink.blocks);
 }
@@ -203,18 +192,19 @@ TEST(DornPacketTest, OtherStartBytesAreRefusedAndStayInTheStream) {
 }
 
 TEST(DornPacketTest, AStreamThatCannotGoBackIsTakenAsItComes) {
+    const std::string frame = bytes("12 34 02 05 00 00 00 01") + kZeroRest + bytes("4E");
     DornPacket packet;
-    Trickle in(bytes("12 34 02 05 00 00 00 01") + kZeroRest + bytes("4E"));
+    Trickle in(frame);
     EXPECT_EQ("", problemOf(in, packet));
-    EXPECT_BYTES(bytes("12 34 02 05 00 00 00 01") + kZeroRest + bytes("4E"), written(packet));
+    EXPECT_BYTES(frame, written(packet));
 }
 
 TEST(DornPacketTest, AStreamThatCannotGoBackIsStillHeldToItsChecksum) {
+    const std::string frame = bytes("12 34 02 05 00 00 00 01") + kZeroRest + bytes("4F");
     DornPacket packet;
-    Trickle in(bytes("12 34 02 05 00 00 00 01") + kZeroRest + bytes("4F"));
-    EXPECT_EQ(
-        "protocol: ProtocolErrorException: Invalid Checksum (Was: 0x4f, should be: 0x4e)",
-        problemOf(in, packet));
+    Trickle in(frame);
+    EXPECT_EQ("protocol: ProtocolErrorException: Invalid Checksum (Was: 0x4f, should be: 0x4e)",
+              problemOf(in, packet));
 }
 
 TEST(DornPacketTest, AWrongChecksumIsShownBeforeTheRightOne) {
@@ -263,7 +253,7 @@ TEST(DornPacketTest, ATimedOutRequestIsWrittenWithKindFEAndNoBody) {
     packet->addListener(&listener);
     packet->notifyFailed();
     EXPECT_EQ((Outcomes{{"failed", packet.pointer()}}), listener.outcomes());
-    EXPECT_BYTES(bytes("FF FE 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("6A"),
+    EXPECT_BYTES(bytes("FF FE 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("46"),
                  written(*packet));
 }
 
@@ -274,7 +264,7 @@ TEST(DornPacketTest, AFailedRequestIsWrittenWithKindABAndNoBody) {
     packet->addListener(&listener);
     packet->notifyError(Exception("why"));
     EXPECT_EQ((Outcomes{{"error", packet.pointer(), "why"}}), listener.outcomes());
-    EXPECT_BYTES(bytes("FF AB 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("17"),
+    EXPECT_BYTES(bytes("FF AB 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("F3"),
                  written(*packet));
 }
 

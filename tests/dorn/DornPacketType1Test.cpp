@@ -111,7 +111,8 @@ TEST_F(DornPacketType1Test, EveryOutcomeHasItsNumber) {
 
 TEST_F(DornPacketType1Test, AnEmptyDateIsElevenZeroBytesAndALongOneIsCut) {
     machine().answers().set(113, {.date = "", .body = "1"});
-    EXPECT_BYTES(bytes("00 00 00 00 00 00 00 00 00 00 00"), ask(1, bytes("00")).body.substr(11, 11));
+    EXPECT_BYTES(bytes("00 00 00 00 00 00 00 00 00 00 00"),
+                 ask(1, bytes("00")).body.substr(11, 11));
     machine().answers().set(113, {.date = "0123456789ABC", .body = "1"});
     EXPECT_BYTES("0123456789A", ask(1, bytes("00")).body.substr(11, 11));
 }

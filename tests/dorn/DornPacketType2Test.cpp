@@ -44,8 +44,8 @@ TEST_F(DornPacketType2Test, TheWholeRoadInBytes) {
 }
 
 TEST_F(DornPacketType2Test, FieldsEndAtTheirFirstZeroByte) {
-    EXPECT_EQ(0x81, ask(2, "A" + bytes("00 42 43 44 45 46 47") + "BC" +
-                               bytes("00 00 00 00 00 00") + "ZA000000001")
+    EXPECT_EQ(0x81, ask(2, "A" + bytes("00 42 43 44 45 46 47") + "BC" + bytes("00 00 00 00 00 00") +
+                               "ZA000000001")
                         .kind);
     EXPECT_EQ("115~000D~A~BC150~000C~115", atTheMachine());
 }
@@ -95,7 +95,8 @@ TEST_F(DornPacketType2Test, MalformedValuesReadAsFarAsTheyGo) {
 }
 
 TEST_F(DornPacketType2Test, ValueWithALongTagTakesTheThirdCharacterAsItsSeparator) {
-    EXPECT_BYTES(bytes("01") + "METER001" + bytes("00 01 0C 00 00 00 2D"), entries("METER001~12345"));
+    EXPECT_BYTES(bytes("01") + "METER001" + bytes("00 01 0C 00 00 00 2D"),
+                 entries("METER001~12345"));
 }
 
 TEST_F(DornPacketType2Test, SixHundredPairsComeInPagesOf255And255And90) {
@@ -103,8 +104,10 @@ TEST_F(DornPacketType2Test, SixHundredPairsComeInPagesOf255And255And90) {
     const Frame one = ask(2, kRequest);
     const Frame two = host().readFrame();
     const Frame three = host().readFrame();
-    EXPECT_BYTES(bytes("03 01") + kMachineDate + bytes("00 FF") + sameEntries(255), behindDate(one));
-    EXPECT_BYTES(bytes("03 02") + kMachineDate + bytes("00 FF") + sameEntries(255), behindDate(two));
+    EXPECT_BYTES(bytes("03 01") + kMachineDate + bytes("00 FF") + sameEntries(255),
+                 behindDate(one));
+    EXPECT_BYTES(bytes("03 02") + kMachineDate + bytes("00 FF") + sameEntries(255),
+                 behindDate(two));
     EXPECT_BYTES(bytes("03 03") + kMachineDate + bytes("00 5A") + sameEntries(90),
                  behindDate(three));
     for (const Frame& page : {one, two, three}) {

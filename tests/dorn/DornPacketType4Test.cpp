@@ -49,7 +49,7 @@ TEST_F(DornPacketType4Test, AShortBodyIsFilledWithZeroBytesAndAsksEveryMachine) 
     EXPECT_EQ(0x81, ask(4, "").kind);
     EXPECT_EQ("117~0009~150~000C~117", atTheMachine());
     EXPECT_EQ(0x81, ask(4, "08:00").kind);
-    EXPECT_EQ("117~000E~08:00~150~000C~117", atTheMachine());
+    EXPECT_EQ("117~000F~08:00~150~000C~117", atTheMachine());
     EXPECT_EQ(0x81, ask(4, kFields).kind);
     EXPECT_EQ("117~001A~08:00:00~20:00:00150~000C~117", atTheMachine());
 }
@@ -147,7 +147,7 @@ class DornPacketType4OfTwoTest : public testing::Test {
     std::string head() { return behindDate(link_.host().readFrame()).substr(0, 2); }
     static std::string lateAnswer(std::size_t machine) {
         const std::string name = MachinePark::nameOf(machine);
-        return machine == 1 ? "117~28A0~15.03.21~" + name + "~00~" + pairs(600)
+        return machine == 1 ? "117~27F8~15.03.21~" + name + "~00~" + pairs(600)
                             : "117~0031~15.03.21~" + name + "~00~" + pairs(1);
     }
 };

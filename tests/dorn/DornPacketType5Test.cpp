@@ -28,9 +28,9 @@ TEST_F(DornPacketType5Test, TheWholeRoadInBytesForANumber) {
 
     EXPECT_EQ("114~0008150~000C~114", atTheMachine());
     EXPECT_BYTES(bytes("FF 81 02 05  00 00 00 24"), answer.header.substr(0, 8));
-    EXPECT_BYTES(bytes("01 01 01") + kMachineDate +
-                     bytes("09  00 01 11 70  00 00 00 00 00 00 00 00"),
-                 behindDate(answer));
+    EXPECT_BYTES(
+        bytes("01 01 01") + kMachineDate + bytes("09  00 01 11 70  00 00 00 00 00 00 00 00"),
+        behindDate(answer));
     EXPECT_TRUE(answer.checksumOk);
 }
 
@@ -44,7 +44,8 @@ TEST_F(DornPacketType5Test, TheWholeRoadInBytesForAText) {
 }
 
 TEST_F(DornPacketType5Test, AShortTextIsFilledWithZeroBytes) {
-    EXPECT_BYTES(bytes("00 00 00 00") + "AB" + bytes("00 00 00 00 00 00"), content(118, "76", "AB"));
+    EXPECT_BYTES(bytes("00 00 00 00") + "AB" + bytes("00 00 00 00 00 00"),
+                 content(118, "76", "AB"));
     EXPECT_BYTES(bytes("00 00 00 00  00 00 00 00 00 00 00 00"), content(118, "76", ""));
 }
 

@@ -36,9 +36,9 @@ TEST_F(DornPacketType6Test, TheAnswerIncludesTheTrailerAndTheConstantIsTwo) {
     host().send(request);
     const Frame answer = host().readFrame();
     EXPECT_EQ(0x02, answer.constant);
-    EXPECT_BYTES(bytes("00 00 01 31") + "120~0131~15.03.21~ZN000000001~00~4711" +
-                     std::string(268, 't'),
-                 answer.body);
+    EXPECT_BYTES(
+        bytes("00 00 01 31") + "120~0131~15.03.21~ZN000000001~00~4711" + std::string(268, 't'),
+        answer.body);
 }
 
 TEST_F(DornPacketType6Test, AnUnknownNameIsAnsweredWithFD) {

@@ -4,7 +4,10 @@
 #include <string>
 
 #include "HostLink.h"
+#include "dorn/DornPacketType8.h"
+#include "packet/PacketHandle.h"
 #include "support/Bytes.h"
+#include "support_src/ByteSink.h"
 
 namespace teskd::test {
 namespace {
@@ -49,9 +52,9 @@ TEST(DornPacketType8Test, AMachineThatNoLongerAnswersIsListedAsNotKnown) {
     link.machine(2).setFaults({.closeAfter = 5});
     link.host().request(1, bytes("01") + "ZA000000002");
     EXPECT_EQ(0xAB, link.host().readFrame().kind);
-    EXPECT_BYTES(bytes("02") + "ZA000000001" + bytes("01 00 00") + "ZA000000002" +
-                     bytes("02 00 01"),
-                 list(link));
+    EXPECT_BYTES(
+        bytes("02") + "ZA000000001" + bytes("01 00 00") + "ZA000000002" + bytes("02 00 01"),
+        list(link));
 }
 
 TEST(DornPacketType8Test, AMachineThatNeverAnsweredIsListedUnderItsFixedNameCutAsNotKnown) {
@@ -60,11 +63,11 @@ TEST(DornPacketType8Test, AMachineThatNeverAnsweredIsListedUnderItsFixedNameCutA
     TeskController controller;
     const PacketHandle<DornPacketType8> packet(new DornPacketType8);
     packet->offer_to_controller(controller);
-    Sink sink;
+    ByteSink sink;
     packet->write(sink);
-    EXPECT_BYTES(bytes("02") + "SlotMachine" + bytes("01 00 01") + "SlotMachine" +
-                     bytes("2C 00 01"),
-                 sink.bytes.substr(42, 29));
+    EXPECT_BYTES(
+        bytes("02") + "SlotMachine" + bytes("01 00 01") + "SlotMachine" + bytes("2C 00 01"),
+        sink.bytes.substr(42, 29));
 }
 
 }  // namespace

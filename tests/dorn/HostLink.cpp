@@ -32,10 +32,15 @@ HostLink::HostLink(std::size_t machines) : park_(machines) {
     host_ = connect();
 }
 
-HostLink::~HostLink() {
+HostLink::~HostLink() noexcept {
     stop();
     park_.shutDown();
+    engine_.stop();
+    engine_.awaitEnd();
+    timer_.stop();
+    timer_.awaitEnd();
     engine_.closeContainer();
+    notifier_.closeContainer();
     connections_.awaitNone();
     EXPECT_TRUE(eventually([this] { return packet_counter == packetsBefore_; }))
         << packet_counter - packetsBefore_ << " references on packets are left";
@@ -58,8 +63,7 @@ std::unique_ptr<HostClient> HostLink::connect(bool narrow) {
     }
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    auto* const dorn =
-        new Dorn(connection, {park_.controller(), engine_, stop_, connections_});
+    auto* const dorn = new Dorn(connection, {park_.controller(), engine_, stop_, connections_});
     EXPECT_EQ(0, dorn->start());
     return client;
 }

@@ -30,7 +30,7 @@ class HostLink {
   public:
     // With machines 1 to n, all of them known.
     explicit HostLink(std::size_t machines = 0);
-    ~HostLink();
+    ~HostLink() noexcept;
     HostLink(const HostLink&) = delete;
     HostLink& operator=(const HostLink&) = delete;
 

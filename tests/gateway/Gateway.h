@@ -68,12 +68,12 @@ std::string behindDate(const Frame& frame);
 // Bytes of a name in an 11-byte field, followed by others.
 std::string named(std::string_view before, std::string_view name, std::string_view after = {});
 
-// Threads of a daemon that serves nobody: main, three workers, up to two timers. One sanitizer has
-// a thread of its own.
+// Threads of a daemon that serves nobody: main, three workers, the engine's timer. One sanitizer
+// has a thread of its own.
 #if defined(__SANITIZE_THREAD__)
-inline constexpr std::size_t kIdleThreads = 7;
-#else
 inline constexpr std::size_t kIdleThreads = 6;
+#else
+inline constexpr std::size_t kIdleThreads = 5;
 #endif
 
 // Processor time that a process has used so far, in seconds.

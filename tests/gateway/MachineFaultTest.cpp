@@ -55,6 +55,8 @@ TEST(MachineFault, NoCompleteAnswerWithinTenSecondsIsATimeout) {
     tesksim::Machine& machine = gateway.machine(1);
     machine.clearFaults();
     machine.inject("113~0032~15.03.21~ZA000000666~00~66~66~66~66~66~66");
+    ASSERT_TRUE(eventually(
+        [&] { return machine.journal().rawSent().find("ZA000000666") != std::string::npos; }));
     pollAgain(gateway);
     ASSERT_TRUE(machine.journal().waitForAcknowledgements(2));
     const auto line = gateway.log().waitFor("bytes that 'ZA000000001' sent after the time-out");

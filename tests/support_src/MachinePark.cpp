@@ -4,27 +4,47 @@
 
 #include "packet/PacketHandle.h"
 #include "support/Deadline.h"
+#include "support/Hex.h"
 #include "tesk/TeskPacket.h"
 
 namespace teskd::test {
 
+namespace {
+
+// Whoever connects finds COM-PORT-OPTION agreed and the first answer there already, so nobody
+// waits out the second that a silent serial server is given for its negotiation.
+std::string greetingOf(const std::string& name) {
+    return bytes("FF FD 2C") + "120~0025~15.03.21~" + name + "~00~4711";
+}
+
+void configurePort(std::size_t n, std::uint16_t port) {
+    const std::string section = "[PORT_ASYNC" + std::to_string(n) + "] ";
+    KeptConfig::set(section + "IP_ADDRESS", "127.0.0.1");
+    KeptConfig::set(section + "TCP_PORT", std::to_string(port));
+    KeptConfig::set(section + "BAUDRATE", "19200");
+    KeptConfig::set(section + "DATASIZE", "8");
+    KeptConfig::set(section + "PARITY", "NONE");
+    KeptConfig::set(section + "STOPSIZE", "1");
+    KeptConfig::set(section + "FLOWCONTROL", "No Flow");
+}
+
+}  // namespace
+
 MachinePark::MachinePark(std::size_t machines) {
     std::string ports;
     for (std::size_t n = 1; n <= machines; ++n) {
-        machines_.push_back(
-            std::make_unique<tesksim::Machine>(tesksim::Machine::Options{.codeId = nameOf(n)}));
-        machines_.back()->start();
-        const std::string number = std::to_string(n);
-        const std::string section = "[PORT_ASYNC" + number + "] ";
-        KeptConfig::set(section + "IP_ADDRESS", "127.0.0.1");
-        KeptConfig::set(section + "TCP_PORT", std::to_string(machines_.back()->port()));
-        ports += number + ",";
+        tesksim::Machine::Options options{.codeId = nameOf(n)};
+        options.greeting = greetingOf(nameOf(n));
+        machines_.push_back(std::make_unique<tesksim::Machine>(options));
+        machine(n).start();
+        configurePort(n, machine(n).port());
+        ports += std::to_string(n) + ",";
     }
     KeptConfig::set("[SLOT_MACHINE] PORT_ASYNC", ports);
     controller_ = std::make_unique<TeskController>();
 }
 
-MachinePark::~MachinePark() {
+MachinePark::~MachinePark() noexcept {
     shutDown();
 }
 
@@ -32,6 +52,7 @@ void MachinePark::makeKnown(std::size_t n) {
     tesksim::Journal& journal = machine(n).journal();
     const std::size_t before = introductions_.outcomes().size();
     const std::size_t acknowledged = journal.acknowledgements().size();
+    machine(n).setFaults({.silent = true}, 1);  // the greeting is the answer
     const PacketHandle<TeskPacket> question(new TeskPacket);
     question->set_id(120);
     question->setAnswerTimeout(10000);

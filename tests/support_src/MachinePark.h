@@ -23,14 +23,15 @@ class MachinePark {
   public:
     // Machines 1 to n, named ZA000000001 and so on. They run; nobody has asked them anything.
     explicit MachinePark(std::size_t machines);
-    ~MachinePark();
+    ~MachinePark() noexcept;
     MachinePark(const MachinePark&) = delete;
     MachinePark& operator=(const MachinePark&) = delete;
 
     tesksim::Machine& machine(std::size_t n) { return *machines_.at(n - 1); }
     TeskController& controller() { return *controller_; }
 
-    // Has the machine answer a first request, then forgets that request.
+    // Has the machine answer a first request, then forgets that request. Once for each machine; a
+    // machine whose connection ends is not to be asked again.
     void makeKnown(std::size_t n);
     void makeAllKnown();
     // The link's refusal of everything, for good; waits until the masters have ended.

@@ -1,0 +1,187 @@
+// The listener for host connections.
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <unistd.h>
+
+#include "DeamonFixture.h"
+#include "support/ProcInfo.h"
+#include "support_src/FailingThreads.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+class DornDeamonTest : public DeamonFixture {
+  protected:
+    // Lines about an address that cannot be listened on.
+    std::size_t complaints() const {
+        std::size_t count = 0;
+        for (const LogEntry& entry : log_.lines()) {
+            if (entry.text.starts_with("Cannot listen on ")) ++count;
+        }
+        return count;
+    }
+};
+
+LogEntry cannotListen(std::uint16_t port, const std::string& why) {
+    return {180, "Cannot listen on 127.0.0.1:" + std::to_string(port) +
+                     ": IOException: SocketException: BindException: virtual void "
+                     "ServerSocket::bind()" +
+                     why};
+}
+
+TEST_F(DornDeamonTest, HasItsName) {
+    start(freeTcpPort());
+    EXPECT_EQ("DornDeamon", deamon().getName());
+}
+
+TEST_F(DornDeamonTest, WithoutEndpointsItEndsAtOnceWithoutAWord) {
+    configure("", "5001");
+    start();
+    deamon().awaitEnd();
+    for (const LogEntry& entry : log_.lines()) EXPECT_EQ(183, entry.priority) << entry;
+}
+
+TEST_F(DornDeamonTest, ServesEveryHostThatConnects) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    expectServed(port);
+    HostClient one(port);
+    HostClient two(port);
+    HostClient three(port);
+    expectServed(three);
+    expectServed(one);
+    expectServed(two);
+}
+
+TEST_F(DornDeamonTest, AHostThatReconnectsIsServedAgain) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    for (int i = 0; i < 20; ++i) expectServed(port);
+}
+
+TEST_F(DornDeamonTest, ListensOnEveryEndpoint) {
+    const std::uint16_t one = freeTcpPort();
+    const std::uint16_t two = freeTcpPort();
+    configure("127.0.0.1,127.0.0.1", std::to_string(one) + "," + std::to_string(two));
+    start();
+    expectServed(one);
+    expectServed(two);
+}
+
+TEST_F(DornDeamonTest, AnAddressInUseIsLoggedOnceAndTakenWhenItIsFree) {
+    std::optional<Listener> other(std::in_place);
+    const std::uint16_t port = other->port();
+    start(port);
+    const LogEntry problem = cannotListen(port, "Address already in use");
+    ASSERT_TRUE(log_.waitFor(problem));
+    // Two more attempts, by the second.
+    EXPECT_FALSE(eventually([&] { return log_.count(problem) > 1; }, 2500ms));
+    other.reset();
+    const Clock::time_point freed = Clock::now();
+    expectServed(port);
+    EXPECT_LE(Clock::now() - freed, 3s);
+}
+
+TEST_F(DornDeamonTest, AnAddressInUseKeepsTheOthersFromNothing) {
+    const Listener other;
+    const std::uint16_t port = freeTcpPort();
+    configure("127.0.0.1,127.0.0.1", std::to_string(other.port()) + "," + std::to_string(port));
+    start();
+    ASSERT_TRUE(log_.waitFor(cannotListen(other.port(), "Address already in use")));
+    expectServed(port);
+}
+
+TEST_F(DornDeamonTest, AnAddressThatIsNotThisMachinesIsLoggedAndTheOthersServe) {
+    const std::uint16_t port = freeTcpPort();
+    configure("192.0.2.1,127.0.0.1", "1," + std::to_string(port));
+    start();
+    expectServed(port);
+    EXPECT_TRUE(log_.waitForText("Cannot listen on 192.0.2.1:1: "));
+}
+
+TEST_F(DornDeamonTest, AConnectionWhoseThreadCannotStartIsClosedWithAWarning) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    expectServed(port);
+    const std::size_t before = openDescriptors(::getpid());
+    {
+        const FailingThreads fail(1);
+        HostClient host(port);
+        EXPECT_TRUE(host.connection().closedByPeer());
+    }
+    EXPECT_TRUE(log_.waitFor(
+        {180, "Cannot start a thread for a connection: Resource temporarily unavailable"}));
+    EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) <= before; }));
+    expectServed(port);
+}
+
+TEST_F(DornDeamonTest, ARestartListensAtOnceBesideOldConnections) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    Connection::connectEventually(port).close();
+    HostClient host(port);
+    expectServed(host);
+    // The daemon closes first, so its end of the old connection waits out its time.
+    EXPECT_TRUE(endsWithin(2500ms));
+    host.close();
+    start(port);
+    const Clock::time_point restarted = Clock::now();
+    expectServed(port);
+    EXPECT_LE(Clock::now() - restarted, 900ms);
+    EXPECT_EQ(0U, complaints());
+}
+
+TEST_F(DornDeamonTest, StopsWhileNobodyConnects) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    expectServed(port);
+    EXPECT_TRUE(endsWithin(1s));
+    EXPECT_THROW(Connection::to(port), std::system_error);
+}
+
+TEST_F(DornDeamonTest, StopsWithItsConnections) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    Connection::connectEventually(port).close();
+    HostClient idle(port);
+    HostClient served(port);
+    expectServed(served);
+    EXPECT_TRUE(endsWithin(2500ms));
+    EXPECT_EQ("", idle.connection().readUntilClosed());
+    EXPECT_EQ("", served.connection().readUntilClosed());
+}
+
+TEST_F(DornDeamonTest, StopsWhileItWaitsForAnAddress) {
+    const Listener other;
+    start(other.port());
+    ASSERT_TRUE(log_.waitForText("Cannot listen on"));
+    EXPECT_TRUE(endsWithin(1s));
+}
+
+TEST_F(DornDeamonTest, StopsRightAfterItsStart) {
+    for (int i = 0; i < 20; ++i) {
+        start(freeTcpPort());
+        EXPECT_TRUE(endsWithin(1s));
+    }
+}
+
+TEST_F(DornDeamonTest, LeavesNoDescriptorBehind) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    expectServed(port);
+    endsWithin(2500ms);
+    const std::size_t before = openDescriptors(::getpid());
+    start(port);
+    for (int i = 0; i < 50; ++i) expectServed(port);
+    endsWithin(2500ms);
+    EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) == before; }));
+}
+
+}  // namespace
+}  // namespace teskd::test

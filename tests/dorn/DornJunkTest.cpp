@@ -1,0 +1,137 @@
+// Bytes on a host connection that are no frame.
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "HostLink.h"
+#include "support/Bytes.h"
+#include "support_src/LogRecorder.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kNotice = 181;
+
+LogEntry unknownType(const std::string& shown) {
+    return {kNotice,
+            "IOException: Dorn Got Junk on Input: " + shown + " does not match any packet type."};
+}
+const LogEntry kBadStart{kNotice, "ProtocolErrorException: Invalid Protocol Type Header"};
+
+std::string frameOfType(int type) {
+    Frame frame;
+    frame.type = static_cast<std::uint8_t>(type);
+    return frame.encode();
+}
+
+// A header of a known type that does not start as frames do.
+std::string badStart() {
+    std::string frame = frameOfType(7);
+    frame[1] = '\x80';
+    return frame;
+}
+
+class DornJunkTest : public testing::Test {
+  protected:
+    // Whether a request that comes now is answered.
+    bool isServed() {
+        link_.host().request(7, "", 0, 42);
+        return link_.host().readFrame().identifierB == 42;
+    }
+    std::size_t notices() const {
+        std::size_t count = 0;
+        for (const LogEntry& entry : log_.lines()) count += entry.priority == kNotice ? 1U : 0U;
+        return count;
+    }
+
+    LogRecorder log_;
+    HostLink link_;
+};
+
+TEST_F(DornJunkTest, AnUnknownTypeIsNamedInHexadecimal) {
+    const std::pair<int, const char*> types[] = {
+        {0x00, "0x0"}, {0x09, "0x9"}, {0x80, "0x80"}, {0xFD, "0xfd"}, {0xFF, "0xff"}};
+    for (const auto& [type, shown] : types) {
+        const auto host = link_.connect();
+        host->sendRaw(frameOfType(type));
+        EXPECT_TRUE(log_.waitFor(unknownType(shown))) << shown;
+    }
+}
+
+TEST_F(DornJunkTest, AnUnknownTypeIsAnsweredWithNothing) {
+    link_.host().sendRaw(frameOfType(9));
+    EXPECT_TRUE(log_.waitFor(unknownType("0x9")));
+    EXPECT_FALSE(link_.host().connection().readableWithin(200ms));
+}
+
+TEST_F(DornJunkTest, OtherStartBytesAreNoted) {
+    link_.host().sendRaw(badStart());
+    EXPECT_TRUE(log_.waitFor(kBadStart));
+    EXPECT_TRUE(isServed());
+}
+
+TEST_F(DornJunkTest, WhileNothingArrivesTheSameJunkIsNotedOnceASecond) {
+    const Clock::time_point start = Clock::now();
+    link_.host().sendRaw(frameOfType(9));
+    ASSERT_TRUE(eventually([this] { return log_.count(unknownType("0x9")) >= 3; }));
+    EXPECT_GE(Clock::now() - start, 1900ms);
+    EXPECT_EQ(3U, notices());
+}
+
+TEST_F(DornJunkTest, NewBytesAreReadAndTheJunkIsDropped) {
+    link_.host().sendRaw(frameOfType(9));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x9")));
+    EXPECT_TRUE(isServed());
+    EXPECT_EQ(1U, notices());
+}
+
+TEST_F(DornJunkTest, WhatWasHeldBehindTheJunkIsDroppedWithIt) {
+    link_.host().sendRaw(frameOfType(9) + frameOfType(7));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x9")));
+    EXPECT_TRUE(isServed());
+    EXPECT_FALSE(link_.host().connection().readableWithin(100ms));
+}
+
+TEST_F(DornJunkTest, EveryNewJunkIsNoted) {
+    link_.host().sendRaw(frameOfType(9));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x9")));
+    link_.host().sendRaw(frameOfType(10));
+    ASSERT_TRUE(log_.waitFor(unknownType("0xa")));
+    link_.host().sendRaw(badStart());
+    EXPECT_TRUE(log_.waitFor(kBadStart));
+    EXPECT_TRUE(isServed());
+}
+
+TEST_F(DornJunkTest, ACloseBehindJunkIsNoticedWithinASecond) {
+    for (const std::string& junk : {frameOfType(9), badStart(), frameOfType(0) + "more"}) {
+        const auto host = link_.connect();
+        host->sendRaw(junk);
+        ASSERT_TRUE(eventually([this] { return notices() > 0; }));
+        const Clock::time_point start = Clock::now();
+        host->connection().shutdownWrite();
+        EXPECT_EQ("", host->connection().readUntilClosed());
+        EXPECT_LE(Clock::now() - start, 1s);
+        EXPECT_TRUE(log_.waitForText("Connection lost with remote peer: "));
+        log_.clear();
+    }
+}
+
+TEST_F(DornJunkTest, AnEndlessStreamOfJunkNeverFloodsTheLog) {
+    const Clock::time_point start = Clock::now();
+    while (Clock::now() - start < 2s) link_.host().sendRaw(std::string(300, 'x'));
+    EXPECT_GE(notices(), 1U);
+    EXPECT_LE(notices(), 12U);
+}
+
+TEST_F(DornJunkTest, FewerThan42BytesWaitForMoreWithoutANotice) {
+    link_.host().sendRaw(std::string(41, 'x'));
+    EXPECT_FALSE(link_.host().connection().readableWithin(100ms));
+    EXPECT_EQ(0U, notices());
+}
+
+}  // namespace
+}  // namespace teskd::test

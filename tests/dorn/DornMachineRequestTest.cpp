@@ -1,0 +1,211 @@
+// What all requests to machines share: whom they reach, and the answers of several machines.
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+
+#include "HostLink.h"
+#include "support/Bytes.h"
+#include "tesk/TeskController.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kEveryMachine = bytes("00");
+
+// Target count and sequence number of an answer of type 1 or 5.
+std::string counts(const Frame& frame) {
+    return frame.body.size() < 10 ? "" : frame.body.substr(8, 2);
+}
+
+TEST(DornMachineRequestTest, ThreeMachinesAnswerInThreeNumberedFrames) {
+    HostLink link(3);
+    link.host().request(1, kEveryMachine, 7, 8);
+    std::set<std::string> seen;
+    for (int i = 0; i < 3; ++i) {
+        const Frame answer = link.host().readFrame();
+        EXPECT_EQ(0x81, answer.kind);
+        EXPECT_EQ(7U, answer.identifierA);
+        EXPECT_EQ(8U, answer.identifierB);
+        EXPECT_EQ(43U, answer.body.size());
+        seen.insert(counts(answer));
+    }
+    EXPECT_EQ((std::set{bytes("03 01"), bytes("03 02"), bytes("03 03")}), seen);
+}
+
+TEST(DornMachineRequestTest, WithoutMachinesEveryMachineIsAnsweredWithFD) {
+    HostLink link;
+    for (const int type : {1, 4, 5}) {
+        link.host().request(static_cast<std::uint8_t>(type), std::string(13, '\0'), 7, 8);
+        const Frame answer = link.host().readFrame();
+        EXPECT_BYTES(bytes("FF FD 02"), answer.header.substr(0, 3));
+        EXPECT_EQ(type, answer.type);
+        EXPECT_EQ(1U, answer.length);
+        EXPECT_EQ(8U, answer.identifierB);
+        EXPECT_TRUE(answer.checksumOk);
+    }
+}
+
+TEST(DornMachineRequestTest, AMachineThatNeverAnsweredIsNotKnownEvenByItsFixedName) {
+    const KeptConfig config;
+    KeptConfig::set("[SLOT_MACHINE] PORT_ASYNC", "9");
+    const unsigned long before = packet_counter;
+    {
+        HostLink link;
+        link.host().request(1, bytes("01") + "SlotMachine_9");
+        EXPECT_EQ(0xFD, link.host().readFrame().kind);
+    }
+    EXPECT_EQ(before, packet_counter);
+}
+
+TEST(DornMachineRequestTest, OnlyKnownMachinesAreAskedAndCounted) {
+    HostLink link(3);
+    link.machine(2).setFaults({.closeAfter = 5});
+    link.host().request(1, bytes("01") + "ZA000000002");
+    EXPECT_EQ(0xAB, link.host().readFrame().kind);
+    link.machine(2).clearFaults();
+    link.machine(2).journal().clear();
+
+    link.host().request(1, kEveryMachine);
+    std::set<std::string> seen{counts(link.host().readFrame()), counts(link.host().readFrame())};
+    EXPECT_EQ((std::set{bytes("02 01"), bytes("02 02")}), seen);
+    EXPECT_TRUE(link.machine(2).journal().requests().empty());
+
+    link.host().request(1, bytes("01") + "ZA000000002");
+    EXPECT_EQ(0xFD, link.host().readFrame().kind);
+}
+
+TEST(DornMachineRequestTest, RegularAnswersAfterAFailureAreRegularAgain) {
+    HostLink link(2);
+    link.machine(1).setFaults({.delay = 300ms});
+    link.machine(2).setFaults({.closeAfter = 5});
+    link.host().request(1, kEveryMachine, 7, 8);
+
+    const Frame failed = link.host().readFrame();
+    EXPECT_EQ(0xAB, failed.kind);
+    EXPECT_EQ(1U, failed.length);
+    EXPECT_EQ(8U, failed.identifierB);
+    const Frame regular = link.host().readFrame();
+    EXPECT_EQ(0x81, regular.kind);
+    EXPECT_BYTES(bytes("02 01"), counts(regular));
+    EXPECT_EQ(43U, regular.body.size());
+}
+
+// Takes twelve seconds: the answer time-out is ten.
+TEST(DornMachineRequestTest, SlowARegularAnswerAfterATimeOutIsRegularAgain) {
+    HostLink link(2);
+    const auto other = link.connect();
+    link.machine(1).setFaults({.delay = 6s});
+    link.machine(2).setFaults({.silent = true});
+    other->request(1, bytes("01") + "ZA000000001");
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    const auto start = std::chrono::steady_clock::now();
+    link.host().request(1, kEveryMachine, 7, 8);
+
+    const Frame timedOut = link.host().readFrame(30s);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 10s);
+    EXPECT_EQ(0xFE, timedOut.kind);
+    EXPECT_EQ(1U, timedOut.length);
+    EXPECT_EQ(8U, timedOut.identifierB);
+    const Frame regular = link.host().readFrame(30s);
+    EXPECT_EQ(0x81, regular.kind);
+    EXPECT_BYTES(bytes("02 01"), counts(regular));
+    EXPECT_EQ(0x81, other->readFrame().kind);
+}
+
+TEST(DornMachineRequestTest, EveryFailingMachineIsAnsweredWithAFrameOfItsOwn) {
+    for (const int type : {1, 4, 5}) {
+        HostLink link(3);
+        for (std::size_t n = 1; n <= 3; ++n) link.machine(n).setFaults({.closeAfter = 3});
+        link.host().request(static_cast<std::uint8_t>(type), std::string(13, '\0'));
+        for (int i = 0; i < 3; ++i) {
+            const Frame answer = link.host().readFrame();
+            EXPECT_EQ(0xAB, answer.kind);
+            EXPECT_EQ(type, answer.type);
+            EXPECT_BYTES("", answer.body);
+        }
+    }
+}
+
+TEST(DornMachineRequestTest, RequestsToOneMachineAreFailedInEveryType) {
+    const std::string name = "ZA000000001";
+    const std::pair<int, std::string> requests[] = {
+        {1, bytes("01") + name},
+        {2, "CNT00001CNT99999" + name},
+        {3, bytes("00 05 01 00") + name},
+        {4, std::string(16, '0') + bytes("01") + name},
+        {5, bytes("01") + name + bytes("72")},
+        {6, name + bytes("00 00 00 00") + "120~0008"},
+    };
+    for (const auto& [type, body] : requests) {
+        HostLink link(1);
+        link.machine(1).setFaults({.closeAfter = 3});
+        link.host().request(static_cast<std::uint8_t>(type), body, 7, 8);
+        const Frame answer = link.host().readFrame();
+        EXPECT_EQ(0xAB, answer.kind) << type;
+        EXPECT_EQ(type, answer.type);
+        EXPECT_EQ(8U, answer.identifierB);
+        EXPECT_BYTES("", answer.body);
+        EXPECT_TRUE(answer.checksumOk);
+    }
+}
+
+TEST(DornMachineRequestTest, ATrailerMakesTheConstantTwoInNumberedAnswers) {
+    for (const int type : {1, 5}) {
+        HostLink link(1);
+        link.machine(1).setCodeId("ZN000000001");
+        for (const int id : {113, 114}) {
+            link.machine(1).answers().set(id, {.body = "1", .trailer = std::string(268, 't')});
+        }
+        Frame request;
+        request.type = static_cast<std::uint8_t>(type);
+        request.constant = 0x77;
+        request.body = bytes("00") + std::string(11, '\0') + bytes("72");
+        link.host().send(request);
+        EXPECT_EQ(0x02, link.host().readFrame().constant) << type;
+    }
+}
+
+TEST(DornMachineRequestTest, WithoutATrailerTheConstantIsTheRequests) {
+    HostLink link(1);
+    Frame request;
+    request.type = 1;
+    request.constant = 0x77;
+    request.body = kEveryMachine;
+    link.host().send(request);
+    EXPECT_EQ(0x77, link.host().readFrame().constant);
+}
+
+TEST(DornMachineRequestTest, TheHeaderOfTheRequestComesBackWithEveryAnswer) {
+    HostLink link(1);
+    Frame request;
+    request.type = 1;
+    request.station = bytes("11 22 33 44 55 66");
+    request.reserved = bytes("A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3");
+    request.identifierA = 0xFFFFFFFF;
+    request.identifierB = 0x80000001;
+    for (const std::string& body : {kEveryMachine, bytes("01"), std::string()}) {
+        request.body = body;
+        link.host().send(request);
+        const Frame answer = link.host().readFrame();
+        EXPECT_BYTES(bytes("11 22 33 44 55 66"
+                           "A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3"
+                           "FF FF FF FF  80 00 00 01"),
+                     answer.header.substr(8));
+    }
+}
+
+TEST(DornMachineRequestTest, ARequestLeftWhenTheMachinesAreShutDownFails) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    link.host().request(4, "");
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    link.park().shutDown();
+    EXPECT_EQ(0xAB, link.host().readFrame().kind);
+}
+
+}  // namespace
+}  // namespace teskd::test

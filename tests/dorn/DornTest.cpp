@@ -1,0 +1,338 @@
+// One host connection: requests in, answers out, and every way it can end.
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <string>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "HostLink.h"
+#include "support/Bytes.h"
+#include "support/ProcInfo.h"
+#include "support_src/LogRecorder.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+const LogEntry kLost{180,
+                     "Connection lost with remote peer: IOException: SocketException: "
+                     "SocketConnectionClosedException: Remote Peer closed the connection."};
+
+std::string request(std::uint8_t type, std::uint32_t id, const std::string& body = "") {
+    Frame frame;
+    frame.type = type;
+    frame.identifierB = id;
+    frame.body = body;
+    return frame.encode();
+}
+
+bool endsWithin(HostLink& link, std::chrono::milliseconds time) {
+    return link.allEnded(time);
+}
+
+TEST(DornTest, ServesRequestAfterRequest) {
+    HostLink link;
+    for (std::uint32_t id = 1; id <= 3; ++id) {
+        link.host().request(7, "", 0, id);
+        EXPECT_EQ(id, link.host().readFrame().identifierB);
+    }
+}
+
+TEST(DornTest, APipelineOfRequestsIsAnsweredInItsOrder) {
+    HostLink link;
+    std::string requests;
+    for (std::uint32_t id = 1; id <= 100; ++id) requests += request(id % 2 == 0 ? 7 : 8, id);
+    link.host().sendRaw(requests);
+    for (std::uint32_t id = 1; id <= 100; ++id) {
+        const Frame answer = link.host().readFrame();
+        EXPECT_EQ(id, answer.identifierB);
+        EXPECT_EQ(id % 2 == 0 ? 7 : 8, answer.type);
+    }
+}
+
+TEST(DornTest, MoreRequestsThanMayBePendingAreAllAnswered) {
+    HostLink link(1);
+    std::string requests;
+    for (std::uint32_t id = 0; id < 1500; ++id) requests += request(1, id, bytes("00"));
+    std::thread sender([&] { link.host().connection().sendAll(requests, 60s); });
+    for (std::uint32_t id = 0; id < 1500; ++id) {
+        EXPECT_EQ(id, link.host().readFrame(60s).identifierB);
+    }
+    sender.join();
+}
+
+TEST(DornTest, AFrameMayArriveOneByteAtATime) {
+    HostLink link;
+    link.host().connection().sendByteByByte(request(7, 5) + request(7, 6));
+    EXPECT_EQ(5U, link.host().readFrame().identifierB);
+    EXPECT_EQ(6U, link.host().readFrame().identifierB);
+}
+
+TEST(DornTest, AFrameCutAnywhereIsCompletedByItsRest) {
+    HostLink link;
+    const std::string frame = request(7, 5, "ignored");
+    for (std::size_t cut = 1; cut < frame.size(); ++cut) {
+        link.host().sendRaw(frame.substr(0, cut));
+        std::this_thread::yield();
+        link.host().sendRaw(frame.substr(cut));
+        EXPECT_EQ(5U, link.host().readFrame().identifierB) << cut;
+    }
+}
+
+TEST(DornTest, AConnectionThatClosesAnywhereInAFrameIsLost) {
+    HostLink link;
+    const std::string frame = request(7, 5, "ignored");
+    for (std::size_t cut = 0; cut < frame.size(); ++cut) {
+        const LogRecorder log;
+        const auto host = link.connect();
+        host->sendRaw(frame.substr(0, cut));
+        host->connection().shutdownWrite();
+        EXPECT_EQ("", host->connection().readUntilClosed()) << cut;
+        EXPECT_TRUE(log.waitFor(kLost)) << cut;
+        EXPECT_EQ(1U, log.count(kLost)) << cut;
+    }
+}
+
+TEST(DornTest, AConnectionThatIsResetEnds) {
+    HostLink link;
+    const LogRecorder log;
+    link.host().sendRaw(request(7, 1));
+    link.host().readFrame();
+    link.host().connection().reset();
+    EXPECT_TRUE(endsWithin(link, 5s));
+}
+
+TEST(DornTest, AWrongChecksumIsNotedAndTheNextFrameIsServed) {
+    const LogRecorder log;
+    HostLink link;
+    std::string damaged = request(7, 1);
+    damaged.back() = static_cast<char>(damaged.back() - 1);
+    link.host().sendRaw(damaged + request(7, 2));
+    EXPECT_EQ(2U, link.host().readFrame().identifierB);
+    EXPECT_TRUE(log.waitFor(
+        {181, "ProtocolErrorException: Invalid Checksum (Was: 0x89, should be: 0x8a)"}));
+}
+
+TEST(DornTest, ALengthOfZeroIsNotedAndTheNextFrameIsServed) {
+    const LogRecorder log;
+    HostLink link;
+    std::string damaged = request(7, 1).substr(0, 42);
+    damaged[7] = 0;
+    link.host().sendRaw(damaged + request(7, 2));
+    EXPECT_EQ(2U, link.host().readFrame().identifierB);
+    EXPECT_TRUE(log.waitFor({181, "ProtocolErrorException: Invalid Length (0x00000000)"}));
+}
+
+TEST(DornTest, DamagedFramesNeverFloodTheLog) {
+    const LogRecorder log;
+    HostLink link;
+    std::string damaged = request(7, 1);
+    damaged.back() = static_cast<char>(damaged.back() - 1);
+    std::string many;
+    for (int i = 0; i < 2000; ++i) many += damaged;
+    const Clock::time_point start = Clock::now();
+    link.host().connection().sendAll(many + request(7, 2), 60s);
+    EXPECT_EQ(2U, link.host().readFrame(60s).identifierB);
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - start).count();
+    const std::size_t lines =
+        log.count({181, "ProtocolErrorException: Invalid Checksum (Was: 0x89, should be: 0x8a)"});
+    EXPECT_GE(lines, 1U);
+    EXPECT_LE(lines, 4U * static_cast<std::size_t>(seconds + 1));
+}
+
+TEST(DornTest, AnAamsFrameGoesToTheEngine) {
+    HostLink link;
+    link.host().request(0xFE, bytes("00 00 00 08") + "505-0008", 7, 8);
+    ASSERT_TRUE(eventually([&] { return !link.engine().isEmpty(); }));
+    ASSERT_EQ(0, link.engine().start());
+    const Frame answer = link.host().readFrame();
+    link.engine().stop();
+    EXPECT_EQ(0x81, answer.kind);
+    EXPECT_EQ(0xFE, answer.type);
+    EXPECT_EQ(8U, answer.identifierB);
+    EXPECT_EQ("505-002D-ffffffffff00-00-1!1!1!2-", answer.body.substr(4, 33));
+}
+
+TEST(DornTest, AnswersStillOwedToAHalfClosedConnectionAreWritten) {
+    HostLink link(2);
+    const LogRecorder log;
+    link.machine(1).setFaults({.delay = 300ms});
+    link.machine(2).setFaults({.delay = 600ms});
+    link.host().request(1, bytes("00"), 0, 5);
+    link.host().connection().shutdownWrite();
+    EXPECT_TRUE(log.waitFor(kLost));
+    EXPECT_EQ(5U, link.host().readFrame().identifierB);
+    EXPECT_EQ(5U, link.host().readFrame().identifierB);
+    EXPECT_EQ("", link.host().connection().readUntilClosed());
+}
+
+TEST(DornTest, AnswersAreOwedAlsoWhenTheConnectionClosesInTheMiddleOfAHeader) {
+    HostLink link(1);
+    link.machine(1).setFaults({.delay = 300ms});
+    link.host().request(1, bytes("00"), 0, 5);
+    link.host().sendRaw(request(7, 6).substr(0, 20));
+    link.host().connection().shutdownWrite();
+    EXPECT_EQ(5U, link.host().readFrame().identifierB);
+    EXPECT_EQ("", link.host().connection().readUntilClosed());
+}
+
+TEST(DornTest, AHostThatLeavesWhileAnswersAreOwedEndsItsConnectionWithTheLastOfThem) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    link.host().request(1, bytes("00"));
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    link.host().connection().reset();
+    link.machine(1).inject("113~0021~15.03.21~ZA000000001~00~1");
+    EXPECT_TRUE(endsWithin(link, 5s));
+}
+
+TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
+    const LogRecorder log;
+    Listener listener;
+    HostClient client(listener.port());
+    const Connection accepted = listener.accept();
+    MachinePark park(0);
+    PacketContainer notifier;
+    Timer timer;
+    Aams engine(park.controller(), notifier, timer);
+    StopEvent stop;
+    ConnectionCount count;
+    Socket connection(AF_INET, SOCK_STREAM, 0);
+    connection.setDescriptor(::dup(accepted.fd()));
+    const Dorn dorn(connection, {park.controller(), engine, stop, count});
+    const auto option = [&accepted](int level, int name) {
+        int value = -1;
+        socklen_t size = sizeof value;
+        EXPECT_EQ(0, ::getsockopt(accepted.fd(), level, name, &value, &size));
+        return value;
+    };
+    EXPECT_NE(0, option(IPPROTO_TCP, TCP_NODELAY));
+    EXPECT_NE(0, option(SOL_SOCKET, SO_KEEPALIVE));
+    EXPECT_EQ("Dorn", dorn.getName());
+}
+
+// What a host that reads nothing leaves to be sent is more than its connection holds.
+class DornToADeafHost : public testing::Test {
+  protected:
+    DornToADeafHost() : deaf_(link_.connectNarrow()) {
+        const std::string body(2'000'000, 'x');
+        link_.machine(1).answers().setLiteral(
+            120, "120~1E84A1~15.03.21~ZA000000001~00~" + body.substr(36));
+        deaf_->request(6, "ZA000000001" + bytes("00 00 00 00") + "120~0008");
+    }
+    bool sendTimeOutIsLogged() const {
+        return log_.waitFor({180,
+                             "Exception was received: IOException: SocketException: virtual void "
+                             "SocketOutputStream::write(const char*, size_t)Connection timed out"});
+    }
+
+    LogRecorder log_;
+    HostLink link_{1};
+    std::unique_ptr<HostClient> deaf_;
+};
+
+TEST_F(DornToADeafHost, TheSendTimeOutIsLoggedAfterTwoSecondsAndTheConnectionIsShutDown) {
+    const Clock::time_point start = Clock::now();
+    ASSERT_TRUE(sendTimeOutIsLogged());
+    EXPECT_GE(Clock::now() - start, 1500ms);
+    EXPECT_LE(Clock::now() - start, 8s);
+    EXPECT_LT(deaf_->connection().readUntilClosed().size(), 2'000'000U);
+    link_.host().close();
+    EXPECT_TRUE(endsWithin(link_, 5s));
+}
+
+TEST_F(DornToADeafHost, TheMachineServesOthersWithinTheSendTimeOut) {
+    ASSERT_TRUE(link_.machine(1).journal().waitForRequest(120));
+    link_.host().request(1, bytes("00"));
+    EXPECT_EQ(0x81, link_.host().readFrame(8s).kind);
+}
+
+TEST_F(DornToADeafHost, FurtherAnswersAreDroppedWithoutAnotherTimeOut) {
+    deaf_->request(6, "ZA000000001" + bytes("00 00 00 00") + "120~0008");
+    deaf_->request(6, "ZA000000001" + bytes("00 00 00 00") + "120~0008");
+    ASSERT_TRUE(sendTimeOutIsLogged());
+    link_.host().close();
+    EXPECT_TRUE(endsWithin(link_, 8s));
+    std::size_t failures = 0;
+    for (const LogEntry& entry : log_.lines()) {
+        if (entry.text.starts_with("Exception was received: ")) ++failures;
+    }
+    EXPECT_EQ(1U, failures);
+}
+
+TEST_F(DornToADeafHost, StoppingDoesNotWaitForIt) {
+    ASSERT_TRUE(link_.machine(1).journal().waitForAcknowledgements(1));
+    link_.stop();
+    EXPECT_TRUE(endsWithin(link_, 2500ms));
+}
+
+TEST(DornStopTest, AnIdleConnectionEndsAtOnce) {
+    HostLink link;
+    link.host().request(7, "");
+    link.host().readFrame();
+    link.stop();
+    EXPECT_TRUE(endsWithin(link, 1s));
+    EXPECT_EQ("", link.host().connection().readUntilClosed());
+}
+
+TEST(DornStopTest, AConnectionInTheMiddleOfAFrameEndsAtOnce) {
+    HostLink link;
+    for (const std::size_t cut : {1U, 41U, 42U, 45U}) {
+        link.connect()->sendRaw(request(7, 1, "ignored").substr(0, cut));
+    }
+    const auto host = link.connect();
+    host->sendRaw(request(7, 1, "ignored").substr(0, 43));
+    link.stop();
+    EXPECT_TRUE(endsWithin(link, 1s));
+}
+
+TEST(DornStopTest, AConnectionThatHoldsJunkEndsAtOnce) {
+    const LogRecorder log;
+    HostLink link;
+    link.host().sendRaw(request(9, 1));
+    ASSERT_TRUE(log.waitForText("Dorn Got Junk"));
+    link.stop();
+    EXPECT_TRUE(endsWithin(link, 900ms));
+}
+
+TEST(DornStopTest, AnAnswerOwedByAMachineEndsWithTheMachinesLink) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    link.host().request(4, "");
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    link.stop();
+    link.park().shutDown();
+    EXPECT_TRUE(endsWithin(link, 2500ms));
+}
+
+TEST(DornStopTest, NothingIsLoggedForAConnectionThatIsStopped) {
+    HostLink link;
+    const LogRecorder log;
+    link.stop();
+    EXPECT_TRUE(endsWithin(link, 1s));
+    for (const LogEntry& entry : log.lines()) EXPECT_EQ(183, entry.priority) << entry;
+}
+
+TEST(DornLeakTest, AThousandConnectionsLeaveNoDescriptorBehind) {
+    HostLink link;
+    link.host().request(7, "");
+    link.host().readFrame();
+    const std::size_t before = openDescriptors(::getpid());
+    for (int i = 0; i < 1000; ++i) {
+        const auto host = link.connect();
+        if (i % 3 == 0) continue;
+        host->request(i % 3 == 1 ? 7 : 9, "");
+        if (i % 3 == 1) host->readFrame();
+    }
+    EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) == before; }));
+}
+
+}  // namespace
+}  // namespace teskd::test

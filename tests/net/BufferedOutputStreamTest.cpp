@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include "core/Exception.h"
+#include "net/BufferedOutputStream.h"
+#include "support/Bytes.h"
+#include "support_src/RecordedOutputStream.h"
+
+namespace teskd::test {
+namespace {
+
+using Calls = std::vector<std::string>;
+
+TEST(BufferedOutputStream, ThreeBytesLeaveInOneWrite) {
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    output.write('a');
+    output.write('b');
+    output.write('c');
+    EXPECT_EQ(Calls{}, inner.calls);
+    output.flush();
+    EXPECT_EQ((Calls{"write abc", "flush"}), inner.calls);
+}
+
+TEST(BufferedOutputStream, BlocksAndStringsWaitWithTheBytes) {
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    output.write(bytes("00 FF"));
+    output.write("bcd", 2);
+    output.write(256 + 'z');
+    output.flush();
+    EXPECT_BYTES(bytes("00 FF 62 63 7A"), inner.bytes);
+    EXPECT_EQ(2U, inner.calls.size());
+}
+
+TEST(BufferedOutputStream, WhatWasFlushedIsNotWrittenAgain) {
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    output.write("ab");
+    output.flush();
+    output.write("c");
+    output.flush();
+    EXPECT_EQ("abc", inner.bytes);
+}
+
+TEST(BufferedOutputStream, HoldsAnyNumberOfBytes) {
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    const std::string many(1'000'000, 'x');
+    output.write(many);
+    output.write('y');
+    EXPECT_EQ(Calls{}, inner.calls);
+    output.flush();
+    EXPECT_EQ(many + "y", inner.bytes);
+}
+
+TEST(BufferedOutputStream, ClosingDropsWhatWasNotFlushed) {
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    output.write("abc");
+    output.close();
+    EXPECT_EQ(Calls{"close"}, inner.calls);
+    output.flush();
+    EXPECT_EQ("", inner.bytes);
+}
+
+TEST(BufferedOutputStream, WhatCouldNotBeWrittenStaysPending) {
+    struct Failing : RecordedOutputStream {
+        using RecordedOutputStream::write;
+        void write(const char* buffer, std::size_t len) override {
+            if (fails) throw SocketException("full");
+            RecordedOutputStream::write(buffer, len);
+        }
+        bool fails = true;
+    } inner;
+    BufferedOutputStream output(inner);
+    output.write("abc");
+    EXPECT_THROW(output.flush(), SocketException);
+    inner.fails = false;
+    output.flush();
+    EXPECT_EQ("abc", inner.bytes);
+}
+
+}  // namespace
+}  // namespace teskd::test

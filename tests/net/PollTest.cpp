@@ -1,0 +1,73 @@
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include "core/StopEvent.h"
+#include "net/Poll.h"
+#include "support/Listener.h"
+#include "support_src/BlockedCall.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(Poll, TellsWhatIsReady) {
+    TcpPair pair;
+    EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLOUT, -1, nullptr));
+    EXPECT_EQ(0, Poll::wait(pair.client.fd(), POLLIN, 20, nullptr));
+    pair.server.sendAll("a");
+    EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLIN, -1, nullptr));
+}
+
+TEST(Poll, ADescriptorThatIsNotOpenFails) {
+    const int closed = ::dup(0);
+    ::close(closed);
+    errno = 0;
+    EXPECT_EQ(-1, Poll::wait(closed, POLLIN, 10'000, nullptr));
+    EXPECT_EQ(EBADF, errno);
+}
+
+TEST(Poll, WithoutADescriptorItWaitsForTheTimeOrTheStopEvent) {
+    StopEvent stop;
+    EXPECT_EQ(0, Poll::wait(-1, 0, 20, &stop));
+    stop.set();
+    EXPECT_EQ(-1, Poll::wait(-1, 0, 300'000, &stop));
+    EXPECT_EQ(EINTR, errno);
+}
+
+TEST(Poll, AStopEventGoesBeforeReadiness) {
+    TcpPair pair;
+    StopEvent stop;
+    stop.set();
+    EXPECT_EQ(-1, Poll::wait(pair.client.fd(), POLLOUT, -1, &stop));
+    EXPECT_EQ(EINTR, errno);
+}
+
+// The time is not started anew by each signal, nor is the wait given up.
+TEST(Poll, SignalsDoNotChangeTheTime) {
+    struct sigaction handler {};
+    handler.sa_handler = [](int) {};
+    struct sigaction before {};
+    ::sigaction(SIGUSR1, &handler, &before);
+    TcpPair pair;
+    std::atomic<pthread_t> waiter{::pthread_self()};
+    const auto start = std::chrono::steady_clock::now();
+    BlockedCall wait([&] {
+        waiter = ::pthread_self();
+        return std::to_string(Poll::wait(pair.client.fd(), POLLIN, 300, nullptr));
+    });
+    while (!wait.endsWithin(20ms)) ::pthread_kill(waiter, SIGUSR1);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ("0", wait.result());
+    EXPECT_LE(300ms, waited);
+    EXPECT_GE(5s, waited);
+    ::sigaction(SIGUSR1, &before, nullptr);
+}
+
+}  // namespace
+}  // namespace teskd::test
