@@ -117,7 +117,9 @@ TEST(TelnetConnect, AServerThatClosesAtOnceHasAgreedToNothing) {
         line.telnet->connect();
         return std::string("connected");
     });
-    line.listener.accept().close();
+    Connection server = line.listener.accept();
+    EXPECT_BYTES(kOffers, server.readExactly(6));
+    server.close();
     EXPECT_EQ("connected", connect.result());
     EXPECT_EQ(-1, line.telnet->getInputStream().read());
     EXPECT_THROW(line.telnet->set_baudrate(9600), TelnetFeatureNotAvailableException);
@@ -312,11 +314,13 @@ std::string answersOf(const std::string& commands, std::string (*answer)(const s
     return answers;
 }
 
-int roundsUntilSilence(std::string (*answer)(const std::string&)) {
+// A server that begins with these verbs for every option, and then answers every answer.
+int roundsUntilSilence(const std::vector<const char*>& verbs,
+                       std::string (*answer)(const std::string&)) {
     Line line;
     line.offer();
     std::string commands;
-    for (const char* const verb : {"FF FB", "FF FC", "FF FD", "FF FE"}) {
+    for (const char* const verb : verbs) {
         for (const char* const option : {"00", "01", "03", "2C"}) {
             commands += bytes(verb) + bytes(option);
         }
@@ -329,23 +333,32 @@ int roundsUntilSilence(std::string (*answer)(const std::string&)) {
     return rounds;
 }
 
+const std::vector<const char*> kOfferEverything = {"FF FB", "FF FD"};
+const std::vector<const char*> kRefuseEverything = {"FF FC", "FF FE"};
+
 TEST(TelnetNegotiation, APeerThatAgreesToEverythingIsNotAnsweredForEver) {
-    EXPECT_GE(10, roundsUntilSilence([](const std::string& command) {
-                  const std::map<char, const char*> agreements = {
-                      {'\xFB', "FF FD"}, {'\xFC', "FF FE"}, {'\xFD', "FF FB"}, {'\xFE', "FF FC"}};
-                  return bytes(agreements.at(command[1])) + command[2];
-              }));
+    const auto answer = [](const std::string& command) {
+        const std::map<char, const char*> agreements = {
+            {'\xFB', "FF FD"}, {'\xFC', "FF FE"}, {'\xFD', "FF FB"}, {'\xFE', "FF FC"}};
+        return bytes(agreements.at(command[1])) + command[2];
+    };
+    EXPECT_GE(5, roundsUntilSilence(kOfferEverything, answer));
+    EXPECT_GE(5, roundsUntilSilence(kRefuseEverything, answer));
 }
 
 TEST(TelnetNegotiation, APeerThatRefusesEverythingIsNotAnsweredForEver) {
-    EXPECT_GE(10, roundsUntilSilence([](const std::string& command) {
-                  const bool offer = command[1] == '\xFB' || command[1] == '\xFC';
-                  return bytes(offer ? "FF FE" : "FF FC") + command[2];
-              }));
+    const auto answer = [](const std::string& command) {
+        const bool offer = command[1] == '\xFB' || command[1] == '\xFC';
+        return bytes(offer ? "FF FE" : "FF FC") + command[2];
+    };
+    EXPECT_GE(5, roundsUntilSilence(kOfferEverything, answer));
+    EXPECT_GE(5, roundsUntilSilence(kRefuseEverything, answer));
 }
 
 TEST(TelnetNegotiation, APeerThatRepeatsEverythingIsNotAnsweredForEver) {
-    EXPECT_GE(10, roundsUntilSilence([](const std::string& command) { return command; }));
+    const auto answer = [](const std::string& command) { return command; };
+    EXPECT_GE(5, roundsUntilSilence(kOfferEverything, answer));
+    EXPECT_GE(5, roundsUntilSilence(kRefuseEverything, answer));
 }
 
 TEST(TelnetNegotiation, CommandsThatArriveByteByByteAreWhole) {
@@ -410,7 +423,7 @@ TEST(TelnetFlusher, FlushesItsStream) {
 }
 
 TEST(TelnetFlusher, RunsOnTheInternalTimer) {
-    EXPECT_EQ("Telnet Internal Timer", Telnet::internalTimer().getName());
+    EXPECT_EQ("Timer: Telnet Internal Timer", Telnet::internalTimer().getName());
 }
 
 TEST(TelnetFlusher, SettingsLeaveTogetherWithinASecondOrSo) {
@@ -473,7 +486,7 @@ TEST(TelnetFlusher, ClosingTakesItOffToo) {
     closed.telnet->close();
     EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), stays.server.readExactly(10));
     EXPECT_EQ("", closed.server.readUntilClosed());
-    EXPECT_EQ(std::vector<LogEntry>{}, log.lines());
+    for (const LogEntry& line : log.lines()) EXPECT_LE(181, line.priority) << line;
 }
 
 TEST(TelnetFlusher, AClientThatGoesWaitsForItsRunningFlush) {
@@ -522,24 +535,22 @@ TEST(TelnetFlusher, ClientsMayGoWhileTheirFlushersRun) {
     for (const auto& line : lines) EXPECT_TRUE(line->server.closedByPeer());
 }
 
-// The owner writes until the timer has flushed what it wrote; every command arrives whole.
+// The owner writes on while the timer flushes what it wrote; every command arrives whole.
 TEST(TelnetFlusher, MayRunWhileTheOwnerWrites) {
     Line line;
     line.agree();
-    const std::string setting = bytes("FF FA 2C 01 00 00 25 80 FF F0");
-    std::string received;
-    const Deadline deadline;
+    BlockedCall reader([&] { return line.server.readUntilClosed(30s); });
     line.telnet->set_baudrate(9600);
-    while (received.empty() && !deadline.passed()) {
-        line.telnet->getOutputStream().write(setting);
-        received = line.server.readAvailable();
+    for (const Deadline twoSeconds(2s); !twoSeconds.passed();) {
+        line.telnet->getOutputStream().write(bytes("FF FA 2C 01 00 00 25 80 FF F0"));
+        std::this_thread::yield();
     }
     line.telnet->getOutputStream().flush();
     line.telnet.reset();
-    received += line.server.readUntilClosed();
-    ASSERT_EQ(0U, received.size() % setting.size());
-    for (std::size_t at = 0; at < received.size(); at += setting.size()) {
-        ASSERT_BYTES(setting, received.substr(at, setting.size()));
+    const std::string received = reader.result(30s);
+    ASSERT_EQ(0U, received.size() % 10);
+    for (std::size_t at = 0; at < received.size(); at += 10) {
+        ASSERT_EQ(0, received.compare(at, 10, bytes("FF FA 2C 01 00 00 25 80 FF F0"))) << at;
     }
 }
 
