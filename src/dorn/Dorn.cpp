@@ -1,15 +1,16 @@
 #include "dorn/Dorn.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <vector>
 
 #include "aams/AamsPacket.h"
 #include "core/Exception.h"
 #include "core/Log.h"
-#include "core/StopEvent.h"
 #include "core/Text.h"
 #include "dorn/DornPacket.h"
 #include "dorn/DornPacketType1.h"
@@ -20,6 +21,7 @@
 #include "dorn/DornPacketType6.h"
 #include "dorn/DornPacketType7.h"
 #include "dorn/DornPacketType8.h"
+#include "dorn/HostInputStream.h"
 #include "net/BufferedInputStream.h"
 #include "net/Poll.h"
 #include "packet/PacketHandle.h"
@@ -30,11 +32,12 @@ using namespace dornframe;
 
 namespace {
 
-constexpr int SEND_TIMEOUT = 2000;  // milliseconds a host may keep an answer from leaving
-constexpr int JUNK_PAUSE = 1000;    // milliseconds between two lines about the same junk
+constexpr std::chrono::milliseconds JUNK_PAUSE(1000);  // between two lines about the same junk
 constexpr std::chrono::milliseconds STOP_GRACE(1000);  // for owed answers, when the daemon stops
-// A host with this many requests unanswered is not read from until there are fewer.
+// A host with this many requests unanswered, or this many bytes of answers waiting for it, is not
+// read from until there are fewer.
 constexpr std::int32_t MOST_PENDING = 1024;
+constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
 
 }  // namespace
 
@@ -43,19 +46,20 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
       place_(surroundings.count),
       surroundings_(surroundings),
       connection_(connection),
-      writer_(connection_) {
+      writer_(connection_, wake_),
+      pending_(wake_) {
     setAutoDelete();
     connection_.setsockopt(TCP_NODELAY, 1);
     connection_.setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
-    connection_.getOutputStream().setTimeout(SEND_TIMEOUT);
     connection_.setInterrupt(&surroundings_.stop);
 }
 
 void Dorn::run() {
-    BufferedInputStream input(connection_.getInputStream());
+    HostInputStream host(connection_.getInputStream(),
+                         [this] { await(Goal::input, &surroundings_.stop); });
+    BufferedInputStream input(host);
     while (isRunning() && !surroundings_.stop.isSet()) {
         try {
-            pending_.awaitFewerThan(MOST_PENDING);
             serve_frame(input);
         } catch (const SocketConnectionClosedException& e) {
             Log::write(Log::WARNING, "Connection lost with remote peer: %s",
@@ -125,14 +129,12 @@ void Dorn::dispatch(DornPacket& packet) {
 }
 
 void Dorn::hold_junk(BufferedInputStream& input, const Exception& e) {
-    for (;;) {
+    bool arrived = false;
+    while (!arrived && !surroundings_.stop.isSet()) {
         log_notice(e);
-        const int ready =
-            Poll::wait(connection_.getDescriptor(), POLLIN, JUNK_PAUSE, &surroundings_.stop);
-        if (ready == 0) continue;
-        if (ready > 0) input.skip(input.held());
-        return;
+        arrived = await(Goal::input, &surroundings_.stop, Clock::now() + JUNK_PAUSE);
     }
+    if (arrived) input.skip(input.held());
 }
 
 void Dorn::log_notice(const Exception& e) {
@@ -140,12 +142,42 @@ void Dorn::log_notice(const Exception& e) {
     Log::write(Log::NOTICE, "%s", e.getMessage().c_str());
 }
 
-// Answers are written by the threads that complete the packets. When the daemon stops, they have a
-// moment left; then the connection is shut down so that no writer is held by a slow host.
-void Dorn::await_owed_answers() {
-    while (!pending_.awaitFewerThan(1, STOP_GRACE)) {
-        if (surroundings_.stop.isSet()) shut_connection_down();
+bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
+    for (;;) {
+        wake_.clear();
+        const std::size_t queued = writer_.sendQueued();
+        const bool reads =
+            goal == Goal::input && queued <= MOST_QUEUED && pending_.areFewerThan(MOST_PENDING);
+        if (goal == Goal::answered && queued == 0 && pending_.areFewerThan(1)) return true;
+        const bool readable = wait(reads, queued > 0, stop, deadline);
+        if (stop != nullptr && stop->isSet()) return false;
+        if (readable) return true;
+        if (Clock::now() >= deadline) return false;
     }
+}
+
+// One wait: for the host, for the wake-up, for the stop. True when there is something to read.
+bool Dorn::wait(bool reads, bool writes, const StopEvent* stop, Clock::time_point deadline) {
+    const auto events = static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0));
+    std::vector<pollfd> entries{{events == 0 ? -1 : connection_.getDescriptor(), events, 0},
+                                {wake_.descriptor(), POLLIN, 0}};
+    if (stop != nullptr) entries.push_back({stop->descriptor(), POLLIN, 0});
+    int timeout = writes ? writer_.patience() : -1;
+    if (deadline != Clock::time_point::max()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        const int limit = static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
+        timeout = writes ? std::min(timeout, limit) : limit;
+    }
+    Poll::wait(entries, timeout);
+    return reads && (entries.front().revents & ~POLLOUT) != 0;
+}
+
+// When the daemon stops, owed answers have a moment left; then the connection is shut down.
+void Dorn::await_owed_answers() {
+    if (await(Goal::answered, &surroundings_.stop)) return;
+    if (await(Goal::answered, nullptr, Clock::now() + STOP_GRACE)) return;
+    shut_connection_down();
+    await(Goal::answered, nullptr);
 }
 
 void Dorn::shut_connection_down() {

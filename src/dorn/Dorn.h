@@ -2,7 +2,9 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 
+#include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/DornFrame.h"
@@ -19,11 +21,12 @@ class Aams;
 class BufferedInputStream;
 class DornPacket;
 class Exception;
-class StopEvent;
 class TeskController;
 
 // A thread that reads request frames from its host, offers each packet to the slot-machine link, to
 // the AAMS engine and to itself, and writes the packet back whenever somebody has completed it.
+// Whoever completes a packet writes what the host takes at once; this thread writes the rest,
+// wherever it waits.
 //
 // Owner: itself; created and started by DornDeamon, deletes itself when run() ends, which is not
 // before every packet it dispatched has given its last answer and was freed.
@@ -50,6 +53,13 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
 
   private:
     using Header = std::array<char, dornframe::HEADER_SIZE>;
+    using Clock = std::chrono::steady_clock;
+
+    // What the connection's thread waits for.
+    enum class Goal {
+        input,    // the host has sent something or is gone, and may be read from
+        answered  // no request is pending and everything is sent
+    };
 
     void serve_frame(BufferedInputStream& input);
     // The next header, which stays in the stream.
@@ -60,6 +70,11 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // Waits until something new arrives behind bytes that are no frame, then drops those.
     void hold_junk(BufferedInputStream& input, const Exception& e);
     void log_notice(const Exception& e);
+    // Sends what the host takes until the goal is reached. False when the event was set or the time
+    // was up first.
+    bool await(Goal goal, const StopEvent* stop,
+               Clock::time_point deadline = Clock::time_point::max());
+    bool wait(bool reads, bool writes, const StopEvent* stop, Clock::time_point deadline);
     void await_owed_answers();
     void shut_connection_down();
     void write_answer(Packet* packet);
@@ -70,6 +85,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     ConnectionCount::Place place_;  // first: given back when everything else is gone
     Surroundings surroundings_;
     Socket connection_;
+    StopEvent wake_;  // something for the thread to do
     FrameWriter writer_;
     PendingAnswers pending_;
     NoticeLimiter noticeLimiter_;

@@ -133,17 +133,15 @@ void DornMachineRequest::lay_down(Kind kind, std::string body) {
     frames_.push_back(serialize());
 }
 
+// Under the lock to the end: the frames reach the host in the order of their numbers.
 void DornMachineRequest::write(OutputStream& out) {
-    std::string frame;
-    {
-        const SynchronizedLock lock(answerLock_);
-        if (frames_.empty()) {
-            frame = serialize();
-        } else {
-            frame = std::move(frames_.front());
-            frames_.pop_front();
-        }
+    const SynchronizedLock lock(answerLock_);
+    if (frames_.empty()) {
+        out.write(serialize());
+        return;
     }
+    const std::string frame = std::move(frames_.front());
+    frames_.pop_front();
     out.write(frame);
 }
 

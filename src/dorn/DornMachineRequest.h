@@ -23,7 +23,7 @@ namespace teskd {
 // Threads: offered on the link thread; the messages complete on their masters' threads, several at
 // once. Each answer is laid down as a finished frame under the lock, then the listeners are told
 // without it; write() hands the frames out in that order, each once.
-// Locks: answerLock_, innermost.
+// Locks: answerLock_, held while a frame is handed to the stream so that frames keep their order.
 class DornMachineRequest : public DornPacket, public PacketEventListener {
   public:
     // Name fields of bodies are this long, zero-filled.

@@ -1,51 +1,85 @@
 #include "dorn/FrameWriter.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <exception>
 #include <sys/socket.h>
 #include <utility>
 
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "core/StopEvent.h"
 #include "net/Socket.h"
+#include "net/SocketError.h"
 
 namespace teskd {
 
 void FrameWriter::write(const char* frame, std::size_t len) {
-    if (!enqueue(std::string(frame, len))) return;
-    std::string current;
-    while (next(current)) send(current);
-}
-
-// True when the caller is to write.
-bool FrameWriter::enqueue(std::string frame) {
-    const SynchronizedLock lock(lock_);
-    if (broken_) return false;
-    frames_.push_back(std::move(frame));
-    return !std::exchange(writing_, true);
-}
-
-bool FrameWriter::next(std::string& frame) {
-    const SynchronizedLock lock(lock_);
-    if (broken_) frames_.clear();
-    if (frames_.empty()) {
-        writing_ = false;
-        return false;
-    }
-    frame = std::move(frames_.front());
-    frames_.pop_front();
-    return true;
-}
-
-void FrameWriter::send(const std::string& frame) {
     try {
-        connection_.getOutputStream().write(frame);
-        return;
+        const SynchronizedLock lock(lock_);
+        if (broken_) return;
+        enqueue(std::string(frame, len));
+        send();
+        if (queued_ > 0) wake_.set();
     } catch (const Exception& e) {
-        Log::write(Log::WARNING, "Exception was received: %s", e.getMessage().c_str());
+        giveUp(e.getMessage());
+    } catch (const std::exception& e) {
+        giveUp(e.what());
     }
+}
+
+std::size_t FrameWriter::sendQueued() {
+    try {
+        const SynchronizedLock lock(lock_);
+        send();
+        return queued_;
+    } catch (const Exception& e) {
+        giveUp(e.getMessage());
+    }
+    return 0;
+}
+
+int FrameWriter::patience() const {
+    const SynchronizedLock lock(lock_);
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(progress_ + timeout_ - Clock::now());
+    return static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
+}
+
+void FrameWriter::enqueue(std::string frame) {
+    if (queued_ > LARGEST_QUEUE) throw SocketException("The host does not keep up");
+    if (frames_.empty()) progress_ = Clock::now();
+    const std::size_t size = frame.size();
+    frames_.push_back(std::move(frame));
+    queued_ += size;
+}
+
+void FrameWriter::send() {
+    while (!frames_.empty()) {
+        const std::string& frame = frames_.front();
+        const std::size_t n = connection_.getOutputStream().writeAvailable(frame.data() + sent_,
+                                                                           frame.size() - sent_);
+        if (n == 0) break;
+        progress_ = Clock::now();
+        sent_ += n;
+        queued_ -= n;
+        if (sent_ < frame.size()) continue;
+        frames_.pop_front();
+        sent_ = 0;
+    }
+    if (queued_ > 0 && Clock::now() - progress_ >= timeout_) {
+        throwSocketError("virtual void FrameWriter::write(const char*, size_t)", ETIMEDOUT);
+    }
+}
+
+void FrameWriter::giveUp(const std::string& problem) {
     {
         const SynchronizedLock lock(lock_);
-        broken_ = true;
+        if (std::exchange(broken_, true)) return;
+        frames_.clear();
+        queued_ = 0;
     }
+    Log::write(Log::WARNING, "Exception was received: %s", problem.c_str());
     try {
         connection_.shutdown(SHUT_RDWR);
     } catch (const SocketException&) {

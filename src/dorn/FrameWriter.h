@@ -1,6 +1,8 @@
 // Sends frames on a host connection, whole and one after another.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <deque>
 #include <string>
 
@@ -10,33 +12,52 @@
 namespace teskd {
 
 class Socket;
+class StopEvent;
 
-// Each write() of a block is one frame. The first thread that brings one becomes the writer and
-// stays it until nothing is left; threads that come meanwhile leave their frame and go on. So
-// frames never mix, nobody waits for a slow host but one writer, and no lock is held while bytes go
-// out.
+// Each write() of a block is one frame. The thread that brings it sends what the host takes at once
+// and leaves the rest to the connection's own thread, so nobody who has an answer ever waits for a
+// host. A host that takes nothing for the time-out, or lets too much pile up, is given up.
 //
-// Owner: a Dorn. Threads: write() from any. Locks: its own, innermost.
-// Errors: none leave. The first failure is logged, shuts the connection down, and what is still to
-// be sent is dropped.
+// Owner: a Dorn. Threads: write() from any; sendQueued() and patience() on the connection's own.
+// Locks: its own, innermost but for the event's; held while the system is offered bytes, never
+// while anybody waits. Errors: none leave. The first failure is logged, shuts the connection down,
+// and what is still to be sent is dropped.
 class FrameWriter : public OutputStream {
   public:
-    // Refers to the connection.
-    explicit FrameWriter(Socket& connection) : connection_(connection) {}
+    // Longest time a host may take nothing of what waits for it.
+    static constexpr std::chrono::milliseconds SEND_TIMEOUT{2000};
+    // Most bytes that may wait for a host when another frame comes.
+    static constexpr std::size_t LARGEST_QUEUE = std::size_t{16} * 1024 * 1024;
+
+    // Refers to both. The event is set when the connection's thread has something to send.
+    FrameWriter(Socket& connection, StopEvent& wake,
+                std::chrono::milliseconds timeout = SEND_TIMEOUT)
+        : connection_(connection), wake_(wake), timeout_(timeout) {}
     ~FrameWriter() noexcept override = default;
 
     using OutputStream::write;
     void write(const char* frame, std::size_t len) override;
 
+    // Sends what the host takes now; the count of bytes that still wait.
+    std::size_t sendQueued();
+    // Milliseconds until the host has to take something, while bytes wait.
+    int patience() const;
+
   private:
-    bool enqueue(std::string frame);
-    bool next(std::string& frame);
-    void send(const std::string& frame);
+    using Clock = std::chrono::steady_clock;
+
+    void enqueue(std::string frame) TESKD_REQUIRES(lock_);
+    void send() TESKD_REQUIRES(lock_);
+    void giveUp(const std::string& problem);
 
     Socket& connection_;
-    Synchronized lock_;
+    StopEvent& wake_;
+    std::chrono::milliseconds timeout_;
+    mutable Synchronized lock_;
     std::deque<std::string> frames_ TESKD_GUARDED_BY(lock_);
-    bool writing_ TESKD_GUARDED_BY(lock_) = false;
+    std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;    // bytes of the first frame that are out
+    std::size_t queued_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of all frames that are not
+    Clock::time_point progress_ TESKD_GUARDED_BY(lock_);
     bool broken_ TESKD_GUARDED_BY(lock_) = false;
 };
 

@@ -1,5 +1,7 @@
 #include "dorn/PendingAnswers.h"
 
+#include "core/StopEvent.h"
+
 namespace teskd {
 
 PendingAnswers::Ticket::Ticket(PendingAnswers& pending) : pending_(pending) {
@@ -10,7 +12,7 @@ PendingAnswers::Ticket::Ticket(PendingAnswers& pending) : pending_(pending) {
 PendingAnswers::Ticket::~Ticket() {
     const SynchronizedLock lock(pending_.lock_);
     --pending_.count_;
-    pending_.lock_.notify();
+    if (pending_.count_ < pending_.awaited_) pending_.wake_.set();
 }
 
 std::int32_t PendingAnswers::count() const {
@@ -18,22 +20,11 @@ std::int32_t PendingAnswers::count() const {
     return count_;
 }
 
-void PendingAnswers::awaitFewerThan(std::int32_t limit) {
+bool PendingAnswers::areFewerThan(std::int32_t limit) {
     const SynchronizedLock lock(lock_);
-    while (count_ >= limit) lock_.waitLocked();
-}
-
-bool PendingAnswers::awaitFewerThan(std::int32_t limit, std::chrono::milliseconds time) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + time;
-    const SynchronizedLock lock(lock_);
-    while (count_ >= limit) {
-        const auto left =
-            std::chrono::ceil<std::chrono::microseconds>(deadline - Clock::now()).count();
-        if (left <= 0) return false;
-        lock_.waitLocked(left);
-    }
-    return true;
+    const bool fewer = count_ < limit;
+    awaited_ = fewer ? 0 : limit;
+    return fewer;
 }
 
 }  // namespace teskd

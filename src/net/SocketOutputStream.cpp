@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* ASSIGNMENT =
     "SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream&)";
+constexpr const char* WRITE_BLOCK = "virtual void SocketOutputStream::write(const char*, size_t)";
 
 }  // namespace
 
@@ -42,7 +43,11 @@ void SocketOutputStream::write(int b) {
 }
 
 void SocketOutputStream::write(const char* buffer, std::size_t len) {
-    writeAll(buffer, len, "virtual void SocketOutputStream::write(const char*, size_t)");
+    writeAll(buffer, len, WRITE_BLOCK);
+}
+
+std::size_t SocketOutputStream::writeAvailable(const char* buffer, std::size_t len) {
+    return writeSome(buffer, len, WRITE_BLOCK);
 }
 
 void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const char* signature) {

@@ -24,6 +24,8 @@ class SocketOutputStream : public OutputStream {
     void write(int b) override;
     void write(const char* buffer, std::size_t len) override;
     using OutputStream::write;
+    // Writes what the system takes now, without waiting; the count of bytes, 0 when it takes none.
+    std::size_t writeAvailable(const char* buffer, std::size_t len);
 
     // Longest time, in milliseconds, that one write may take in all; 0: without limit. When it is
     // over, the write fails with the system's text for ETIMEDOUT.
@@ -33,7 +35,6 @@ class SocketOutputStream : public OutputStream {
 
   private:
     void writeAll(const char* buffer, std::size_t len, const char* signature);
-    // Bytes that the system took now, 0 when it takes none for the moment.
     std::size_t writeSome(const char* buffer, std::size_t len, const char* signature);
 
     Descriptor descriptor_;

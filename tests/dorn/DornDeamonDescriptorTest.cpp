@@ -51,6 +51,7 @@ class DornDeamonDescriptorTest : public DeamonFixture {
     void SetUp() override {
         start(port_);
         expectServed(port_);
+        deamon().await_connections();
     }
     std::size_t warnings() const {
         std::size_t count = 0;

@@ -1,5 +1,6 @@
 // Frames of many threads on one connection.
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
@@ -7,7 +8,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "core/StopEvent.h"
 #include "dorn/FrameWriter.h"
+#include "net/Poll.h"
 #include "net/Socket.h"
 #include "support/Bytes.h"
 #include "support/Listener.h"
@@ -25,7 +28,13 @@ class FrameWriterTest : public testing::Test {
         ::setsockopt(pair_.server.fd(), SOL_SOCKET, SO_SNDBUF, &narrow, sizeof narrow);
         ::setsockopt(pair_.client.fd(), SOL_SOCKET, SO_RCVBUF, &narrow, sizeof narrow);
         connection_.setDescriptor(::dup(pair_.server.fd()));
-        connection_.getOutputStream().setTimeout(100);
+    }
+    ~FrameWriterTest() noexcept override = default;
+    // The connection's own thread: sends until nothing is left or the host was given up.
+    void sendAll(FrameWriter& writer) const {
+        while (writer.sendQueued() > 0) {
+            Poll::wait(connection_.getDescriptor(), POLLOUT, writer.patience(), nullptr);
+        }
     }
     std::size_t failures() const {
         std::size_t count = 0;
@@ -39,7 +48,8 @@ class FrameWriterTest : public testing::Test {
     LogRecorder log_;
     TcpPair pair_;
     Socket connection_{AF_INET, SOCK_STREAM, 0};
-    FrameWriter writer_{connection_};
+    StopEvent wake_;
+    FrameWriter writer_{connection_, wake_, 100ms};
 };
 
 TEST_F(FrameWriterTest, SendsFramesInTheirOrder) {
@@ -51,46 +61,86 @@ TEST_F(FrameWriterTest, SendsFramesInTheirOrder) {
 TEST_F(FrameWriterTest, FramesOfManyThreadsNeverMix) {
     constexpr std::size_t kSize = 3000;
     constexpr int kFrames = 50;
-    connection_.getOutputStream().setTimeout(60000);
+    FrameWriter patient(connection_, wake_, 60s);
     std::vector<std::thread> threads;
     for (char letter = 'a'; letter < 'i'; ++letter) {
-        threads.emplace_back([this, letter] {
-            for (int i = 0; i < kFrames; ++i) writer_.write(std::string(kSize, letter));
+        threads.emplace_back([&patient, letter] {
+            for (int i = 0; i < kFrames; ++i) patient.write(std::string(kSize, letter));
         });
     }
+    std::atomic<bool> done{false};
+    std::thread sender([&] {
+        while (!done) {
+            const short events = patient.sendQueued() > 0 ? POLLOUT : 0;
+            Poll::wait(events == 0 ? -1 : connection_.getDescriptor(), events, 1, nullptr);
+        }
+    });
     std::size_t counts[8] = {};
     for (int i = 0; i < 8 * kFrames; ++i) {
         const std::string frame = pair_.client.readExactly(kSize, 60s);
         EXPECT_EQ(std::string(kSize, frame.front()), frame);
         ++counts[frame.front() - 'a'];
     }
+    done = true;
+    sender.join();
     for (std::thread& thread : threads) thread.join();
     for (const std::size_t count : counts) EXPECT_EQ(kFrames, static_cast<int>(count));
     EXPECT_EQ(0U, failures());
 }
 
-TEST_F(FrameWriterTest, OnlyOneThreadWaitsForASlowPeer) {
-    connection_.getOutputStream().setTimeout(60000);
+TEST_F(FrameWriterTest, NobodyWhoBringsAFrameWaitsForThePeer) {
     const std::string large(2'000'000, 'L');
-    std::thread waiting([&] { writer_.write(large); });
-    ASSERT_TRUE(pair_.client.readableWithin(kPatience));
-    writer_.write(std::string("small"));  // returns although nobody reads
+    FrameWriter patient(connection_, wake_, 60s);
+    patient.write(large);  // returns although nobody reads
+    EXPECT_TRUE(wake_.isSet());
+    patient.write(std::string("small"));
+    std::thread sender([&] { sendAll(patient); });
     EXPECT_TRUE(large + "small" == pair_.client.readExactly(large.size() + 5, 60s));
-    waiting.join();
+    sender.join();
+    EXPECT_EQ(0U, failures());
+}
+
+TEST_F(FrameWriterTest, WhatFitsIsSentWithoutTheConnectionsThread) {
+    writer_.write(std::string("one"));
+    EXPECT_FALSE(wake_.isSet());
+    EXPECT_EQ(0U, writer_.sendQueued());
 }
 
 TEST_F(FrameWriterTest, APeerThatDoesNotReadIsGivenUpAfterTheSendTimeOut) {
     writer_.write(std::string(2'000'000, 'L'));
-    EXPECT_EQ(1U, failures());
+    EXPECT_EQ(0U, failures());
+    sendAll(writer_);
     EXPECT_EQ(1U, log_.count({180,
                               "Exception was received: IOException: SocketException: virtual void "
-                              "SocketOutputStream::write(const char*, size_t)Connection timed "
-                              "out"}));
+                              "FrameWriter::write(const char*, size_t)Connection timed out"}));
     EXPECT_LT(pair_.client.readUntilClosed().size(), 2'000'000U);
+}
+
+TEST_F(FrameWriterTest, APeerThatReadsSlowlyIsNotGivenUp) {
+    FrameWriter writer(connection_, wake_, 1s);
+    writer.write(std::string(2'000'000, 'L'));
+    std::size_t left = writer.sendQueued();
+    while (left > 1'500'000) {
+        pair_.client.readExactly(20'000, kPatience);
+        left = writer.sendQueued();
+    }
+    EXPECT_EQ(0U, failures());
+}
+
+TEST_F(FrameWriterTest, APeerThatLetsTooMuchPileUpIsGivenUp) {
+    FrameWriter writer(connection_, wake_, 60s);
+    for (int i = 0; i < 5; ++i) writer.write(std::string(4'000'000, 'L'));
+    EXPECT_EQ(0U, failures());
+    writer.write(std::string("one too many"));
+    EXPECT_EQ(1U, log_.count({180,
+                              "Exception was received: IOException: SocketException: The host does "
+                              "not keep up"}));
+    EXPECT_EQ(0U, writer.sendQueued());
 }
 
 TEST_F(FrameWriterTest, AfterAFailureNothingIsSentAndNothingMoreIsLogged) {
     writer_.write(std::string(2'000'000, 'L'));
+    sendAll(writer_);
     writer_.write(std::string("later"));
     writer_.write(std::string("later"));
     EXPECT_EQ(1U, failures());

@@ -1,66 +1,57 @@
-#include <chrono>
-#include <future>
+// The count of unanswered requests, and when it wakes the connection.
+
 #include <gtest/gtest.h>
 #include <list>
 #include <optional>
 
+#include "core/StopEvent.h"
 #include "dorn/PendingAnswers.h"
-#include "support/Deadline.h"
 
 namespace teskd::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
+class PendingAnswersTest : public testing::Test {
+  protected:
+    ~PendingAnswersTest() noexcept override = default;
 
-TEST(PendingAnswersTest, CountsItsTickets) {
-    PendingAnswers pending;
-    EXPECT_EQ(0, pending.count());
-    std::optional<PendingAnswers::Ticket> one(pending);
-    EXPECT_EQ(1, pending.count());
-    std::optional<PendingAnswers::Ticket> two(pending);
-    EXPECT_EQ(2, pending.count());
+    StopEvent wake_;
+    PendingAnswers pending_{wake_};
+};
+
+TEST_F(PendingAnswersTest, CountsItsTickets) {
+    EXPECT_EQ(0, pending_.count());
+    std::optional<PendingAnswers::Ticket> one(pending_);
+    EXPECT_EQ(1, pending_.count());
+    std::optional<PendingAnswers::Ticket> two(pending_);
+    EXPECT_EQ(2, pending_.count());
     one.reset();
-    EXPECT_EQ(1, pending.count());
+    EXPECT_EQ(1, pending_.count());
     two.reset();
-    EXPECT_EQ(0, pending.count());
+    EXPECT_EQ(0, pending_.count());
 }
 
-TEST(PendingAnswersTest, AwaitFewerThanReturnsAtOnceBelowTheLimit) {
-    PendingAnswers pending;
-    const PendingAnswers::Ticket ticket(pending);
-    pending.awaitFewerThan(2);
-    EXPECT_TRUE(pending.awaitFewerThan(2, 0ms));
+TEST_F(PendingAnswersTest, FewerIsLessThanTheLimit) {
+    const PendingAnswers::Ticket ticket(pending_);
+    EXPECT_TRUE(pending_.areFewerThan(2));
+    EXPECT_FALSE(pending_.areFewerThan(1));
 }
 
-TEST(PendingAnswersTest, AwaitFewerThanWaitsForTicketsToGo) {
-    PendingAnswers pending;
+TEST_F(PendingAnswersTest, ATicketThatMakesANoAYesWakes) {
     std::list<PendingAnswers::Ticket> tickets;
-    for (int i = 0; i < 3; ++i) tickets.emplace_back(pending);
-    const auto fewerThanTwo =
-        std::async(std::launch::async, [&pending] { pending.awaitFewerThan(2); });
+    for (int i = 0; i < 3; ++i) tickets.emplace_back(pending_);
+    EXPECT_FALSE(pending_.areFewerThan(2));
     tickets.pop_back();
-    EXPECT_EQ(std::future_status::timeout, fewerThanTwo.wait_for(50ms));
+    EXPECT_FALSE(wake_.isSet());
     tickets.pop_back();
-    EXPECT_EQ(std::future_status::ready, fewerThanTwo.wait_for(kPatience));
+    EXPECT_TRUE(wake_.isSet());
 }
 
-TEST(PendingAnswersTest, AwaitFewerThanGivesUpWhenTheTimeIsOver) {
-    PendingAnswers pending;
-    const PendingAnswers::Ticket ticket(pending);
-    const Clock::time_point start = Clock::now();
-    EXPECT_FALSE(pending.awaitFewerThan(1, 50ms));
-    EXPECT_GE(Clock::now() - start, 50ms);
-}
-
-TEST(PendingAnswersTest, AwaitFewerThanWithATimeSeesTheTicketGo) {
-    PendingAnswers pending;
-    std::optional<PendingAnswers::Ticket> ticket(pending);
-    auto none =
-        std::async(std::launch::async, [&pending] { return pending.awaitFewerThan(1, 60s); });
+TEST_F(PendingAnswersTest, NobodyIsWokenWhoGotAYes) {
+    std::optional<PendingAnswers::Ticket> ticket(pending_);
+    EXPECT_FALSE(pending_.areFewerThan(1));
+    EXPECT_TRUE(pending_.areFewerThan(2));
     ticket.reset();
-    ASSERT_EQ(std::future_status::ready, none.wait_for(kPatience));
-    EXPECT_TRUE(none.get());
+    EXPECT_FALSE(wake_.isSet());
 }
 
 }  // namespace
