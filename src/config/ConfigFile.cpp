@@ -37,11 +37,16 @@ void syncDirectoryOf(const std::string& path) {
     if (directory.isOpen()) fsync(directory.get());
 }
 
-bool writeNew(const std::string& path, const std::string& content) {
+// True when the directory, rather than the moment, is what does not allow a new file in it.
+bool isForbidden(int error) {
+    return error == EACCES || error == EPERM || error == EROFS || error == EBUSY ||
+           error == EEXIST || error == ENAMETOOLONG;
+}
+
+Descriptor createNew(const std::string& path) {
     ::unlink(path.c_str());  // left over from a power cut
-    const Descriptor file(
+    return Descriptor(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
-    return file.isOpen() && writeAll(file.get(), content);
 }
 
 bool writeInPlace(const std::string& path, const std::string& content) {
@@ -67,14 +72,19 @@ std::optional<std::string> ConfigFile::read(const std::string& path) {
     }
 }
 
+// A full disk must not cost the old content, so nothing is truncated then.
 bool ConfigFile::replace(const std::string& path, const std::string& content) {
     const std::string temporary = path + ".tmp";
-    if (writeNew(temporary, content) && std::rename(temporary.c_str(), path.c_str()) == 0) {
+    const Descriptor file = createNew(temporary);
+    if (!file.isOpen()) return isForbidden(errno) && writeInPlace(path, content);
+    const bool written = writeAll(file.get(), content);
+    if (written && std::rename(temporary.c_str(), path.c_str()) == 0) {
         syncDirectoryOf(path);
         return true;
     }
+    const bool forbidden = written && isForbidden(errno);
     ::unlink(temporary.c_str());
-    return writeInPlace(path, content);
+    return forbidden && writeInPlace(path, content);
 }
 
 }  // namespace teskd

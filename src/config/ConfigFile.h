@@ -19,8 +19,8 @@ class ConfigFile {
     static std::optional<std::string> read(const std::string& path);
 
     // Replaces the file by way of a temporary file beside it (synced, then renamed), so that a
-    // power cut leaves the old content or the new. Where the directory does not allow that,
-    // truncates and writes in place. False when neither worked.
+    // power cut or a full disk leaves the old content or the new. Where the directory does not
+    // allow that, truncates and writes in place. False when neither worked.
     static bool replace(const std::string& path, const std::string& content);
 };
 

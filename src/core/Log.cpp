@@ -22,7 +22,7 @@ void toSyslog(int priority, const char* line) {
 
 Log::Sink Log::sink_ = toSyslog;
 
-void Log::write(int priority, const char* format, ...) noexcept {
+void Log::write(int priority, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     try {

@@ -69,23 +69,32 @@ void Thread::operator delete(void* memory) {
 }
 
 int Thread::start() {
-    {
-        const SynchronizedLock lock(state_);
-        ++generation_;
-        ++alive_;
-    }
+    const unsigned generation = countStart();
     running_ = true;
     // A self-deleting object may be gone as soon as its thread exists.
     const bool selfDeleting = autoDelete_ && isHeapAllocated();
+    auto argument = std::make_unique<Start>(Start{this, generation});
     pthread_t created{};
-    const int result = pthread_create(&created, nullptr, entry, this);
+    const int result = pthread_create(&created, nullptr, entry, argument.get());
     if (result != 0) {
-        const SynchronizedLock lock(state_);
-        --alive_;
-    } else if (!selfDeleting) {
-        handle_ = created;
+        countEnd();
+        return result;
     }
+    [[maybe_unused]] const Start* const taken = argument.release();  // by entry
+    if (!selfDeleting) handle_ = created;
     return result;
+}
+
+unsigned Thread::countStart() {
+    const SynchronizedLock lock(state_);
+    ++alive_;
+    return ++generation_;
+}
+
+void Thread::countEnd() {
+    const SynchronizedLock lock(state_);
+    --alive_;
+    state_.notifyAll();
 }
 
 void Thread::stop() {
@@ -122,24 +131,20 @@ void Thread::awaitEnd() {
 }
 
 void* Thread::entry(void* argument) {
-    Thread* const thread = static_cast<Thread*>(argument);
-    if (thread->live()) delete thread;
+    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
+    Thread* const thread = start->thread;
+    if (thread->live(start->generation)) delete thread;
     return nullptr;
 }
 
-bool Thread::live() {
+bool Thread::live(unsigned generation) {
     // Tells awaitEnd() on every way out, a cancelled thread's included; nothing touches the object
     // afterwards unless the object is the thread's own to delete.
     struct Farewell {
         Thread& thread;
-        ~Farewell() {
-            const SynchronizedLock lock(thread.state_);
-            --thread.alive_;
-            thread.state_.notifyAll();
-        }
+        ~Farewell() { thread.countEnd(); }
     };
     const Farewell farewell{*this};
-    const unsigned generation = currentGeneration();
     runLogged();
     clearRunning(generation);
     Log::write(Log::NOTICE, "Thread '%s' Terminated", getName().c_str());
@@ -160,11 +165,6 @@ __attribute__((no_sanitize("null"))) void Thread::runLogged() {
     } catch (...) {
         Log::write(Log::WARNING, "Unandled Exception in thread: '%s'", getName().c_str());
     }
-}
-
-unsigned Thread::currentGeneration() const {
-    const SynchronizedLock lock(state_);
-    return generation_;
 }
 
 void Thread::clearRunning(unsigned generation) {

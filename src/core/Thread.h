@@ -64,13 +64,20 @@ class Thread {
     void setName(const std::string& name);
 
   private:
+    // What a new thread is told.
+    struct Start {
+        Thread* thread;
+        unsigned generation;
+    };
+
     static void* entry(void* argument);
     // The whole life of one thread, apart from self-deletion. True when the object is to be
     // deleted.
-    bool live();
+    bool live(unsigned generation);
     void runLogged();
     void clearRunning(unsigned generation);
-    unsigned currentGeneration() const;
+    unsigned countStart();
+    void countEnd();
 
     std::atomic<bool> running_{false};
     pthread_t handle_{};

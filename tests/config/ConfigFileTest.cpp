@@ -1,9 +1,11 @@
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <optional>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,6 +31,26 @@ class Unprivileged {
   private:
     const bool active_;
     [[maybe_unused]] bool restored_ = false;
+};
+
+// No file of this process grows beyond a size, as on a full disk.
+class FullDisk {
+  public:
+    explicit FullDisk(rlim_t size) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        EXPECT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before_));
+        const rlimit limit{size, before_.rlim_max};
+        EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
+    }
+    ~FullDisk() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+  private:
+    rlimit before_{};
 };
 
 class ConfigFileTest : public testing::Test {
@@ -152,6 +174,30 @@ TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameLeavesWritingInPlace) {
     fs::create_directory(path + ".tmp");
     EXPECT_TRUE(ConfigFile::replace(path, "new"));
     EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(ConfigFileTest, AFullDiskCostsNothingOfTheOldContent) {
+    writeFile(path, "old content");
+    bool replaced = true;
+    {
+        const FullDisk full(5);
+        replaced = ConfigFile::replace(path, "new content");
+    }
+    EXPECT_FALSE(replaced);
+    EXPECT_EQ("old content", readFile(path));
+    EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(ConfigFileTest, NoDescriptorLeftCostsNothingOfTheOldContent) {
+    writeFile(path, "old content");
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
+    const bool replaced = ConfigFile::replace(path, "new content");
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_FALSE(replaced);
+    EXPECT_EQ("old content", readFile(path));
 }
 
 TEST_F(ConfigFileTest, ASymbolicLinkAtTheNameIsReplacedAndNotFollowed) {
