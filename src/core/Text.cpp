@@ -55,7 +55,6 @@ Number parseNumber(std::string_view text, int base) {
 
     Number number;
     number.consumed = static_cast<std::size_t>(end - terminated.c_str());
-    number.overflow = wide < lowest || wide > highest;
     number.value = static_cast<std::int32_t>(std::clamp(wide, lowest, highest));
     return number;
 }

@@ -30,7 +30,6 @@ std::string zeroFilled(std::string_view text, std::size_t size);
 struct Number {
     std::int32_t value = 0;    // saturated at the limits of 32 bits; 0 when nothing converts
     std::size_t consumed = 0;  // characters read, leading blanks and sign included; 0 for no number
-    bool overflow = false;     // the text was beyond the limits
 };
 Number parseNumber(std::string_view text, int base);
 

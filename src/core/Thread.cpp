@@ -1,5 +1,6 @@
 #include "core/Thread.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cxxabi.h>
 #include <functional>
@@ -104,15 +105,15 @@ void Thread::stop() {
 
 void Thread::cancel() {
     running_ = false;
-    pthread_cancel(handle_);
+    if (handle_) pthread_cancel(*handle_);
 }
 
 int Thread::kill(int signal) {
-    return pthread_kill(handle_, signal);
+    return handle_ ? pthread_kill(*handle_, signal) : ESRCH;
 }
 
 void Thread::join() {
-    pthread_join(handle_, nullptr);
+    if (handle_) pthread_join(*handle_, nullptr);
 }
 
 std::string Thread::getName() const {

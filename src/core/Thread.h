@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <optional>
 #include <pthread.h>
 #include <string>
 
@@ -43,8 +44,9 @@ class Thread {
     // Asks run() to end: clears the running flag and calls interrupt(). Does not wait.
     void stop();
     void cancel();
+    // pthread_kill's result; ESRCH when no thread was ever started.
     int kill(int signal);
-    // Waits for the thread without limit.
+    // Waits for the thread started last without limit; returns at once when none ever was.
     void join();
     // Waits without limit until no thread of this object runs any more, joined or detached.
     void awaitEnd();
@@ -80,7 +82,7 @@ class Thread {
     void countEnd();
 
     std::atomic<bool> running_{false};
-    pthread_t handle_{};
+    std::optional<pthread_t> handle_;
     Thread* self_;
     mutable Synchronized state_;
     std::string name_ TESKD_GUARDED_BY(state_);

@@ -91,12 +91,12 @@ TEST(ParseNumber, TellsHowManyCharactersItRead) {
     EXPECT_EQ(2U, text::parseNumber(std::string_view("12345").substr(0, 2), 10).consumed);
 }
 
-TEST(ParseNumber, TellsOverflow) {
-    EXPECT_FALSE(text::parseNumber("2147483647", 10).overflow);
-    EXPECT_TRUE(text::parseNumber("2147483648", 10).overflow);
-    EXPECT_FALSE(text::parseNumber("-2147483648", 10).overflow);
-    EXPECT_TRUE(text::parseNumber("-2147483649", 10).overflow);
-    EXPECT_TRUE(text::parseNumber("99999999999999999999999999", 10).overflow);
+TEST(ParseNumber, StopsAtTheLimitsOf32Bits) {
+    EXPECT_EQ(2147483647, text::parseNumber("2147483647", 10).value);
+    EXPECT_EQ(2147483647, text::parseNumber("2147483648", 10).value);
+    EXPECT_EQ(-2147483647 - 1, text::parseNumber("-2147483648", 10).value);
+    EXPECT_EQ(-2147483647 - 1, text::parseNumber("-2147483649", 10).value);
+    EXPECT_EQ(2147483647, text::parseNumber("99999999999999999999999999", 10).value);
 }
 
 TEST(Format, IsPrintfIntoAString) {

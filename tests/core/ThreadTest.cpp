@@ -223,6 +223,18 @@ TEST(Thread, AFailedCreationIsTheResultOfStartAndTheFlagStays) {
     EXPECT_FALSE(worker.isRunning());
 }
 
+TEST(Thread, WithoutAThreadThereIsNothingToJoinToCancelOrToSignal) {
+    Worker worker(nothing);
+    {
+        const FailingThreads noThreads(1);
+        worker.start();
+    }
+    worker.join();
+    worker.cancel();
+    EXPECT_EQ(ESRCH, worker.kill(SIGUSR1));
+    EXPECT_FALSE(worker.isRunning());
+}
+
 TEST(Thread, KillSendsASignalToItsThread) {
     std::latch ready(1);
     int received = 0;
