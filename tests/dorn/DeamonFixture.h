@@ -24,7 +24,7 @@ namespace teskd::test {
 class DeamonFixture : public testing::Test {
   protected:
     ~DeamonFixture() noexcept override {
-        deamon_.reset();
+        end();
         timer_.stop();
         timer_.awaitEnd();
     }
@@ -38,7 +38,9 @@ class DeamonFixture : public testing::Test {
         configure("127.0.0.1", std::to_string(port));
         start();
     }
+    // Anew, when it runs.
     void start() {
+        end();
         deamon_ = std::make_unique<DornDeamon>(park_.controller(), engine_);
         ASSERT_EQ(0, deamon_->start());
     }
@@ -65,6 +67,13 @@ class DeamonFixture : public testing::Test {
     LogRecorder log_;
 
   private:
+    void end() {
+        if (!deamon_) return;
+        deamon_->stop();
+        deamon_->join();
+        deamon_.reset();
+    }
+
     KeptConfig config_;
     MachinePark park_{0};
     PacketContainer notifier_;

@@ -87,6 +87,8 @@ class DornNotifyTest : public testing::Test {
         EXPECT_EQ(0, notify_->start());
     }
     ~DornNotifyTest() noexcept override {
+        notify_->stop();
+        notify_->join();
         notify_.reset();
         EXPECT_EQ(packetsBefore_, packet_counter);
     }
@@ -453,6 +455,8 @@ TEST_F(DornNotifyTest, StopsRightAfterItsStart) {
     for (int i = 0; i < 50; ++i) {
         DornNotify other;
         other.start();
+        other.stop();
+        other.join();
     }
 }
 

@@ -36,7 +36,7 @@ HostLink::~HostLink() noexcept {
     stop();
     park_.shutDown();
     engine_.stop();
-    engine_.awaitEnd();
+    engine_.join();
     timer_.stop();
     timer_.awaitEnd();
     engine_.closeContainer();
