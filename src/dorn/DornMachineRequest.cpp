@@ -15,12 +15,13 @@ using dornframe::Kind;
 
 namespace {
 
-// A name that the controller does not have (any more) counts as a machine that is not known.
-bool is_known(TeskController& controller, const std::string& name) {
+// The machines asked for; a name that the controller does not have is none.
+std::list<TeskMaster*> machines_of(TeskController& controller, const std::string* name) {
+    if (name == nullptr) return controller.get_machines();
     try {
-        return controller.is_connected(name);
+        return {&controller.find(*name)};
     } catch (const UnknownCodeIdException&) {
-        return false;
+        return {};
     }
 }
 
@@ -39,7 +40,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
         notifyError(e);
         return;
     }
-    const std::list<std::string> targets = known_targets(controller, question);
+    const std::list<TeskMaster*> targets = known_targets(controller, question);
     if (targets.empty()) {
         answer(Kind::unknown, {});
         Packet::notifyCompleted();
@@ -50,19 +51,19 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
         progress_.sequence = 1;
         progress_.targets = static_cast<std::uint32_t>(targets.size());
     }
-    for (const std::string& name : targets) send(controller, name, question);
+    for (TeskMaster* const machine : targets) send(*machine, question);
 }
 
-std::list<std::string> DornMachineRequest::known_targets(TeskController& controller,
+// Names are looked up once, here: a machine renamed meanwhile is still asked, and only once.
+std::list<TeskMaster*> DornMachineRequest::known_targets(TeskController& controller,
                                                          const Question& question) {
-    std::list<std::string> names{question.name};
-    if (question.every_machine) names = controller.get_identities();
-    names.remove_if([&](const std::string& name) { return !is_known(controller, name); });
-    return names;
+    std::list<TeskMaster*> machines =
+        machines_of(controller, question.every_machine ? nullptr : &question.name);
+    machines.remove_if([](const TeskMaster* machine) { return !machine->is_connected(); });
+    return machines;
 }
 
-void DornMachineRequest::send(TeskController& controller, const std::string& name,
-                              const Question& question) {
+void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     const PacketHandle<TeskPacket> message(new TeskPacket);
     if (question.raw) {
         message->set_raw();
@@ -74,9 +75,7 @@ void DornMachineRequest::send(TeskController& controller, const std::string& nam
     message->addListener(this);
     Packet::get(this);  // until the message is completed
     try {
-        controller.send(name, message.pointer());
-    } catch (const UnknownCodeIdException& e) {
-        packetError(message.pointer(), e);  // renamed since the targets were listed
+        TeskController::send(machine, message.pointer());
     } catch (const std::exception& e) {
         packetError(message.pointer(), Exception(e.what()));
     }

@@ -15,6 +15,8 @@
 
 namespace teskd {
 
+class TeskMaster;
+
 // A request that sends one Tesk message to each addressed machine and turns every machine's answer
 // into answer frames to the host. A subclass states what its body asks and how its answer looks.
 //
@@ -70,8 +72,9 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     static void require_size(std::string_view body, std::size_t size);
 
   private:
-    std::list<std::string> known_targets(TeskController& controller, const Question& question);
-    void send(TeskController& controller, const std::string& name, const Question& question);
+    static std::list<TeskMaster*> known_targets(TeskController& controller,
+                                                const Question& question);
+    void send(TeskMaster& machine, const Question& question);
     void lay_down(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
     void answer(dornframe::Kind kind, std::string body);
     std::size_t answer_with(const TeskPacket& answer);

@@ -89,18 +89,10 @@ void BufferedInputStream::fill() {
     }
 }
 
+// One read yields no more than the buffer holds, so there is no need for n bytes of memory.
 int BufferedInputStream::skip(int n) {
-    if (n < 1) return 0;
-    std::vector<char> dropped(static_cast<std::size_t>(std::min(n, DEFAULT_SIZE)));
-    int count = 0;
-    while (count < n) {
-        const int want = std::min(n - count, static_cast<int>(dropped.size()));
-        const int got = read(dropped.data(), want);
-        if (got < 1) break;
-        count += got;
-        if (got < want) break;
-    }
-    return count;
+    std::vector<char> dropped(static_cast<std::size_t>(std::clamp(n, 0, size_)));
+    return read(dropped.data(), static_cast<int>(dropped.size()));
 }
 
 void BufferedInputStream::mark(int limit) {

@@ -26,6 +26,7 @@ class BufferedInputStream : public FilterInputStream {
     int read() override;
     // Up to len bytes of one refill; 0 at the end of the stream. All of buffer is zeroed first.
     int read(char* buffer, int len) override;
+    // Drops up to n bytes of one refill; the count, 0 at the end of the stream.
     int skip(int n) override;
     // A limit of 0 or less acts as reset().
     void mark(int limit) override;

@@ -21,6 +21,10 @@ class BufferedOutputStream : public FilterOutputStream {
     void write(int b) override;
     void write(const char* buffer, std::size_t len) override;
     void write(const std::string& bytes) override;
+    bool flushAvailable() override { return OutputStream::flushAvailable(); }
+
+  protected:
+    std::string& pending() { return pending_; }
 
   private:
     std::string pending_;

@@ -17,6 +17,7 @@ class FilterOutputStream : public OutputStream {
     void write(int b) override { inner_->write(b); }
     void write(const char* buffer, std::size_t len) override { inner_->write(buffer, len); }
     void write(const std::string& bytes) override { inner_->write(bytes); }
+    bool flushAvailable() override { return inner_->flushAvailable(); }
 
   protected:
     OutputStream& inner() { return *inner_; }

@@ -16,4 +16,9 @@ void OutputStream::write(const std::string& bytes) {
     write(bytes.data(), bytes.size());
 }
 
+bool OutputStream::flushAvailable() {
+    flush();
+    return true;
+}
+
 }  // namespace teskd

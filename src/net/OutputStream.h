@@ -22,6 +22,9 @@ class OutputStream {
     // All len bytes.
     virtual void write(const char* buffer, std::size_t len);
     virtual void write(const std::string& bytes);
+    // Flushes as far as that needs no waiting; true when nothing is left to flush. By itself the
+    // same as flush().
+    virtual bool flushAvailable();
 
   protected:
     OutputStream(const OutputStream&) = default;

@@ -25,6 +25,7 @@ class Socket {
     // @throws SocketException
     Socket(int domain, int type, int protocol);
     Socket(const Socket& source);
+    // Takes the source's connection in place of its own; time-outs and the stop event stay.
     Socket& operator=(const Socket& source);
     virtual ~Socket() = default;
 

@@ -14,6 +14,11 @@ int TimedInputStream::read(char* buffer, int len) {
     return inner().read(buffer, len);
 }
 
+int TimedInputStream::skip(int n) {
+    passRemainingTimeOn();
+    return inner().skip(n);
+}
+
 void TimedInputStream::setTimeout(int milliseconds) {
     budget_ = milliseconds;
     deadline_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);

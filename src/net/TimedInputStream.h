@@ -19,6 +19,7 @@ class TimedInputStream : public FilterInputStream {
     // @throws SocketTimeoutException when the budget is used up
     int read() override;
     int read(char* buffer, int len) override;
+    int skip(int n) override;
     void setTimeout(int milliseconds) override;
     // The budget as it was set.
     int getTimeout() override { return budget_; }

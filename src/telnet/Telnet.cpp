@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <utility>
 
 #include "core/BigEndian.h"
 #include "core/Exception.h"
@@ -23,9 +24,16 @@ int byteAt(const std::string& bytes, std::size_t position) {
     return position < bytes.size() ? static_cast<unsigned char>(bytes[position]) : 0;
 }
 
-bool isSupported(int option) {
-    return option == telnet::BINARY || option == telnet::SUPPRESS_GO_AHEAD ||
-           option == telnet::COM_PORT_OPTION;
+// Changes the value; false when it is so already.
+bool change(bool& value, bool wanted) {
+    return std::exchange(value, wanted) != wanted;
+}
+
+bool isFirst(std::bitset<256>& met, int option) {
+    const auto bit = static_cast<std::size_t>(option & 0xFF);
+    if (met.test(bit)) return false;
+    met.set(bit);
+    return true;
 }
 
 }  // namespace
@@ -33,8 +41,10 @@ bool isSupported(int option) {
 Telnet::FlusherTimerTask::FlusherTimerTask(OutputStream& output)
     : TimerTask("FlusherTimerTask"), output_(output) {}
 
+// Waits for nobody: all connections share the thread. What is left goes out the next time.
 void Telnet::FlusherTimerTask::run() {
-    output_.flush();
+    setPeriod(0);
+    if (!output_.flushAvailable()) setPeriod(DELAY);
 }
 
 Timer& Telnet::internalTimer() {
@@ -47,8 +57,8 @@ Telnet::Telnet(const std::string& address)
       timedInput_(StreamClientSocket::getInputStream()),
       bufferedInput_(timedInput_),
       telnetInput_(bufferedInput_, *this),
-      bufferedOutput_(StreamClientSocket::getOutputStream()),
-      telnetOutput_(bufferedOutput_),
+      sendBuffer_(StreamClientSocket::getOutputStream()),
+      telnetOutput_(sendBuffer_),
       flusher_(telnetOutput_) {}
 
 Telnet::~Telnet() noexcept {
@@ -119,46 +129,41 @@ bool* Telnet::flagOf(int option) {
     }
 }
 
-// SUPPRESS-GO-AHEAD's flag says "offered, not agreed", the other two say "agreed".
-bool Telnet::changeFlag(int option, bool isDo) {
-    bool* const flag = flagOf(option);
-    if (flag == nullptr) return false;
-    const bool wanted = option == telnet::SUPPRESS_GO_AHEAD ? !isDo : isDo;
-    if (*flag == wanted) return false;
-    *flag = wanted;
-    return true;
+void Telnet::optionDo(int option) {
+    answerRequest(option, true);
 }
 
-// A request for what is so already is not answered, or two sides could answer each other for ever.
-void Telnet::optionDo(int option) {
-    if (!isSupported(option)) {
-        telnetOutput_.optionWont(option);
-    } else if (changeFlag(option, true)) {
+void Telnet::optionDont(int option) {
+    answerRequest(option, false);
+}
+
+// A request for what is so already is not answered, and a refusal is not repeated, or two sides
+// could answer each other for ever. SUPPRESS-GO-AHEAD's flag says "offered, not agreed", the other
+// two say "agreed".
+void Telnet::answerRequest(int option, bool isDo) {
+    bool* const flag = flagOf(option);
+    const bool wanted = option == telnet::SUPPRESS_GO_AHEAD ? !isDo : isDo;
+    const bool isNews = flag == nullptr ? isFirst(refused_[isDo], option) : change(*flag, wanted);
+    if (!isNews) return;
+    if (flag != nullptr && isDo) {
         telnetOutput_.optionWill(option);
     } else {
-        return;
+        telnetOutput_.optionWont(option);
     }
     scheduleFlusher();
 }
 
-void Telnet::optionDont(int option) {
-    if (!changeFlag(option, false)) return;
-    telnetOutput_.optionWont(option);
-    scheduleFlusher();
-}
-
 void Telnet::optionWill(int option) {
-    answerServer(option, isSupported(option) ? telnet::DO : telnet::DONT);
+    answerOffer(option, flagOf(option) == nullptr ? telnet::DONT : telnet::DO);
 }
 
 void Telnet::optionWont(int option) {
-    answerServer(option, telnet::DONT);
+    answerOffer(option, telnet::DONT);
 }
 
-void Telnet::answerServer(int option, int answer) {
+void Telnet::answerOffer(int option, int answer) {
     int& given = answers_[static_cast<std::size_t>(option & 0xFF)];
-    if (given == answer) return;
-    given = answer;
+    if (std::exchange(given, answer) == answer) return;
     if (answer == telnet::DO) {
         telnetOutput_.optionDo(option);
     } else {

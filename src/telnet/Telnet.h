@@ -2,14 +2,14 @@
 #pragma once
 
 #include <array>
-#include <atomic>
+#include <bitset>
 #include <cstdint>
 #include <string>
 
 #include "core/Timer.h"
 #include "core/TimerTask.h"
 #include "net/BufferedInputStream.h"
-#include "net/BufferedOutputStream.h"
+#include "net/SendBuffer.h"
 #include "net/StreamClientSocket.h"
 #include "net/TimedInputStream.h"
 #include "telnet/TelnetInputStream.h"
@@ -23,8 +23,7 @@ namespace teskd {
 //
 // Streams, from the socket upwards:
 //     socket input  -> TimedInputStream -> BufferedInputStream -> TelnetInputStream   (data)
-//     socket output <- BufferedOutputStream <- TelnetOutputStream                     (data,
-//     commands)
+//     socket output <- SendBuffer <- TelnetOutputStream                     (data and commands)
 //
 // Owner: one TeskMaster run. Threads: the owner's; the flusher writes pending output on the thread
 // of internalTimer() and is taken off that timer before the connection closes or goes away.
@@ -32,7 +31,8 @@ namespace teskd {
 // TelnetFeatureNotAvailableException.
 class Telnet : public StreamClientSocket, public TelnetOptionInterface {
   public:
-    // Flushes an output stream some time after something was written to it.
+    // Flushes an output stream some time after something was written to it, without waiting; what
+    // the stream has left then, it flushes DELAY later.
     class FlusherTimerTask : public TimerTask {
       public:
         static constexpr std::uint32_t DELAY = 1000;  // milliseconds
@@ -80,10 +80,12 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     static Timer& internalTimer();
 
   private:
+    // Null for an unsupported option.
     bool* flagOf(int option);
-    // What a DO or DONT does to the flags: true when it changed one.
-    bool changeFlag(int option, bool isDo);
-    void answerServer(int option, int answer);
+    // Answers a DO or DONT.
+    void answerRequest(int option, bool isDo);
+    // Answers a WILL or WONT.
+    void answerOffer(int option, int answer);
     void scheduleFlusher();
     void negotiate();
     void awaitServerNegotiation();
@@ -96,11 +98,13 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     TimedInputStream timedInput_;
     BufferedInputStream bufferedInput_;
     TelnetInputStream telnetInput_;
-    BufferedOutputStream bufferedOutput_;
+    SendBuffer sendBuffer_;
     TelnetOutputStream telnetOutput_;
     FlusherTimerTask flusher_;
     // The answer last given to the server's WILL or WONT of each option; 0: none yet.
     std::array<int, 256> answers_{};
+    // The unsupported options whose DONT (first) or DO (second) was answered.
+    std::array<std::bitset<256>, 2> refused_;
     unsigned commandsSent_ = 0;
 };
 

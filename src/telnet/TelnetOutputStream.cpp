@@ -1,5 +1,8 @@
 #include "telnet/TelnetOutputStream.h"
 
+#include <mutex>
+
+#include "core/Exception.h"
 #include "telnet/TelnetProtocol.h"
 
 namespace teskd {
@@ -12,6 +15,17 @@ void TelnetOutputStream::close() {
 void TelnetOutputStream::flush() {
     const SynchronizedLock lock(lock_);
     inner().flush();
+}
+
+// The analysis does not follow a lock that is tried for.
+bool TelnetOutputStream::flushAvailable() TESKD_NO_ANALYSIS {
+    try {
+        lock_.tryLock();
+    } catch (const LockedSynchronizedException&) {
+        return false;
+    }
+    const std::lock_guard<Synchronized> held(lock_, std::adopt_lock);
+    return inner().flushAvailable();
 }
 
 void TelnetOutputStream::write(int b) {

@@ -24,6 +24,8 @@ class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterfa
     void write(int b) override;
     void write(const char* buffer, std::size_t len) override;
     void write(const std::string& bytes) override;
+    // Does not wait for another thread that writes or flushes either.
+    bool flushAvailable() override;
 
     // Send the command.
     void optionWill(int option) override;

@@ -5,7 +5,6 @@ namespace teskd::telnet {
 
 // Commands: IAC command, IAC WILL|WONT|DO|DONT option, or IAC SB option parameters IAC SE.
 constexpr int SE = 0xF0;
-constexpr int NOP = 0xF1;
 constexpr int SB = 0xFA;
 constexpr int WILL = 0xFB;
 constexpr int WONT = 0xFC;

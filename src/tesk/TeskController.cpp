@@ -88,6 +88,12 @@ std::list<std::string> TeskController::get_identities() {
     return identities;
 }
 
+std::list<TeskMaster*> TeskController::get_machines() {
+    std::list<TeskMaster*> machines;
+    for (auto& [name, master] : masters_) machines.push_back(&master);
+    return machines;
+}
+
 // An emptied registration and an absent one mean the same, so the old one is erased: CodeIds that
 // come and go do not pile up.
 void TeskController::rename(const std::string& old_identifier, const std::string& new_identifier) {

@@ -29,6 +29,13 @@ class TeskController {
 
     // Queues the packet for the machine and has its thread started if it does not run.
     void send(const std::string& identifier, TeskPacket* packet);
+    // The machine registered under the identifier, and every machine in the order of the fixed
+    // names, for requests that have to reach it under whatever name it has by then. They stay as
+    // long as the controller.
+    TeskMaster& find(const std::string& identifier);
+    std::list<TeskMaster*> get_machines();
+    // The same as send by name, for a machine that was found before.
+    static void send(TeskMaster& machine, TeskPacket* packet) { machine.submit(packet); }
     // Takes a packet that waits for the machine out of its queue.
     void cancel_request(const std::string& identifier, TeskPacket* packet);
     // The machine's value for the key, 0 for a new key.
@@ -55,7 +62,6 @@ class TeskController {
 
   private:
     void create_master(int port) TESKD_REQUIRES(namesLock_);
-    TeskMaster& find(const std::string& identifier);
     // The fixed name registered for the identifier, empty for none.
     std::string registered(const std::string& identifier) const TESKD_REQUIRES(namesLock_);
     void assign(const std::string& identifier, const std::string& fixed_name)

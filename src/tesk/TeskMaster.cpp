@@ -88,14 +88,13 @@ void TeskMaster::run() {
 }
 
 void TeskMaster::serve(Telnet& telnet) {
-    answerOwed_ = false;
+    late_.forget();
     while (isRunning()) {
         Packet* const next = nextPacket(this);
         if (next == nullptr || !isRunning()) return;
         const PacketHandle<TeskPacket> packet(&dynamic_cast<TeskPacket&>(*next));
         const bool answered = exchange(telnet, *packet);
         connected_ = answered;
-        answerOwed_ = !answered;
         // Out of the queue before its listeners hear of it: no later failure reports it again.
         removePacket(packet.pointer());
         if (answered) {
@@ -109,26 +108,28 @@ void TeskMaster::serve(Telnet& telnet) {
 bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
     TelnetInputStream& input = telnet.getInputStream();
     const int timeout = input.getTimeout();
-    drop_late_answer(telnet);
+    const std::optional<int> asked = packet.get_asked_id();
+    drop_late_answers(telnet);
     packet.write(telnet.getOutputStream());
     telnet.getOutputStream().flush();
     constexpr std::uint32_t longest = std::numeric_limits<int>::max();
     input.setTimeout(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
     bool answered = true;
     try {
-        packet.read(input);
+        late_.read(input, packet, get_identity());
         connected_ = true;
         controller_.bind(*this, packet.get_code_id());
         acknowledge(telnet, packet.get_id());
     } catch (const ReadTimeoutException&) {
         answered = false;
+        late_.expect(asked);
     }
     input.setTimeout(timeout);
     return answered;
 }
 
-void TeskMaster::drop_late_answer(Telnet& telnet) {
-    if (!answerOwed_) return;
+void TeskMaster::drop_late_answers(Telnet& telnet) {
+    if (!late_.anyTimedOut()) return;
     const int dropped = telnet.getInputStream().skipArrived();
     if (dropped == 0) return;
     Log::write(Log::NOTICE, "%d bytes that '%s' sent after the time-out were dropped", dropped,

@@ -10,6 +10,7 @@
 #include "core/Synchronized.h"
 #include "core/Thread.h"
 #include "packet/PacketContainer.h"
+#include "tesk/LateAnswers.h"
 #include "tesk/TeskPacket.h"
 
 namespace teskd {
@@ -22,6 +23,9 @@ class TeskController;
 // listeners. One request, one answer, one acknowledgement at a time. A run ends with the first
 // failure of the link and reports it to every packet that waits; the next request starts a new run,
 // which connects anew.
+//
+// An answer that comes after its request timed out is never taken for that of a later request, as
+// far as the two have different IDs or it comes before the later one is written; see LateAnswers.
 //
 // Owner: the TeskController, from start-up to exit. The thread detaches itself when it ends; the
 // destructor stops it and waits.
@@ -65,7 +69,9 @@ class TeskMaster : public Thread, public PacketContainer {
     void serve(Telnet& telnet);
     // One request, its answer and its acknowledgement. False when the answer timed out.
     bool exchange(Telnet& telnet, TeskPacket& packet);
-    void drop_late_answer(Telnet& telnet);
+    // What has arrived before a request is written cannot be its answer. Dropped only in a run with
+    // a time-out; any other takes what it finds.
+    void drop_late_answers(Telnet& telnet);
     void acknowledge(Telnet& telnet, int id);
     // Reports the error to everything queued and ends the run, so that no packet stays behind.
     void end_run(const Exception& e);
@@ -82,7 +88,7 @@ class TeskMaster : public Thread, public PacketContainer {
     StopEvent stopEvent_;
     // The master thread's own.
     TeskPacket acknowledgement_;
-    bool answerOwed_ = false;  // a request timed out, its answer may still come
+    LateAnswers late_;  // of this run
 };
 
 }  // namespace teskd

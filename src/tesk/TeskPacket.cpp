@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <vector>
+#include <utility>
 
 #include "core/Exception.h"
 #include "core/Text.h"
@@ -16,7 +16,13 @@ namespace {
 constexpr char SEPARATOR = '~';
 constexpr std::size_t OUTCOME_SIZE = 2;
 constexpr std::size_t HEADER_SIZE = 8;
+constexpr std::size_t ID_SIZE = 3;
+constexpr std::size_t LENGTH_SIZE = 4;
 constexpr int BODY_BLOCK = 4096;
+
+bool isNumber(std::string_view text, std::size_t size, int base) {
+    return text.size() == size && text::parseNumber(text, base).consumed == size;
+}
 
 }  // namespace
 
@@ -36,6 +42,8 @@ void TeskPacket::read(InputStream& in) {
         outcome_.push_back(static_cast<char>(byte));
         ++consumed;
     }
+    regular_header_ =
+        isNumber(id_, ID_SIZE, 10) && isNumber(length, LENGTH_SIZE, 16) && total >= consumed;
     read_body(in, total - consumed);
     raw_ = false;
     split_trailer();
@@ -55,11 +63,13 @@ std::string TeskPacket::read_field(InputStream& in, std::int64_t& consumed, cons
 // Takes whole blocks, so bytes that arrived together with the last of the message stay in the body.
 void TeskPacket::read_body(InputStream& in, std::int64_t remaining) {
     body_.clear();
+    surplus_.clear();
     std::array<char, BODY_BLOCK> block;
     while (remaining > 0) {
         const int n = in.read(block.data(), BODY_BLOCK);
         if (n <= 0) throw TeskConnectionErrorException("Short read on the body");
         body_.append(block.data(), static_cast<std::size_t>(n));
+        if (n > remaining) surplus_.assign(block.data() + remaining, block.data() + n);
         remaining -= n;
     }
     if (body_.starts_with(SEPARATOR)) body_.erase(0, 1);
@@ -89,6 +99,28 @@ void TeskPacket::set_id(int id) {
 
 int TeskPacket::get_id() const {
     return text::toInt(id_);
+}
+
+std::optional<int> TeskPacket::get_asked_id() const {
+    if (!raw_) return get_id();
+    const std::size_t end = body_.find(SEPARATOR);
+    if (end == 0 || end == std::string::npos) return std::nullopt;
+    const text::Number number = text::parseNumber(std::string_view(body_).substr(0, end), 10);
+    return number.consumed == end ? std::optional(number.value) : std::nullopt;
+}
+
+void TeskPacket::take_answer(TeskPacket& answer) {
+    id_ = std::move(answer.id_);
+    date_ = std::move(answer.date_);
+    code_id_ = std::move(answer.code_id_);
+    outcome_ = std::move(answer.outcome_);
+    body_ = std::move(answer.body_);
+    surplus_ = std::move(answer.surplus_);
+    regular_header_ = answer.regular_header_;
+    raw_ = false;
+    if (!answer.has_trailer_) return;
+    has_trailer_ = true;
+    trailer_ = answer.trailer_;
 }
 
 void TeskPacket::set_body(const std::string& text) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "packet/Packet.h"
@@ -42,6 +43,9 @@ class TeskPacket : public Packet {
     void set_id(int id);
     // The ID as a number, 0 when it is none.
     int get_id() const;
+    // The ID that the request asks with; for a raw packet the number in front of its first
+    // separator, if there is one.
+    std::optional<int> get_asked_id() const;
     std::string get_date() const { return date_; }
     std::string get_code_id() const { return code_id_; }
     std::string get_outcome() const { return outcome_; }
@@ -51,6 +55,14 @@ class TeskPacket : public Packet {
     // The body alone makes the message, as it stands, without a header. For good.
     void set_raw() { raw_ = true; }
     bool has_trailer() const { return has_trailer_; }
+    // What came in one block with the end of the answer and lies beyond its length; the body has it
+    // too.
+    const std::string& get_surplus() const { return surplus_; }
+    // Whether the answer read last had an ID of three digits and a length of four that covers the
+    // header. Others are read as well; these are hardly the rest of a message by chance.
+    bool has_regular_header() const { return regular_header_; }
+    // Becomes the answer that was read into the other packet, as if it had been read into this one.
+    void take_answer(TeskPacket& answer);
     // An opaque word of the requester's; never sent.
     std::uint32_t get_context() const { return context_; }
     void set_context(std::uint32_t context) { context_ = context; }
@@ -70,6 +82,8 @@ class TeskPacket : public Packet {
     std::string code_id_;
     std::string outcome_ = "FF";
     std::string body_;
+    std::string surplus_;
+    bool regular_header_ = false;
     bool has_trailer_ = false;
     bool raw_ = false;
     std::array<char, TRAILER_SIZE> trailer_{};

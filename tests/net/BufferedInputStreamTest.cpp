@@ -106,6 +106,25 @@ TEST(BufferedInputStream, SkipReadsAndDrops) {
     EXPECT_EQ(0, input.skip(-1));
 }
 
+TEST(BufferedInputStream, SkipIsOneReadAndWaitsForNoSecondOne) {
+    ScriptedInputStream inner{"abcde", Pause{}, "fg", TimeOut{}};
+    BufferedInputStream input(inner, 4);
+    EXPECT_EQ(4, input.skip(6));
+    EXPECT_EQ(1, input.skip(6));
+    EXPECT_EQ(1, input.skip(1));
+    EXPECT_EQ(1, input.skip(6));
+    EXPECT_THROW(input.skip(6), SocketTimeoutException);
+}
+
+TEST(BufferedInputStream, SkippedBytesComeAgainAfterAReset) {
+    ScriptedInputStream inner{"abcdef"};
+    BufferedInputStream input(inner);
+    input.mark(10);
+    EXPECT_EQ(3, input.skip(3));
+    input.reset();
+    EXPECT_EQ("abcdef", take(input, 6));
+}
+
 TEST(BufferedInputStream, TimeoutsAreTheInnerStreams) {
     ScriptedInputStream inner{"ab", TimeOut{}, "c"};
     BufferedInputStream input(inner, 2);
@@ -126,6 +145,7 @@ TEST(BufferedInputStream, ClosingClosesTheInnerStreamAndDropsTheBytes) {
     EXPECT_TRUE(inner.closed);
     EXPECT_EQ(0, input.held());
     EXPECT_EQ(-1, input.read());
+    EXPECT_EQ(0, input.skip(1));
     EXPECT_EQ(kNoMark, messageOf<IOException>([&] { input.reset(); }));
 }
 

@@ -32,6 +32,14 @@ TEST(BufferedOutputStream, BlocksAndStringsWaitWithTheBytes) {
     EXPECT_EQ(2U, inner.calls.size());
 }
 
+TEST(BufferedOutputStream, ByItselfItKnowsNoFlushWithoutWaiting) {
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    output.write("abc");
+    EXPECT_TRUE(output.flushAvailable());
+    EXPECT_EQ((Calls{"write abc", "flush"}), inner.calls);
+}
+
 TEST(BufferedOutputStream, WhatWasFlushedIsNotWrittenAgain) {
     RecordedOutputStream inner;
     BufferedOutputStream output(inner);

@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <set>
+#include <unistd.h>
 
+#include "net/DescriptorLimit.h"
 #include "net/ServerSocket.h"
 #include "net/StreamServerSocket.h"
 #include "support/Connection.h"
 #include "support/Listener.h"
+#include "support/ProcInfo.h"
 #include "support_src/BlockedCall.h"
 #include "support_src/Thrown.h"
 
@@ -118,6 +122,52 @@ TEST(ServerSocket, AClosedListenerAcceptsNobody) {
     server.shutdown(SHUT_RDWR);
     EXPECT_EQ(kPrefix + "virtual Socket ServerSocket::accept()Invalid argument",
               messageOf<SocketException>([&] { server.accept(); }));
+}
+
+// Each descriptor that accept asks for is refused in turn.
+TEST(ServerSocket, WithoutDescriptorsTheConnectionWaitsToBeAccepted) {
+    StreamServerSocket server("127.0.0.1:0", AF_INET);
+    Connection host = Connection::to(portOf(server));
+    host.sendAll("in");
+    const std::set<std::string> errors = {
+        kPrefix + "Socket::Socket(const Socket&)Too many open files",
+        kPrefix +
+            "SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream&)"
+            "Too many open files",
+        kPrefix +
+            "SocketInputStream& SocketInputStream::operator=(const SocketInputStream&)"
+            "Too many open files",
+        kPrefix + "virtual Socket ServerSocket::accept()Too many open files"};
+    const std::size_t before = openDescriptors(::getpid());
+    std::set<std::string> met;
+    std::string message;
+    int received = 0;
+    for (auto limit = static_cast<rlim_t>(nextDescriptor()); message != "nothing was thrown";
+         ++limit) {
+        const DescriptorLimit few(limit);
+        message =
+            messageOf<SocketException>([&] { received = server.accept().getInputStream().read(); });
+        met.insert(message);
+    }
+    met.erase("nothing was thrown");
+    EXPECT_EQ(errors, met);
+    EXPECT_EQ('i', received);
+    EXPECT_EQ(before, openDescriptors(::getpid()));
+}
+
+TEST(ServerSocket, AFailureLeavesNoDescriptorOpen) {
+    const Listener taken;
+    const std::size_t before = openDescriptors(::getpid());
+    EXPECT_THROW(StreamServerSocket(onLoopback(taken.port()), AF_INET), BindException);
+    EXPECT_EQ(before, openDescriptors(::getpid()));
+}
+
+TEST(ServerSocket, ItsAddressMayBeUsedAgain) {
+    const StreamServerSocket server("127.0.0.1:0", AF_INET);
+    int value = 0;
+    socklen_t size = sizeof value;
+    ::getsockopt(server.getDescriptor(), SOL_SOCKET, SO_REUSEADDR, &value, &size);
+    EXPECT_EQ(1, value);
 }
 
 TEST(ServerSocket, DoesNotConnect) {

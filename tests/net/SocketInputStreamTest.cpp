@@ -80,6 +80,30 @@ TEST_F(SocketInputStreamTest, AvailableCountsWhatHasArrived) {
     EXPECT_EQ(2U, input.available());
 }
 
+TEST_F(SocketInputStreamTest, FortyTwoBytesAreGatheredOverManyReads) {
+    BlockedCall read([&] {
+        std::string gathered(42, '?');
+        return std::to_string(input.readFully(gathered.data(), 42)) + " " + gathered;
+    });
+    const std::string sent = "abcdefghijklmnopqrstuvwxyz0123456789ABCDEF";
+    for (const char byte : sent.substr(0, 41)) {
+        peer.sendAll(std::string(1, byte));
+        ASSERT_TRUE(eventually([&] { return input.available() == 0; }));
+        EXPECT_FALSE(read.ended());
+    }
+    peer.sendAll("F!");
+    EXPECT_EQ("42 " + sent, read.result());
+    EXPECT_EQ('!', input.read());
+}
+
+TEST_F(SocketInputStreamTest, FortyTwoBytesOfWhichThePeerSendsFewerAreFewer) {
+    peer.sendAll("abc");
+    peer.close();
+    std::string gathered(42, '?');
+    EXPECT_EQ(3, input.readFully(gathered.data(), 42));
+    EXPECT_EQ("abc", gathered.substr(0, 3));
+}
+
 TEST_F(SocketInputStreamTest, SkipDropsWhatIsThere) {
     peer.sendAll("abcd");
     awaitBytes(4);

@@ -155,10 +155,11 @@ TEST_F(SocketOutputStreamTest, ACopyWritesToTheSameConnection) {
 }
 
 TEST_F(SocketOutputStreamTest, APeerThatNeverReadsIsGivenTheTimeoutAndNoMore) {
+    const std::string many = manyBytes();
     output.setTimeout(300);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(kPrefix + kWriteBlock + "Connection timed out",
-              messageOf<SocketException>([&] { output.write(manyBytes()); }));
+              messageOf<SocketException>([&] { output.write(many); }));
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_LE(300ms, waited);
     EXPECT_GE(8s, waited);
@@ -173,6 +174,32 @@ TEST_F(SocketOutputStreamTest, APeerThatReadsALittleNowAndThenDoesNotGetMoreTime
     const Deadline deadline;
     while (!write.endsWithin(20ms) && !deadline.passed()) peer.readExactly(10'000);
     EXPECT_EQ(kPrefix + kWriteBlock + "Connection timed out", write.result());
+}
+
+TEST_F(SocketOutputStreamTest, WritesWithoutWaitingWhatTheSystemTakes) {
+    EXPECT_EQ(3U, output.writeAvailable("abc", 3));
+    EXPECT_EQ("abc", peer.readExactly(3));
+    const std::string many = manyBytes();
+    const std::size_t taken = output.writeAvailable(many.data(), many.size());
+    EXPECT_LT(0U, taken);
+    EXPECT_GT(many.size(), taken);
+    EXPECT_TRUE(many.substr(0, taken) == peer.readExactly(taken));
+    EXPECT_FALSE(peer.readableWithin(20ms));
+}
+
+TEST_F(SocketOutputStreamTest, AFullConnectionTakesNothingAndThatIsNoError) {
+    const std::string many = manyBytes();
+    EXPECT_TRUE(eventually([&] { return output.writeAvailable(many.data(), many.size()) == 0; }));
+}
+
+TEST_F(SocketOutputStreamTest, ErrorsAreTheSameWithoutWaiting) {
+    peer.reset();
+    ASSERT_TRUE(pair.client.closedByPeer());  // takes the error of the reset
+    EXPECT_EQ(kClosed,
+              messageOf<SocketConnectionClosedException>([&] { output.writeAvailable("abc", 3); }));
+    output.close();
+    EXPECT_EQ(kPrefix + kWriteBlock + "Bad file descriptor",
+              messageOf<SocketException>([&] { output.writeAvailable("abc", 3); }));
 }
 
 TEST_F(SocketOutputStreamTest, AStopEventEndsAWaitingWrite) {

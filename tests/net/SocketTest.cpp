@@ -131,6 +131,24 @@ TEST(Socket, AssignmentClosesTheOldConnectionAndSharesTheNewOne) {
     EXPECT_EQ("x", next.peer.readExactly(1));
 }
 
+TEST(Socket, AssignmentKeepsItsOwnTimeoutAndStopEvent) {
+    ClientAndPeer old;
+    ClientAndPeer next;
+    StopEvent own;
+    StopEvent others;
+    old.client.setInterrupt(&own);
+    next.client.setInterrupt(&others);
+    old.client.getInputStream().setTimeout(77);
+    static_cast<Socket&>(old.client) = next.client;
+    EXPECT_EQ(77, old.client.getInputStream().getTimeout());
+    others.set();
+    next.peer.sendAll("x");
+    EXPECT_EQ('x', old.client.getInputStream().read());
+    own.set();
+    EXPECT_EQ(kPrefix + "void SocketInputStream::wait_for_data()Interrupted system call",
+              messageOf<SocketException>([&] { old.client.getInputStream().read(); }));
+}
+
 TEST(Socket, AssignmentToItselfChangesNothing) {
     ClientAndPeer pair;
     Socket& same = pair.client;
@@ -420,6 +438,26 @@ TEST(HighDescriptors, SocketsConnectReadWriteAndSelect) {
     Socket::select(read, none, none, &limit);
     EXPECT_EQ(Sockets{&pair.client}, read);
     EXPECT_EQ('i', pair.client.getInputStream().read());
+}
+
+TEST(HighDescriptors, ReadsAndWritesWaitForStopEventsAndTime) {
+    const HighDescriptors high;
+    if (!high.granted()) GTEST_SKIP() << "too few descriptors on this machine";
+    ClientAndPeer pair;
+    StopEvent stop;
+    ASSERT_LE(1024, stop.descriptor());
+    const std::string many(std::size_t{32} * 1024 * 1024, 'x');
+    pair.client.getOutputStream().setTimeout(50);
+    EXPECT_EQ(kPrefix + "virtual void SocketOutputStream::write(const char*, size_t)" +
+                  "Connection timed out",
+              messageOf<SocketException>([&] { pair.client.getOutputStream().write(many); }));
+    pair.client.setInterrupt(&stop);
+    BlockedCall read(
+        [&] { return messageOf<SocketException>([&] { pair.client.getInputStream().read(); }); });
+    EXPECT_FALSE(read.ended());
+    stop.set();
+    EXPECT_EQ(kPrefix + "void SocketInputStream::wait_for_data()Interrupted system call",
+              read.result());
 }
 
 }  // namespace

@@ -126,9 +126,11 @@ TEST(FilterOutputStream, ForwardsEverything) {
     filter.write("bc", 2);
     filter.write("de");
     filter.flush();
+    EXPECT_TRUE(filter.flushAvailable());
     filter.close();
-    EXPECT_EQ((std::vector<std::string>{"write a", "write bc", "write de", "flush", "close"}),
-              inner.calls);
+    EXPECT_EQ(
+        (std::vector<std::string>{"write a", "write bc", "write de", "flush", "flush", "close"}),
+        inner.calls);
 }
 
 TEST(MemoryInputStream, EndsBehindTheLastByte) {

@@ -41,6 +41,17 @@ TEST(TimedInputStream, GivesEachReadWhatIsLeftOfTheBudget) {
     EXPECT_LT(0, inner.timeouts[1]);
 }
 
+TEST(TimedInputStream, SkippingIsReading) {
+    ScriptedInputStream inner{"abc"};
+    TimedInputStream input(inner);
+    input.setTimeout(60'000);
+    EXPECT_EQ(2, input.skip(2));
+    ASSERT_EQ(1U, inner.timeouts.size());
+    EXPECT_GE(60'000, inner.timeouts[0]);
+    EXPECT_LT(0, inner.timeouts[0]);
+    EXPECT_EQ('c', input.read());
+}
+
 TEST(TimedInputStream, AUsedUpBudgetAsksNobody) {
     ScriptedInputStream inner{"abc"};
     TimedInputStream input(inner);
@@ -49,6 +60,7 @@ TEST(TimedInputStream, AUsedUpBudgetAsksNobody) {
     EXPECT_EQ(kTimeout, messageOf<SocketTimeoutException>([&] { input.read(); }));
     char byte = 0;
     EXPECT_EQ(kTimeout, messageOf<SocketTimeoutException>([&] { input.read(&byte, 1); }));
+    EXPECT_EQ(kTimeout, messageOf<SocketTimeoutException>([&] { input.skip(1); }));
     EXPECT_TRUE(inner.requests.empty());
 }
 

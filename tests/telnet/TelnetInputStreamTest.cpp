@@ -163,6 +163,20 @@ TEST(TelnetInputStream, ABlockDoesNotWaitBehindACommandThatFollowsItsData) {
     }
 }
 
+TEST(TelnetInputStream, ErrorsPassUnchanged) {
+    struct Failing : InputStream {
+        int read() override { throw SocketException("gone"); }
+        int read(char*, int) override { throw SocketException("gone"); }
+    } inner;
+    BufferedInputStream buffered(inner);
+    RecordedOptions options;
+    TelnetInputStream input(buffered, options);
+    const std::string error = "IOException: SocketException: gone";
+    char byte = 0;
+    EXPECT_EQ(error, messageOf<SocketException>([&] { input.read(); }));
+    EXPECT_EQ(error, messageOf<SocketException>([&] { input.read(&byte, 1); }));
+}
+
 TEST(TelnetInputStream, AnEmptyBlockReadsNothing) {
     Received received({"ab"});
     EXPECT_EQ("0", received.readBlock(0));

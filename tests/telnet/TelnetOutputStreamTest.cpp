@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
+#include <semaphore>
 #include <thread>
 #include <vector>
 
+#include "core/Exception.h"
 #include "net/BufferedOutputStream.h"
 #include "support/Bytes.h"
+#include "support_src/BlockedCall.h"
 #include "support_src/RecordedOutputStream.h"
+#include "support_src/Thrown.h"
 #include "telnet/TelnetOutputStream.h"
 
 namespace teskd::test {
@@ -126,6 +130,43 @@ TEST_F(TelnetOutputStreamTest, ForwardsFlushAndClose) {
     output.flush();
     output.close();
     EXPECT_EQ((std::vector<std::string>{"flush", "close"}), inner.calls);
+}
+
+TEST_F(TelnetOutputStreamTest, FlushesWithoutWaitingWhenNobodyUsesIt) {
+    EXPECT_TRUE(output.flushAvailable());
+    EXPECT_EQ(1, inner.flushes);
+}
+
+TEST_F(TelnetOutputStreamTest, AFlushWithoutWaitingWaitsForNoOtherThreadEither) {
+    struct Slow : RecordedOutputStream {
+        void flush() override { go.acquire(); }
+        std::counting_semaphore<> go{0};
+    } slow;
+    TelnetOutputStream stream(slow);
+    BlockedCall flush([&] {
+        stream.flush();
+        return std::string("flushed");
+    });
+    EXPECT_FALSE(flush.ended());
+    BlockedCall attempt([&] { return std::string(stream.flushAvailable() ? "all" : "not all"); });
+    EXPECT_TRUE(attempt.ended());
+    slow.go.release(2);
+    EXPECT_EQ("flushed", flush.result());
+    EXPECT_EQ("not all", attempt.result());
+}
+
+TEST_F(TelnetOutputStreamTest, ErrorsPassUnchangedAndLeaveItUsable) {
+    struct Failing : RecordedOutputStream {
+        void flush() override { throw SocketException("gone"); }
+    } failing;
+    TelnetOutputStream stream(failing);
+    const std::string error = "IOException: SocketException: gone";
+    EXPECT_EQ(error, messageOf<SocketException>([&] { stream.flush(); }));
+    EXPECT_EQ(error, messageOf<SocketException>([&] { stream.flushAvailable(); }));
+    EXPECT_EQ(error, messageOf<SocketException>([&] { stream.write('\n'); }));
+    std::thread([&] {
+        EXPECT_EQ(error, messageOf<SocketException>([&] { stream.flushAvailable(); }));
+    }).join();
 }
 
 // Two threads write commands while a third flushes; each command stays whole.

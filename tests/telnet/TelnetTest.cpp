@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <map>
@@ -15,6 +16,7 @@
 #include "support_src/LogRecorder.h"
 #include "support_src/RecordedOutputStream.h"
 #include "support_src/Thrown.h"
+#include "telnet/HeldSend.h"
 #include "telnet/Telnet.h"
 
 namespace teskd::test {
@@ -236,6 +238,27 @@ TEST(TelnetSettings, AValueThatIsALineEndGoesOutAsOne) {
     line.agree();
     line.telnet->set_datasize(10);
     EXPECT_BYTES(bytes("FF FA 2C 02 0D 0A FF F0"), line.answerTo(""));
+    line.telnet->set_datasize(13);
+    EXPECT_BYTES(bytes("FF FA 2C 02 0D 0A FF F0"), line.answerTo(""));
+    line.telnet->set_baudrate(0x0A0D0A00);
+    EXPECT_BYTES(bytes("FF FA 2C 01 0D 0A 0D 0A 00 FF F0"), line.answerTo(""));
+    line.telnet->set_baudrate(0x000D000D);
+    EXPECT_BYTES(bytes("FF FA 2C 01 00 0D 00 0D 0A FF F0"), line.answerTo(""));
+}
+
+TEST(TelnetSettings, AValueThatIsTheCommandByteIsNotDoubled) {
+    Line line;
+    line.agree();
+    line.telnet->set_datasize(255);
+    EXPECT_BYTES(bytes("FF FA 2C 02 FF FF F0"), line.answerTo(""));
+    line.telnet->set_parity(255);
+    EXPECT_BYTES(bytes("FF FA 2C 03 FF FF F0"), line.answerTo(""));
+    line.telnet->set_stopsize(255);
+    EXPECT_BYTES(bytes("FF FA 2C 04 FF FF F0"), line.answerTo(""));
+    line.telnet->set_control(255);
+    EXPECT_BYTES(bytes("FF FA 2C 05 FF FF F0"), line.answerTo(""));
+    line.telnet->set_baudrate(0xFFFFFFFF);
+    EXPECT_BYTES(bytes("FF FA 2C 01 FF FF FF FF FF F0"), line.answerTo(""));
 }
 
 // One server command and what it is answered with.
@@ -282,9 +305,22 @@ TEST(TelnetNegotiation, EveryOtherOptionIsRefused) {
     expectExchanges({{"FF FD 01", "FF FC 01"},
                      {"FF FD 2D", "FF FC 2D"},
                      {"FF FD FE", "FF FC FE"},
-                     {"FF FE 01", ""},
+                     {"FF FE 01", "FF FC 01"},
+                     {"FF FE 18", "FF FC 18"},
                      {"FF FB 01", "FF FE 01"},
                      {"FF FB 2D", "FF FE 2D"}});
+}
+
+TEST(TelnetNegotiation, ARequestForAnotherOptionIsRefusedOnce) {
+    expectExchanges({{"FF FD 01", "FF FC 01"},
+                     {"FF FD 01", ""},
+                     {"FF FE 01", "FF FC 01"},
+                     {"FF FE 01", ""},
+                     {"FF FD 01", ""},
+                     {"FF FE 02", "FF FC 02"},
+                     {"FF FD 02", "FF FC 02"},
+                     {"FF FD FF", "FF FC FF"},
+                     {"FF FD FF FF FE 02", ""}});
 }
 
 TEST(TelnetNegotiation, TheServersOffersAreTakenUpWhereSupported) {
@@ -369,6 +405,44 @@ TEST(TelnetNegotiation, CommandsThatArriveByteByByteAreWhole) {
     EXPECT_BYTES(bytes("FF FB 2C FF FD 03"), line.answerTo(""));
 }
 
+TEST(TelnetInput, ACommandRightBehindAnAnswerDoesNotHoldTheAnswer) {
+    for (const char* const command : {"FF F1", "FF FD 2C", "FF FA 2C 6B 00 FF F0", "FF FA 2C"}) {
+        Line line;
+        line.offer();
+        line.server.sendAll("answer" + bytes(command));
+        ASSERT_TRUE(eventually([&] {
+            return line.telnet->getInputStream().available() == 6 + bytes(command).size();
+        }));
+        std::string block(100, '?');
+        EXPECT_EQ(6, line.telnet->getInputStream().read(block.data(), 100)) << command;
+        EXPECT_EQ("answer", block.substr(0, 6)) << command;
+    }
+}
+
+// The budget stands for a reader that has given up; the server goes on sending.
+TEST(TelnetInput, AFloodAfterATimeoutDoesNotHoldTheDroppingOfIt) {
+    Line line;
+    line.offer();
+    line.telnet->getInputStream().setTimeout(1);
+    EXPECT_THROW(line.telnet->getInputStream().read(), SocketTimeoutException);
+    line.telnet->getInputStream().setTimeout(0);
+    std::atomic<bool> dropped = false;
+    BlockedCall flood([&] {
+        const std::string bytes(65536, 'x');
+        const Deadline deadline;
+        while (!dropped && !deadline.passed()) line.server.sendAll(bytes);
+        return std::string(deadline.passed() ? "dropping does not end" : "");
+    });
+    EXPECT_TRUE(eventually([&] { return line.telnet->getInputStream().available() > 0; }));
+    EXPECT_LT(0, line.telnet->getInputStream().skipArrived());
+    dropped = true;
+    EXPECT_TRUE(eventually([&] {
+        line.telnet->getInputStream().skipArrived();
+        return flood.ended();
+    }));
+    EXPECT_EQ("", flood.result());
+}
+
 TEST(TelnetSubnegotiation, AServerThatAsksForTheSignatureGetsIt) {
     Line line;
     line.offer();
@@ -393,8 +467,10 @@ TEST(TelnetSubnegotiation, OtherLineControlIsLogged) {
     EXPECT_BYTES("", line.answerTo(bytes("FF FA 2C 65 00 00 25 80 FF F0")));
     EXPECT_BYTES("", line.answerTo(bytes("FF FA 2C C8 FF F0")));
     EXPECT_BYTES("", line.answerTo(bytes("FF FA 2C 00 FF F0")));
+    EXPECT_BYTES("", line.answerTo(bytes("FF FA 2C FF F0")));
     EXPECT_EQ((std::vector<LogEntry>{{182, "Un-handle Telnet : COM_PORT_OPTION(101, 0x65)"},
                                      {182, "Un-handle Telnet : COM_PORT_OPTION(200, 0xc8)"},
+                                     {182, "Un-handle Telnet : COM_PORT_OPTION(0, 0x00)"},
                                      {182, "Un-handle Telnet : COM_PORT_OPTION(0, 0x00)"}}),
               log.lines());
 }
@@ -420,6 +496,37 @@ TEST(TelnetFlusher, FlushesItsStream) {
     EXPECT_EQ(1000U, Telnet::FlusherTimerTask::DELAY);
     flusher.run();
     EXPECT_EQ(1, output.flushes);
+}
+
+// An output stream that has something left after its first attempts.
+struct Reluctant : OutputStream {
+    explicit Reluctant(int failures) : left(failures) {}
+    bool flushAvailable() override {
+        ++attempts;
+        return left-- <= 0;
+    }
+    std::atomic<int> attempts = 0;
+    std::atomic<int> left;
+};
+
+TEST(TelnetFlusher, TriesAgainASecondLaterWhileSomethingIsLeft) {
+    Reluctant output(1);
+    Telnet::FlusherTimerTask flusher(output);
+    const auto start = std::chrono::steady_clock::now();
+    Telnet::internalTimer().schedule(flusher, 0, 0);
+    EXPECT_TRUE(eventually([&] { return flusher.isCancelled(); }));
+    EXPECT_EQ(2, output.attempts);
+    EXPECT_LE(900ms, std::chrono::steady_clock::now() - start);
+    Telnet::internalTimer().cancel(flusher);
+}
+
+TEST(TelnetFlusher, DoesNotTryAgainAfterAnError) {
+    struct Failing : OutputStream {
+        bool flushAvailable() override { throw SocketException("gone"); }
+    } output;
+    Telnet::FlusherTimerTask flusher(output);
+    EXPECT_THROW(flusher.run(), SocketException);
+    EXPECT_EQ(0U, flusher.getPeriod());
 }
 
 TEST(TelnetFlusher, RunsOnTheInternalTimer) {
@@ -492,35 +599,136 @@ TEST(TelnetFlusher, ClosingTakesItOffToo) {
 TEST(TelnetFlusher, AClientThatGoesWaitsForItsRunningFlush) {
     Line line;
     line.agree();
-    const std::string many(std::size_t{32} * 1024 * 1024, 'x');
-    line.telnet->getOutputStream().write(many);
     line.telnet->set_baudrate(9600);
-    ASSERT_TRUE(line.server.readableWithin(10s));  // the flusher has begun, and cannot end
+    HeldSend held;
+    ASSERT_TRUE(held.awaitSender());  // the flusher has begun, and cannot end
     BlockedCall destruction([&] {
         line.telnet.reset();
         return std::string("gone");
     });
     EXPECT_FALSE(destruction.endsWithin(100ms));
-    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"),
-                 line.server.readExactly(many.size() + 10).substr(many.size()));
+    held.release();
     EXPECT_EQ("gone", destruction.result());
+    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), line.server.readUntilClosed());
 }
 
-// A server that never reads again holds neither the client nor the timer for ever.
-TEST(TelnetFlusher, AStopEventEndsARunningFlush) {
+// More than the buffers of a connection hold, and no two pieces of it alike.
+std::string manyBytes() {
+    std::string many;
+    for (int i = 0; i < 3'000'000; ++i) many += std::to_string(i) + ' ';
+    return many;
+}
+
+TEST(TelnetFlusher, AServerThatDoesNotReadDelaysNoOtherClient) {
+    Line full;
+    Line other;
+    full.agree();
+    other.agree();
+    const std::string many = manyBytes();
+    full.telnet->getOutputStream().write(many);
+    full.telnet->set_baudrate(9600);
+    ASSERT_TRUE(full.server.readableWithin(10s));
+    other.telnet->set_baudrate(9600);
+    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), other.server.readExactly(10, 5s));
+    const std::string all = many + bytes("FF FA 2C 01 00 00 25 80 FF F0");
+    BlockedCall read([&] { return full.server.readExactly(all.size(), 30s); });
+    full.telnet->getOutputStream().flush();
+    EXPECT_TRUE(all == read.result(30s));
+    EXPECT_EQ("", full.answerTo(""));
+}
+
+TEST(TelnetFlusher, AClientThatWaitsInItsOwnFlushDelaysNoOtherClient) {
+    Line full;
+    Line other;
+    full.agree();
+    other.agree();
+    full.telnet->set_baudrate(9600);
+    const std::string many = manyBytes();
+    full.telnet->getOutputStream().write(many);
+    BlockedCall flush([&] {
+        full.telnet->getOutputStream().flush();
+        return std::string("flushed");
+    });
+    ASSERT_FALSE(flush.ended());
+    other.telnet->set_baudrate(9600);
+    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), other.server.readExactly(10, 5s));
+    EXPECT_FALSE(flush.ended());
+    const std::string all = bytes("FF FA 2C 01 00 00 25 80 FF F0") + many;
+    EXPECT_TRUE(all == full.server.readExactly(all.size(), 30s));
+    EXPECT_EQ("flushed", flush.result());
+    EXPECT_EQ("", full.answerTo(""));
+}
+
+// Whoever waits in send is the flusher: the owner flushes nothing.
+TEST(TelnetFlusher, TriesAgainAndAgainWhileTheServerDoesNotRead) {
+    Line line;
+    line.agree();
+    line.telnet->getOutputStream().write(manyBytes());
+    line.telnet->set_baudrate(9600);
+    for (int attempt = 1; attempt <= 3; ++attempt) {
+        const HeldSend held;
+        ASSERT_TRUE(held.awaitSender()) << attempt;
+    }
+}
+
+// The two clients' flushers are due one after the other.
+TEST(TelnetFlusher, AServerThatHasGoneDoesNotEndTheFlushingOfOthers) {
+    const LogRecorder log;
+    Line gone;
+    Line other;
+    gone.agree();
+    other.agree();
+    gone.server.reset();
+    ASSERT_THROW(gone.telnet->getInputStream().read(), SocketException);
+    gone.telnet->set_baudrate(9600);
+    other.telnet->set_baudrate(9600);
+    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), other.server.readExactly(10, 5s));
+    const LogEntry warning{180,
+                           "TimerTask 'FlusherTimerTask' Uncaught Exception: IOException: "
+                           "SocketException: SocketConnectionClosedException: "
+                           "SocketConnectionClosedException"};
+    EXPECT_EQ(1U, log.count(warning));
+    EXPECT_THROW(gone.telnet->getOutputStream().flush(), SocketConnectionClosedException);
+}
+
+TEST(TelnetOutput, AFlushThatFailedSendsNothingTwice) {
+    Line line;
+    line.agree();
+    line.telnet->StreamClientSocket::getOutputStream().setTimeout(100);
+    const std::string many = manyBytes();
+    line.telnet->getOutputStream().write(many);
+    EXPECT_EQ(
+        "IOException: SocketException: "
+        "virtual void SocketOutputStream::write(const char*, size_t)Connection timed out",
+        messageOf<SocketException>([&] { line.telnet->getOutputStream().flush(); }));
+    BlockedCall read([&] { return line.server.readUntilClosed(30s); });
+    EXPECT_EQ(
+        "IOException: SocketException: SocketConnectionClosedException: "
+        "SocketConnectionClosedException",
+        messageOf<SocketException>([&] { line.telnet->getOutputStream().flush(); }));
+    EXPECT_THROW(line.telnet->getOutputStream().write("a\n"), SocketConnectionClosedException);
+    line.telnet.reset();
+    const std::string received = read.result();
+    EXPECT_LT(0U, received.size());
+    EXPECT_TRUE(many.starts_with(received));
+}
+
+// A server that never reads again holds the client no longer than until it is stopped.
+TEST(TelnetOutput, AStopEventEndsAFlushThatWaits) {
     Line line;
     StopEvent stop;
     line.telnet->setInterrupt(&stop);
     line.agree();
-    line.telnet->getOutputStream().write(std::string(std::size_t{32} * 1024 * 1024, 'x'));
-    line.telnet->set_baudrate(9600);
-    ASSERT_TRUE(line.server.readableWithin(10s));
-    stop.set();
-    BlockedCall destruction([&] {
-        line.telnet.reset();
-        return std::string("gone");
+    line.telnet->getOutputStream().write(manyBytes());
+    BlockedCall flush([&] {
+        return messageOf<SocketException>([&] { line.telnet->getOutputStream().flush(); });
     });
-    EXPECT_EQ("gone", destruction.result(5s));
+    EXPECT_FALSE(flush.ended());
+    stop.set();
+    EXPECT_EQ(
+        "IOException: SocketException: "
+        "virtual void SocketOutputStream::write(const char*, size_t)Interrupted system call",
+        flush.result(5s));
 }
 
 TEST(TelnetFlusher, ClientsMayGoWhileTheirFlushersRun) {

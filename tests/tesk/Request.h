@@ -1,7 +1,7 @@
 // A packet on its way to a slot machine, and what became of it.
 //
-// Ownership: holds a reference on the packet and is its listener, so it outlives the packet's
-// exchange. Threads: the packet is its master's while it is queued; the rest from any thread.
+// Ownership: holds a reference on the packet and is its listener while it lives.
+// Threads: the packet is its master's while it is queued; the rest from any thread.
 
 #pragma once
 
@@ -24,6 +24,7 @@ class Request {
         packet_->setAnswerTimeout(timeout);
         packet_->addListener(&listener_);
     }
+    ~Request() { packet_->removeListener(&listener_); }
     Request(const Request&) = delete;
     Request& operator=(const Request&) = delete;
 

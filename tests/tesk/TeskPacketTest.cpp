@@ -1,5 +1,3 @@
-#include "tesk/TeskPacket.h"
-
 #include <gtest/gtest.h>
 #include <stdexcept>
 
@@ -8,6 +6,7 @@
 #include "support_src/RecordedOutputStream.h"
 #include "support_src/ScriptedInputStream.h"
 #include "support_src/Thrown.h"
+#include "tesk/TeskPacket.h"
 
 namespace teskd::test {
 namespace {
@@ -33,7 +32,7 @@ TEST(TeskPacket, StartsWithDefaults) {
     EXPECT_EQ("", packet.get_body());
     EXPECT_FALSE(packet.has_trailer());
     EXPECT_EQ(0U, packet.get_context());
-    EXPECT_EQ("0~000C~~~FF", packet.to_string());
+    EXPECT_EQ("0~000B~~~FF", packet.to_string());
 }
 
 TEST(TeskPacket, TheIdIsDecimalText) {
@@ -157,11 +156,13 @@ TEST(TeskPacketRead, OnlyTheFirstSeparatorOfTheBodyIsDropped) {
 }
 
 TEST(TeskPacketRead, TheLengthMayBeWrittenInLowerCaseAndWithOtherDigits) {
-    for (const char* const length : {"1A", "1a", "001A", "00001a", "0x1A", " 1A", "1Ax"}) {
+    for (const char* const length : {"1A", "1a", "01A", "001A", "0x1A", " 1A", "1Ax"}) {
         TeskPacket packet;
-        ScriptedInputStream in{std::string("123~") + length + "~210315~XN42~00~OK", TimeOut{}};
+        const std::string answer = std::string("123~") + length + "~210315~XN42~00~";
+        const std::string body(26 - answer.size(), 'b');
+        ScriptedInputStream in{answer + body, TimeOut{}};
         packet.read(in);
-        EXPECT_EQ("OK", packet.get_body()) << length;
+        EXPECT_EQ(body, packet.get_body()) << length;
     }
 }
 
@@ -244,8 +245,8 @@ TEST(TeskPacketRead, AnAnswerThatEndsEarlyIsAnErrorThatNamesTheField) {
                         {"123~001A~210315~XN42~00~O", "Short read on the body"}};
     for (const Cut& cut : cuts) {
         TeskPacket packet;
-        EXPECT_EQ(kError + cut.error, messageOf<TeskConnectionErrorException>(
-                                          [&] { readInto(packet, cut.answer); }))
+        EXPECT_EQ(kError + cut.error,
+                  messageOf<TeskConnectionErrorException>([&] { readInto(packet, cut.answer); }))
             << cut.answer;
     }
 }
@@ -264,7 +265,9 @@ TEST(TeskPacketRead, ATimeoutStaysATimeout) {
     const std::string answer = "123~001A~210315~XN42~00~OK";
     for (std::size_t at = 0; at < answer.size(); ++at) {
         TeskPacket packet;
-        ScriptedInputStream in{answer.substr(0, at), TimeOut{}, answer.substr(at)};
+        std::vector<ScriptedInputStream::Event> script{TimeOut{}, answer.substr(at)};
+        if (at > 0) script.insert(script.begin(), answer.substr(0, at));
+        ScriptedInputStream in(script);
         EXPECT_EQ("IOException: ReadTimeoutException: SocketTimeoutException: scripted",
                   messageOf<ReadTimeoutException>([&] { packet.read(in); }))
             << at;
@@ -353,10 +356,71 @@ TEST(TeskPacketRead, MakesARawPacketAnOrdinaryOne) {
     EXPECT_EQ("123~000C~456", written(packet));
 }
 
+TEST(TeskPacketRead, TellsWhatLiesBeyondTheLength) {
+    TeskPacket packet;
+    readInto(packet, "123~001A~210315~XA42~00~OK");
+    EXPECT_EQ("", packet.get_surplus());
+    readInto(packet, "123~0019~210315~XA42~00~OK and more");
+    EXPECT_EQ("K and more", packet.get_surplus());
+    EXPECT_EQ("OK and more", packet.get_body());
+    readInto(packet, "123~0018~210315~XN42~00~" + std::string(268, 't'));
+    EXPECT_EQ(std::string(268, 't'), packet.get_surplus());
+    readInto(packet, "123~0017~210315~XA42~00");
+    EXPECT_EQ("", packet.get_surplus());
+}
+
+struct Asked {
+    const char* body;
+    std::optional<int> id;
+};
+
+TEST(TeskPacketAskedId, IsTheNumberInFrontOfARawBody) {
+    const Asked cases[] = {{"120~0008", 120},        {"7~", 7},
+                           {"0120~0008~x~y", 120},   {"120", std::nullopt},
+                           {"~0008", std::nullopt},  {"12x~0008", std::nullopt},
+                           {"x~0008", std::nullopt}, {"", std::nullopt}};
+    for (const Asked& asked : cases) {
+        TeskPacket packet;
+        packet.set_id(113);
+        EXPECT_EQ(113, packet.get_asked_id());
+        packet.set_raw();
+        packet.set_body(asked.body);
+        EXPECT_EQ(asked.id, packet.get_asked_id()) << asked.body;
+    }
+}
+
+TEST(TeskPacketTake, IsLikeReading) {
+    for (const std::string& answer : {std::string("123~001A~210315~XN42~00~OK"),
+                                      "123~0124~210315~XN42~00~" + std::string(268, 't'),
+                                      std::string("1~0010~~XA~00~bo and more")}) {
+        TeskPacket read;
+        TeskPacket taken;
+        TeskPacket other;
+        taken.set_raw();
+        readInto(read, answer);
+        readInto(other, answer);
+        taken.take_answer(other);
+        EXPECT_EQ(read.to_string(), taken.to_string());
+        EXPECT_EQ(read.has_trailer(), taken.has_trailer());
+        EXPECT_EQ(read.get_surplus(), taken.get_surplus());
+        taken.set_body("456");
+        EXPECT_EQ("~456", taken.get_body());  // raw no more
+    }
+}
+
+TEST(TeskPacketTake, KeepsTheTrailerOfAnEarlierAnswer) {
+    TeskPacket packet;
+    TeskPacket other;
+    readInto(packet, "123~0124~210315~XN42~00~" + std::string(268, 't'));
+    readInto(other, "123~001A~210315~XN42~00~OK");
+    packet.take_answer(other);
+    EXPECT_TRUE(packet.has_trailer());
+    EXPECT_TRUE(packet.to_string().ends_with("~OK" + std::string(268, 't')));
+}
+
 TEST(TeskPacketText, IsTheAnswerAsItCame) {
-    for (const std::string answer :
-         {"123~001A~210315~XN42~00~OK", "123~0017~210315~XN42~00", "1~0012~~XA~00~body",
-          "12345~001C~210315~XA42~01~OK"}) {
+    for (const std::string answer : {"123~001A~210315~XN42~00~OK", "123~0017~210315~XN42~00",
+                                     "1~0012~~XA~00~body", "12345~001C~210315~XA42~01~OK"}) {
         TeskPacket packet;
         readInto(packet, answer);
         EXPECT_EQ(answer, packet.to_string());

@@ -1,0 +1,30 @@
+#include "net/SendBuffer.h"
+
+#include "core/Exception.h"
+#include "net/SocketOutputStream.h"
+
+namespace teskd {
+
+SendBuffer::SendBuffer(SocketOutputStream& socket)
+    : BufferedOutputStream(socket), socket_(socket) {}
+
+void SendBuffer::flush() {
+    beginSending();
+    BufferedOutputStream::flush();
+    lost_ = false;
+}
+
+bool SendBuffer::flushAvailable() {
+    if (pending().empty()) return true;
+    beginSending();
+    pending().erase(0, socket_.writeAvailable(pending().data(), pending().size()));
+    lost_ = false;
+    return pending().empty();
+}
+
+void SendBuffer::beginSending() {
+    if (lost_) throw SocketConnectionClosedException("SocketConnectionClosedException");
+    lost_ = true;
+}
+
+}  // namespace teskd

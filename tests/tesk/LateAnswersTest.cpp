@@ -1,0 +1,303 @@
+#include <gtest/gtest.h>
+
+#include "support_src/Thrown.h"
+#include "tesk/LateAnswers.h"
+#include "tesk/MasterFixture.h"
+
+namespace teskd::test {
+namespace {
+
+const std::string kAnswer113 = "113~0025~15.03.21~ZA000000001~00~4711";
+const std::string kAnswer115 = "115~0025~15.03.21~ZA000000001~00~0815";
+const std::string kLost =
+    "error: TeskException: TeskConnectionErrorException: An answer to another request";
+
+LogEntry droppedAnswer(int id) {
+    return {181, "The answer " + std::to_string(id) +
+                     " that 'ZA000000001' sent after the time-out was dropped"};
+}
+LogEntry droppedBytes(int count) {
+    return {181, std::to_string(count) +
+                     " bytes that 'ZA000000001' sent after the time-out were dropped"};
+}
+
+class LateAnswer : public MasterFixture {};
+
+TEST_F(LateAnswer, ThatComesBeforeTheNextRequestIsDropped) {
+    timeOut(113);
+    inject(kAnswer113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+    EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
+    EXPECT_EQ(1U, log.count(droppedBytes(37)));
+    EXPECT_EQ(0U, log.count(droppedAnswer(113)));
+}
+
+// However long ago the time-out was.
+TEST_F(LateAnswer, IsDroppedBeforeEveryLaterRequestOfTheRun) {
+    timeOut(113);
+    EXPECT_EQ("completed", ask(115));
+    EXPECT_EQ("completed", ask(117));
+    inject(kAnswer113);
+    EXPECT_EQ("completed", ask(118));
+    EXPECT_EQ("113~0008115~0008150~000C~115117~0008150~000C~117118~0008150~000C~118", received(3));
+    EXPECT_EQ(1U, log.count(droppedBytes(37)));
+    inject(kAnswer113 + kAnswer113);
+    EXPECT_EQ("completed", ask(119));
+    EXPECT_EQ(1U, log.count(droppedBytes(74)));
+}
+
+TEST_F(LateAnswer, IsNoneInARunWithoutTimeOuts) {
+    inject(kAnswer115);
+    const Request request(115);
+    sendUnanswered(request);
+    EXPECT_EQ("completed", request.outcome());
+    EXPECT_EQ("115~0008150~000C~115", received(1));
+    EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
+}
+
+// The machine greets whoever connects with the answer to the first request.
+TEST_F(LateAnswer, IsNoneInTheNextRun) {
+    timeOut(120);
+    machine().disconnect();
+    EXPECT_TRUE(journal().waitForDisconnection());
+    EXPECT_EQ("error", ask(113).substr(0, 5));
+    awaitEndOfRun();
+    journal().clear();
+    machine().setFaults({.silent = true}, 1);
+    EXPECT_EQ("completed", ask(113));
+    EXPECT_EQ("113~0008150~000C~120", received(1));
+    EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
+}
+
+TEST_F(LateAnswer, ThatComesBehindTheNextRequestIsDropped) {
+    timeOut(113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113);
+    EXPECT_TRUE(log.waitFor(droppedAnswer(113)));
+    EXPECT_FALSE(next.ended());
+    inject(kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ(115, next.packet()->get_id());
+    EXPECT_EQ("0815", next.packet()->get_body());
+    EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
+    EXPECT_EQ(1U, log.count(droppedAnswer(113)));
+    EXPECT_EQ(1U, journal().connections());  // still that of the first request
+    EXPECT_TRUE(connected());
+}
+
+TEST_F(LateAnswer, MayArriveInOnePieceWithTheRightOne) {
+    timeOut(113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113 + kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+    EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
+}
+
+TEST_F(LateAnswer, BindsNobodyAndLeavesNoTrace) {
+    timeOut(113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject("113~0126~15.03.21~XN42~00~" + std::string(268, 't'));
+    EXPECT_TRUE(log.waitFor(droppedAnswer(113)));
+    EXPECT_EQ(std::list<std::string>{"ZA000000001"}, controller().get_identities());
+    inject(kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_FALSE(next.packet()->has_trailer());
+    EXPECT_EQ("ZA000000001", next.packet()->get_code_id());
+}
+
+TEST_F(LateAnswer, LeavesNoTraceInARequestThatTimesOutToo) {
+    timeOut(113);
+    const Request next(115, 300);
+    sendUnanswered(next);
+    inject(kAnswer113);
+    EXPECT_EQ("failed", next.outcome());
+    EXPECT_EQ(115, next.packet()->get_id());
+    EXPECT_EQ("FF", next.packet()->get_outcome());
+    EXPECT_EQ("", next.packet()->get_body());
+}
+
+TEST_F(LateAnswer, MayBeOneOfMany) {
+    timeOut(113);
+    timeOut(117);
+    timeOut(113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113);
+    inject("117~0025~15.03.21~ZA000000001~00~4711");
+    inject(kAnswer113);
+    inject(kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+    EXPECT_EQ("113~0008117~0008113~0008115~0008150~000C~115", received(1));
+    EXPECT_EQ(2U, log.count(droppedAnswer(113)));
+    EXPECT_EQ(1U, log.count(droppedAnswer(117)));
+}
+
+// Eight late answers, a byte each ten milliseconds: longer than the time that is given.
+TEST_F(LateAnswer, StartsNoNewTime) {
+    std::string late;
+    for (int id = 201; id <= 208; ++id) {
+        timeOut(id);
+        late += std::to_string(id) + "~0025~15.03.21~ZA000000001~00~4711";
+    }
+    machine().setFaults(
+        {.dribble = std::chrono::milliseconds(10), .garbageBefore = late, .garbageAfter = ""}, 1);
+    EXPECT_EQ("failed", ask(115, 1000));
+    EXPECT_TRUE(log.waitFor(droppedAnswer(201)));
+}
+
+// The machine's own choice of IDs is its business once nothing is missing.
+TEST_F(LateAnswer, ThatWasSeenIsExpectedNoMore) {
+    timeOut(113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113);
+    inject("456~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("113~0008115~0008150~000C~456", received(1));
+}
+
+TEST_F(LateAnswer, OfTheSameIdCannotBeToldApart) {
+    timeOut(113);
+    const Request again(113);
+    sendUnanswered(again);
+    inject("113~0025~15.03.21~ZA000000001~00~LATE");
+    EXPECT_EQ("completed", again.outcome());
+    EXPECT_EQ("LATE", again.packet()->get_body());
+    EXPECT_EQ("113~0008113~0008150~000C~113", received(1));
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113);  // the answer to the second
+    inject(kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+}
+
+// Machines may answer with IDs of their own.
+TEST_F(LateAnswer, IsNoneThatIsWholeAndHasAnIdThatNobodyAskedWith) {
+    timeOut(113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject("456~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("113~0008115~0008150~000C~456", received(1));
+}
+
+TEST_F(LateAnswer, TheRestOfWhichComesBeforeTheNextRequestIsDropped) {
+    const Request first(113, kShortTime);
+    sendUnanswered(first);
+    inject("113~002");
+    EXPECT_EQ("failed", first.outcome());
+    inject("5~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", ask(115));
+    EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
+    EXPECT_EQ(1U, log.count(droppedBytes(30)));
+}
+
+TEST_F(LateAnswer, TheRestOfWhichComesBehindTheNextRequestEndsTheRun) {
+    const Request first(113, 300);
+    sendUnanswered(first);
+    inject("113~002");
+    EXPECT_EQ("failed", first.outcome());
+    const Request next(115);
+    const Request waiting(117);
+    sendUnanswered(next);
+    send(waiting);
+    inject("5~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ(kLost, next.outcome());
+    EXPECT_EQ(kLost, waiting.outcome());
+    awaitEndOfRun();
+    EXPECT_FALSE(connected());
+    EXPECT_TRUE(journal().waitForDisconnection());
+    EXPECT_EQ("113~0008115~0008", journal().dataReceived());
+    journal().clear();
+    machine().setFaults({.silent = true}, 1);
+    EXPECT_EQ("completed", ask(120));  // answered by the greeting
+    EXPECT_TRUE(connected());
+    EXPECT_EQ(1U, journal().connections());
+}
+
+// Wherever it was cut: no request is completed with another one's answer.
+TEST_F(LateAnswer, InTwoPiecesIsNeverTakenForAnother) {
+    for (std::size_t cut = 1; cut < kAnswer113.size(); ++cut) {
+        const Request first(113, 30);
+        sendUnanswered(first);
+        inject(kAnswer113.substr(0, cut));
+        EXPECT_EQ("failed", first.outcome()) << cut;
+        const Request next(115, 100);
+        sendUnanswered(next);
+        inject(kAnswer113.substr(cut) + kAnswer115);
+        EXPECT_NE("completed", next.outcome()) << cut << next.packet()->to_string();
+        machine().disconnect();
+        EXPECT_TRUE(journal().waitForDisconnection());
+        if (next.outcome() == "failed") ask(113);  // finds the connection closed
+        awaitEndOfRun();
+        machine().setFaults({.silent = true}, 1);
+        EXPECT_EQ("completed", ask(120)) << cut;  // answered by the greeting
+        journal().clear();
+    }
+}
+
+TEST_F(LateAnswer, ToARawRequestIsKnownByTheNumberInFront) {
+    const Request raw(0, kShortTime);
+    raw.packet()->set_raw();
+    raw.packet()->set_body("113~0008");
+    sendUnanswered(raw);
+    EXPECT_EQ("failed", raw.outcome());
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113 + kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+    EXPECT_EQ(1U, log.count(droppedAnswer(113)));
+}
+
+TEST_F(LateAnswer, IsNotTakenForThatOfARawRequest) {
+    timeOut(113);
+    const Request raw(0);
+    raw.packet()->set_raw();
+    raw.packet()->set_body("115~0008");
+    sendUnanswered(raw);
+    inject(kAnswer113 + kAnswer115);
+    EXPECT_EQ("completed", raw.outcome());
+    EXPECT_EQ("0815", raw.packet()->get_body());
+    EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
+}
+
+TEST_F(LateAnswer, ToNothingIsAcceptedByARawRequestWithoutANumber) {
+    timeOut(113);
+    timeOut(117);
+    const Request raw(0);
+    raw.packet()->set_raw();
+    raw.packet()->set_body("???");
+    send(raw);
+    EXPECT_TRUE(journal().waitForData("???"));
+    inject(kAnswer113 + kAnswer115);
+    EXPECT_EQ("completed", raw.outcome());
+    EXPECT_EQ("0815", raw.packet()->get_body());
+    EXPECT_EQ(1U, log.count(droppedAnswer(113)));
+}
+
+// Nobody can know its ID, so any that is not asked for may be it.
+TEST_F(LateAnswer, ToARawRequestWithoutANumberEndsTheRun) {
+    const Request raw(0, kShortTime);
+    raw.packet()->set_raw();
+    raw.packet()->set_body("???");
+    send(raw);
+    EXPECT_EQ("failed", raw.outcome());
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113);
+    EXPECT_EQ(kLost, next.outcome());
+}
+
+}  // namespace
+}  // namespace teskd::test

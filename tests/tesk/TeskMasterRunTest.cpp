@@ -1,0 +1,315 @@
+// How a run of a master starts, ends, and starts again.
+
+#include <barrier>
+#include <future>
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+#include <unistd.h>
+
+#include "net/FullBacklog.h"
+#include "support/Bytes.h"
+#include "support/ProcInfo.h"
+#include "support_src/FailingThreads.h"
+#include "support_src/LogRecorder.h"
+#include "tesk/PortConfig.h"
+#include "tesk/Request.h"
+#include "tesk/TeskController.h"
+#include "tesksim/Machine.h"
+
+namespace teskd::test {
+namespace {
+
+constexpr const char* kName = "SlotMachine_1";
+const std::string kDoComPort = bytes("FF FD 2C");
+// Negotiates at once, then spoils the first answer: the CodeId is too short.
+const std::string kSpoilt = kDoComPort + "~~~~00";
+const std::string kRefused = "error: IOException: SocketException: ConnectException: ";
+const std::string kDown = "error: TeskException: The link is shut down";
+
+class MasterRun : public testing::Test {
+  protected:
+    ~MasterRun() noexcept override = default;
+
+    void build(std::uint16_t tcpPort) {
+        config.serialPorts({tcpPort});
+        controller.emplace();
+    }
+    std::string ask(const std::string& name = kName) {
+        const Request request(113);
+        controller->send(name, request.packet());
+        const std::string outcome = request.outcome();
+        if (outcome.starts_with("error")) awaitEndOfRun();
+        return outcome;
+    }
+    // A request that comes while a run still ends may be told of that run's failure.
+    void awaitEndOfRun() {
+        const TeskMaster& master = *controller->get_machines().front();
+        EXPECT_TRUE(eventually([&] { return !master.isRunning(); }));
+    }
+    // Until the master's thread and the timer's have ended.
+    static bool threadsAre(std::size_t count) {
+        return eventually([count] { return threadCount(::getpid()) <= count; });
+    }
+
+    const LogRecorder log;
+    PortConfig config;
+    std::optional<TeskController> controller;
+};
+
+TEST_F(MasterRun, StartsWithTheLineSettingsInTheirOrder) {
+    tesksim::Machine machine{{.greeting = kDoComPort + "113~0025~15.03.21~ZA000000001~00~4711"}};
+    machine.setFaults({.silent = true});
+    machine.start();
+    config.set("[PORT_ASYNC1] BAUDRATE", "9600");
+    config.set("[PORT_ASYNC1] DATASIZE", "7");
+    config.set("[PORT_ASYNC1] PARITY", "EVEN");
+    config.set("[PORT_ASYNC1] STOPSIZE", "2");
+    config.set("[PORT_ASYNC1] FLOWCONTROL", "CTS/RTS");
+    build(machine.port());
+    EXPECT_EQ("completed", ask());
+    EXPECT_TRUE(machine.journal().waitForAcknowledgements(1));
+    const std::string received = machine.journal().rawReceived();
+    const std::string settings = bytes(
+        "FF FA 2C 01 00 00 25 80 FF F0  FF FA 2C 02 07 FF F0  FF FA 2C 03 03 FF F0"
+        "FF FA 2C 04 02 FF F0  FF FA 2C 05 03 FF F0");
+    EXPECT_NE(std::string::npos, received.find(settings));
+    EXPECT_GT(received.find("113~0008"), received.find(settings));
+    EXPECT_EQ("113~0008150~000C~113", machine.journal().dataReceived());
+}
+
+TEST_F(MasterRun, ThatCannotConnectIsTriedAgainByTheNextRequest) {
+    tesksim::Machine machine;
+    machine.setFaults({.refuse = true});
+    machine.start();
+    build(machine.port());
+    EXPECT_TRUE(ask().starts_with(kRefused));
+    EXPECT_TRUE(ask().starts_with(kRefused));
+    EXPECT_FALSE(controller->is_connected(kName));
+    EXPECT_EQ(0U, machine.journal().connections());
+    machine.clearFaults();
+    ASSERT_TRUE(eventually([&] { return somebodyListens(machine.port()); }));
+    EXPECT_EQ("completed", ask());
+    EXPECT_TRUE(controller->is_connected("ZA000000001"));
+}
+
+TEST_F(MasterRun, EndsWhenTheServerKnowsNoLineControl) {
+    tesksim::Machine machine;
+    machine.setFaults({.negotiation = tesksim::Negotiation::Refuse});
+    machine.start();
+    build(machine.port());
+    const Request first(113);
+    const Request second(115);
+    controller->send(kName, first.packet());
+    controller->send(kName, second.packet());
+    EXPECT_EQ("error: TelnetFeatureNotAvailableException: SET-BAUDRATE", first.outcome());
+    EXPECT_EQ("error: TelnetFeatureNotAvailableException: SET-BAUDRATE", second.outcome());
+    awaitEndOfRun();
+    EXPECT_FALSE(controller->is_connected(kName));
+    EXPECT_EQ("", machine.journal().dataReceived());
+    EXPECT_TRUE(machine.journal().waitForDisconnection());
+    machine.clearFaults();
+    EXPECT_EQ("completed", ask());
+    EXPECT_EQ(2U, machine.journal().connections());
+}
+
+TEST_F(MasterRun, ThatCannotStartReportsTheRequest) {
+    tesksim::Machine machine;
+    machine.start();
+    build(machine.port());
+    {
+        const FailingThreads none(1);
+        const Request request(113);
+        controller->send(kName, request.packet());
+        EXPECT_EQ(1U, request.outcomes());  // there and then
+        EXPECT_EQ("error: TeskException: Resource temporarily unavailable", request.outcome());
+        EXPECT_EQ(1U, log.count({180,
+                                 "Cannot serve a request for 'SlotMachine_1': Resource "
+                                 "temporarily unavailable"}));
+    }
+    EXPECT_EQ("completed", ask());
+    EXPECT_EQ("113~0008", machine.journal().requests().at(0).raw);
+    EXPECT_EQ(1U, machine.journal().requests().size());
+}
+
+TEST_F(MasterRun, IsOneForManySendersAtOnce) {
+    constexpr int kSenders = 8;
+    for (int round = 0; round < 20; ++round) {
+        Listener server;
+        build(server.port());
+        std::vector<std::unique_ptr<Request>> requests;
+        for (int i = 0; i < kSenders; ++i) requests.push_back(std::make_unique<Request>(113));
+        std::barrier together(kSenders);
+        std::vector<std::jthread> senders;
+        for (const auto& request : requests) {
+            senders.emplace_back([&] {
+                together.arrive_and_wait();
+                controller->send(kName, request->packet());
+            });
+        }
+        senders.clear();
+        const Connection first = server.accept();
+        EXPECT_FALSE(server.pendingWithin(std::chrono::milliseconds(20)));
+        controller.reset();
+        for (const auto& request : requests) EXPECT_EQ(1U, request->outcomes());
+    }
+}
+
+// Every run fails at once, so requests meet it at its start, at its end and in between.
+TEST_F(MasterRun, StrandsNoRequestThatComesWhileItFails) {
+    tesksim::Machine machine;
+    build(machine.port());  // nobody listens
+    std::vector<std::jthread> senders;
+    for (int i = 0; i < 4; ++i) {
+        senders.emplace_back([&] {
+            for (int n = 0; n < 300; ++n) {
+                const Request request(113);
+                controller->send(kName, request.packet());
+                ASSERT_TRUE(request.outcome().starts_with(kRefused)) << request.outcome();
+                ASSERT_EQ(1U, request.outcomes());
+            }
+        });
+    }
+}
+
+// Each comes a little later behind the end of the one before, and so now and then when the run has
+// reported that one and is about to end. Nobody else comes who would start a run for it.
+TEST_F(MasterRun, StrandsNoRequestThatComesAtItsVeryEnd) {
+    using Clock = std::chrono::steady_clock;
+    tesksim::Machine machine;
+    build(machine.port());  // nobody listens
+    for (int round = 0; round < 10'000; ++round) {
+        const Request request(113);
+        controller->send(kName, request.packet());
+        const Deadline deadline;
+        while (!request.ended() && !deadline.passed()) std::this_thread::yield();
+        ASSERT_EQ(1U, request.outcomes()) << round;
+        const auto then = Clock::now() + std::chrono::nanoseconds(5 * (round % 2000));
+        while (Clock::now() < then) continue;
+    }
+}
+
+TEST_F(MasterRun, StrandsNoRequestOfAListenerThatIsToldOfTheFailure) {
+    class AsksOnce : public PacketEventListener {
+      public:
+        AsksOnce(TeskController& controller, const Request& next)
+            : controller_(controller), next_(next) {}
+        void packetCompleted(Packet*) override {}
+        void packetFailed(Packet*) override {}
+        void packetError(Packet*, const Exception&) override {
+            controller_.send(kName, next_.packet());
+        }
+
+      private:
+        TeskController& controller_;
+        const Request& next_;
+    };
+    tesksim::Machine machine;
+    build(machine.port());
+    const Request second(115);
+    AsksOnce asksOnce(*controller, second);
+    const Request first(113);
+    first.packet()->addListener(&asksOnce);
+    controller->send(kName, first.packet());
+    EXPECT_TRUE(second.outcome().starts_with(kRefused)) << second.outcome();
+}
+
+TEST_F(MasterRun, MayBeRepeatedAThousandTimesAndLeavesNothingBehind) {
+    tesksim::Machine machine{{.greeting = kSpoilt}};
+    machine.setFaults({.silent = true});
+    machine.start();
+    build(machine.port());
+    std::size_t threads = 0;
+    std::size_t descriptors = 0;
+    constexpr int kRuns = 1000;
+    for (int run = 0; run <= kRuns; ++run) {
+        ASSERT_EQ("error: TeskException: ", ask().substr(0, 22)) << run;
+        ASSERT_TRUE(machine.journal().waitForDisconnection());
+        if (run > 0) continue;
+        threads = threadCount(::getpid());  // the first run's and the timer's among them, perhaps
+        descriptors = openDescriptors(::getpid());
+    }
+    EXPECT_EQ(1U + kRuns, machine.journal().connections());
+    EXPECT_TRUE(threadsAre(threads));
+    EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) <= descriptors; }));
+}
+
+TEST_F(MasterRun, EndsPromptlyWhileItConnects) {
+    const FullBacklog server;
+    build(server.port());
+    const Request request(113);
+    controller->send(kName, request.packet());
+    EXPECT_EQ("nothing", request.outcome(std::chrono::milliseconds(100)));
+    const Deadline prompt(std::chrono::seconds(2));
+    controller->shut_down();
+    EXPECT_FALSE(prompt.passed());
+    EXPECT_EQ("error", request.outcome().substr(0, 5));
+    EXPECT_EQ(1U, request.outcomes());
+    EXPECT_EQ(kDown, ask());
+}
+
+TEST_F(MasterRun, EndsPromptlyWhileItNegotiates) {
+    Listener server;
+    build(server.port());
+    const Request request(113);
+    controller->send(kName, request.packet());
+    Connection connection = server.accept();
+    connection.readExactly(3);  // its first offer
+    const Deadline prompt(std::chrono::milliseconds(700));
+    controller->shut_down();
+    EXPECT_FALSE(prompt.passed());
+    EXPECT_EQ("error", request.outcome().substr(0, 5));
+    EXPECT_TRUE(connection.closedByPeer());
+}
+
+TEST_F(MasterRun, EndsPromptlyWhileItWaitsForAnAnswer) {
+    tesksim::Machine machine;
+    machine.setFaults({.silent = true});
+    machine.start();
+    build(machine.port());
+    const Request request(113);
+    controller->send(kName, request.packet());
+    EXPECT_TRUE(machine.journal().waitForRequests(1));
+    const Deadline prompt(std::chrono::seconds(2));
+    controller->shut_down();
+    EXPECT_FALSE(prompt.passed());
+    EXPECT_EQ("error", request.outcome().substr(0, 5));
+    EXPECT_EQ(1U, request.outcomes());
+}
+
+TEST_F(MasterRun, IsNoneAfterShutdown) {
+    tesksim::Machine machine;
+    machine.start();
+    build(machine.port());
+    controller->shut_down();
+    EXPECT_EQ(kDown, ask());
+    EXPECT_EQ(0U, machine.journal().connections());
+    EXPECT_EQ(1U, log.count({180,
+                             "Cannot serve a request for 'SlotMachine_1': The link is shut "
+                             "down"}));
+}
+
+// Senders that race with the shutdown: each request ends, once.
+TEST_F(MasterRun, StrandsNoRequestThatComesWithTheShutdown) {
+    for (int round = 0; round < 50; ++round) {
+        tesksim::Machine machine;
+        build(machine.port());
+        std::barrier together(3);
+        const auto send = [&] {
+            together.arrive_and_wait();
+            for (int n = 0; n < 20; ++n) {
+                const Request request(113);
+                controller->send(kName, request.packet());
+                ASSERT_EQ("error", request.outcome().substr(0, 5));
+                ASSERT_EQ(1U, request.outcomes());
+            }
+        };
+        std::jthread one(send);
+        std::jthread two(send);
+        together.arrive_and_wait();
+        controller->shut_down();
+    }
+}
+
+}  // namespace
+}  // namespace teskd::test
