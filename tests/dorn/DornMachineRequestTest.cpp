@@ -198,6 +198,19 @@ TEST(DornMachineRequestTest, TheHeaderOfTheRequestComesBackWithEveryAnswer) {
     }
 }
 
+// The code goes to and fro between them while the requests go out.
+TEST(DornMachineRequestTest, TwoMachinesThatClaimOneCodeIdAreEachAskedOnceByEveryRequest) {
+    constexpr std::size_t kRequests = 50;
+    HostLink link(2);
+    link.machine(2).setCodeId("ZA000000001");
+    for (std::size_t i = 0; i < kRequests; ++i) link.host().request(1, kEveryMachine);
+    for (std::size_t i = 0; i < 2 * kRequests; ++i) {
+        EXPECT_EQ(0x81, link.host().readFrame().kind);
+    }
+    EXPECT_EQ(kRequests, link.machine(1).journal().requests().size());
+    EXPECT_EQ(kRequests, link.machine(2).journal().requests().size());
+}
+
 TEST(DornMachineRequestTest, ARequestLeftWhenTheMachinesAreShutDownFails) {
     HostLink link(1);
     link.machine(1).setFaults({.silent = true});
