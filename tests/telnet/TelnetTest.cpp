@@ -1,5 +1,6 @@
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
@@ -420,6 +421,30 @@ TEST(TelnetInput, ACommandRightBehindAnAnswerDoesNotHoldTheAnswer) {
 }
 
 // The budget stands for a reader that has given up; the server goes on sending.
+// The system counts the calls that read, of the whole process.
+unsigned long readingCalls() {
+    std::ifstream counters("/proc/self/io");
+    std::string name;
+    unsigned long value = 0;
+    while (counters >> name >> value) {
+        if (name == "syscr:") return value;
+    }
+    ADD_FAILURE() << "the system does not count";
+    return 0;
+}
+
+TEST(TelnetInput, BytesThatAreReadOneByOneDoNotCostASystemCallEach) {
+    constexpr unsigned long kSize = 1000;
+    Line line;
+    line.agree();
+    line.server.sendAll(std::string(kSize, 'x'));
+    const unsigned long before = readingCalls();
+    for (unsigned long i = 0; i < kSize; ++i) {
+        ASSERT_EQ('x', line.telnet->getInputStream().read());
+    }
+    EXPECT_LT(readingCalls() - before, kSize / 10);
+}
+
 TEST(TelnetInput, AFloodAfterATimeoutDoesNotHoldTheDroppingOfIt) {
     Line line;
     line.offer();
