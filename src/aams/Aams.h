@@ -57,6 +57,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         void packetError(Packet* packet, const Exception& e) override;
 
       private:
+        void start_pass();
         void begin_pass(std::size_t machines);
         void poll(const std::string& code);
         void count_answer(bool answered);

@@ -1,5 +1,6 @@
 #include "aams/Aams.h"
 #include "aams/AamsPacketU1.h"
+#include "aams/TimerWork.h"
 #include "packet/PacketHandle.h"
 
 namespace teskd {
@@ -8,8 +9,10 @@ Aams::AamsNtpTimerTask::AamsNtpTimerTask(Aams& owner)
     : TimerTask("AamsNtpTimerTask"), owner_(owner) {}
 
 void Aams::AamsNtpTimerTask::run() {
-    const PacketHandle<AamsPacketU1> question(new AamsPacketU1);
-    owner_.send_notification(*question);
+    asTimerWork([this] {
+        const PacketHandle<AamsPacketU1> question(new AamsPacketU1);
+        owner_.send_notification(*question);
+    });
 }
 
 }  // namespace teskd

@@ -1,6 +1,7 @@
 #include "aams/Aams.h"
 #include "aams/AamsPacketU4.h"
 #include "aams/AamsReply.h"
+#include "aams/TimerWork.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "packet/PacketHandle.h"
@@ -25,6 +26,10 @@ constexpr char STATE_LATER_PASS = '4';
 Aams::AamsTimerTask::AamsTimerTask(Aams& owner) : TimerTask("AamsTimerTask"), owner_(owner) {}
 
 void Aams::AamsTimerTask::run() {
+    asTimerWork([this] { start_pass(); });
+}
+
+void Aams::AamsTimerTask::start_pass() {
     ++passCount_;
     owner_.state_ = passCount_ > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
     const std::list<std::string> codes = owner_.controller_.get_identities();

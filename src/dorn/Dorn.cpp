@@ -33,10 +33,10 @@ using namespace dornframe;
 namespace {
 
 constexpr std::chrono::milliseconds JUNK_PAUSE(1000);  // between two lines about the same junk
-constexpr std::chrono::milliseconds STOP_GRACE(1000);  // for owed answers, when the daemon stops
-// A host with this many requests unanswered, or this many bytes of answers waiting for it, is not
-// read from until there are fewer.
-constexpr std::int32_t MOST_PENDING = 1024;
+// For owed answers, when the daemon stops. Longer than the second that it gives its threads before
+// it fails what waits for machines, so that hosts are told of that.
+constexpr std::chrono::milliseconds STOP_GRACE(1500);
+// A host that lets this many bytes of answers wait is not read from until there are fewer.
 constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
 
 }  // namespace
@@ -146,9 +146,8 @@ bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
     for (;;) {
         wake_.clear();
         const std::size_t queued = writer_.sendQueued();
-        const bool reads =
-            goal == Goal::input && queued <= MOST_QUEUED && pending_.areFewerThan(MOST_PENDING);
-        if (goal == Goal::answered && queued == 0 && pending_.areFewerThan(1)) return true;
+        const bool reads = goal == Goal::input && queued <= MOST_QUEUED && pending_.areFew();
+        if (goal == Goal::answered && queued == 0 && pending_.areNone()) return true;
         const bool readable = wait(reads, queued > 0, stop, deadline);
         if (stop != nullptr && stop->isSet()) return false;
         if (readable) return true;

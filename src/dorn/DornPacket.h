@@ -52,7 +52,7 @@ class DornPacket : public Packet {
         const std::array<std::uint8_t, dornframe::STATION_SIZE>& address) const;
 
     // Keeps the connection's ticket until the packet is freed.
-    void carry(PendingAnswers& pending) { ticket_.emplace(pending); }
+    void carry(PendingAnswers& pending) { ticket_.emplace(pending, body_.size()); }
 
     // True for the first two bytes that every frame from a host has.
     static bool is_frame_start(int first, int second);

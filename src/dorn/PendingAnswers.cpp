@@ -4,27 +4,33 @@
 
 namespace teskd {
 
-PendingAnswers::Ticket::Ticket(PendingAnswers& pending) : pending_(pending) {
+PendingAnswers::Ticket::Ticket(PendingAnswers& pending, std::size_t bytes)
+    : pending_(pending), bytes_(bytes) {
     const SynchronizedLock lock(pending_.lock_);
     ++pending_.count_;
+    pending_.bytes_ += bytes_;
 }
 
 PendingAnswers::Ticket::~Ticket() {
     const SynchronizedLock lock(pending_.lock_);
     --pending_.count_;
-    if (pending_.count_ < pending_.awaited_) pending_.wake_.set();
+    pending_.bytes_ -= bytes_;
+    if (pending_.asked_) pending_.wake_.set();
 }
 
-std::int32_t PendingAnswers::count() const {
+bool PendingAnswers::areFew() {
     const SynchronizedLock lock(lock_);
-    return count_;
+    return answer(count_ < MOST_REQUESTS && bytes_ < MOST_BYTES);
 }
 
-bool PendingAnswers::areFewerThan(std::int32_t limit) {
+bool PendingAnswers::areNone() {
     const SynchronizedLock lock(lock_);
-    const bool fewer = count_ < limit;
-    awaited_ = fewer ? 0 : limit;
-    return fewer;
+    return answer(count_ == 0);
+}
+
+bool PendingAnswers::answer(bool yes) {
+    asked_ = !yes;
+    return yes;
 }
 
 }  // namespace teskd

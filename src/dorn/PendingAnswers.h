@@ -1,7 +1,7 @@
-// How many requests of one host connection are not answered yet.
+// The requests of one host connection that are not answered yet.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 
 #include "core/Synchronized.h"
 
@@ -9,37 +9,46 @@ namespace teskd {
 
 class StopEvent;
 
-// A count that rises with each Ticket and falls when the ticket goes. Each received packet carries
-// one, so the count falls when the packet has given its last answer and is freed.
+// Counts Tickets. Each received packet carries one, so it goes when the packet has given its last
+// answer and is freed.
 //
 // Owner: a Dorn, which outlives every ticket because it waits for the count to reach zero.
 // Threads: tickets go on any thread; the questions are the owner's. Locks: its own, innermost but
 // for the event's.
 class PendingAnswers {
   public:
+    // A host with this many requests pending, or this many bytes of them, has to wait with more.
+    static constexpr std::size_t MOST_REQUESTS = 128;
+    static constexpr std::size_t MOST_BYTES = std::size_t{1024} * 1024;
+
     class Ticket {
       public:
-        explicit Ticket(PendingAnswers& pending);
+        // For a request of that many bytes.
+        Ticket(PendingAnswers& pending, std::size_t bytes);
         ~Ticket();
         Ticket(const Ticket&) = delete;
         Ticket& operator=(const Ticket&) = delete;
 
       private:
         PendingAnswers& pending_;
+        std::size_t bytes_;
     };
 
-    // Refers to the event, which is set when a question that got a no would get a yes.
+    // Refers to the event, which is set when a question that got a no may be asked again.
     explicit PendingAnswers(StopEvent& wake) : wake_(wake) {}
 
-    std::int32_t count() const;
-    // True when fewer than limit are left; else the event will tell.
-    bool areFewerThan(std::int32_t limit);
+    // True when further requests may be read.
+    bool areFew();
+    bool areNone();
 
   private:
+    bool answer(bool yes) TESKD_REQUIRES(lock_);
+
     StopEvent& wake_;
-    mutable Synchronized lock_;
-    std::int32_t count_ TESKD_GUARDED_BY(lock_) = 0;
-    std::int32_t awaited_ TESKD_GUARDED_BY(lock_) = 0;  // limit of the last question that got a no
+    Synchronized lock_;
+    std::size_t count_ TESKD_GUARDED_BY(lock_) = 0;
+    std::size_t bytes_ TESKD_GUARDED_BY(lock_) = 0;
+    bool asked_ TESKD_GUARDED_BY(lock_) = false;  // the last question got a no
 };
 
 }  // namespace teskd

@@ -18,38 +18,45 @@ class PendingAnswersTest : public testing::Test {
     PendingAnswers pending_{wake_};
 };
 
-TEST_F(PendingAnswersTest, CountsItsTickets) {
-    EXPECT_EQ(0, pending_.count());
-    std::optional<PendingAnswers::Ticket> one(pending_);
-    EXPECT_EQ(1, pending_.count());
-    std::optional<PendingAnswers::Ticket> two(pending_);
-    EXPECT_EQ(2, pending_.count());
+TEST_F(PendingAnswersTest, AreNoneWithoutATicket) {
+    EXPECT_TRUE(pending_.areNone());
+    std::optional<PendingAnswers::Ticket> one(std::in_place, pending_, 0);
+    EXPECT_FALSE(pending_.areNone());
     one.reset();
-    EXPECT_EQ(1, pending_.count());
-    two.reset();
-    EXPECT_EQ(0, pending_.count());
+    EXPECT_TRUE(pending_.areNone());
 }
 
-TEST_F(PendingAnswersTest, FewerIsLessThanTheLimit) {
-    const PendingAnswers::Ticket ticket(pending_);
-    EXPECT_TRUE(pending_.areFewerThan(2));
-    EXPECT_FALSE(pending_.areFewerThan(1));
-}
-
-TEST_F(PendingAnswersTest, ATicketThatMakesANoAYesWakes) {
+TEST_F(PendingAnswersTest, AreFewUpTo127) {
     std::list<PendingAnswers::Ticket> tickets;
-    for (int i = 0; i < 3; ++i) tickets.emplace_back(pending_);
-    EXPECT_FALSE(pending_.areFewerThan(2));
-    tickets.pop_back();
+    for (int i = 0; i < 127; ++i) tickets.emplace_back(pending_, 0);
+    EXPECT_TRUE(pending_.areFew());
+    tickets.emplace_back(pending_, 0);
+    EXPECT_FALSE(pending_.areFew());
+    tickets.pop_front();
+    EXPECT_TRUE(pending_.areFew());
+}
+
+TEST_F(PendingAnswersTest, AreFewBelowAMebibyte) {
+    const PendingAnswers::Ticket large(pending_, 1048575);
+    EXPECT_TRUE(pending_.areFew());
+    std::optional<PendingAnswers::Ticket> one(std::in_place, pending_, 1);
+    EXPECT_FALSE(pending_.areFew());
+    one.reset();
+    EXPECT_TRUE(pending_.areFew());
+}
+
+TEST_F(PendingAnswersTest, ATicketThatGoesAfterANoWakes) {
+    std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_, 0);
+    EXPECT_FALSE(pending_.areNone());
     EXPECT_FALSE(wake_.isSet());
-    tickets.pop_back();
+    ticket.reset();
     EXPECT_TRUE(wake_.isSet());
 }
 
 TEST_F(PendingAnswersTest, NobodyIsWokenWhoGotAYes) {
-    std::optional<PendingAnswers::Ticket> ticket(pending_);
-    EXPECT_FALSE(pending_.areFewerThan(1));
-    EXPECT_TRUE(pending_.areFewerThan(2));
+    std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_, 0);
+    EXPECT_FALSE(pending_.areNone());
+    EXPECT_TRUE(pending_.areFew());
     ticket.reset();
     EXPECT_FALSE(wake_.isSet());
 }
