@@ -1,0 +1,133 @@
+// The bodies of replies and notifications.
+
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+#include "Engine.h"
+#include "aams/AamsCache.h"
+#include "aams/AamsReply.h"
+
+namespace teskd::test {
+namespace {
+
+class AamsReply : public testing::Test {
+  protected:
+    ~AamsReply() noexcept override {}
+
+    void add(const std::string& code, const std::string& n, const std::list<std::string>& errors) {
+        cache.add_reading(code, "0" + n, "stamp" + n, "message" + n, errors);
+    }
+
+    AamsCache cache;
+
+  private:
+    EngineConfig config_{0};
+};
+
+TEST_F(AamsReply, TheAddressHasNoColons) {
+    EXPECT_EQ("-001122AABBCC", aamsreply::mac_field());
+}
+
+TEST_F(AamsReply, IdentificationHasEverythingThatTellsTheGatewayApart) {
+    EXPECT_EQ("-001122AABBCC-00-MODEL-1.2.3-210315-MAKER-3-9",
+              withoutStamp(aamsreply::identification()));
+}
+
+TEST_F(AamsReply, IdentificationSendsTheInstalledUpdateNotTheFormerOne) {
+    KeptConfig::set("[INTERNAL] SW_UPDATE_A", "200101");
+    EXPECT_EQ("-001122AABBCC-00-MODEL-1.2.3-210315-MAKER-3-9",
+              withoutStamp(aamsreply::identification()));
+}
+
+TEST_F(AamsReply, ABodyThatCannotBeBuiltIsAFailure) {
+    const auto broken = []() -> std::string { throw std::runtime_error("unreadable"); };
+    EXPECT_EQ("-001122AABBCC-0A", aamsreply::or_failure("0A", broken));
+    EXPECT_EQ("-001122AABBCC-0F", aamsreply::or_failure("0F", broken));
+}
+
+TEST_F(AamsReply, ConnectedListWithoutMachinesIsAFailure) {
+    EXPECT_EQ("-001122AABBCC-0B", aamsreply::connected_list(cache, '1'));
+}
+
+TEST_F(AamsReply, ConnectedListHasTheNewestReadingOfEveryMachineInOrder) {
+    add("ZB", "1", {});
+    add("ZA", "2", {"31"});
+    add("ZB", "3", {"32"});
+    EXPECT_EQ("-001122AABBCC-00-4-stamp2-message2-stamp3-message3",
+              withoutStamp(aamsreply::connected_list(cache, '4')));
+}
+
+TEST_F(AamsReply, SlotReadingsOfAnUnknownMachineIsAFailure) {
+    add("ZA", "1", {});
+    EXPECT_EQ("-001122AABBCC-0C", aamsreply::slot_readings(cache, "ZB"));
+    EXPECT_EQ("-001122AABBCC-0C", aamsreply::slot_readings(cache, ""));
+}
+
+TEST_F(AamsReply, SlotReadingsHasEveryReadingNewestFirst) {
+    add("ZA", "1", {});
+    add("ZB", "2", {});
+    add("ZA", "3", {"31"});
+    EXPECT_EQ("-001122AABBCC-00-03-stamp3-message3-01-stamp1-message1",
+              withoutStamp(aamsreply::slot_readings(cache, "ZA")));
+}
+
+TEST_F(AamsReply, SlotReadingsHasFiftyReadingsAtMost) {
+    std::string fifty;
+    for (int n = 1; n <= 51; ++n) {
+        add("ZA", std::to_string(n), {});
+        const std::string number = std::to_string(n);
+        if (n > 1) fifty = "-0" + number + "-stamp" + number + "-message" + number + fifty;
+    }
+    EXPECT_EQ("-001122AABBCC-00" + fifty, withoutStamp(aamsreply::slot_readings(cache, "ZA")));
+}
+
+TEST_F(AamsReply, SlotErrorsOfAnUnknownMachineIsAFailure) {
+    add("ZA", "1", {"31"});
+    EXPECT_EQ("-001122AABBCC-0C", aamsreply::slot_errors(cache, "ZB", '1'));
+}
+
+TEST_F(AamsReply, SlotErrorsOfAGoodReadingIsAFailure) {
+    add("ZA", "1", {"31"});
+    add("ZA", "2", {});
+    EXPECT_EQ("-001122AABBCC-0E", aamsreply::slot_errors(cache, "ZA", '1'));
+}
+
+TEST_F(AamsReply, SlotErrorsHasTheNewestErrorsAndTheTwoNewestReadings) {
+    add("ZA", "1", {"41"});
+    add("ZA", "2", {});
+    add("ZA", "3", {"31", "38", "38"});
+    EXPECT_EQ("-001122AABBCC-00-3-31-38-38-stamp3-message3-stamp2-message2",
+              withoutStamp(aamsreply::slot_errors(cache, "ZA", '3')));
+}
+
+TEST_F(AamsReply, SlotErrorsOfASingleReadingHasEmptyTextsForTheOneBefore) {
+    add("ZA", "1", {"31"});
+    EXPECT_EQ("-001122AABBCC-00-1-31-stamp1-message1--",
+              withoutStamp(aamsreply::slot_errors(cache, "ZA", '1')));
+}
+
+TEST_F(AamsReply, ExternalParametersAreJoinedByExclamationMarks) {
+    ExternalParameters parameters;
+    parameters.tmp_app_collegati = 10;
+    parameters.invio_no_app_collegati = false;
+    parameters.tmp_app_accensione = -5;
+    EXPECT_EQ("-001122AABBCC-00-10!1!0!-5",
+              withoutStamp(aamsreply::external_parameters(parameters)));
+}
+
+TEST_F(AamsReply, ADateThatCouldNotBeSet) {
+    EXPECT_EQ("-001122AABBCC-FF", aamsreply::date_not_set());
+}
+
+TEST_F(AamsReply, APassThatNobodyAnswered) {
+    EXPECT_EQ("-001122AABBCC-00-3", aamsreply::nobody_answered(true));
+    EXPECT_EQ("-001122AABBCC-00-4", aamsreply::nobody_answered(false));
+}
+
+TEST_F(AamsReply, AFailedCheckNamesContextErrorAndMessage) {
+    EXPECT_EQ("-001122AABBCC-04-38-113~000B",
+              withoutStamp(aamsreply::failed_check("04", "38", "113~000B")));
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,407 @@
+// The polling passes and the question for the date.
+
+#include <gtest/gtest.h>
+
+#include "Engine.h"
+#include "support_src/LogRecorder.h"
+#include "support_src/MachinePark.h"
+
+namespace teskd::test {
+namespace {
+
+LogEntry polled(const std::string& name) {
+    return {182, "Generating automatique request for slot machine: '" + name + "'"};
+}
+
+// A pass over machines whose answers the test gives itself: the link is shut down, so no poll is
+// under way when run() returns.
+class AamsPass : public testing::Test {
+  protected:
+    AamsPass() { engine.controller.shut_down(); }
+    ~AamsPass() noexcept override {}
+
+    // The first pass, in which the task does not listen: the answers awaited stay awaited.
+    void beginFirstPass() { task.run(); }
+    void answered() { task.packetCompleted(poll_.pointer()); }
+    void timedOut() { task.packetFailed(poll_.pointer()); }
+    void failed() { task.packetError(poll_.pointer(), Exception("why")); }
+    std::size_t reports() const { return engine.board.bodies(4).size(); }
+    std::string report() const {
+        const std::vector<std::string> bodies = engine.board.bodies(4);
+        return bodies.empty() ? "no report" : bodies.back();
+    }
+
+    Engine engine{3};
+    Aams::AamsTimerTask task{engine.aams};
+
+  private:
+    PacketHandle<Packet> poll_{new Packet};
+};
+
+TEST_F(AamsPass, PollsEveryMachineAndLogsIt) {
+    const LogRecorder log;
+    task.run();
+    std::vector<LogEntry> polls;
+    for (const LogEntry& line : log.lines()) {
+        if (line.text.starts_with("Generating")) polls.push_back(line);
+    }
+    EXPECT_EQ((std::vector<LogEntry>{polled("ZA000000001"), polled("ZA000000002"),
+                                     polled("ZA000000003")}),
+              polls);
+}
+
+TEST_F(AamsPass, TheFirstOneIsNeverReported) {
+    task.run();
+    EXPECT_EQ(0U, reports());
+}
+
+TEST_F(AamsPass, ALaterOneThatNobodyAnsweredIsReportedOnce) {
+    task.run();
+    task.run();
+    EXPECT_EQ(1U, reports());
+    EXPECT_EQ(kMac + "-00-4", report());
+    task.run();
+    EXPECT_EQ(2U, reports());
+    EXPECT_EQ(kMac + "-00-4", report());
+}
+
+TEST_F(AamsPass, ThatNobodyAnsweredIsNotReportedAgainstTheParameters) {
+    engine.start();
+    engine.askText("506-0011-10!1!0!5");
+    task.run();
+    task.run();
+    EXPECT_EQ(0U, reports());
+}
+
+TEST_F(AamsPass, IsNotListenedToAgainstTheParameters) {
+    engine.start();
+    engine.askText("506-0011-10!0!1!5");
+    task.run();
+    task.run();
+    EXPECT_EQ(0U, reports());
+}
+
+TEST_F(AamsPass, EndsWithTheLastAnswerWhateverItIs) {
+    beginFirstPass();
+    timedOut();
+    failed();
+    EXPECT_EQ(0U, reports());
+    timedOut();
+    EXPECT_EQ(1U, reports());
+    EXPECT_EQ(kMac + "-00-3", report());
+}
+
+TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedWithTheNewestReadings) {
+    engine.read(reading("100~200~1~100~200~0"));
+    beginFirstPass();
+    answered();
+    timedOut();
+    EXPECT_EQ(0U, reports());
+    failed();
+    ASSERT_EQ(1U, reports());
+    const std::string message = "-113~0034~15.03.21~ZA000000001~00~100~200~1~100~200~0";
+    const std::string body = withoutStamp(report());
+    ASSERT_TRUE(body.ends_with(message)) << body;
+    EXPECT_EQ(kMac + "-00-3", withoutStamp(body.substr(0, body.size() - message.size())));
+}
+
+TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedAlsoWithoutReadings) {
+    beginFirstPass();
+    answered();
+    answered();
+    answered();
+    EXPECT_EQ(kMac + "-0B", report());
+}
+
+TEST_F(AamsPass, AnAnswerBeyondTheLastReportsThePassAgain) {
+    beginFirstPass();
+    timedOut();
+    timedOut();
+    timedOut();
+    answered();
+    EXPECT_EQ(2U, reports());
+    EXPECT_EQ(kMac + "-0B", report());
+}
+
+TEST_F(AamsPass, ANewOneForgetsTheAnswersToThePreviousOne) {
+    engine.start();
+    engine.askText("506-0011-10!0!1!5");  // the task does not listen
+    task.run();
+    answered();
+    answered();
+    task.run();
+    timedOut();
+    timedOut();
+    EXPECT_EQ(0U, reports());
+    timedOut();
+    EXPECT_EQ(1U, reports());
+    EXPECT_EQ(kMac + "-00-4", report());
+}
+
+TEST_F(AamsPass, ParametersThatChangeMeanwhileDecideAtItsEnd) {
+    engine.start();
+    beginFirstPass();
+    timedOut();
+    timedOut();
+    engine.askText("506-0011-10!1!0!5");
+    timedOut();
+    EXPECT_EQ(0U, reports());
+}
+
+TEST_F(AamsPass, TheStateFollowsThePasses) {
+    engine.read(reading("100~200~1~100~200~-1"));
+    engine.start();
+    const auto state = [this] {
+        return bodyOf(engine.askText("502-0008"), 502).substr(kMac.size() + 4, 1);
+    };
+    EXPECT_EQ("1", state());
+    for (const char* const expected : {"3", "4", "4"}) {
+        task.run();
+        EXPECT_EQ(expected, state());
+        EXPECT_TRUE(bodyOf(engine.askText("504-0014-ZA000000001"), 504)
+                        .starts_with(kMac + "-00-" + expected + "-35-"));
+    }
+}
+
+TEST_F(AamsPass, TakesThePeriodFromTheParameters) {
+    EXPECT_EQ(0U, task.getPeriod());
+    task.run();
+    EXPECT_EQ(180'000U, task.getPeriod());
+    engine.start();
+    engine.askText("506-0011-10!1!0!5");
+    task.run();
+    EXPECT_EQ(600'000U, task.getPeriod());
+    engine.askText("506-0019-2147483646!1!0!5");
+    task.run();
+    EXPECT_EQ(4'294'967'295U, task.getPeriod());
+}
+
+TEST_F(AamsPass, TasksHaveTheirNames) {
+    EXPECT_EQ("AamsTimerTask", task.getName());
+    EXPECT_EQ("AamsNtpTimerTask", Aams::AamsNtpTimerTask(engine.aams).getName());
+}
+
+TEST(AamsPassOverNobody, IsNotReportedButCounts) {
+    Engine engine(0);
+    Aams::AamsTimerTask task(engine.aams);
+    task.run();
+    task.run();
+    EXPECT_TRUE(engine.board.frames().empty());
+    engine.read(reading("100~200~1~100~200~0"));
+    engine.start();
+    EXPECT_TRUE(bodyOf(engine.askText("502-0008"), 502).starts_with(kMac + "-00-4-"));
+}
+
+// Real machines on the loopback interface.
+class AamsPollOfMachines : public testing::Test {
+  protected:
+    AamsPollOfMachines() {
+        park.makeAllKnown();
+        for (std::size_t n = 1; n <= 3; ++n) {
+            park.machine(n).answers().setBody(113, "100~200~1~100~200~0");
+        }
+    }
+    ~AamsPollOfMachines() noexcept override { park.shutDown(); }
+
+    // Runs a pass and waits until every machine has been asked and has its acknowledgement.
+    void pass() {
+        task.run();
+        ++passes_;
+        for (std::size_t n = 1; n <= 3; ++n) {
+            EXPECT_TRUE(park.machine(n).journal().waitForAcknowledgements(passes_));
+        }
+    }
+
+    EngineConfig config{0};
+    MachinePark park{3};
+    NoticeBoard board;
+    FakeClock clock{kStart};
+    Timer timer{clock};
+    Aams aams{park.controller(), board, timer};
+    Aams::AamsTimerTask task{aams};
+
+  private:
+    std::size_t passes_ = 0;
+};
+
+TEST_F(AamsPollOfMachines, SendsTheQuestionForTheCounters) {
+    pass();
+    for (std::size_t n = 1; n <= 3; ++n) {
+        EXPECT_EQ("113~0008150~000C~113", park.machine(n).journal().dataReceived());
+    }
+}
+
+TEST_F(AamsPollOfMachines, TheSecondPassIsReportedWhenAllHaveAnswered) {
+    pass();
+    pass();
+    ASSERT_TRUE(board.waitFor(1));
+    const std::string body = withoutStamp(board.bodies(4).at(0));
+    EXPECT_TRUE(body.starts_with(kMac + "-00-4-")) << body;
+    for (std::size_t n = 1; n <= 3; ++n) {
+        const std::string message =
+            "-113~0034~15.03.21~" + MachinePark::nameOf(n) + "~00~100~200~1~100~200~0";
+        EXPECT_NE(std::string::npos, body.find(message)) << body;
+    }
+    EXPECT_EQ(1U, board.frames().size());
+}
+
+TEST_F(AamsPollOfMachines, TheContextIsThatOfAPassFromTheFirstOn) {
+    park.machine(1).answers().setBody(113, "100~200~1~100~200~-1");
+    pass();
+    ASSERT_TRUE(board.waitFor(1));
+    EXPECT_TRUE(board.bodies(5).at(0).starts_with(kMac + "-04-35-113~0035~"));
+}
+
+TEST_F(AamsPollOfMachines, APassThatSomeAnsweredIsReportedWhenTheOthersFailed) {
+    pass();
+    park.machine(2).setFaults({.closeAfter = 5});
+    task.run();
+    ASSERT_TRUE(board.waitFor(1));
+    EXPECT_TRUE(board.bodies(4).at(0).starts_with(kMac + "-00-4-"));
+}
+
+// By the clock of the test, which never stands on the very time at which a task is due: a timer
+// does not sleep then.
+class AamsTimes : public testing::Test {
+  protected:
+    AamsTimes() { engine.controller.shut_down(); }
+    ~AamsTimes() noexcept override {}
+
+    // A microsecond after the start, when the date was asked for.
+    void start() {
+        engine.start();
+        engine.askText("502-0008");  // both tasks are scheduled then
+        after(1);
+    }
+    void after(std::int64_t microseconds) {
+        ASSERT_TRUE(engine.clock.advanceAndSettle(microseconds));
+    }
+    // The server's answer to the notification made at the start.
+    void answer(const std::string& text) {
+        engine.board.answer(0, payload(text));
+        ASSERT_TRUE(engine.clock.awaitSleeper());  // the timer has seen the new times
+    }
+    std::size_t passes() const { return log.count(polled("ZA000000001")); }
+    std::size_t questions() const { return engine.board.bodies(1).size(); }
+
+    LogRecorder log;
+    Engine engine;
+};
+
+TEST_F(AamsTimes, TheDateIsAskedForAtOnceAndAtItsPeriod) {
+    start();
+    ASSERT_EQ(1U, questions());
+    EXPECT_EQ(kMac, engine.board.bodies(1)[0]);
+    after(7200 * kSecond - 1);
+    EXPECT_EQ(1U, questions());
+    after(2);
+    EXPECT_EQ(2U, questions());
+}
+
+TEST_F(AamsTimes, TheFirstPassComesAfterItsDelayAndTheOthersAtTheirPeriod) {
+    start();
+    after(2 * kMinute - 2);
+    EXPECT_EQ(0U, passes());
+    after(2);
+    EXPECT_EQ(1U, passes());
+    after(3 * kMinute - 1);
+    EXPECT_EQ(1U, passes());
+    after(2);
+    EXPECT_EQ(2U, passes());
+}
+
+TEST_F(AamsTimes, Request506ChangesThePeriodFromTheNextPassAndNothingBefore) {
+    start();
+    engine.askText("506-0010-1!1!1!9");
+    after(2 * kMinute - 2);
+    EXPECT_EQ(0U, passes());
+    after(2);
+    EXPECT_EQ(1U, passes());
+    after(kMinute + 1);
+    EXPECT_EQ(2U, passes());
+}
+
+TEST_F(AamsTimes, TheAnswerToNotification2SchedulesThePassesAnew) {
+    start();
+    answer("002-0010-5!1!1!1");
+    after(kMinute - 1);
+    EXPECT_EQ(0U, passes());
+    after(2);
+    EXPECT_EQ(1U, passes());
+    after(3 * kMinute + 1);  // the former period
+    EXPECT_EQ(1U, passes());
+    after(2 * kMinute);
+    EXPECT_EQ(2U, passes());
+    after(5 * kMinute + 1);
+    EXPECT_EQ(3U, passes());
+}
+
+TEST_F(AamsTimes, AnAnswerToNotification2WithABadFieldSchedulesByTheValuesAsTheyStand) {
+    start();
+    answer("002-000C-5!x");
+    EXPECT_EQ(1U, log.count({182,
+                             "AAMS External parameters changed: tmp_app_collegati = 5, "
+                             "invio_app_collegati = 1, invio_no_app_collegati = 1, "
+                             "tmp_app_accensione = 2"}));
+    after(2 * kMinute + 1);
+    EXPECT_EQ(1U, passes());
+    after(5 * kMinute - 1);
+    EXPECT_EQ(1U, passes());
+    after(2);
+    EXPECT_EQ(2U, passes());
+}
+
+TEST_F(AamsTimes, AClockSetBackRunsBothTasksAtTheNextPass) {
+    start();
+    engine.clock.step(-60 * kMinute);
+    const std::size_t before = engine.clock.readings();
+    engine.clock.advance(1);  // the timer finds out, and that everything is due a moment later
+    ASSERT_TRUE(eventually([&] { return engine.clock.readings() > before + 5; }));
+    after(1);
+    EXPECT_EQ(1U, passes());
+    EXPECT_EQ(2U, questions());
+    after(3 * kMinute - 1);
+    EXPECT_EQ(1U, passes());
+    after(2);
+    EXPECT_EQ(2U, passes());
+    EXPECT_EQ(2U, questions());
+}
+
+TEST_F(AamsTimes, AClockSetForwardRunsEachDueTaskOnce) {
+    start();
+    engine.clock.step(24 * 60 * kMinute);
+    after(1);
+    EXPECT_EQ(1U, passes());
+    EXPECT_EQ(2U, questions());
+    after(3 * kMinute - 1);
+    EXPECT_EQ(1U, passes());
+    after(2);
+    EXPECT_EQ(2U, passes());
+    EXPECT_EQ(2U, questions());
+}
+
+TEST_F(AamsTimes, AStandardExceptionOfAPassIsLoggedAndThePassesGoOn) {
+    start();
+    after(2 * kMinute);  // the first pass, which is never reported
+    ASSERT_EQ(1U, passes());
+    engine.board.failWith("no room");
+    after(3 * kMinute + 1);
+    EXPECT_TRUE(log.waitFor({180, "TimerTask 'AamsTimerTask' Uncaught Exception: no room"}));
+    engine.board.failWith("");
+    after(3 * kMinute + 1);
+    EXPECT_EQ(3U, passes());
+    EXPECT_EQ(std::vector<std::string>{kMac + "-00-4"}, engine.board.bodies(4));
+}
+
+TEST_F(AamsTimes, AStandardExceptionOfTheQuestionForTheDateIsLoggedAndItIsAskedAgain) {
+    start();
+    engine.board.failWith("no room");
+    after(7200 * kSecond + 1);
+    EXPECT_TRUE(log.waitFor({180, "TimerTask 'AamsNtpTimerTask' Uncaught Exception: no room"}));
+    engine.board.failWith("");
+    after(7200 * kSecond + 1);
+    EXPECT_EQ(2U, questions());
+}
+
+}  // namespace
+}  // namespace teskd::test
