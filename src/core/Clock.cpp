@@ -14,8 +14,8 @@ class SystemClock final : public Clock {
         return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
     }
 
-    void wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held) {
-        held.waitLocked(microseconds);
+    bool wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held) {
+        return held.waitLocked(microseconds);
     }
 };
 

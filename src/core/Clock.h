@@ -18,7 +18,8 @@ class Clock {
     // Microseconds since the epoch, as the wall clock stands; may jump either way.
     virtual std::int64_t now() = 0;
     // Sleeps at most that many microseconds, less when the held lock's condition is signalled.
-    virtual void wait(Synchronized& held, std::int64_t microseconds) TESKD_REQUIRES(held) = 0;
+    // False when the time was up.
+    virtual bool wait(Synchronized& held, std::int64_t microseconds) TESKD_REQUIRES(held) = 0;
 
     // The machine's own clock.
     static Clock& system();

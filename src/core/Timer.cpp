@@ -164,16 +164,19 @@ void Timer::rearm(TimerTask& task, const Pass& pass) {
     tasks_.guard().notifyAll();
 }
 
+// A task that is scheduled meanwhile may shorten the sleep, but begins no pass: a pass that came
+// too early would take a small correction of the clock for its being set back.
 bool Timer::sleepUntilNext() {
     const SynchronizedLock lock(tasks_.guard());
-    const std::optional<std::int64_t> wake = nextWake();
-    if (!wake) {
-        stop();
-        return false;
+    for (;;) {
+        const std::optional<std::int64_t> wake = nextWake();
+        if (!wake) {
+            stop();
+            return false;
+        }
+        const std::int64_t pause = *wake - clock_.now();
+        if (pause <= 0 || !isRunning() || !clock_.wait(tasks_.guard(), pause)) return true;
     }
-    const std::int64_t pause = *wake - clock_.now();
-    if (pause > 0 && isRunning()) clock_.wait(tasks_.guard(), pause);
-    return true;
 }
 
 // When the next task is due, at most a second from now; nothing when no live task is left.

@@ -51,6 +51,21 @@ TEST_F(TimerClockStepTest, SetBackAnHourEveryWaitingTaskRunsAtTheNextPass) {
     }
 }
 
+// As when the time server's answer sets the clock right and another answer schedules a task.
+TEST_F(TimerClockStepTest, SetBackByLessThanASleepNothingRunsWhenATaskIsScheduled) {
+    ProbeTask waiting(clock);
+    ProbeTask scheduled(clock);
+    Timer timer("T", clock);
+    timer.schedule(waiting, 60'000, 0);
+    ASSERT_TRUE(clock.awaitSleeper());
+    clock.step(-300'000);
+    timer.schedule(scheduled, 60'000, 0);
+    ASSERT_TRUE(clock.awaitSleeper());
+    ASSERT_TRUE(clock.advanceAndSettle(kSecond));
+    EXPECT_EQ(0U, waiting.runs());
+    EXPECT_EQ(0U, scheduled.runs());
+}
+
 TEST_F(TimerClockStepTest, AfterASetBackPeriodicTasksGoOnFromTheNewTime) {
     ProbeTask delayed(clock);
     ProbeTask rated(clock);

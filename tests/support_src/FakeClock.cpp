@@ -7,6 +7,7 @@ void FakeClock::advance(std::int64_t microseconds) {
     {
         const std::scoped_lock lock(mutex_);
         wall_ += microseconds;
+        passed_ += microseconds;
         settled_ = wakeTimes_.size();
         sleeper = sleeper_;
     }
@@ -53,15 +54,18 @@ std::int64_t FakeClock::now() {
     return wall_;
 }
 
-void FakeClock::wait(Synchronized& held, std::int64_t microseconds) {
+bool FakeClock::wait(Synchronized& held, std::int64_t microseconds) {
+    std::int64_t end = 0;
     {
         const std::scoped_lock lock(mutex_);
+        end = passed_ + microseconds;
         wakeTimes_.push_back(wall_ + microseconds);
         sleeper_ = &held;
     }
     held.waitLocked();
     const std::scoped_lock lock(mutex_);
     sleeper_ = nullptr;
+    return passed_ < end;
 }
 
 std::int64_t RacingClock::now() {
@@ -69,9 +73,10 @@ std::int64_t RacingClock::now() {
     return wall_++;
 }
 
-void RacingClock::wait(Synchronized&, std::int64_t microseconds) {
+bool RacingClock::wait(Synchronized&, std::int64_t microseconds) {
     const std::scoped_lock lock(mutex_);
     wall_ += microseconds;
+    return false;
 }
 
 }  // namespace teskd::test

@@ -38,12 +38,13 @@ class FakeClock : public Clock {
     std::size_t readings() const;
 
     std::int64_t now() override;
-    void wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held);
+    bool wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held);
 
   private:
     mutable std::mutex mutex_;
     // Guarded by mutex_.
     std::int64_t wall_;
+    std::int64_t passed_ = 0;  // by advance() alone
     std::size_t readings_ = 0;
     std::size_t settled_ = 0;  // how many of the sleeps awaitSleeper has seen
     std::vector<std::int64_t> wakeTimes_;
@@ -57,7 +58,7 @@ class RacingClock : public Clock {
     explicit RacingClock(std::int64_t start) : wall_(start) {}
 
     std::int64_t now() override;
-    void wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held);
+    bool wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held);
 
   private:
     std::mutex mutex_;
