@@ -4,6 +4,7 @@
 #include <exception>
 #include <syslog.h>
 
+#include "core/SystemLog.h"
 #include "core/Text.h"
 
 namespace teskd {
@@ -14,13 +15,27 @@ static_assert(Log::ERROR == (LOG_LOCAL6 | LOG_ERR) && Log::WARNING == (LOG_LOCAL
 
 namespace {
 
-void toSyslog(int priority, const char* line) {
-    ::syslog(priority, "%s", line);
+// Never destroyed: threads and destructors log until the process is gone.
+SystemLog& systemLog() {
+    static SystemLog& log = *new SystemLog("/dev/log");
+    return log;
+}
+
+void toSystemLog(int priority, const char* line) {
+    systemLog().write(priority, line);
 }
 
 }  // namespace
 
-Log::Sink Log::sink_ = toSyslog;
+Log::Sink Log::sink_ = toSystemLog;
+
+void Log::open(const char* identity, bool copies) {
+    systemLog().open(identity, copies);
+}
+
+void Log::close() {
+    systemLog().close();
+}
 
 void Log::write(int priority, const char* format, ...) {
     std::va_list arguments;
@@ -34,7 +49,7 @@ void Log::write(int priority, const char* format, ...) {
 }
 
 void Log::setSink(Sink sink) {
-    sink_ = sink == nullptr ? toSyslog : sink;
+    sink_ = sink == nullptr ? toSystemLog : sink;
 }
 
 }  // namespace teskd

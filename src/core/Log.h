@@ -5,11 +5,12 @@
 
 namespace teskd {
 
-// Writes lines to syslog under the facility LOCAL6.
+// Writes lines to the system log under the facility LOCAL6. A log that takes no lines holds nobody
+// up for longer than SystemLog's patience.
 //
 // Threads: every operation may be called from any thread; setSink only while no other thread logs.
-// Locks: none of its own (syslog has its own). A cancellation point, as syslog is.
-// Errors: none leave; a line that cannot be formatted is written as its bare format.
+// Locks: none of its own (SystemLog has its own). A cancellation point, as syslog(3) is.
+// Errors: none leave write(); a line that cannot be formatted is written as its bare format.
 class Log {
   public:
     // Full priorities, facility included (LOG_LOCAL6 | level).
@@ -19,11 +20,17 @@ class Log {
     static constexpr int INFO = 182;
     static constexpr int DEBUG = 183;
 
+    // From now on lines bear the identity and, if asked for, go to standard error as well. The log
+    // is connected at once. @throws std::bad_alloc
+    static void open(const char* identity, bool copies);
+    // Disconnects from the log; a later line connects again.
+    static void close();
+
     // Formats one line like printf and writes it with the given priority. The finished line never
     // serves as a format again, so text from a peer may stand in it.
     [[gnu::format(printf, 2, 3)]] static void write(int priority, const char* format, ...);
 
-    // Where finished lines go. Default: syslog. Tests put their own in.
+    // Where finished lines go. Default: the system log. Tests put their own in.
     using Sink = void (*)(int priority, const char* line);
     static void setSink(Sink sink);
 

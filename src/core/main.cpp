@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <syslog.h>
 #include <unistd.h>
 
 #include "aams/Aams.h"
@@ -23,9 +22,10 @@ using namespace teskd;
 
 constexpr int FAILURE = -1;  // seen from outside as 255
 
-int logOptions(int argc, char* argv[]) {
-    if (argc < 2) return LOG_PID;
-    if (std::strcmp(argv[1], "--debug") == 0) return LOG_PID | LOG_PERROR;
+// Whether log lines are wanted on standard error as well.
+bool wantsDebug(int argc, char* argv[]) {
+    if (argc < 2) return false;
+    if (std::strcmp(argv[1], "--debug") == 0) return true;
     std::printf("usage: %s [--debug]", argv[0]);
     std::fflush(stdout);
     std::exit(FAILURE);
@@ -74,9 +74,9 @@ void stopWorkers() {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    const int options = logOptions(argc, argv);
+    const bool debug = wantsDebug(argc, argv);
     if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
-    openlog(argv[0], options, LOG_LOCAL6);
+    Log::open(argv[0], debug);
     const sigset_t signals = blockTermination();
     try {
         startWorkers();
@@ -85,6 +85,6 @@ int main(int argc, char* argv[]) {
     } catch (const Exception& e) {
         Log::write(Log::ERROR, "%s", e.getMessage().c_str());
     }
-    closelog();
+    Log::close();
     return 0;
 }

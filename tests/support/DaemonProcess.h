@@ -35,6 +35,7 @@ class DaemonProcess {
         Files files = Files::TeskdRoot;
         std::filesystem::path notRunning{};  // stand-in for /usr/bin/notrunning
         std::map<std::string, std::string> environment{};
+        bool withLog = true;             // false: there is no /dev/log
         bool waitUntilListening = true;  // start() returns once hosts can connect
     };
 

@@ -49,6 +49,7 @@ LogSocket::LogSocket(std::filesystem::path path)
       thread_(&LogSocket::collect, this) {}
 
 LogSocket::~LogSocket() {
+    ending_ = true;
     ::eventfd_write(wake_.get(), 1);
     thread_.join();
     std::error_code ignored;
@@ -58,10 +59,20 @@ LogSocket::~LogSocket() {
 void LogSocket::collect() {
     pollfd fds[] = {{socket_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
     std::string buffer(65536, '\0');
-    while (::poll(fds, 2, -1) < 0 || fds[1].revents == 0) {
+    while (!ending_) {
+        fds[0].events = paused_ ? 0 : POLLIN;
+        if (::poll(fds, 2, -1) < 0) continue;
+        eventfd_t woken = 0;
+        if (fds[1].revents != 0) ::eventfd_read(wake_.get(), &woken);
+        if (paused_) continue;
         const ssize_t count = ::recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
         if (count >= 0) add(std::string_view(buffer).substr(0, static_cast<std::size_t>(count)));
     }
+}
+
+void LogSocket::setPaused(bool paused) {
+    paused_ = paused;
+    ::eventfd_write(wake_.get(), 1);
 }
 
 void LogSocket::add(std::string_view datagram) {

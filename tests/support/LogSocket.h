@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <filesystem>
@@ -41,6 +42,10 @@ class LogSocket {
     std::string dump() const;
     void clear();
 
+    // Reads nothing, so that the log fills up, until resume().
+    void pause() { setPaused(true); }
+    void resume() { setPaused(false); }
+
     // The first line, past or to come before the deadline, whose text contains `part`, whose
     // text matches the regular expression somewhere, or which the predicate accepts.
     std::optional<LogLine> waitFor(const std::string& part, Deadline deadline = {});
@@ -51,11 +56,14 @@ class LogSocket {
 
   private:
     void collect();
+    void setPaused(bool paused);
     void add(std::string_view datagram);
 
     const std::filesystem::path path_;
     UniqueFd socket_;
     UniqueFd wake_;
+    std::atomic<bool> paused_{false};
+    std::atomic<bool> ending_{false};
 
     mutable std::mutex mutex_;
     std::condition_variable arrived_;

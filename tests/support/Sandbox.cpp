@@ -73,7 +73,8 @@ std::vector<std::string> sandboxCommand(const Sandbox& sandbox, const fs::path& 
     } else {
         addMachineTree(command, sandbox);
     }
-    add(command, {"--dev", "/dev", "--bind", sandbox.logSocket, "/dev/log", "--proc", "/proc"});
+    add(command, {"--dev", "/dev", "--proc", "/proc"});
+    if (!sandbox.logSocket.empty()) add(command, {"--bind", sandbox.logSocket, "/dev/log"});
     addWritableDirectories(command);
     add(command, {"--", program});
     add(command, arguments);

@@ -21,7 +21,7 @@ enum class Files {
 struct Sandbox {
     Files files = Files::TeskdRoot;
     std::filesystem::path root;        // holds etc, config and tmp; writable for the daemon
-    std::filesystem::path logSocket;   // becomes /dev/log
+    std::filesystem::path logSocket;   // becomes /dev/log; empty for none
     std::filesystem::path notRunning;  // becomes /usr/bin/notrunning; PrivateRoot only
 };
 

@@ -1,0 +1,142 @@
+#include "core/SystemLog.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace teskd {
+
+namespace {
+
+constexpr int LOST_PRIORITY = LOG_LOCAL6 | LOG_WARNING;
+
+iovec part(const char* bytes, std::size_t size) {
+    return {const_cast<char*>(bytes), size};  // sendmsg and writev only read it
+}
+
+bool isFull(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS;
+}
+
+}  // namespace
+
+SystemLog::SystemLog(const char* path) : path_(path), identity_(program_invocation_short_name) {}
+
+void SystemLog::open(const char* identity, bool copies) {
+    const SynchronizedLock lock(lock_);
+    identity_ = identity;
+    copies_ = copies;
+    connect();
+}
+
+void SystemLog::close() {
+    const SynchronizedLock lock(lock_);
+    socket_.reset();
+}
+
+void SystemLog::write(int priority, const char* text) {
+    const SynchronizedLock lock(lock_);
+    if (copies_) copyToStandardError(priority, text);
+    if (!report_lost() || !deliver(priority, text)) ++lost_;
+}
+
+// True when no line is lost, or the log has been told.
+bool SystemLog::report_lost() {
+    if (lost_ == 0) return true;
+    char text[96];
+    std::snprintf(text, sizeof text, "%lu lines were lost: the system log took none", lost_);
+    if (!deliver(LOST_PRIORITY, text)) return false;
+    lost_ = 0;
+    return true;
+}
+
+bool SystemLog::deliver(int priority, const char* text) {
+    const Heading head = heading(priority);
+    if (!socket_.isOpen() && !connect()) return false;
+    if (send(head, text)) return true;
+    if (isFull(errno)) return false;
+    socket_.reset();  // the log has gone; perhaps another one has come
+    return connect() && send(head, text);
+}
+
+SystemLog::Heading SystemLog::heading(int priority) const {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char stamp[32];
+    std::strftime(stamp, sizeof stamp, "%b %e %H:%M:%S", &local);
+
+    Heading head{};
+    const int prefix = std::snprintf(head.bytes, sizeof head.bytes, "<%d>%s ", priority, stamp);
+    head.identity = static_cast<std::size_t>(prefix);
+    constexpr int LONGEST_IDENTITY = 400;
+    const int rest = std::snprintf(head.bytes + prefix, sizeof head.bytes - head.identity,
+                                   "%.*s[%ld]: ", LONGEST_IDENTITY, identity_.c_str(),
+                                   static_cast<long>(getpid()));
+    head.size = head.identity + static_cast<std::size_t>(rest);
+    return head;
+}
+
+// Connecting to a stream waits for its listener.
+bool SystemLog::connect() {
+    if (connectAs(SOCK_DGRAM)) return true;
+    return errno == EPROTOTYPE && !rests() && connectAs(SOCK_STREAM);
+}
+
+bool SystemLog::connectAs(int type) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path_, sizeof address.sun_path - 1);
+    constexpr timeval LIMIT{0, std::chrono::microseconds(PATIENCE).count()};
+    socket_.reset(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    stream_ = type == SOCK_STREAM;
+    const bool connected =
+        socket_.isOpen() &&
+        setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &LIMIT, sizeof LIMIT) == 0 &&
+        ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    if (connected) return true;
+    const int error = errno;
+    socket_.reset();
+    if (isFull(error)) waitsFrom_ = Clock::now() + RESPITE;
+    errno = error;
+    return false;
+}
+
+bool SystemLog::send(const Heading& heading, const char* text) {
+    if (sendOnce(heading, text, MSG_DONTWAIT)) return true;
+    if (!isFull(errno) || rests()) return false;
+    if (sendOnce(heading, text, 0)) return true;
+    if (isFull(errno)) waitsFrom_ = Clock::now() + RESPITE;
+    return false;
+}
+
+bool SystemLog::sendOnce(const Heading& heading, const char* text, int flags) {
+    const std::size_t size = std::min(std::strlen(text), LONGEST_TEXT);
+    iovec parts[] = {part(heading.bytes, heading.size), part(text, size),
+                     part("", stream_ ? 1 : 0)};
+    msghdr record{};
+    record.msg_iov = parts;
+    record.msg_iovlen = 3;
+    const ssize_t sent = sendmsg(socket_.get(), &record, flags | MSG_NOSIGNAL);
+    if (sent < 0) return false;
+    if (static_cast<std::size_t>(sent) == heading.size + size + parts[2].iov_len) return true;
+    errno = EPIPE;
+    return false;
+}
+
+void SystemLog::copyToStandardError(int priority, const char* text) {
+    const Heading head = heading(priority);
+    iovec parts[] = {part(head.bytes + head.identity, head.size - head.identity),
+                     part(text, std::strlen(text)), part("\n", 1)};
+    [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts, 3);
+}
+
+}  // namespace teskd
