@@ -1,0 +1,1 @@
+// Empty: the headers that all tests share are compiled on its behalf.
