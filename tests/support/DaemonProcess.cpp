@@ -58,10 +58,6 @@ pid_t readChildPid(int fd, Deadline deadline) {
     return found == std::string::npos ? -1 : std::stoi(report.substr(found + key.size()));
 }
 
-bool isSandbox(const std::string& executable) {
-    return executable.empty() || fs::path(executable).filename() == "bwrap";
-}
-
 }  // namespace
 
 DaemonProcess::DaemonProcess(Options options, Config config)
@@ -88,7 +84,7 @@ void DaemonProcess::start(Deadline deadline) {
             port_ = freeTcpPort();
             config_.tcpLocal(port_);
         }
-        config_.write(root_ / "etc/tesk_v2.ini");
+        config_.write(root_ / options_.configFile);
         launch(deadline);
         if (!options_.waitUntilListening) return;
         if (awaitListening(deadline)) {
@@ -107,7 +103,7 @@ void DaemonProcess::launch(Deadline deadline) {
     const UniqueFd reader(fds[0]);
     UniqueFd writer(fds[1]);
     const Sandbox sandbox{options_.files, root_, options_.withLog ? log_.path() : fs::path(),
-                          options_.notRunning};
+                          options_.notRunning, options_.disk};
     ChildProcess::Options child;
     child.command = sandboxCommand(sandbox, fs::absolute(options_.program), options_.arguments);
     child.environment = environmentWith(options_.environment);
@@ -115,10 +111,20 @@ void DaemonProcess::launch(Deadline deadline) {
     child_ = std::make_unique<ChildProcess>(child);
     writer.reset();
     pid_ = readChildPid(reader.get(), deadline);
-    const auto entered = [this] { return !isSandbox(executable(pid_)) || !child_->running(); };
+    const auto entered = [this] { return !isSurrounding(executable(pid_)) || !child_->running(); };
     if (pid_ < 0 || !eventually(entered, deadline)) {
         throw std::runtime_error("the sandbox did not start:\n" + story());
     }
+}
+
+// True for what runs before the daemon: the sandbox, and the shell that meddles with the disk.
+bool DaemonProcess::isSurrounding(const std::string& executable) const {
+    if (executable.empty() || fs::path(executable).filename() == "bwrap") return true;
+    return !options_.disk.before.empty() && executable == fs::canonical("/bin/sh");
+}
+
+fs::path DaemonProcess::rootInside() const {
+    return fs::path("/proc") / std::to_string(pid_) / "root" / root_.relative_path();
 }
 
 // True when the daemon listens on its port, false when somebody else does.

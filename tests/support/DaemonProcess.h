@@ -35,7 +35,9 @@ class DaemonProcess {
         Files files = Files::TeskdRoot;
         std::filesystem::path notRunning{};  // stand-in for /usr/bin/notrunning
         std::map<std::string, std::string> environment{};
-        bool withLog = true;             // false: there is no /dev/log
+        bool withLog = true;                                   // false: there is no /dev/log
+        Disk disk{};                                           // trouble with it
+        std::filesystem::path configFile = "etc/tesk_v2.ini";  // where start() writes config()
         bool waitUntilListening = true;  // start() returns once hosts can connect
     };
 
@@ -44,10 +46,12 @@ class DaemonProcess {
     DaemonProcess(const DaemonProcess&) = delete;
     DaemonProcess& operator=(const DaemonProcess&) = delete;
 
-    // Files may be added below root() ("etc", "config", "tmp") before start(), which writes
-    // etc/tesk_v2.ini. It may be called again after the process ended: port, files and log stay.
+    // Files may be added below root() ("etc", "config", "tmp") before start(), which writes the
+    // configuration file. It may be called again after the process ended: port, files and log stay.
     void start(Deadline deadline = {});
     const std::filesystem::path& root() const { return root_; }
+    // root() as the running daemon has it, with the file systems of its own.
+    std::filesystem::path rootInside() const;
     Config& config() { return config_; }
 
     // TCP port for hosts; known once start() has returned.
@@ -75,6 +79,7 @@ class DaemonProcess {
     void launch(Deadline deadline);
     bool awaitListening(Deadline deadline);
     bool portTaken() const;
+    bool isSurrounding(const std::string& executable) const;
     void kill();
     std::string story() const;
 

@@ -58,6 +58,25 @@ void addPrivateTree(Words& command, const Sandbox& sandbox, const fs::path& prog
     }
 }
 
+void addDisk(Words& command, const Sandbox& sandbox) {
+    for (const auto& [directory, size] : sandbox.disk.limited) {
+        add(command, {"--size", std::to_string(size), "--tmpfs", sandbox.root / directory});
+    }
+    for (const std::string& directory : sandbox.disk.readOnly) {
+        add(command, {"--ro-bind", sandbox.root / directory, sandbox.root / directory});
+    }
+}
+
+void addProgram(Words& command, const Sandbox& sandbox, const fs::path& program) {
+    add(command, {"--"});
+    if (!sandbox.disk.before.empty()) {
+        const std::string script =
+            "cd \"$0\" || exit\n" + sandbox.disk.before + "\ncd \"$OLDPWD\"\nexec \"$@\"";
+        add(command, {"/bin/sh", "-c", script, sandbox.root});
+    }
+    add(command, {program});
+}
+
 }  // namespace
 
 std::vector<std::string> sandboxCommand(const Sandbox& sandbox, const fs::path& program,
@@ -66,17 +85,21 @@ std::vector<std::string> sandboxCommand(const Sandbox& sandbox, const fs::path& 
     if (!sandbox.notRunning.empty() && !isPrivate) {
         throw std::invalid_argument("a stand-in for notrunning needs a private root");
     }
+    if (isPrivate && !sandbox.disk.isSound()) {
+        throw std::invalid_argument("trouble with the disk needs TESKD_ROOT");
+    }
     Words command = {
         "bwrap", "--unshare-user", "--cap-drop", "ALL", "--die-with-parent", "--info-fd", "3"};
     if (isPrivate) {
         addPrivateTree(command, sandbox, program);
     } else {
         addMachineTree(command, sandbox);
+        addDisk(command, sandbox);
     }
     add(command, {"--dev", "/dev", "--proc", "/proc"});
     if (!sandbox.logSocket.empty()) add(command, {"--bind", sandbox.logSocket, "/dev/log"});
     addWritableDirectories(command);
-    add(command, {"--", program});
+    addProgram(command, sandbox, program);
     add(command, arguments);
     return command;
 }

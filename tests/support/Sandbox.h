@@ -6,7 +6,9 @@
 
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,11 +20,23 @@ enum class Files {
     PrivateRoot,  // at those very paths, in a root of the daemon's own
 };
 
+// What is wrong with the disk that the daemon's directories are on. Directories are named relative
+// to Sandbox::root, "config" for example; Files::TeskdRoot only.
+struct Disk {
+    std::vector<std::string> readOnly{};
+    // These are on an empty file system of their own, of so many bytes, which ends with the daemon.
+    std::map<std::string, std::size_t> limited{};
+    // Shell commands that run in Sandbox::root, inside the sandbox, before the daemon starts.
+    std::string before{};
+    bool isSound() const { return readOnly.empty() && limited.empty() && before.empty(); }
+};
+
 struct Sandbox {
     Files files = Files::TeskdRoot;
     std::filesystem::path root;        // holds etc, config and tmp; writable for the daemon
     std::filesystem::path logSocket;   // becomes /dev/log; empty for none
     std::filesystem::path notRunning;  // becomes /usr/bin/notrunning; PrivateRoot only
+    Disk disk{};
 };
 
 // The command that runs `program` in the sandbox. It reports the program's process id, as JSON,
