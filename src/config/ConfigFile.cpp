@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,7 +14,8 @@ namespace {
 
 constexpr mode_t FILE_MODE = 0644;
 
-bool isRegularFile(int fd, off_t largest = std::numeric_limits<off_t>::max()) {
+bool isConfiguration(int fd) {
+    constexpr off_t largest = ConfigFile::LARGEST;
     struct stat status {};
     return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= largest;
 }
@@ -28,7 +28,7 @@ bool writeAll(int fd, const std::string& content) {
         if (n <= 0) return false;
         done += static_cast<std::size_t>(n);
     }
-    return fsync(fd) == 0;
+    return true;
 }
 
 void syncDirectoryOf(const std::string& path) {
@@ -49,18 +49,34 @@ Descriptor createNew(const std::string& path) {
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
 }
 
+// A file that has a second name is somebody else's too.
+bool isOurs(int fd) {
+    struct stat status {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1) return true;
+    errno = EEXIST;
+    return false;
+}
+
+// False when the disk has no room; true as well where it cannot be told beforehand.
+bool reserve(int fd, std::size_t size) {
+    if (fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) return true;
+    return errno != ENOSPC && errno != EDQUOT && errno != EFBIG;
+}
+
+// The room comes first and the cut last, so that a full disk leaves the old content.
 bool writeInPlace(const std::string& path, const std::string& content) {
     const Descriptor file(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, FILE_MODE));
-    return file.isOpen() && isRegularFile(file.get()) && ftruncate(file.get(), 0) == 0 &&
-           writeAll(file.get(), content);
+    return file.isOpen() && isOurs(file.get()) && reserve(file.get(), content.size()) &&
+           writeAll(file.get(), content) &&
+           ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && fsync(file.get()) == 0;
 }
 
 }  // namespace
 
 std::optional<std::string> ConfigFile::read(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen() || !isRegularFile(file.get(), LARGEST)) return std::nullopt;
+    if (!file.isOpen() || !isConfiguration(file.get())) return std::nullopt;
     std::string content;
     char block[4096];
     for (;;) {
@@ -77,14 +93,15 @@ bool ConfigFile::replace(const std::string& path, const std::string& content) {
     const std::string temporary = path + ".tmp";
     const Descriptor file = createNew(temporary);
     if (!file.isOpen()) return isForbidden(errno) && writeInPlace(path, content);
-    const bool written = writeAll(file.get(), content);
+    const bool written = writeAll(file.get(), content) && fsync(file.get()) == 0;
     if (written && std::rename(temporary.c_str(), path.c_str()) == 0) {
         syncDirectoryOf(path);
         return true;
     }
-    const bool forbidden = written && isForbidden(errno);
+    const int reason = errno;
     ::unlink(temporary.c_str());
-    return forbidden && writeInPlace(path, content);
+    errno = reason;
+    return written && isForbidden(reason) && writeInPlace(path, content);
 }
 
 }  // namespace teskd

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -239,12 +240,14 @@ TEST_F(ConfigFileTest, AFifoAtTheNameIsReplacedAndBlocksNobody) {
 TEST_F(ConfigFileTest, ADirectoryAtTheNameStays) {
     fs::create_directory(path);
     EXPECT_FALSE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ(EISDIR, errno);
     EXPECT_TRUE(fs::is_directory(path));
     EXPECT_EQ(1U, fileCount());
 }
 
 TEST_F(ConfigFileTest, AMissingDirectoryIsAFailure) {
     EXPECT_FALSE(ConfigFile::replace(in("no/such/file"), "new"));
+    EXPECT_EQ(ENOENT, errno);
 }
 
 // A directory in which nobody but its owner can make files.
@@ -289,6 +292,15 @@ TEST_F(LockedDirectory, ASymbolicLinkIsStillNotFollowed) {
     if (!done) GTEST_SKIP() << "cannot give up privileges";
     EXPECT_FALSE(*done);
     EXPECT_EQ("precious", readFile(in("victim")));
+}
+
+TEST_F(LockedDirectory, AFileWithASecondNameIsNotWrittenTo) {
+    fs::create_hard_link(path, in("other"));
+    const std::optional<bool> done = replaceAsNobody("new");
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_FALSE(*done);
+    EXPECT_EQ(EEXIST, errno);
+    EXPECT_EQ("a longer old content", readFile(in("other")));
 }
 
 TEST_F(LockedDirectory, AFifoBlocksNobody) {
