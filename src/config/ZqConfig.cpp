@@ -133,7 +133,8 @@ void ZqConfig::parse_file(const std::string& path, Map& map) {
 }
 
 void ZqConfig::write_file(const std::string& path, const Map& map) {
-    ConfigFile::replace(path, IniFormat::format(map));
+    if (ConfigFile::replace(path, IniFormat::format(map))) return;
+    Log::write(Log::WARNING, "ZqConfig: Cannot write %s: %s", path.c_str(), std::strerror(errno));
 }
 
 std::string ZqConfig::value_of(const std::string& key) {

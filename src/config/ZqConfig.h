@@ -12,7 +12,8 @@ namespace teskd {
 
 // A map from "[SECTION] NAME" to text. The constructor stores every default, merges the files over
 // them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". Unreadable
-// files are skipped, and nothing that stands in a file makes construction fail.
+// files are skipped, one that cannot be written is logged, and nothing that stands in a file makes
+// construction fail.
 //
 // Owner: getConfig(). Threads: filled before any thread starts, only read afterwards, without
 // locks; the accessors never insert (the map's own operator[] does). Errors: accessors never fail,
@@ -25,7 +26,7 @@ class ZqConfig : public std::map<std::string, std::string> {
 
     // Merges a file into the map; one that cannot be read is skipped.
     static void parse_file(const std::string& path, Map& map);
-    // Writes the map to the file; see ConfigFile::replace. A failure is not reported.
+    // Writes the map to the file; see ConfigFile::replace. A failure is logged and no more.
     static void write_file(const std::string& path, const Map& map);
 
     // True only for the value "true".

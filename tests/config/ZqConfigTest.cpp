@@ -24,6 +24,10 @@ class ZqConfigTest : public testing::Test {
     void update(const char* text) const { writeFile(root / "config/.sw_update.ini", text); }
     void configured(const char* text) const { writeFile(root / "config/config.ini", text); }
 
+    LogEntry notWritten(const std::string& file, const std::string& reason) const {
+        return {180, "ZqConfig: Cannot write " + (root / file).string() + ": " + reason};
+    }
+
     const PrivateRoot root;
     const LogRecorder log;
 };
@@ -282,7 +286,9 @@ TEST_F(ZqConfigTest, WithoutItsDirectoriesItStillHoldsTheDefaults) {
     for (const char* folder : {"etc", "config", "tmp"}) fs::remove_all(root / folder);
     const ZqConfig config;
     EXPECT_EQ(kDefaults, static_cast<const ZqConfig::Map&>(config));
-    EXPECT_EQ(Lines{}, log.lines());
+    EXPECT_EQ((Lines{notWritten("config/.sw_update.ini", "No such file or directory"),
+                     notWritten("tmp/dump_map.ini", "No such file or directory")}),
+              log.lines());
 }
 
 TEST_F(ZqConfigTest, APowerCutDuringTheLastStartDoesNotMatter) {
@@ -296,16 +302,19 @@ TEST_F(ZqConfigTest, APowerCutDuringTheLastStartDoesNotMatter) {
 // Things that are no readable files at the three names, one kind at a time.
 class ZqConfigObstacleTest : public ZqConfigTest, public testing::WithParamInterface<const char*> {
   protected:
-    void expectDefaultsWith(void (*obstruct)(const fs::path&)) {
+    void expectDefaultsWith(void (*obstruct)(const fs::path&), const Lines& logged = {}) {
         obstruct(root / GetParam());
         const ZqConfig config;
         EXPECT_EQ(kDefaults, static_cast<const ZqConfig::Map&>(config));
-        EXPECT_EQ(Lines{}, log.lines());
+        EXPECT_EQ(logged, log.lines());
     }
 };
 
 TEST_P(ZqConfigObstacleTest, ADirectoryIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { fs::create_directory(path); });
+    const std::string file = GetParam();
+    const bool isWritten = file == "config/.sw_update.ini";
+    expectDefaultsWith([](const fs::path& path) { fs::create_directory(path); },
+                       isWritten ? Lines{notWritten(file, "Is a directory")} : Lines{});
 }
 
 TEST_P(ZqConfigObstacleTest, ADeviceIsSkipped) {
@@ -347,9 +356,9 @@ TEST_F(ZqConfigTest, WriteFileTruncatesTheFile) {
     EXPECT_EQ("\n[A]\n\t X=1\n\n", readFile(root / "tmp/x.ini"));
 }
 
-TEST_F(ZqConfigTest, WriteFileToNowhereIsSilent) {
-    ZqConfig::write_file(root / "no/such/file", {{"[A] X", "1"}});
-    EXPECT_EQ(Lines{}, log.lines());
+TEST_F(ZqConfigTest, WriteFileToNowhereIsLogged) {
+    ZqConfig::write_file(root / "no/such/%s", {{"[A] X", "1"}});
+    EXPECT_EQ(Lines{notWritten("no/such/%s", "No such file or directory")}, log.lines());
 }
 
 TEST_F(ZqConfigTest, ThereIsOneStore) {
