@@ -1,6 +1,7 @@
 #include "config/ConfigFile.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,6 +14,9 @@ namespace teskd {
 namespace {
 
 constexpr mode_t FILE_MODE = 0644;
+
+// A handler, because an ignored signal would stay ignored in the program that may take over.
+void ignoreSignal(int) {}
 
 bool isConfiguration(int fd) {
     constexpr off_t largest = ConfigFile::LARGEST;
@@ -90,6 +94,8 @@ std::optional<std::string> ConfigFile::read(const std::string& path) {
 
 // A full disk must not cost the old content, so nothing is truncated then.
 bool ConfigFile::replace(const std::string& path, const std::string& content) {
+    // Where files may not grow so large, a write fails with EFBIG instead of ending the process.
+    std::signal(SIGXFSZ, ignoreSignal);
     const std::string temporary = path + ".tmp";
     const Descriptor file = createNew(temporary);
     if (!file.isOpen()) return isForbidden(errno) && writeInPlace(path, content);

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -38,15 +37,11 @@ class Unprivileged {
 class FullDisk {
   public:
     explicit FullDisk(rlim_t size) {
-        std::signal(SIGXFSZ, SIG_IGN);
         EXPECT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before_));
         const rlimit limit{size, before_.rlim_max};
         EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
     }
-    ~FullDisk() {
-        ::setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, SIG_DFL);
-    }
+    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
     FullDisk(const FullDisk&) = delete;
     FullDisk& operator=(const FullDisk&) = delete;
 
@@ -180,11 +175,14 @@ TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameLeavesWritingInPlace) {
 TEST_F(ConfigFileTest, AFullDiskCostsNothingOfTheOldContent) {
     writeFile(path, "old content");
     bool replaced = true;
+    int reason = 0;
     {
         const FullDisk full(5);
         replaced = ConfigFile::replace(path, "new content");
+        reason = errno;
     }
     EXPECT_FALSE(replaced);
+    EXPECT_EQ(EFBIG, reason);
     EXPECT_EQ("old content", readFile(path));
     EXPECT_EQ(1U, fileCount());
 }
