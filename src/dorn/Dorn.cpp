@@ -50,7 +50,7 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
       pending_(wake_) {
     setAutoDelete();
     connection_.setsockopt(TCP_NODELAY, 1);
-    connection_.setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
+    connection_.keepAlive();
     connection_.setInterrupt(&surroundings_.stop);
 }
 

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdint>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <unistd.h>
 #include <vector>
 
@@ -142,6 +143,16 @@ void Socket::setsockopt(int level, int name, int value) {
     if (::setsockopt(descriptor_.get(), level, name, &value, sizeof value) != 0) {
         throwSocketError("void Socket::setsockopt(int, int)");
     }
+}
+
+void Socket::keepAlive() {
+    constexpr int IDLE = 60;      // seconds of silence before the first probe
+    constexpr int INTERVAL = 15;  // seconds from one probe to the next
+    constexpr int PROBES = 4;     // unanswered ones that end the connection
+    setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
+    setsockopt(TCP_KEEPIDLE, IDLE);
+    setsockopt(TCP_KEEPINTVL, INTERVAL);
+    setsockopt(TCP_KEEPCNT, PROBES);
 }
 
 int Socket::takePendingError() {

@@ -48,6 +48,8 @@ class Socket {
     void setsockopt(int name, int value);
     // Options of any level.
     void setsockopt(int level, int name, int value);
+    // From now on a peer that has vanished without a word is noticed after two minutes at the most.
+    void keepAlive();
 
     // The error that waits on the socket (0: none), which is cleared. @throws SocketException
     int takePendingError();

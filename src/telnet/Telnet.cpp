@@ -72,7 +72,7 @@ void Telnet::close() {
 
 void Telnet::connect() {
     setsockopt(TCP_NODELAY, 1);
-    setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
+    keepAlive();
     StreamClientSocket::getOutputStream().setTimeout(SEND_TIMEOUT);
     StreamClientSocket::connect();
     negotiate();

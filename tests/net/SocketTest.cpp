@@ -460,5 +460,21 @@ TEST(HighDescriptors, ReadsAndWritesWaitForStopEventsAndTime) {
               read.result());
 }
 
+TEST(SocketOptions, APeerThatHasVanishedIsNoticedAfterTwoMinutes) {
+    Socket socket(AF_INET, SOCK_STREAM, 0);
+    socket.keepAlive();
+    int on = 0;
+    socklen_t size = sizeof on;
+    ::getsockopt(socket.getDescriptor(), SOL_SOCKET, SO_KEEPALIVE, &on, &size);
+    EXPECT_EQ(1, on);
+    int idle = 0;
+    int interval = 0;
+    int probes = 0;
+    socket.getsockopt(TCP_KEEPIDLE, idle);
+    socket.getsockopt(TCP_KEEPINTVL, interval);
+    socket.getsockopt(TCP_KEEPCNT, probes);
+    EXPECT_EQ(120, idle + interval * probes);
+}
+
 }  // namespace
 }  // namespace teskd::test
