@@ -1,5 +1,6 @@
 #include "aams/AamsCache.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "core/Exception.h"
@@ -15,13 +16,28 @@ void AamsCache::add_reading(const std::string& code, const std::string& context,
     record.code = code;
     record.contexts.push_front(context);
     record.stamps.push_front(stamp);
-    record.messages.push_front(message);
+    record.messages.push_front(message.substr(0, LONGEST_MESSAGE));
     record.errors.push_front(errors);
-    if (record.messages.size() <= capacity_) return;
+    record.bytes += record.messages.front().size();
+    record.latest = ++readings_;
+    while (record.messages.size() > capacity_ || record.bytes > LARGEST_HISTORY) {
+        drop_oldest(record);
+    }
+    if (records_.size() > MOST_CODES) drop_most_silent();
+}
+
+void AamsCache::drop_oldest(Record& record) {
+    record.bytes -= record.messages.back().size();
     record.contexts.pop_back();
     record.stamps.pop_back();
     record.messages.pop_back();
     record.errors.pop_back();
+}
+
+void AamsCache::drop_most_silent() {
+    records_.erase(std::min_element(
+        records_.begin(), records_.end(),
+        [](const auto& a, const auto& b) { return a.second.latest < b.second.latest; }));
 }
 
 bool AamsCache::contains(const std::string& code) const {

@@ -14,11 +14,19 @@ namespace teskd {
 // A bounded history of checked readings per machine code, newest first: context text, time stamp,
 // message text and the errors that the checks found. Never written to disk.
 //
+// What machines send is bounded too, or one that invents a code or an endless message with every
+// answer would fill the memory: a message is cut, old readings go when a history has grown too
+// large, and the code that was silent longest goes when there are too many.
+//
 // Owner: the Aams engine. Threads: any. Locks: its own, innermost.
 // Errors: indexed reads throw UnknownCodeIdException for an unknown code and OutOfBoundException
 // for an index above the number of readings; an index equal to that number reads as empty.
 class AamsCache {
   public:
+    static constexpr std::size_t LONGEST_MESSAGE = std::size_t{64} * 1024;   // bytes kept of one
+    static constexpr std::size_t LARGEST_HISTORY = std::size_t{256} * 1024;  // bytes of messages
+    static constexpr std::size_t MOST_CODES = 256;
+
     AamsCache() = default;
     virtual ~AamsCache() noexcept(false) = default;
 
@@ -54,14 +62,20 @@ class AamsCache {
         std::list<std::string> contexts;
         std::list<std::string> stamps;
         std::list<std::string> messages;
+        std::size_t bytes = 0;     // of the messages
+        std::uint64_t latest = 0;  // number of the newest reading, counted over all machines
     };
+
+    void drop_oldest(Record& record) TESKD_REQUIRES(lock_);
+    void drop_most_silent() TESKD_REQUIRES(lock_);
 
     const Record& find(const std::string& code) const TESKD_REQUIRES(lock_);
     template <class T>
     static T at(const std::list<T>& list, const std::string& code, std::uint32_t index);
 
     std::map<std::string, Record> records_ TESKD_GUARDED_BY(lock_);
-    const std::uint32_t capacity_ = 50;  // readings kept per machine
+    const std::uint32_t capacity_ = 50;                   // readings kept per machine
+    std::uint64_t readings_ TESKD_GUARDED_BY(lock_) = 0;  // added so far
     mutable Synchronized lock_;
 };
 

@@ -167,5 +167,34 @@ TEST(AamsCache, AReadingIsSeenWholeWhileOthersAreAdded) {
     EXPECT_EQ(50, cache.reading_count(kCode));
 }
 
+TEST(AamsCache, AnEndlessMessageIsCut) {
+    AamsCache cache;
+    cache.add_reading(kCode, "04", "210315134500", std::string(65537, 'x'), {});
+    EXPECT_EQ(std::string(65536, 'x'), cache.message_at(kCode, 0));
+}
+
+TEST(AamsCache, LongMessagesLeaveRoomForFewerReadings) {
+    AamsCache cache;
+    for (int n = 1; n <= 6; ++n) {
+        cache.add_reading(kCode, "04", std::to_string(n), std::string(60000, 'x'), {});
+    }
+    EXPECT_EQ(4, cache.reading_count(kCode));
+    EXPECT_EQ("6", cache.stamp_at(kCode, 0));
+    EXPECT_EQ("3", cache.stamp_at(kCode, 3));
+}
+
+TEST(AamsCache, TheCodeThatWasSilentLongestGivesWayToTheTwoHundredAndFiftySeventh) {
+    AamsCache cache;
+    for (int n = 1; n <= 256; ++n) addReadings(cache, n, n, "ZA" + std::to_string(1000 + n));
+    addReadings(cache, 257, 257, "ZA1001");
+    EXPECT_EQ(256U, cache.codes().size());
+    addReadings(cache, 258, 258, "ZA1257");
+    EXPECT_EQ(256U, cache.codes().size());
+    EXPECT_TRUE(cache.contains("ZA1001"));
+    EXPECT_FALSE(cache.contains("ZA1002"));
+    EXPECT_TRUE(cache.contains("ZA1003"));
+    EXPECT_TRUE(cache.contains("ZA1257"));
+}
+
 }  // namespace
 }  // namespace teskd::test
