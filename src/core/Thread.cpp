@@ -148,7 +148,9 @@ bool Thread::live(unsigned generation) {
     const Farewell farewell{*this};
     runLogged();
     clearRunning(generation);
-    Log::write(Log::NOTICE, "Thread '%s' Terminated", getName().c_str());
+    if (endNotices_->allows()) {
+        Log::write(Log::NOTICE, "Thread '%s' Terminated", getName().c_str());
+    }
     if (!autoDelete_) return false;
     pthread_detach(pthread_self());
     return isHeapAllocated();

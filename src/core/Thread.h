@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <string>
 
+#include "core/NoticeLimiter.h"
 #include "core/Synchronized.h"
 
 namespace teskd {
@@ -64,6 +65,9 @@ class Thread {
     virtual void interrupt() {}
 
     void setName(const std::string& name);
+    // Bounds the lines about the ends of this object's threads together with others; without it
+    // they have a bound of their own. Before start(); the limiter outlives the thread.
+    void shareEndNotices(NoticeLimiter& notices) { endNotices_ = &notices; }
 
   private:
     // What a new thread is told.
@@ -81,6 +85,8 @@ class Thread {
     unsigned countStart();
     void countEnd();
 
+    NoticeLimiter ownEndNotices_;
+    NoticeLimiter* endNotices_ = &ownEndNotices_;
     std::atomic<bool> running_{false};
     std::optional<pthread_t> handle_;
     Thread* self_;

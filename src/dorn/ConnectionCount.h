@@ -1,16 +1,21 @@
-// How many host connections are being served.
+// How many host connections are being served, and how much they log.
 #pragma once
 
+#include "core/NoticeLimiter.h"
 #include "core/Synchronized.h"
 
 namespace teskd {
 
-// A count that each served connection holds a place in.
+// A count that each served connection holds a place in, with the bound on what they log together:
+// hosts that come and go have a few lines each, and nothing limits how many come.
 //
 // Owner: the DornDeamon, which outlives the connections by waiting for the count to reach zero.
 // Threads: any. Locks: its own, innermost.
 class ConnectionCount {
   public:
+    // Enough for every host of a network that goes down at once.
+    static constexpr int LINES_PER_SECOND = 32;
+
     // One served connection, for as long as it lives.
     class Place {
       public:
@@ -26,7 +31,10 @@ class ConnectionCount {
     // Waits without limit until no connection is served.
     void awaitNone();
 
+    NoticeLimiter& notices() { return notices_; }
+
   private:
+    NoticeLimiter notices_{LINES_PER_SECOND};
     Synchronized lock_;
     unsigned count_ TESKD_GUARDED_BY(lock_) = 0;
 };

@@ -33,11 +33,14 @@ using namespace dornframe;
 namespace {
 
 constexpr std::chrono::milliseconds JUNK_PAUSE(1000);  // between two lines about the same junk
+// Until lines that were left out of the log may be counted there.
+constexpr std::chrono::milliseconds NOTICE_PAUSE(1000);
 // For owed answers, when the daemon stops. Longer than the second that it gives its threads before
 // it fails what waits for machines, so that hosts are told of that.
 constexpr std::chrono::milliseconds STOP_GRACE(1500);
 // A host that lets this many bytes of answers wait is not read from until there are fewer.
 constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
+constexpr int RELEASES_PER_SECOND = 2;  // logged, of packets that could not be read
 
 }  // namespace
 
@@ -46,8 +49,11 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
       place_(surroundings.count),
       surroundings_(surroundings),
       connection_(connection),
-      writer_(connection_, wake_),
-      pending_(wake_) {
+      writer_(connection_, wake_, FrameWriter::SEND_TIMEOUT, &surroundings_.count.notices()),
+      pending_(wake_),
+      noticeLimiter_(NoticeLimiter::LINES_PER_SECOND, &surroundings_.count.notices()),
+      releaseLimiter_(RELEASES_PER_SECOND, &surroundings_.count.notices()) {
+    shareEndNotices(surroundings_.count.notices());
     setAutoDelete();
     connection_.setsockopt(TCP_NODELAY, 1);
     connection_.keepAlive();
@@ -55,15 +61,13 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
 }
 
 void Dorn::run() {
-    HostInputStream host(connection_.getInputStream(),
-                         [this] { await(Goal::input, &surroundings_.stop); });
+    HostInputStream host(connection_.getInputStream(), [this] { await_input(); });
     BufferedInputStream input(host);
     while (isRunning() && !surroundings_.stop.isSet()) {
         try {
             serve_frame(input);
         } catch (const SocketConnectionClosedException& e) {
-            Log::write(Log::WARNING, "Connection lost with remote peer: %s",
-                       e.getMessage().c_str());
+            log_lost_connection(e);
             stop();
         } catch (const Exception& e) {
             log_notice(e);
@@ -110,7 +114,12 @@ void Dorn::receive(BufferedInputStream& input, int type) {
         return;
     }
     const PacketHandle<DornPacket> packet(created);
-    packet->read(input);
+    try {
+        packet->read(input);
+    } catch (const Exception&) {
+        if (!releaseLimiter_.allows()) packet->releaseQuietly();
+        throw;
+    }
     dispatch(*packet);
 }
 
@@ -137,9 +146,24 @@ void Dorn::hold_junk(BufferedInputStream& input, const Exception& e) {
     if (arrived) input.skip(input.held());
 }
 
+void Dorn::log_lost_connection(const Exception& e) {
+    if (!surroundings_.count.notices().allows()) return;
+    Log::write(Log::WARNING, "Connection lost with remote peer: %s", e.getMessage().c_str());
+}
+
 void Dorn::log_notice(const Exception& e) {
     if (surroundings_.stop.isSet() || !noticeLimiter_.allows()) return;
     Log::write(Log::NOTICE, "%s", e.getMessage().c_str());
+}
+
+void Dorn::await_input() {
+    while (noticeLimiter_.hasLeftOut() || releaseLimiter_.hasLeftOut()) {
+        noticeLimiter_.report();
+        releaseLimiter_.report();
+        const bool arrived = await(Goal::input, &surroundings_.stop, Clock::now() + NOTICE_PAUSE);
+        if (arrived || surroundings_.stop.isSet()) return;
+    }
+    await(Goal::input, &surroundings_.stop);
 }
 
 bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {

@@ -4,12 +4,12 @@
 #include <array>
 #include <chrono>
 
+#include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/DornFrame.h"
 #include "dorn/FrameWriter.h"
-#include "dorn/NoticeLimiter.h"
 #include "dorn/PendingAnswers.h"
 #include "net/Socket.h"
 #include "packet/PacketContainer.h"
@@ -39,7 +39,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
         TeskController& controller;
         Aams& engine;
         const StopEvent& stop;   // ends every connection
-        ConnectionCount& count;  // of the connections served
+        ConnectionCount& count;  // of the connections served, and their bound on the log
     };
 
     // Takes the connection over. @throws SocketException
@@ -69,7 +69,10 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     void dispatch(DornPacket& packet);
     // Waits until something new arrives behind bytes that are no frame, then drops those.
     void hold_junk(BufferedInputStream& input, const Exception& e);
+    void log_lost_connection(const Exception& e);
     void log_notice(const Exception& e);
+    // Waits until the host has sent something, and tells meanwhile what was left out of the log.
+    void await_input();
     // Sends what the host takes until the goal is reached. False when the event was set or the time
     // was up first.
     bool await(Goal goal, const StopEvent* stop,
@@ -88,7 +91,8 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     StopEvent wake_;  // something for the thread to do
     FrameWriter writer_;
     PendingAnswers pending_;
-    NoticeLimiter noticeLimiter_;
+    NoticeLimiter noticeLimiter_;   // what is wrong with frames
+    NoticeLimiter releaseLimiter_;  // the release of packets that could not be read
 };
 
 }  // namespace teskd

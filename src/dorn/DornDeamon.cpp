@@ -1,6 +1,5 @@
 #include "dorn/DornDeamon.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <sys/socket.h>
@@ -37,9 +36,10 @@ void DornDeamon::run() {
     }
     if (endpoints.empty()) return;
     while (isRunning()) {
-        const bool complete = open_endpoints(endpoints);
+        open_endpoints(endpoints);
+        connections_.notices().report();
         try {
-            serve(endpoints, complete);
+            serve(endpoints);
         } catch (const Exception& e) {
             pause_after(e.getMessage());
         } catch (const std::exception& e) {
@@ -48,12 +48,10 @@ void DornDeamon::run() {
     }
 }
 
-bool DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
+void DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
     for (Endpoint& endpoint : endpoints) {
         if (!endpoint.socket) open(endpoint);
     }
-    return std::all_of(endpoints.begin(), endpoints.end(),
-                       [](const Endpoint& endpoint) { return endpoint.socket != nullptr; });
 }
 
 void DornDeamon::open(Endpoint& endpoint) {
@@ -68,14 +66,16 @@ void DornDeamon::open(Endpoint& endpoint) {
     }
 }
 
-void DornDeamon::serve(std::list<Endpoint>& endpoints, bool complete) {
+// Waits for a second at most: then what failed is tried again, and what was left out of the log is
+// counted there.
+void DornDeamon::serve(std::list<Endpoint>& endpoints) {
     std::list<Socket*> ready;
     std::list<Socket*> none;
     for (const Endpoint& endpoint : endpoints) {
         if (endpoint.socket) ready.push_back(endpoint.socket.get());
     }
     timeval retry = RETRY_PERIOD;
-    Socket::select(ready, none, none, complete ? nullptr : &retry, &stopEvent_);
+    Socket::select(ready, none, none, &retry, &stopEvent_);
     for (Socket* socket : ready) {
         if (!isRunning()) return;
         accept_connection(dynamic_cast<StreamServerSocket&>(*socket));
@@ -89,6 +89,7 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
     const int result = dorn->start();
     if (result == 0) return;
     delete dorn;
+    if (!connections_.notices().allows()) return;
     Log::write(Log::WARNING, "Cannot start a thread for a connection: %s", std::strerror(result));
 }
 

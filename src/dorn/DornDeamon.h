@@ -43,10 +43,9 @@ class DornDeamon : public Thread {
         std::string problem;                         // why, as it was logged last
     };
 
-    // True when every endpoint listens.
-    bool open_endpoints(std::list<Endpoint>& endpoints);
+    static void open_endpoints(std::list<Endpoint>& endpoints);
     static void open(Endpoint& endpoint);
-    void serve(std::list<Endpoint>& endpoints, bool complete);
+    void serve(std::list<Endpoint>& endpoints);
     void accept_connection(StreamServerSocket& listener);
     void pause_after(const std::string& problem);
 

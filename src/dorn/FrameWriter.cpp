@@ -8,6 +8,7 @@
 
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
 #include "net/Socket.h"
 #include "net/SocketError.h"
@@ -79,7 +80,9 @@ void FrameWriter::giveUp(const std::string& problem) {
         frames_.clear();
         queued_ = 0;
     }
-    Log::write(Log::WARNING, "Exception was received: %s", problem.c_str());
+    if (notices_ == nullptr || notices_->allows()) {
+        Log::write(Log::WARNING, "Exception was received: %s", problem.c_str());
+    }
     try {
         connection_.shutdown(SHUT_RDWR);
     } catch (const SocketException&) {

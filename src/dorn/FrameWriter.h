@@ -11,6 +11,7 @@
 
 namespace teskd {
 
+class NoticeLimiter;
 class Socket;
 class StopEvent;
 
@@ -29,10 +30,11 @@ class FrameWriter : public OutputStream {
     // Most bytes that may wait for a host when another frame comes.
     static constexpr std::size_t LARGEST_QUEUE = std::size_t{16} * 1024 * 1024;
 
-    // Refers to both. The event is set when the connection's thread has something to send.
+    // Refers to all of them. The event is set when the connection's thread has something to send;
+    // the limiter, if any, bounds the line about the failure with those of other connections.
     FrameWriter(Socket& connection, StopEvent& wake,
-                std::chrono::milliseconds timeout = SEND_TIMEOUT)
-        : connection_(connection), wake_(wake), timeout_(timeout) {}
+                std::chrono::milliseconds timeout = SEND_TIMEOUT, NoticeLimiter* notices = nullptr)
+        : connection_(connection), wake_(wake), timeout_(timeout), notices_(notices) {}
     ~FrameWriter() noexcept override = default;
 
     using OutputStream::write;
@@ -53,6 +55,7 @@ class FrameWriter : public OutputStream {
     Socket& connection_;
     StopEvent& wake_;
     std::chrono::milliseconds timeout_;
+    NoticeLimiter* notices_;
     mutable Synchronized lock_;
     std::deque<std::string> frames_ TESKD_GUARDED_BY(lock_);
     std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;    // bytes of the first frame that are out

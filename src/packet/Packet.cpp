@@ -15,10 +15,15 @@ void Packet::get(Packet* packet) {
 void Packet::put(Packet* packet) {
     const unsigned long outstanding = --packet_counter;
     if (--packet->references_ != 0) return;
+    if (!packet->releasedQuietly_) logRelease(packet, outstanding);
+    delete packet;
+}
+
+void Packet::logRelease(const Packet* packet, unsigned long outstanding) {
     constexpr int LINE = 94;  // a fixed part of the log line's text
     Log::write(Log::DEBUG, "%s:%d This (%p) packet is being freed. (packet_counter == %lu)",
-               "static void Packet::put(Packet*)", LINE, static_cast<void*>(packet), outstanding);
-    delete packet;
+               "static void Packet::put(Packet*)", LINE, static_cast<const void*>(packet),
+               outstanding);
 }
 
 template <class Call>

@@ -38,18 +38,22 @@ class Packet {
 
     static void get(Packet* packet);
     static void put(Packet* packet);
+    // Its release is no line in the log. For the only holder of a packet that nobody else has seen.
+    void releaseQuietly() { releasedQuietly_ = true; }
 
     void addListener(PacketEventListener* listener) { listeners_.push_back(listener); }
     // Removes every registration of the listener.
     void removeListener(PacketEventListener* listener) { listeners_.remove(listener); }
 
   private:
+    static void logRelease(const Packet* packet, unsigned long outstanding);
     template <class Call>
     void tellListeners(Call call);
 
     std::atomic<std::uint32_t> timeout_{0};
     std::atomic<std::uint32_t> references_{0};
     SynchronizedList<PacketEventListener*> listeners_;
+    bool releasedQuietly_ = false;
 };
 
 }  // namespace teskd
