@@ -127,6 +127,7 @@ void Aams::handle_request(AamsPacket& request) {
 }
 
 void Aams::report_invalid_code(std::int32_t code_id) {
+    if (!notices_.allows()) return;
     std::cerr << text::format("Invalid request code id: %d\n", code_id) << std::flush;
 }
 
@@ -165,6 +166,7 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
         }
         changed = parameters_;
     }
+    if (!notices_.allows()) return;
     Log::write(
         Log::INFO,
         "AAMS External parameters changed: tmp_app_collegati = %d, invio_app_collegati = %d, "
@@ -177,10 +179,11 @@ void Aams::handle_set_date_time(AamsPacket& request) {
     const std::string date = request.get_body();
     request.clear_body();
     try {
-        ZqConfig::set_current_date_time(date);
+        ZqConfig::set_current_date_time(date, &notices_);
     } catch (const Exception& e) {
-        Log::write(Log::WARNING, "Unable to set date and time: %s", e.getMessage().c_str());
         request.set_body(aamsreply::date_not_set());
+        if (!notices_.allows()) return;
+        Log::write(Log::WARNING, "Unable to set date and time: %s", e.getMessage().c_str());
     }
 }
 

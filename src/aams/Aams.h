@@ -7,6 +7,7 @@
 #include "aams/AamsCache.h"
 #include "aams/ExternalParameters.h"
 #include "aams/ReadingCheck.h"
+#include "core/NoticeLimiter.h"
 #include "core/Synchronized.h"
 #include "core/Thread.h"
 #include "core/TimerTask.h"
@@ -122,7 +123,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
                              const std::string& code, const std::string& message);
     void send_notification(AamsPacketU& notification);
 
-    static void report_invalid_code(std::int32_t code_id);
+    void report_invalid_code(std::int32_t code_id);
 
     TeskController& controller_;
     PacketContainer& notifier_;
@@ -132,6 +133,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     AamsNtpTimerTask ntpTask_;
     AamsNotifyBack notifyBack_;
     std::atomic<char> state_{'1'};
+    NoticeLimiter notices_;  // what requests and answers make the engine log
     ExternalParameters parameters_ TESKD_GUARDED_BY(parametersLock_);
     mutable Synchronized parametersLock_;
 };

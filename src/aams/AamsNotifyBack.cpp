@@ -29,7 +29,7 @@ void Aams::AamsNotifyBack::apply(AamsPacket& answer) {
         case 5:
             return;
         default:
-            report_invalid_code(answer.get_code_id());
+            owner_.report_invalid_code(answer.get_code_id());
     }
 }
 

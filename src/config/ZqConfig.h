@@ -10,6 +10,8 @@
 
 namespace teskd {
 
+class NoticeLimiter;
+
 // A map from "[SECTION] NAME" to text. The constructor stores every default, merges the files over
 // them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". Unreadable
 // files are skipped, one that cannot be written is logged, and nothing that stands in a file makes
@@ -77,7 +79,8 @@ class ZqConfig : public std::map<std::string, std::string> {
     static std::string get_current_date();
     // Sets the machine's clock from "YYMMDDHHMMSS", local time; a text that is no date is ignored.
     // @throws ZqConfigException "Invalid year" before 2000, or the system's error text
-    static void set_current_date_time(std::string text);
+    // The text is logged, as far as the limiter, if any, allows it.
+    static void set_current_date_time(std::string text, NoticeLimiter* notices = nullptr);
 
   private:
     void store_defaults();
