@@ -52,8 +52,9 @@ Timer& Telnet::internalTimer() {
     return timer;
 }
 
-Telnet::Telnet(const std::string& address)
+Telnet::Telnet(const std::string& address, NoticeLimiter* notices)
     : StreamClientSocket(address, AF_INET),
+      notices_(notices == nullptr ? ownNotices_ : *notices),
       timedInput_(StreamClientSocket::getInputStream()),
       bufferedInput_(timedInput_),
       telnetInput_(bufferedInput_, *this),
@@ -175,18 +176,25 @@ void Telnet::answerOffer(int option, int answer) {
 void Telnet::subnegotiation(int option, const std::string& parameters) {
     const int first = byteAt(parameters, 0);
     const std::string rest = parameters.empty() ? std::string() : parameters.substr(1);
-    if (option != telnet::COM_PORT_OPTION) {
-        Log::write(Log::INFO, "Un-handle Telnet subnegotiation: '%d' with parameters: '%s'", first,
-                   rest.c_str());
-    } else if (first != telnet::SERVER_SIGNATURE) {
-        Log::write(Log::INFO, "Un-handle Telnet : COM_PORT_OPTION(%d, 0x%02x)", first,
-                   static_cast<unsigned>(first));
+    if (option != telnet::COM_PORT_OPTION || first != telnet::SERVER_SIGNATURE) {
+        logUnhandled(option, first, rest);
     } else if (!rest.empty()) {
         peerSignature_ = rest;
     } else {
         const std::string subcommand(1, static_cast<char>(telnet::SIGNATURE));
         telnetOutput_.subnegotiation(telnet::COM_PORT_OPTION, subcommand + OWN_SIGNATURE);
         scheduleFlusher();
+    }
+}
+
+void Telnet::logUnhandled(int option, int first, const std::string& rest) {
+    if (!mayLog()) return;
+    if (option == telnet::COM_PORT_OPTION) {
+        Log::write(Log::INFO, "Un-handle Telnet : COM_PORT_OPTION(%d, 0x%02x)", first,
+                   static_cast<unsigned>(first));
+    } else {
+        Log::write(Log::INFO, "Un-handle Telnet subnegotiation: '%d' with parameters: '%s'", first,
+                   rest.c_str());
     }
 }
 

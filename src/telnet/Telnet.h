@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/NoticeLimiter.h"
 #include "core/Timer.h"
 #include "core/TimerTask.h"
 #include "net/BufferedInputStream.h"
@@ -44,8 +45,9 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
         OutputStream& output_;
     };
 
-    // address: "host:port".
-    explicit Telnet(const std::string& address);
+    // address: "host:port". The limiter bounds what is logged about the server; it outlives the
+    // object. Without one, each connection has its own.
+    explicit Telnet(const std::string& address, NoticeLimiter* notices = nullptr);
     Telnet(const Telnet&) = delete;
     Telnet& operator=(const Telnet&) = delete;
     ~Telnet() noexcept override;
@@ -59,6 +61,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     void optionDo(int option) override;
     void optionDont(int option) override;
     void subnegotiation(int option, const std::string& parameters) override;
+    bool mayLog() override { return notices_.allows(); }
 
     // Send a line setting in RFC 2217 values; it leaves with the next flush, a second later at the
     // latest. @throws TelnetFeatureNotAvailableException while the server has not agreed
@@ -86,6 +89,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     void answerRequest(int option, bool isDo);
     // Answers a WILL or WONT.
     void answerOffer(int option, int answer);
+    void logUnhandled(int option, int first, const std::string& rest);
     void scheduleFlusher();
     void negotiate();
     void awaitServerNegotiation();
@@ -95,6 +99,8 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     bool comPort_ = true;
     bool binary_ = false;
     std::string peerSignature_;
+    NoticeLimiter ownNotices_;
+    NoticeLimiter& notices_;
     TimedInputStream timedInput_;
     BufferedInputStream bufferedInput_;
     TelnetInputStream telnetInput_;

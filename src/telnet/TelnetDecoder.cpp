@@ -33,6 +33,7 @@ std::optional<int> TelnetDecoder::feed(int byte) {
 
 std::optional<int> TelnetDecoder::command(int byte) {
     if (byte < telnet::SE) {
+        if (!interface_.mayLog()) return std::nullopt;
         Log::write(Log::WARNING, "Un-Escape 'Interpret as Command (IAC)' byte.");
         return std::nullopt;
     }
@@ -40,6 +41,7 @@ std::optional<int> TelnetDecoder::command(int byte) {
         case telnet::IAC:
             return telnet::IAC;
         case telnet::SE:
+            if (!interface_.mayLog()) return std::nullopt;
             Log::write(Log::WARNING,
                        "Telnet 'IAC' 'SE' Character found without a 'IAC' 'SB' prior");
             return std::nullopt;

@@ -19,6 +19,8 @@ class TelnetOptionInterface {
     virtual void optionDont(int option) = 0;
     // parameters: the bytes between the option and IAC SE.
     virtual void subnegotiation(int option, const std::string& parameters) = 0;
+    // Whether another line about what the other side does wrong may be logged.
+    virtual bool mayLog() { return true; }
 };
 
 }  // namespace teskd

@@ -2,6 +2,7 @@
 
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "core/NoticeLimiter.h"
 #include "net/ReplayedInputStream.h"
 #include "tesk/TeskPacket.h"
 
@@ -26,7 +27,8 @@ bool LateAnswers::isSuspicious(const TeskPacket& answer) const {
 }
 
 // Each candidate is read into a packet of its own: one that is dropped leaves no trace.
-void LateAnswers::read(InputStream& input, TeskPacket& packet, const std::string& machine) {
+void LateAnswers::read(InputStream& input, TeskPacket& packet, const std::string& machine,
+                       NoticeLimiter* notices) {
     if (missing_.empty()) return packet.read(input);
     const std::optional<int> asked = packet.get_asked_id();
     ReplayedInputStream replayed(input);
@@ -41,8 +43,10 @@ void LateAnswers::read(InputStream& input, TeskPacket& packet, const std::string
             }
             return packet.take_answer(answer);
         }
-        Log::write(Log::NOTICE, "The answer %d that '%s' sent after the time-out was dropped", id,
-                   machine.c_str());
+        if (notices == nullptr || notices->allows()) {
+            Log::write(Log::NOTICE, "The answer %d that '%s' sent after the time-out was dropped",
+                       id, machine.c_str());
+        }
         replayed.replay(answer.get_surplus());
     }
 }

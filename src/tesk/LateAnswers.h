@@ -8,6 +8,7 @@
 namespace teskd {
 
 class InputStream;
+class NoticeLimiter;
 class TeskPacket;
 
 // Keeps the answer of a request that timed out from being taken for that of a later one. It knows
@@ -24,10 +25,12 @@ class LateAnswers {
     // Whether any request has timed out since forget(), answered meanwhile or not.
     bool anyTimedOut() const { return anyTimedOut_; }
     // Reads the answer to the packet's request into the packet; late ones in front of it are
-    // dropped, each with a line in the log that names the machine.
+    // dropped, each with a line in the log that names the machine, as far as the limiter, if any,
+    // allows it.
     // @throws TeskConnectionErrorException for the rest of a late one that was half read, with
     // which the position in the stream is lost; and what TeskPacket::read throws
-    void read(InputStream& input, TeskPacket& packet, const std::string& machine);
+    void read(InputStream& input, TeskPacket& packet, const std::string& machine,
+              NoticeLimiter* notices = nullptr);
 
   private:
     // Whether the ID is that of a request that timed out; it is then forgotten, once.

@@ -55,8 +55,10 @@ void TeskMaster::submit(TeskPacket* packet) {
             refusal = std::strerror(result);
         }
     }
-    Log::write(Log::WARNING, "Cannot serve a request for '%s': %s", get_identity().c_str(),
-               refusal.c_str());
+    if (notices_.allows()) {
+        Log::write(Log::WARNING, "Cannot serve a request for '%s': %s", get_identity().c_str(),
+                   refusal.c_str());
+    }
     packet->notifyError(TeskException(refusal));
 }
 
@@ -73,7 +75,7 @@ void TeskMaster::interrupt() {
 
 void TeskMaster::run() {
     try {
-        Telnet telnet(address_);
+        Telnet telnet(address_, &notices_);
         telnet.setInterrupt(&stopEvent_);
         telnet.connect();
         configure_line(telnet, port_);
@@ -116,7 +118,7 @@ bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
     input.setTimeout(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
     bool answered = true;
     try {
-        late_.read(input, packet, get_identity());
+        late_.read(input, packet, get_identity(), &notices_);
         connected_ = true;
         controller_.bind(*this, packet.get_code_id());
         acknowledge(telnet, packet.get_id());
@@ -131,7 +133,7 @@ bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
 void TeskMaster::drop_late_answers(Telnet& telnet) {
     if (!late_.anyTimedOut()) return;
     const int dropped = telnet.getInputStream().skipArrived();
-    if (dropped == 0) return;
+    if (dropped == 0 || !notices_.allows()) return;
     Log::write(Log::NOTICE, "%d bytes that '%s' sent after the time-out were dropped", dropped,
                get_identity().c_str());
 }

@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 
+#include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
 #include "core/Synchronized.h"
 #include "core/Thread.h"
@@ -66,6 +67,9 @@ class TeskMaster : public Thread, public PacketContainer {
     void interrupt() override;
 
   private:
+    // A serial-port server confirms five line settings when a run starts, each with a line.
+    static constexpr int NOTICES_PER_SECOND = 8;
+
     void serve(Telnet& telnet);
     // One request, its answer and its acknowledgement. False when the answer timed out.
     bool exchange(Telnet& telnet, TeskPacket& packet);
@@ -89,6 +93,8 @@ class TeskMaster : public Thread, public PacketContainer {
     // The master thread's own.
     TeskPacket acknowledgement_;
     LateAnswers late_;  // of this run
+    NoticeLimiter notices_{
+        NOTICES_PER_SECOND};  // what the machine and its serial-port server make the link log
 };
 
 }  // namespace teskd
