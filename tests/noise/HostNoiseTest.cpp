@@ -1,0 +1,163 @@
+// Hosts that send nonsense as fast as they can.
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+#include "gateway/AamsDialogue.h"
+#include "noise/Flood.h"
+#include "support/Bytes.h"
+
+namespace teskd::test {
+namespace {
+
+// However many come, they log no more together than these.
+constexpr std::size_t kManyConnections = 4;
+
+Frame versionRequest() {
+    Frame frame;
+    frame.type = 7;
+    return frame;
+}
+
+// A frame again and again, so that a portion is worth its system call.
+std::string times(std::size_t count, const std::string& bytes) {
+    std::string many;
+    for (; count > 0; --count) many += bytes;
+    return many;
+}
+
+std::string withWrongChecksum() {
+    std::string frame = versionRequest().encode();
+    frame.back() = static_cast<char>(frame.back() + 1);
+    return frame;
+}
+
+std::string withLength(std::uint32_t length) {
+    return versionRequest().encode().replace(4, 4, big32(length)).substr(0, Frame::kHeaderSize);
+}
+
+std::string ofType(std::uint8_t type) {
+    Frame frame;
+    frame.type = type;
+    return frame.encode();
+}
+
+class HostNoise : public testing::Test {
+  protected:
+    void SetUp() override { gateway_.start(); }
+    void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
+
+    // The daemon has read all that came before, and answers.
+    static void expectAnswer(HostClient& host) {
+        host.send(versionRequest());
+        EXPECT_EQ(7, host.readFrame().type);
+    }
+    // One connection that sends this as long as the flood lasts, and is served afterwards.
+    void expectBounded(const std::string& nonsense) {
+        HostClient host = gateway_.host();
+        const Flood flood(gateway_, [&] { host.sendRaw(nonsense); });
+        host.close();
+        HostClient other = gateway_.host();
+        expectAnswer(other);
+        EXPECT_TRUE(gateway_.log().waitFor("Thread 'Dorn' Terminated"));
+        flood.expectBounded();
+    }
+    // AAMS requests, each of which is answered.
+    void expectBoundedRequests(int code, const std::string& body) {
+        HostClient host = gateway_.host();
+        const auto request = [&] {
+            host.request(kAamsType, aamsPayload(code, body));
+            host.readFrame();
+        };
+        const Flood flood(gateway_, request);
+        EXPECT_GT(flood.portions(), 50U);
+        EXPECT_TRUE(eventually([&] {
+            request();
+            return flood.saysLeftOut();
+        }));
+        flood.expectBounded(1, false);
+    }
+    // Connections that come, send this, and go. Each waits for its end, or the kernel would put
+    // off those that the daemon has no time for.
+    void expectBoundedConnections(const std::string& sent) {
+        const Flood flood(gateway_, [&] {
+            HostClient host = gateway_.host();
+            if (!sent.empty()) host.sendRaw(sent);
+            host.connection().shutdownWrite();
+            EXPECT_TRUE(host.connection().closedByPeer());
+        });
+        expectBounded(flood);
+    }
+    void expectBounded(const Flood& flood) {
+        EXPECT_GT(flood.portions(), 200U);
+        HostClient other = gateway_.host();
+        expectAnswer(other);
+        flood.expectBounded(kManyConnections);
+    }
+
+    Gateway gateway_{0, Config().polling(30, 30)};
+};
+
+TEST_F(HostNoise, FramesOfUnknownTypesAreLoggedAFewTimesASecond) {
+    expectBounded(times(20, ofType(9)));
+}
+
+TEST_F(HostNoise, BytesThatStartNoFrameAreLoggedAFewTimesASecond) {
+    expectBounded(times(20, bytes("FE 81 02 07  00 00 00 01") + std::string(35, '\0')));
+}
+
+TEST_F(HostNoise, WrongChecksumsAreLoggedAFewTimesASecond) {
+    expectBounded(times(20, withWrongChecksum()));
+}
+
+TEST_F(HostNoise, FramesWithoutLengthAreLoggedAFewTimesASecond) {
+    expectBounded(times(20, withLength(0)));
+}
+
+TEST_F(HostNoise, FramesThatAreTooLongAreLoggedAFewTimesASecond) {
+    expectBounded(times(20, withLength(0x7FFFFFFF)));
+}
+
+TEST_F(HostNoise, DatesThatCannotBeSetAreLoggedAFewTimesASecond) {
+    expectBoundedRequests(507, "-990101000000");
+}
+
+TEST_F(HostNoise, ParametersThatCannotBeReadAreLoggedAFewTimesASecond) {
+    expectBoundedRequests(506, "-nonsense");
+}
+
+TEST_F(HostNoise, RequestCodesThatNobodyKnowsAreReportedAFewTimesASecond) {
+    expectBoundedRequests(999, "");
+    const std::string reported = gateway_.daemon().standardError();
+    EXPECT_NE(std::string::npos, reported.find("Invalid request code id: 999"));
+    EXPECT_LE(std::count(reported.begin(), reported.end(), '\n'), 40);
+}
+
+TEST_F(HostNoise, ConnectionsThatComeAndGoAreLoggedAFewTimesASecond) {
+    expectBoundedConnections("");
+}
+
+TEST_F(HostNoise, ConnectionsThatAreResetAreLoggedAFewTimesASecond) {
+    const Flood flood(gateway_, [&] {
+        HostClient host = gateway_.host();
+        expectAnswer(host);
+        host.connection().reset();
+    });
+    EXPECT_GT(flood.portions(), 200U);
+    flood.expectBounded(kManyConnections, false);
+}
+
+TEST_F(HostNoise, ConnectionsThatEndInsideAFrameAreLoggedAFewTimesASecond) {
+    expectBoundedConnections(versionRequest().encode().substr(0, 42));
+}
+
+TEST_F(HostNoise, ConnectionsThatBringAWrongChecksumAreLoggedAFewTimesASecond) {
+    expectBoundedConnections(withWrongChecksum());
+}
+
+TEST_F(HostNoise, ConnectionsThatBringJunkAreLoggedAFewTimesASecond) {
+    expectBoundedConnections(ofType(9));
+}
+
+}  // namespace
+}  // namespace teskd::test
