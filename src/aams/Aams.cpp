@@ -157,16 +157,17 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
     const std::string body = request.get_body();
     request.clear_body();
     ExternalParameters changed;
+    bool readable = true;
     {
         const SynchronizedLock lock(parametersLock_);
         try {
             parameters_.parse(body);
         } catch (const Exception&) {
-            // Nobody is told.
+            readable = false;  // nobody is told
         }
         changed = parameters_;
     }
-    if (!notices_.allows()) return;
+    if (!readable && !notices_.allows()) return;
     Log::write(
         Log::INFO,
         "AAMS External parameters changed: tmp_app_collegati = %d, invio_app_collegati = %d, "

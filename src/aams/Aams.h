@@ -133,7 +133,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     AamsNtpTimerTask ntpTask_;
     AamsNotifyBack notifyBack_;
     std::atomic<char> state_{'1'};
-    NoticeLimiter notices_;  // what requests and answers make the engine log
+    NoticeLimiter notices_;  // what is wrong with requests and answers
     ExternalParameters parameters_ TESKD_GUARDED_BY(parametersLock_);
     mutable Synchronized parametersLock_;
 };
