@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <functional>
@@ -38,6 +39,13 @@ class Worker : public Thread {
 
   private:
     Body body_;
+};
+
+class SharingWorker : public Thread {
+  public:
+    explicit SharingWorker(NoticeLimiter& notices) { shareEndNotices(notices); }
+    ~SharingWorker() noexcept(false) override = default;
+    void run() override {}
 };
 
 // The size of the process, in KiB.
@@ -112,6 +120,30 @@ TEST(Thread, LogsItsEnd) {
     worker.start();
     worker.join();
     EXPECT_EQ((Lines{{181, "Thread 'T' Terminated"}}), log.lines());
+}
+
+TEST(Thread, ThatIsStartedAgainAndAgainLogsAFewEndsASecond) {
+    const LogRecorder log;
+    const auto start = std::chrono::steady_clock::now();
+    Worker worker("T", nothing);
+    for (int i = 0; i < 50; ++i) {
+        worker.start();
+        worker.join();
+    }
+    const auto seconds = static_cast<std::size_t>(
+        std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count());
+    EXPECT_GE(log.count({181, "Thread 'T' Terminated"}), 4U);
+    EXPECT_LE(log.count({181, "Thread 'T' Terminated"}), 4U * (seconds + 1));
+}
+
+TEST(Thread, ThatSharesABoundLogsNoEndBeyondIt) {
+    const LogRecorder log;
+    NoticeLimiter none(0);
+    SharingWorker worker(none);
+    worker.start();
+    worker.join();
+    EXPECT_EQ(Lines{}, log.lines());
+    EXPECT_TRUE(none.hasLeftOut());
 }
 
 TEST(Thread, WithoutANameItIsUnknown) {

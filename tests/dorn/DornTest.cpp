@@ -89,9 +89,9 @@ TEST(DornTest, AFrameCutAnywhereIsCompletedByItsRest) {
 }
 
 TEST(DornTest, AConnectionThatClosesAnywhereInAFrameIsLost) {
-    HostLink link;
     const std::string frame = request(7, 5, "ignored");
     for (std::size_t cut = 0; cut < frame.size(); ++cut) {
+        HostLink link;  // what connections of one listener log together is bounded
         const LogRecorder log;
         const auto host = link.connect();
         host->sendRaw(frame.substr(0, cut));

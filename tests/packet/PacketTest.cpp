@@ -77,6 +77,15 @@ TEST_F(PacketTest, TheLastPutIsLoggedWithTheCounterAfterIt) {
     EXPECT_EQ((std::vector{freed(other, before)}), log.lines());
 }
 
+TEST_F(PacketTest, AQuietReleaseIsNotLogged) {
+    const LogRecorder log;
+    packet->releaseQuietly();
+    Packet::get(packet);
+    Packet::put(packet);
+    EXPECT_TRUE(deleted);
+    EXPECT_EQ(std::vector<LogEntry>{}, log.lines());
+}
+
 TEST_F(PacketTest, APutThatLeavesReferencesIsNotLogged) {
     const LogRecorder log;
     Packet::get(packet);

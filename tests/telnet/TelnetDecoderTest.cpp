@@ -69,6 +69,12 @@ TEST_F(TelnetDecoderTest, AnEndWithoutABeginningIsDroppedWithAWarning) {
     EXPECT_EQ(Calls{}, options.calls);
 }
 
+TEST_F(TelnetDecoderTest, NothingIsLoggedThatTheInterfaceDoesNotAllow) {
+    options.logs = false;
+    EXPECT_EQ("ab", decode(bytes("61 FF F0 FF 41 62")));
+    EXPECT_EQ(Lines{}, log.lines());
+}
+
 TEST_F(TelnetDecoderTest, ASubnegotiationIsReportedWithItsParameters) {
     EXPECT_EQ("", decode(bytes("FF FA 2C 64 FF F0")));
     EXPECT_EQ(Calls{"SB 44: 64"}, options.calls);

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <chrono>
 #include <gtest/gtest.h>
 
 #include "support_src/ScriptedInputStream.h"
@@ -49,6 +51,24 @@ TEST_F(LateAnswer, IsDroppedBeforeEveryLaterRequestOfTheRun) {
     inject(kAnswer113 + kAnswer113);
     EXPECT_EQ("completed", ask(119));
     EXPECT_EQ(1U, log.count(droppedBytes(74)));
+}
+
+// A machine that adds a byte to every answer.
+TEST_F(LateAnswer, BytesBeforeEveryRequestAreLoggedAFewTimesASecond) {
+    timeOut(113);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 60; ++i) {
+        inject("x");
+        EXPECT_EQ("completed", ask(115));
+    }
+    const auto seconds =
+        std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
+    const std::vector<LogEntry> lines = log.lines();
+    const auto dropped = std::count_if(lines.begin(), lines.end(), [](const LogEntry& line) {
+        return line.text.find("sent after the time-out were dropped") != std::string::npos;
+    });
+    EXPECT_GE(dropped, 1);  // the confirmed line settings count as well
+    EXPECT_LE(dropped, 8 * (seconds + 1));
 }
 
 TEST_F(LateAnswer, IsNoneInARunWithoutTimeOuts) {
