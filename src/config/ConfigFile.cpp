@@ -35,10 +35,20 @@ bool writeAll(int fd, const std::string& content) {
     return true;
 }
 
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
+
 void syncDirectoryOf(const std::string& path) {
     const Descriptor directory(
-        ::open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.isOpen()) fsync(directory.get());
+}
+
+// True where everybody may make files and only touch their own.
+bool isSticky(const std::string& directory) {
+    struct stat status {};
+    return stat(directory.c_str(), &status) == 0 && (status.st_mode & S_ISVTX) != 0;
 }
 
 // True when the directory, rather than the moment, is what does not allow a new file in it.
@@ -54,9 +64,10 @@ Descriptor createNew(const std::string& path) {
 }
 
 // A file that has a second name is somebody else's too.
-bool isOurs(int fd) {
+bool isOurs(int fd, const std::string& path) {
     struct stat status {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1) return true;
+    const bool known = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+    if (known && (status.st_uid == geteuid() || !isSticky(directoryOf(path)))) return true;
     errno = EEXIST;
     return false;
 }
@@ -71,7 +82,7 @@ bool reserve(int fd, std::size_t size) {
 bool writeInPlace(const std::string& path, const std::string& content) {
     const Descriptor file(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, FILE_MODE));
-    return file.isOpen() && isOurs(file.get()) && reserve(file.get(), content.size()) &&
+    return file.isOpen() && isOurs(file.get(), path) && reserve(file.get(), content.size()) &&
            writeAll(file.get(), content) &&
            ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && fsync(file.get()) == 0;
 }

@@ -20,8 +20,8 @@ class ConfigFile {
 
     // Replaces the file by way of a temporary file beside it (synced, then renamed), so that a
     // power cut or a full disk leaves the old content or the new. Where the directory does not
-    // allow that, writes in place, but never into a file that has a second name. False when neither
-    // worked, with the reason in errno.
+    // allow that, writes in place, but never into a file that has a second name or that is somebody
+    // else's in a sticky directory. False when neither worked, with the reason in errno.
     static bool replace(const std::string& path, const std::string& content);
 };
 

@@ -258,8 +258,8 @@ class LockedDirectory : public ConfigFileTest {
     ~LockedDirectory() override { ::chmod(directory.path().c_str(), 0777); }
 
     // What replace() answers there; nothing where permissions cannot be tried.
-    std::optional<bool> replaceAsNobody(const std::string& content) {
-        ::chmod(directory.path().c_str(), 0555);
+    std::optional<bool> replaceAsNobody(const std::string& content, mode_t mode = 0555) {
+        ::chmod(directory.path().c_str(), mode);
         const Unprivileged unprivileged;
         if (!unprivileged.active()) return std::nullopt;
         return ConfigFile::replace(path, content);
@@ -299,6 +299,23 @@ TEST_F(LockedDirectory, AFileWithASecondNameIsNotWrittenTo) {
     EXPECT_FALSE(*done);
     EXPECT_EQ(EEXIST, errno);
     EXPECT_EQ("a longer old content", readFile(in("other")));
+}
+
+TEST_F(LockedDirectory, SomebodyElsesFileInAStickyDirectoryIsNotWrittenTo) {
+    const std::optional<bool> done = replaceAsNobody("new", 01777);
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_FALSE(*done);
+    EXPECT_EQ("a longer old content", readFile(path));
+    EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(LockedDirectory, SomebodyElsesFilesInAStickyDirectoryAreNotWrittenTo) {
+    writeFile(path + ".tmp", "precious");
+    const std::optional<bool> done = replaceAsNobody("new", 01777);
+    if (!done) GTEST_SKIP() << "cannot give up privileges";
+    EXPECT_FALSE(*done);
+    EXPECT_EQ("a longer old content", readFile(path));
+    EXPECT_EQ("precious", readFile(path + ".tmp"));
 }
 
 TEST_F(LockedDirectory, AFifoBlocksNobody) {
