@@ -62,8 +62,11 @@ void addDisk(Words& command, const Sandbox& sandbox) {
     for (const auto& [directory, size] : sandbox.disk.limited) {
         add(command, {"--size", std::to_string(size), "--tmpfs", sandbox.root / directory});
     }
-    for (const std::string& directory : sandbox.disk.readOnly) {
-        add(command, {"--ro-bind", sandbox.root / directory, sandbox.root / directory});
+    for (const std::string& file : sandbox.disk.mounted) {
+        add(command, {"--bind", sandbox.root / file, sandbox.root / file});
+    }
+    for (const std::string& name : sandbox.disk.readOnly) {
+        add(command, {"--ro-bind", sandbox.root / name, sandbox.root / name});
     }
 }
 

@@ -20,15 +20,19 @@ enum class Files {
     PrivateRoot,  // at those very paths, in a root of the daemon's own
 };
 
-// What is wrong with the disk that the daemon's directories are on. Directories are named relative
-// to Sandbox::root, "config" for example; Files::TeskdRoot only.
+// What is wrong with the disk that the daemon's directories are on. Names are relative to
+// Sandbox::root, "config" for example; Files::TeskdRoot only.
 struct Disk {
     std::vector<std::string> readOnly{};
+    // Files that are mount points, and nothing else is wrong with them.
+    std::vector<std::string> mounted{};
     // These are on an empty file system of their own, of so many bytes, which ends with the daemon.
     std::map<std::string, std::size_t> limited{};
     // Shell commands that run in Sandbox::root, inside the sandbox, before the daemon starts.
     std::string before{};
-    bool isSound() const { return readOnly.empty() && limited.empty() && before.empty(); }
+    bool isSound() const {
+        return readOnly.empty() && mounted.empty() && limited.empty() && before.empty();
+    }
 };
 
 struct Sandbox {

@@ -154,6 +154,25 @@ TEST_F(DiskTrouble, ADirectoryIsInPlaceOfTheUpdateFile) {
     expectService(gateway);
 }
 
+TEST_F(DiskTrouble, TheUpdateFileIsAMountPoint) {
+    Gateway gateway = gatewayOn({.mounted = {kUpdateFile}});
+    writeFile(gateway.daemon().root() / kUpdateFile, kOldStamps + std::string(1000, '\n'));
+    gateway.start();
+    EXPECT_EQ(kNewStamps, inside(gateway, kUpdateFile));
+    expectNothingLogged(gateway);
+    expectService(gateway);
+}
+
+TEST_F(DiskTrouble, TheUpdateFileIsAReadOnlyMountPoint) {
+    Gateway gateway = gatewayOn({.readOnly = {kUpdateFile}});
+    writeFile(gateway.daemon().root() / kUpdateFile, kOldStamps);
+    gateway.start();
+    expectLogged(gateway, kUpdateFile, "Read-only file system");
+    EXPECT_EQ(kOldStamps, inside(gateway, kUpdateFile));
+    EXPECT_FALSE(existsInside(gateway, std::string(kUpdateFile) + ".tmp"));
+    expectService(gateway);
+}
+
 TEST_F(DiskTrouble, WhatCouldNotBeWrittenIsWrittenByTheNextStart) {
     Gateway gateway = gatewayOn({});
     const fs::path root = gateway.daemon().root();
