@@ -49,6 +49,25 @@ TEST_P(DaemonProcessIn, HasItsOwnLogAndFilesAndNoPrivileges) {
 INSTANTIATE_TEST_SUITE_P(EitherRoot, DaemonProcessIn,
                          testing::Values(Files::TeskdRoot, Files::PrivateRoot));
 
+TEST(DaemonProcess, ADiskInTroubleIsTheDaemonsAlone) {
+    DaemonProcess daemon({.program = FAKE_DAEMON,
+                          .arguments = {"probe", "/nowhere"},
+                          .disk = {.limited = {{"tmp", 4096}}, .before = "cat etc/x > config/x"}});
+    writeFile(daemon.root() / "etc/x", "content");
+    daemon.start();
+    EXPECT_EQ(FAKE_DAEMON, executable(daemon.pid()));
+    EXPECT_EQ("content", readFile(daemon.root() / "config/x"));
+    ASSERT_TRUE(daemon.log().waitFor("written outside: 0").has_value()) << daemon.log().dump();
+    EXPECT_EQ("by the daemon", readFile(daemon.rootInside() / "tmp/written"));
+    EXPECT_FALSE(std::filesystem::exists(daemon.root() / "tmp/written"));
+}
+
+TEST(DaemonProcess, ADiskInTroubleNeedsARootBesideTheMachines) {
+    DaemonProcess daemon(
+        {.program = FAKE_DAEMON, .files = Files::PrivateRoot, .disk = {.readOnly = {"tmp"}}});
+    EXPECT_THROW(daemon.start(), std::invalid_argument);
+}
+
 // Standard streams, the log and the listening socket: nothing of the sandbox is left open, nor
 // what the test happens to have open.
 TEST(DaemonProcess, GetsNoDescriptorsButItsOwn) {
