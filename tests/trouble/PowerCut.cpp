@@ -119,7 +119,7 @@ class Supply {
 // Set in the child, while the work is being done.
 std::unique_ptr<Supply> supply;
 
-[[noreturn]] void doWork(const std::function<void()>& work, std::unique_ptr<Supply> with) {
+[[noreturn]] void doWork(const std::function<void()>& work, std::unique_ptr<Supply> with) noexcept {
     supply = std::move(with);
     work();
     const std::unique_ptr<Supply> used = std::move(supply);
@@ -140,7 +140,8 @@ std::vector<std::string> linesOf(int fd) {
 
 }  // namespace
 
-Outcome runUntilPowerCut(const std::function<void()>& work, unsigned call, Unsynced unsynced) {
+PowerCutResult runUntilPowerCut(const std::function<void()>& work, unsigned call,
+                                Unsynced unsynced) {
     int fds[2];
     if (::pipe2(fds, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -151,13 +152,13 @@ Outcome runUntilPowerCut(const std::function<void()>& work, unsigned call, Unsyn
     if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
     if (child == 0) doWork(work, std::make_unique<Supply>(call, unsynced, writer.get()));
     writer.reset();
-    Outcome outcome{.completed = false, .calls = linesOf(reader.get())};
+    PowerCutResult result{.completed = false, .calls = linesOf(reader.get())};
     int status = 0;
     ::waitpid(child, &status, 0);
-    outcome.completed = WIFEXITED(status) && WEXITSTATUS(status) == kCompleted;
+    result.completed = WIFEXITED(status) && WEXITSTATUS(status) == kCompleted;
     const bool cut = WIFEXITED(status) && WEXITSTATUS(status) == kCut;
-    if (!outcome.completed && !cut) throw std::runtime_error("the work failed");
-    return outcome;
+    if (!result.completed && !cut) throw std::runtime_error("the work failed");
+    return result;
 }
 
 }  // namespace teskd::test

@@ -18,7 +18,7 @@ enum class Unsynced {
     Half,  // half of the data is gone, a rename has happened
 };
 
-struct Outcome {
+struct PowerCutResult {
     bool completed = false;          // the power went only after the work
     std::vector<std::string> calls;  // "rename file.ini.tmp": what was done until then, and to what
 };
@@ -28,6 +28,7 @@ struct Outcome {
 // the power goes right after it.
 //
 // Threads: none may run beside it. Errors: std::runtime_error when the work ends any other way.
-Outcome runUntilPowerCut(const std::function<void()>& work, unsigned call, Unsynced unsynced);
+PowerCutResult runUntilPowerCut(const std::function<void()>& work, unsigned call,
+                                Unsynced unsynced);
 
 }  // namespace teskd::test

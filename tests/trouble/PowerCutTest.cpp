@@ -52,14 +52,14 @@ class PowerCut : public testing::TestWithParam<Unsynced> {
         const TempDir directory;
         const std::string path = directory / "file.ini";
         if (before) writeFile(path, *before);
-        const Outcome outcome =
+        const PowerCutResult result =
             runUntilPowerCut([&] { ConfigFile::replace(path, "new content"); }, call, GetParam());
         const Content found = ConfigFile::read(path);
         EXPECT_THAT(found, AnyOf(Eq(before), Eq("new content"))) << "cut at call " << call;
-        EXPECT_TRUE(!outcome.completed || found == "new content");
+        EXPECT_TRUE(!result.completed || found == "new content");
         EXPECT_TRUE(ConfigFile::replace(path, "newer"));
         EXPECT_THAT(filesIn(directory.path()), testing::ElementsAre("file.ini"));
-        return outcome.completed;
+        return result.completed;
     }
 
     // The same for a whole start that has a new stamp and a dump to write.
@@ -69,17 +69,18 @@ class PowerCut : public testing::TestWithParam<Unsynced> {
         writeFile(root / "config/config.ini", "SW_UPDATE_B=261231235959\n");
         writeFile(root / "config/.sw_update.ini", kOldStamps);
         writeFile(root / "tmp/dump_map.ini", "old dump");
-        const Outcome outcome = runUntilPowerCut([] { const ZqConfig config; }, call, GetParam());
+        const PowerCutResult result =
+            runUntilPowerCut([] { const ZqConfig config; }, call, GetParam());
         const Content stamps = ConfigFile::read(root / "config/.sw_update.ini");
         const std::string dump = readFile(root / "tmp/dump_map.ini");
         EXPECT_THAT(stamps, AnyOf(Eq(kOldStamps), Eq(kNewStamps))) << "cut at call " << call;
-        EXPECT_EQ(outcome.completed || stamps == kNewStamps, nextStartSeesNoUpdate());
+        EXPECT_EQ(result.completed || stamps == kNewStamps, nextStartSeesNoUpdate());
         EXPECT_THAT(dump, AnyOf("old dump", testing::EndsWith("\n\n"))) << "cut at call " << call;
         EXPECT_EQ(kNewStamps, ConfigFile::read(root / "config/.sw_update.ini"));
         EXPECT_THAT(filesIn(root / "config"),
                     testing::UnorderedElementsAre(".sw_update.ini", "config.ini"));
         EXPECT_THAT(filesIn(root / "tmp"), testing::ElementsAre("dump_map.ini"));
-        return outcome.completed;
+        return result.completed;
     }
 
     static bool nextStartSeesNoUpdate() {
@@ -112,10 +113,10 @@ INSTANTIATE_TEST_SUITE_P(Unsynced, PowerCut,
 TEST(OrderOfCalls, TheFileIsOnTheDiskBeforeItGetsItsNameAndTheNameAfterwards) {
     const TempDir directory;
     const std::string path = directory / "file.ini";
-    const Outcome outcome = runUntilPowerCut([&] { ConfigFile::replace(path, "new content"); },
-                                             kManyCalls, Unsynced::Kept);
-    ASSERT_TRUE(outcome.completed);
-    std::vector<std::string> changes = outcome.calls;
+    const PowerCutResult result = runUntilPowerCut(
+        [&] { ConfigFile::replace(path, "new content"); }, kManyCalls, Unsynced::Kept);
+    ASSERT_TRUE(result.completed);
+    std::vector<std::string> changes = result.calls;
     std::erase_if(changes, [](const std::string& call) {
         return call.starts_with("open ") || call.starts_with("close ");
     });
