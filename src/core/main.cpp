@@ -10,6 +10,7 @@
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
 #include "core/AppObjects.h"
+#include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/SystemPath.h"
@@ -77,6 +78,7 @@ int main(int argc, char* argv[]) {
     const bool debug = wantsDebug(argc, argv);
     if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
     Log::open(argv[0], debug);
+    raiseDescriptorLimit();
     const sigset_t signals = blockTermination();
     try {
         startWorkers();
