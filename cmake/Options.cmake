@@ -16,6 +16,8 @@ if(TESKD_SANITIZE)
     target_compile_options(teskd_options INTERFACE
         -fsanitize=${TESKD_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all
         -fno-omit-frame-pointer)
+    # For code that needs more room then; the compilers' own macros differ.
+    target_compile_definitions(teskd_options INTERFACE TESKD_SANITIZED)
     target_link_options(teskd_options INTERFACE -fsanitize=${TESKD_SANITIZE})
 endif()
 

@@ -40,6 +40,28 @@ bool claimFreshBlock(const void* object) {
     return false;
 }
 
+// The attributes of every thread.
+class Attributes {
+  public:
+    Attributes() : result_(pthread_attr_init(&attributes_)) {
+        if (result_ != 0) return;
+        result_ = pthread_attr_setstacksize(&attributes_, Thread::STACK_SIZE);
+        if (result_ != 0) pthread_attr_destroy(&attributes_);
+    }
+    ~Attributes() {
+        if (result_ == 0) pthread_attr_destroy(&attributes_);
+    }
+    Attributes(const Attributes&) = delete;
+    Attributes& operator=(const Attributes&) = delete;
+
+    // Null, for the system's own choice, when they cannot be had.
+    const pthread_attr_t* get() const { return result_ == 0 ? &attributes_ : nullptr; }
+
+  private:
+    pthread_attr_t attributes_{};
+    int result_;
+};
+
 }  // namespace
 
 Thread::Thread() : Thread("<unknown>") {}
@@ -75,8 +97,9 @@ int Thread::start() {
     // A self-deleting object may be gone as soon as its thread exists.
     const bool selfDeleting = autoDelete_ && isHeapAllocated();
     auto argument = std::make_unique<Start>(Start{this, generation});
+    const Attributes attributes;
     pthread_t created{};
-    const int result = pthread_create(&created, nullptr, entry, argument.get());
+    const int result = pthread_create(&created, attributes.get(), entry, argument.get());
     if (result != 0) {
         countEnd();
         return result;

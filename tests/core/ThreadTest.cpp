@@ -455,7 +455,21 @@ std::size_t spaceTakenByRunsOf(Thread& thread) {
     return addressSpace() - std::min(before, addressSpace());
 }
 
-constexpr std::size_t kManyStacks = 100UL * 8192;  // KiB
+constexpr std::size_t kManyStacks = 100 * Thread::STACK_SIZE / 1024;  // KiB
+
+TEST(Thread, ItsStackHasTheSizeThatIsMeantForIt) {
+    std::size_t size = 0;
+    Worker worker([&](Thread&) {
+        pthread_attr_t attributes;
+        ASSERT_EQ(0, pthread_getattr_np(pthread_self(), &attributes));
+        void* start = nullptr;
+        EXPECT_EQ(0, pthread_attr_getstack(&attributes, &start, &size));
+        EXPECT_EQ(0, pthread_attr_destroy(&attributes));
+    });
+    ASSERT_EQ(0, worker.start());
+    worker.join();
+    EXPECT_EQ(Thread::STACK_SIZE, size);
+}
 
 TEST(Thread, AMarkedThreadThatIsNotOnTheHeapIsDetached) {
     Worker worker(nothing);
