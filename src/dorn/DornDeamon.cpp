@@ -1,5 +1,6 @@
 #include "dorn/DornDeamon.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <sys/socket.h>
@@ -17,11 +18,19 @@ namespace {
 
 constexpr timeval RETRY_PERIOD{1, 0};  // between two attempts at what failed
 constexpr int RETRY_MILLISECONDS = 1000;
+// Hosts try again and again while there is no room for them; that goes into the log this often.
+constexpr int PROBLEMS_PER_SECOND = 1;  // logged, of hosts that cannot be served
+
+constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
+constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
 
 }  // namespace
 
 DornDeamon::DornDeamon(TeskController& controller, Aams& engine)
-    : Thread("DornDeamon"), controller_(controller), engine_(engine) {}
+    : Thread("DornDeamon"),
+      controller_(controller),
+      engine_(engine),
+      problems_(PROBLEMS_PER_SECOND) {}
 
 DornDeamon::~DornDeamon() noexcept(false) {
     stop();
@@ -36,22 +45,26 @@ void DornDeamon::run() {
     }
     if (endpoints.empty()) return;
     while (isRunning()) {
-        open_endpoints(endpoints);
+        const bool complete = open_endpoints(endpoints);
         connections_.notices().report();
         try {
-            serve(endpoints);
+            serve(endpoints, complete && !connections_.notices().hasLeftOut());
         } catch (const Exception& e) {
-            pause_after(e.getMessage());
+            log_problem(NOT_ACCEPTED, e.getMessage());
+            pause();
         } catch (const std::exception& e) {
-            pause_after(e.what());
+            log_problem(NOT_ACCEPTED, e.what());
+            pause();
         }
     }
 }
 
-void DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
+bool DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
     for (Endpoint& endpoint : endpoints) {
         if (!endpoint.socket) open(endpoint);
     }
+    return std::all_of(endpoints.begin(), endpoints.end(),
+                       [](const Endpoint& endpoint) { return endpoint.socket != nullptr; });
 }
 
 void DornDeamon::open(Endpoint& endpoint) {
@@ -66,16 +79,16 @@ void DornDeamon::open(Endpoint& endpoint) {
     }
 }
 
-// Waits for a second at most: then what failed is tried again, and what was left out of the log is
-// counted there.
-void DornDeamon::serve(std::list<Endpoint>& endpoints) {
+// Unless all is well, waits for a second at most: then what failed is tried again, and what was
+// left out of the log is counted there.
+void DornDeamon::serve(std::list<Endpoint>& endpoints, bool allIsWell) {
     std::list<Socket*> ready;
     std::list<Socket*> none;
     for (const Endpoint& endpoint : endpoints) {
         if (endpoint.socket) ready.push_back(endpoint.socket.get());
     }
     timeval retry = RETRY_PERIOD;
-    Socket::select(ready, none, none, &retry, &stopEvent_);
+    Socket::select(ready, none, none, allIsWell ? nullptr : &retry, &stopEvent_);
     for (Socket* socket : ready) {
         if (!isRunning()) return;
         accept_connection(dynamic_cast<StreamServerSocket&>(*socket));
@@ -83,19 +96,38 @@ void DornDeamon::serve(std::list<Endpoint>& endpoints) {
 }
 
 void DornDeamon::accept_connection(StreamServerSocket& listener) {
-    const Socket connection = listener.accept();
+    try {
+        start_connection(listener.accept());
+    } catch (const Exception& e) {
+        turn_away(listener, e.getMessage());
+    } catch (const std::exception& e) {
+        turn_away(listener, e.what());
+    }
+}
+
+void DornDeamon::start_connection(const Socket& connection) {
     Dorn* const dorn =
         new Dorn(connection, Dorn::Surroundings{controller_, engine_, stopEvent_, connections_});
     const int result = dorn->start();
     if (result == 0) return;
     delete dorn;
-    if (!connections_.notices().allows()) return;
-    Log::write(Log::WARNING, "Cannot start a thread for a connection: %s", std::strerror(result));
+    log_problem(NO_THREAD, std::strerror(result));
 }
 
-// Whatever is missing (descriptors, memory) is not asked for again at full speed.
-void DornDeamon::pause_after(const std::string& problem) {
-    Log::write(Log::WARNING, "Cannot accept a connection: %s", problem.c_str());
+// A host that was accepted when something else failed is closed already. One that nobody can even
+// accept is not tried again at full speed.
+void DornDeamon::turn_away(const StreamServerSocket& listener, const std::string& problem) {
+    log_problem(NOT_ACCEPTED, problem);
+    if (spare_.turnAway(listener.getDescriptor())) return;
+    if (Poll::wait(listener.getDescriptor(), POLLIN, 0, nullptr) != 0) pause();
+}
+
+void DornDeamon::log_problem(const char* what, const std::string& problem) {
+    if (!problems_.allows()) return;
+    Log::write(Log::WARNING, "%s: %s", what, problem.c_str());
+}
+
+void DornDeamon::pause() {
     Poll::wait(-1, 0, RETRY_MILLISECONDS, &stopEvent_);
 }
 

@@ -5,9 +5,11 @@
 #include <memory>
 #include <string>
 
+#include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
+#include "dorn/SpareDescriptor.h"
 
 namespace teskd {
 
@@ -16,7 +18,8 @@ class Socket;
 class StreamServerSocket;
 class TeskController;
 
-// A thread that listens on the configured local endpoints and starts a Dorn for every connection.
+// A thread that listens on the configured local endpoints and starts a Dorn for every connection. A
+// host that cannot be served, for want of descriptors, threads or memory, is turned away at once.
 //
 // Owner: the application objects; the controller and the engine outlive it. Keeps no list of the
 // connections it started, only their count.
@@ -43,16 +46,22 @@ class DornDeamon : public Thread {
         std::string problem;                         // why, as it was logged last
     };
 
-    static void open_endpoints(std::list<Endpoint>& endpoints);
+    // True when every endpoint listens.
+    static bool open_endpoints(std::list<Endpoint>& endpoints);
     static void open(Endpoint& endpoint);
-    void serve(std::list<Endpoint>& endpoints);
+    void serve(std::list<Endpoint>& endpoints, bool allIsWell);
     void accept_connection(StreamServerSocket& listener);
-    void pause_after(const std::string& problem);
+    void start_connection(const Socket& connection);
+    void turn_away(const StreamServerSocket& listener, const std::string& problem);
+    void log_problem(const char* what, const std::string& problem);
+    void pause();
 
     TeskController& controller_;
     Aams& engine_;
     StopEvent stopEvent_;
     ConnectionCount connections_;
+    SpareDescriptor spare_;
+    NoticeLimiter problems_;
 };
 
 }  // namespace teskd
