@@ -63,8 +63,15 @@ void expectVersion(HostClient& host, Deadline deadline) {
     EXPECT_EQ(9U, host.readFrame(deadline).identifierB);
 }
 
-bool isTurnedAway(HostClient& host, Deadline deadline) {
-    return host.connection().closedByPeer(deadline);
+bool isServed(HostClient& host, Deadline deadline) {
+    try {
+        expectVersion(host, deadline);
+        return true;
+    } catch (const Timeout&) {
+        throw;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
 }
 
 }  // namespace teskd::test

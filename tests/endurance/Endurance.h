@@ -53,7 +53,8 @@ std::size_t virtualKilobytes(pid_t pid);
 
 // Asks for the version and sees the answer.
 void expectVersion(HostClient& host, Deadline deadline = {});
-// Whether the connection was closed without an answer to a request for the version.
-bool isTurnedAway(HostClient& host, Deadline deadline = {});
+// Whether a request for the version is answered; false when the daemon closes the connection
+// instead. Throws Timeout when neither happens.
+bool isServed(HostClient& host, Deadline deadline = {});
 
 }  // namespace teskd::test
