@@ -32,19 +32,29 @@ bool wantsDebug(int argc, char* argv[]) {
     std::exit(FAILURE);
 }
 
-[[noreturn]] void becomeNotRunning(const char* name) {
-    execl(systemPath("/usr/bin/notrunning").c_str(), name, nullptr);
-    std::exit(FAILURE);
-}
+// The process's signal mask as it was at its start.
+sigset_t maskBefore;
 
-// Every thread started afterwards inherits the mask, so only the main thread's sigwait takes the
-// signal.
-sigset_t blockTermination() {
+sigset_t termination() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
     return signals;
+}
+
+// Runs before every other initialisation, which takes a while (configuration, the objects), so that
+// the signal ends the process orderly from the first moment on: it waits until main asks for it.
+// Every thread started afterwards inherits the mask, so only the main thread's sigwait takes it.
+[[gnu::constructor(101)]] void blockTermination() {
+    const sigset_t signals = termination();
+    sigprocmask(SIG_BLOCK, &signals, &maskBefore);
+}
+
+// The other program gets the mask that this one was started with; a signal that waits ends it here.
+[[noreturn]] void becomeNotRunning(const char* name) {
+    sigprocmask(SIG_SETMASK, &maskBefore, nullptr);
+    execl(systemPath("/usr/bin/notrunning").c_str(), name, nullptr);
+    std::exit(FAILURE);
 }
 
 void startWorkers() {
@@ -53,7 +63,8 @@ void startWorkers() {
     getDornNotify().start();
 }
 
-void awaitTermination(const sigset_t& signals) {
+void awaitTermination() {
+    const sigset_t signals = termination();
     int received = 0;
     while (received != SIGTERM) {
         if (sigwait(&signals, &received) >= 0) continue;
@@ -79,10 +90,9 @@ int main(int argc, char* argv[]) {
     if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
     Log::open(argv[0], debug);
     raiseDescriptorLimit();
-    const sigset_t signals = blockTermination();
     try {
         startWorkers();
-        awaitTermination(signals);
+        awaitTermination();
         stopWorkers();
     } catch (const Exception& e) {
         Log::write(Log::ERROR, "%s", e.getMessage().c_str());

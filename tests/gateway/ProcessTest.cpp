@@ -94,6 +94,14 @@ TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
     EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
 }
 
+TEST_P(Disabled, TheOtherProgramMayBeTerminated) {
+    DaemonProcess daemon(runOnce(), config());
+    writeScript(daemon.root() / "usr/bin/notrunning", "exec cat /proc/self/status");
+    daemon.start();
+    EXPECT_EQ(0, exitCode(daemon));
+    EXPECT_THAT(daemon.standardOutput(), testing::HasSubstr("SigBlk:\t0000000000000000\n"));
+}
+
 TEST_P(Disabled, WithoutTheOtherProgramFails) {
     DaemonProcess daemon(runOnce(), config());
     daemon.start();
