@@ -14,7 +14,7 @@ namespace teskd {
 class ConnectionCount {
   public:
     // Enough for every host of a network that goes down at once.
-    static constexpr int LINES_PER_SECOND = 32;
+    static constexpr int LINES_PER_SECOND = 128;
 
     // One served connection, for as long as it lives.
     class Place {

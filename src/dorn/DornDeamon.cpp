@@ -19,7 +19,7 @@ namespace {
 constexpr timeval RETRY_PERIOD{1, 0};  // between two attempts at what failed
 constexpr int RETRY_MILLISECONDS = 1000;
 // Hosts try again and again while there is no room for them; that goes into the log this often.
-constexpr int PROBLEMS_PER_SECOND = 1;  // logged, of hosts that cannot be served
+constexpr int PROBLEMS_PER_SECOND = 1;
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
