@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <system_error>
+#include <utility>
 
 namespace teskd::test {
 
@@ -108,6 +109,11 @@ std::string LogSocket::dump() const {
 void LogSocket::clear() {
     const std::lock_guard lock(mutex_);
     lines_.clear();
+}
+
+std::vector<LogLine> LogSocket::take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lines_, {});
 }
 
 std::optional<LogLine> LogSocket::waitForLine(const Predicate& predicate, Deadline deadline) {

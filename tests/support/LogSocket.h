@@ -41,6 +41,8 @@ class LogSocket {
     // All lines as text, one below the other, for the message of a failing test.
     std::string dump() const;
     void clear();
+    // The lines so far, which are then forgotten.
+    std::vector<LogLine> take();
 
     // Reads nothing, so that the log fills up, until resume().
     void pause() { setPaused(true); }

@@ -1,0 +1,147 @@
+#include "soak/CalmCheck.h"
+
+#include <thread>
+
+#include "soak/HostLine.h"
+#include "soak/Oracle.h"
+#include "soak/Violation.h"
+#include "support/Deadline.h"
+
+namespace teskd::soak {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kHostNumber = 0xFF;
+constexpr std::uint64_t kStream = 5000;
+constexpr auto kPatience = 30s;
+// Warnings and notices in ten seconds: each of the hosts and machines may cause a few each second.
+constexpr auto kLogWindow = 10s;
+constexpr std::size_t kMostLines = 4000;
+constexpr std::size_t kMemoryMargin = 16 * 1024;  // kilobytes
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kMemoryIsPlain = false;
+#else
+constexpr bool kMemoryIsPlain = true;
+#endif
+
+}  // namespace
+
+CalmCheck::CalmCheck(test::DaemonProcess& daemon, Park& park, Summary& summary, std::uint64_t seed)
+    : daemon_(daemon),
+      park_(park),
+      summary_(summary),
+      random_(seed, kStream),
+      maker_(kHostNumber, park.codeIds(), random_) {}
+
+// Waits for the polls and the first host to be done with, so that only what stays is counted.
+void CalmCheck::takeBaseline() {
+    awaitKnownMachines();
+    checkEveryRequest();
+    const test::Deadline deadline(kPatience);
+    auto steadySince = Clock::now();
+    while (Clock::now() - steadySince < 1s && !deadline.passed()) {
+        const std::size_t descriptors = daemon_.openDescriptors();
+        const std::size_t threads = daemon_.threadCount();
+        if (descriptors != descriptors_ || threads != threads_) steadySince = Clock::now();
+        descriptors_ = descriptors;
+        threads_ = threads;
+        std::this_thread::sleep_for(20ms);
+    }
+    summary_.highest("descriptors at first", descriptors_);
+    summary_.highest("threads at first", threads_);
+    summary_.highest("resident kilobytes at first", daemon_.residentKilobytes());
+}
+
+void CalmCheck::check() {
+    awaitKnownMachines();
+    checkEveryRequest();
+    checkLeftovers();
+    checkMemory();
+}
+
+// A machine whose line failed is known again with the next polling pass.
+void CalmCheck::awaitKnownMachines() {
+    for (const std::string& codeId : park_.codeIds()) {
+        const auto answers = [&] { return isAnswered(maker_.toMachine(1, codeId)); };
+        if (!test::eventually(answers, kPatience)) {
+            throw Violation("machine " + codeId + " does not come back:\n" + daemon_.log().dump());
+        }
+    }
+}
+
+void CalmCheck::checkEveryRequest() {
+    for (const std::string& codeId : park_.codeIds()) {
+        for (std::uint8_t type = 1; type <= 6; ++type) {
+            const Request request = maker_.toMachine(type, codeId);
+            if (isAnswered(request)) continue;
+            throw Violation("in the calm there is no answer to " + request.describe() + "\n" +
+                            daemon_.log().dump());
+        }
+    }
+}
+
+// On a connection of its own.
+bool CalmCheck::isAnswered(const Request& request) {
+    HostLine line(daemon_.port());
+    Oracle oracle(park_, summary_);
+    oracle.asked(request);
+    line.send(request.frame.encode());
+    bool regular = true;
+    while (oracle.owed() > 0) {
+        for (const test::Frame& frame : line.read(50ms)) {
+            oracle.received(frame);
+            regular = regular && frame.kind == 0x81;
+        }
+        oracle.checkTime();
+        if (line.isEnded()) throw Violation("the daemon has ended the connection");
+    }
+    return regular;
+}
+
+void CalmCheck::checkLeftovers() {
+    const auto isClean = [this] {
+        return daemon_.openDescriptors() <= descriptors_ && daemon_.threadCount() <= threads_;
+    };
+    if (!test::eventually(isClean, kPatience)) {
+        throw Violation("something was left behind: " + resources());
+    }
+}
+
+void CalmCheck::checkMemory() {
+    const std::size_t now = daemon_.residentKilobytes();
+    summary_.highest("resident kilobytes in a calm", now);
+    if (!kMemoryIsPlain) return;
+    if (kilobytes_ == 0) {
+        kilobytes_ = now;
+    } else if (now > kilobytes_ + kMemoryMargin) {
+        throw Violation("memory grows: " + std::to_string(kilobytes_) +
+                        " kB after the first minute, now " + resources());
+    }
+}
+
+void CalmCheck::observe() {
+    summary_.highest("highest descriptors", daemon_.openDescriptors());
+    summary_.highest("highest threads", daemon_.threadCount());
+    summary_.highest("highest resident kilobytes", daemon_.residentKilobytes());
+    if (!daemon_.running()) {
+        throw Violation("the daemon has ended:\n" + daemon_.standardError());
+    }
+    if (Clock::now() - logSince_ < kLogWindow) return;
+    logSince_ = Clock::now();
+    const std::size_t lines = daemon_.log().take().size();
+    summary_.count("log lines", "all", lines);
+    summary_.highest("most log lines in ten seconds", lines);
+    if (lines > kMostLines) throw Violation(std::to_string(lines) + " log lines in ten seconds");
+}
+
+std::string CalmCheck::resources() const {
+    return std::to_string(daemon_.openDescriptors()) + " descriptors (" +
+           std::to_string(descriptors_) + " at first), " + std::to_string(daemon_.threadCount()) +
+           " threads (" + std::to_string(threads_) + " at first), " +
+           std::to_string(daemon_.residentKilobytes()) + " kB";
+}
+
+}  // namespace teskd::soak

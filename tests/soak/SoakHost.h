@@ -1,0 +1,75 @@
+// One host of a soak: connects again and again, asks good requests in all manners, and leaves in
+// all manners.
+//
+// Ownership: refers to everything but its own random numbers. Threads: run() is a thread's body; it
+// returns when the soak is over. In a calm no connection is left.
+// Errors: none leave; a Violation goes to the stage.
+
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "soak/HostLine.h"
+#include "soak/Oracle.h"
+#include "soak/Park.h"
+#include "soak/Random.h"
+#include "soak/RequestMaker.h"
+#include "soak/Stage.h"
+#include "soak/Summary.h"
+
+namespace teskd::soak {
+
+class SoakHost {
+  public:
+    struct Surroundings {
+        std::uint16_t port;  // the daemon's
+        Park& park;
+        Stage& stage;
+        Summary& summary;
+        std::uint64_t seed;
+    };
+
+    SoakHost(std::uint32_t number, const Surroundings& surroundings);
+
+    void run();
+    bool isIdle() const { return idle_; }
+
+  private:
+    // One connection.
+    struct Visit {
+        HostLine line;
+        Oracle oracle;
+        bool heldUp = false;  // the host did not read for a while, so the daemon may have left
+    };
+
+    void visit();
+    void act(Visit& visit);
+    void ask(Visit& visit, int requests);
+    void send(Visit& visit, std::string_view bytes);
+    void sendInPieces(Visit& visit, std::string_view bytes);
+    void stopReading(Visit& visit);
+    void sendBadChecksum(Visit& visit);
+    // Reads until no more is owed than so much.
+    void readUntil(Visit& visit, std::size_t owed);
+    void read(Visit& visit, std::chrono::milliseconds time);
+
+    void leave(Visit& visit);
+    void leaveInOrder(Visit& visit);
+    void leaveHalfClosed(Visit& visit);
+    void leaveInsideFrame(Visit& visit);
+    void leaveAfterJunk(Visit& visit);
+    void expectEnd(Visit& visit);
+    std::string junk();
+
+    const std::uint32_t number_;
+    const Surroundings around_;
+    Random random_;
+    RequestMaker maker_;
+    std::atomic<bool> idle_ = true;
+};
+
+}  // namespace teskd::soak
