@@ -18,6 +18,9 @@
 
 namespace teskd::soak {
 
+// Lines for debugging come with every packet and say nothing here.
+bool isDebugging(const test::LogLine& line);
+
 class CalmCheck {
   public:
     CalmCheck(test::DaemonProcess& daemon, Park& park, Summary& summary, std::uint64_t seed);

@@ -58,6 +58,18 @@ bool Soak::run() {
     return violation().empty();
 }
 
+std::string Soak::lastLogLines() {
+    constexpr std::size_t kMost = 60;
+    std::vector<test::LogLine> lines = daemon_.log().take();
+    std::erase_if(lines, isDebugging);
+    std::string result = "last lines of the log:\n";
+    const std::size_t first = lines.size() > kMost ? lines.size() - kMost : 0;
+    for (std::size_t i = first; i < lines.size(); ++i) {
+        result += "  " + lines[i].timestamp + " " + lines[i].text + "\n";
+    }
+    return result;
+}
+
 void Soak::rounds() {
     threads_.emplace_back(&ServerTrouble::run, &server_);
     check_.takeBaseline();
@@ -117,7 +129,6 @@ void Soak::stop() {
     stage_.set(Stage::Act::Over);
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(time);
     summary_.highest("milliseconds to stop", static_cast<std::size_t>(took.count()));
-    summary_.count("log lines", "all", daemon_.log().take().size());
     if (!status.ok()) throw Violation(status.describe() + "\n" + daemon_.standardError());
     if (took > kStopLimit * test::timeScale()) throw Violation("the daemon is slow to stop");
     if (!daemon_.sanitizerReport().empty()) throw Violation(daemon_.sanitizerReport());

@@ -34,6 +34,8 @@ class Soak {
     // False when the daemon did what it must not.
     bool run();
     std::string violation() const { return stage_.violation(); }
+    // The daemon's last lines, for the message.
+    std::string lastLogLines();
     const Summary& summary() const { return summary_; }
 
   private:

@@ -53,12 +53,16 @@ void SoakHost::visit() {
     maker_.nextConnection();
     Visit visit{HostLine(around_.port), Oracle(around_.park, around_.summary)};
     around_.summary.count("connections", "opened");
-    const int acts = random_.between(0, 25);
-    for (int i = 0; i < acts && around_.stage.isTrouble(); ++i) {
-        act(visit);
-        readUntil(visit, kMostOwed);
+    try {
+        const int acts = random_.between(0, 25);
+        for (int i = 0; i < acts && around_.stage.isTrouble(); ++i) {
+            act(visit);
+            readUntil(visit, kMostOwed);
+        }
+        leave(visit);
+    } catch (const std::exception& e) {
+        throw Violation(e.what() + ("\n  what the host did: " + visit.story));
     }
-    leave(visit);
 }
 
 void SoakHost::act(Visit& visit) {
@@ -82,6 +86,7 @@ void SoakHost::ask(Visit& visit, int requests) {
     std::string bytes;
     for (int i = 0; i < requests; ++i) {
         const Request request = maker_.any();
+        visit.story += request.kind() + ", ";
         bytes += request.frame.encode();
         visit.oracle.asked(request);
     }
@@ -102,6 +107,7 @@ void SoakHost::send(Visit& visit, std::string_view bytes) {
 // Byte by byte, or in a few pieces with pauses.
 void SoakHost::sendInPieces(Visit& visit, std::string_view bytes) {
     const bool single = random_.chance(40);
+    visit.story += "in pieces, ";
     around_.summary.count("host faults", single ? "byte by byte" : "in pieces");
     while (!bytes.empty()) {
         const auto size = static_cast<std::size_t>(single ? 1 : random_.between(1, 80));
@@ -114,6 +120,7 @@ void SoakHost::sendInPieces(Visit& visit, std::string_view bytes) {
 void SoakHost::stopReading(Visit& visit) {
     around_.summary.count("host faults", "stopped reading");
     visit.heldUp = true;
+    visit.story += "stopped reading, ";
     ask(visit, random_.between(1, 100));
     around_.stage.stay(Stage::Act::Trouble, random_.milliseconds(200, 3500));
 }
@@ -121,6 +128,7 @@ void SoakHost::stopReading(Visit& visit) {
 // The daemon drops such a frame and goes on behind it.
 void SoakHost::sendBadChecksum(Visit& visit) {
     around_.summary.count("host faults", "bad checksum");
+    visit.story += "bad checksum, ";
     std::string bytes = maker_.any().frame.encode();
     bytes.back() = static_cast<char>(bytes.back() + random_.between(1, 255));
     send(visit, bytes);
@@ -137,7 +145,8 @@ void SoakHost::read(Visit& visit, milliseconds time) {
     for (const test::Frame& frame : visit.line.read(time)) visit.oracle.received(frame);
     if (!visit.line.isEnded()) return;
     if (visit.heldUp) throw GivenUp();
-    throw Violation("the daemon has ended the connection");
+    throw Violation(visit.line.isReset() ? "the daemon has reset the connection"
+                                         : "the daemon has ended the connection");
 }
 
 void SoakHost::leave(Visit& visit) {
@@ -148,6 +157,7 @@ void SoakHost::leave(Visit& visit) {
                                            "closed with answers owed",
                                            "reset with answers owed"};
     const std::size_t manner = random_.weighted({30, 20, 12, 14, 12, 12});
+    visit.story += std::string("leaves ") + kManners[manner];
     switch (manner) {
         case 0:
             leaveInOrder(visit);

@@ -43,6 +43,7 @@ class SoakHost {
     struct Visit {
         HostLine line;
         Oracle oracle;
+        std::string story{};  // what the host did, for the message
         bool heldUp = false;  // the host did not read for a while, so the daemon may have left
     };
 

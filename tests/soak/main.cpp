@@ -18,7 +18,9 @@ int soak(std::uint64_t seed, int seconds) {
     soak.summary().print(std::cout);
     if (good) return 0;
     std::cout << std::flush;
-    std::cerr << "VIOLATION (seed " << seed << ")\n" << soak.violation() << "\n";
+    std::cerr << "VIOLATION (seed " << seed << ")\n"
+              << soak.violation() << "\n"
+              << soak.lastLogLines();
     return 1;
 }
 
