@@ -20,7 +20,7 @@ constexpr std::uint64_t kStream = 5000;
 constexpr auto kPatience = 30s;
 // Two lines when a host leaves, and a few each second for what is wrong with hosts and machines.
 constexpr auto kLogWindow = 10s;
-constexpr std::size_t kMostLines = 2000;
+constexpr std::size_t kMostLines = 6000;
 constexpr std::size_t kMemoryMargin = 16 * 1024;  // kilobytes
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

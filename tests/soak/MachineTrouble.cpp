@@ -31,8 +31,8 @@ const std::vector<MachineTrouble::Kind>& MachineTrouble::kinds() {
         {"deaf", 5, &MachineTrouble::deafness},
         {"no negotiation", 5, &MachineTrouble::noNegotiation},
         {"codes swapped", 10, &MachineTrouble::swapCodes},
-        {"harmless bytes", 10, &MachineTrouble::harmlessBytes},
-        {"damaged messages", 8, &MachineTrouble::damage},
+        {"bytes around answers", 6, &MachineTrouble::bytesAround},
+        {"damaged messages", 5, &MachineTrouble::damage},
         {"restarted", 5, &MachineTrouble::restart},
     };
     return kinds;
@@ -130,8 +130,9 @@ void MachineTrouble::swapCodes() {
     park_.swap(index_, (index_ + step) % Park::kMachines);
 }
 
-// Bytes that belong to no message and do not look like the end of a field.
-void MachineTrouble::harmlessBytes() {
+// Bytes that belong to no message and do not look like the end of a field. They shift what the
+// length of a message covers, so what follows may be read askew until the line is cut.
+void MachineTrouble::bytesAround() {
     const std::string junk =
         random_.text(static_cast<std::size_t>(random_.between(1, 30)), kNoSeparator);
     tesksim::Faults faults;
@@ -140,9 +141,10 @@ void MachineTrouble::harmlessBytes() {
     } else {
         faults.garbageAfter = junk;
     }
-    line().setFaults(faults, static_cast<std::size_t>(random_.between(1, 3)));
-    stage_.stay(Stage::Act::Trouble, random_.milliseconds(100, 1000));
-    line().clearFaults();
+    park_.damaged();
+    last(faults, 100, 1000);
+    hangUp();
+    park_.healed();
 }
 
 // What the daemon makes of such messages may look like anybody's answer until the line is cut.

@@ -46,7 +46,7 @@ class MachineTrouble {
     void deafness();
     void noNegotiation();
     void swapCodes();
-    void harmlessBytes();
+    void bytesAround();
     void damage();
     void restart();
 

@@ -1,7 +1,7 @@
 // The notification server of a soak: there or not there, in time or late, right or wrong.
 //
-// It is also what keeps the machines known: it answers the daemon's question for the time, which
-// comes every second, with parameters that begin a polling pass at once.
+// It is also what keeps the machines known: it answers notifications with parameters that begin a
+// polling pass at once. The daemon's question for the time comes every second.
 //
 // Ownership: the object owns its socket; refers to the rest. Threads: run() is a thread's body; it
 // returns when the soak is over. In a calm all is in good order.

@@ -89,7 +89,7 @@ void Soak::startHosts() {
             std::make_unique<MachineTrouble>(index, park_, stage_, summary_, seed_));
         threads_.emplace_back(&MachineTrouble::run, troubles_.back().get());
     }
-    const SoakHost::Surroundings around{daemon_.port(), park_, stage_, summary_, seed_};
+    const SoakHost::Surroundings around{door_, daemon_.port(), park_, stage_, summary_, seed_};
     for (std::uint32_t number = 1; number <= kHosts; ++number) {
         hosts_.push_back(std::make_unique<SoakHost>(number, around));
         threads_.emplace_back(&SoakHost::run, hosts_.back().get());

@@ -55,6 +55,7 @@ class Soak {
     test::DaemonProcess daemon_;
     CalmCheck check_;
     std::vector<std::unique_ptr<MachineTrouble>> troubles_;
+    SoakHost::Door door_{SoakHost::Door::max()};
     std::vector<std::unique_ptr<SoakHost>> hosts_;
     std::vector<std::thread> threads_;
 };

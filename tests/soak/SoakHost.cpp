@@ -1,6 +1,7 @@
 #include "soak/SoakHost.h"
 
 #include <algorithm>
+#include <memory>
 #include <system_error>
 
 #include "soak/Violation.h"
@@ -50,9 +51,7 @@ void SoakHost::run() {
 }
 
 void SoakHost::visit() {
-    maker_.nextConnection();
-    Visit visit{HostLine(around_.port), Oracle(around_.park, around_.summary)};
-    around_.summary.count("connections", "opened");
+    Visit visit = enter();
     try {
         const int acts = random_.between(0, 25);
         for (int i = 0; i < acts && around_.stage.isTrouble(); ++i) {
@@ -63,6 +62,22 @@ void SoakHost::visit() {
     } catch (const std::exception& e) {
         throw Violation(e.what() + ("\n  what the host did: " + visit.story));
     }
+}
+
+// Few hosts at a time, until the daemon has answered: it lets five wait to be accepted, and the
+// system resets some of those who come when there are more.
+SoakHost::Visit SoakHost::enter() {
+    maker_.nextConnection();
+    around_.door.acquire();
+    const std::unique_ptr<Door, void (*)(Door*)> held(&around_.door,
+                                                      [](Door* door) { door->release(); });
+    Visit visit{HostLine(around_.port), Oracle(around_.park, around_.summary)};
+    around_.summary.count("connections", "opened");
+    const Request request = maker_.version();
+    visit.oracle.asked(request);
+    send(visit, request.frame.encode());
+    readUntil(visit, 0);
+    return visit;
 }
 
 void SoakHost::act(Visit& visit) {

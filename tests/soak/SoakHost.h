@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <semaphore>
 #include <string>
 #include <string_view>
 
@@ -25,7 +26,10 @@ namespace teskd::soak {
 
 class SoakHost {
   public:
+    // Those who are about to connect.
+    using Door = std::counting_semaphore<4>;
     struct Surroundings {
+        Door& door;
         std::uint16_t port;  // the daemon's
         Park& park;
         Stage& stage;
@@ -48,6 +52,7 @@ class SoakHost {
     };
 
     void visit();
+    Visit enter();
     void act(Visit& visit);
     void ask(Visit& visit, int requests);
     void send(Visit& visit, std::string_view bytes);
