@@ -41,6 +41,7 @@ class CalmCheck {
     bool isAnswered(const Request& request);
     void checkLeftovers();
     void checkMemory();
+    void checkLog();
     std::string resources() const;
 
     test::DaemonProcess& daemon_;
@@ -50,7 +51,8 @@ class CalmCheck {
     RequestMaker maker_;
     std::size_t descriptors_ = 0;
     std::size_t threads_ = 0;
-    std::size_t kilobytes_ = 0;  // after the first minute; 0 before
+    std::size_t kilobytes_ = 0;          // after the first minute; 0 before
+    std::size_t connectionsBefore_ = 0;  // the log was looked at last
     Clock::time_point logSince_ = Clock::now();
 };
 
