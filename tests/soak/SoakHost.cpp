@@ -72,7 +72,7 @@ SoakHost::Visit SoakHost::enter() {
     const std::unique_ptr<Door, void (*)(Door*)> held(&around_.door,
                                                       [](Door* door) { door->release(); });
     Visit visit{HostLine(around_.port), Oracle(around_.park, around_.summary)};
-    around_.summary.count("connections", "opened");
+    around_.summary.count("connections", "opened in trouble");
     const Request request = maker_.version();
     visit.oracle.asked(request);
     send(visit, request.frame.encode());
