@@ -8,27 +8,16 @@
 #include <sys/socket.h>
 #include <vector>
 
-#include "aams/AamsPacket.h"
 #include "core/Exception.h"
 #include "core/Log.h"
-#include "core/Text.h"
 #include "dorn/DornPacket.h"
-#include "dorn/DornPacketType1.h"
-#include "dorn/DornPacketType2.h"
-#include "dorn/DornPacketType3.h"
-#include "dorn/DornPacketType4.h"
-#include "dorn/DornPacketType5.h"
-#include "dorn/DornPacketType6.h"
-#include "dorn/DornPacketType7.h"
-#include "dorn/DornPacketType8.h"
+#include "dorn/FrameReader.h"
 #include "dorn/HostInputStream.h"
 #include "net/BufferedInputStream.h"
 #include "net/Poll.h"
 #include "packet/PacketHandle.h"
 
 namespace teskd {
-
-using namespace dornframe;
 
 namespace {
 
@@ -63,9 +52,12 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
 void Dorn::run() {
     HostInputStream host(connection_.getInputStream(), [this] { await_input(); });
     BufferedInputStream input(host);
+    FrameReader reader(
+        input, [this](DornPacket& packet) { dispatch(packet); },
+        [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_);
     while (isRunning() && !surroundings_.stop.isSet()) {
         try {
-            serve_frame(input);
+            reader.serve_frame();
         } catch (const SocketConnectionClosedException& e) {
             log_lost_connection(e);
             stop();
@@ -77,50 +69,6 @@ void Dorn::run() {
         }
     }
     await_owed_answers();
-}
-
-void Dorn::serve_frame(BufferedInputStream& input) {
-    const Header header = peek_header(input);
-    const int type = static_cast<unsigned char>(header[OFFSET_TYPE]);
-    try {
-        receive(input, type);
-    } catch (const ProtocolErrorException& e) {
-        const bool junk = !DornPacket::is_frame_start(
-            static_cast<unsigned char>(header[0]), static_cast<unsigned char>(header[OFFSET_KIND]));
-        if (!junk) throw;
-        hold_junk(input, e);
-    }
-}
-
-Dorn::Header Dorn::peek_header(BufferedInputStream& input) {
-    constexpr int SIZE = HEADER_SIZE;
-    Header header{};
-    input.mark(SIZE);
-    const int peeked = input.readFully(header.data(), SIZE);
-    input.reset();
-    if (peeked < SIZE) {
-        throw SocketConnectionClosedException("Remote Peer closed the connection.");
-    }
-    return header;
-}
-
-void Dorn::receive(BufferedInputStream& input, int type) {
-    DornPacket* const created = create_packet(type);
-    if (created == nullptr) {
-        const auto shown = static_cast<unsigned>(type);
-        hold_junk(input, IOException(text::format("Dorn Got Junk on Input: 0x%x does not match any "
-                                                  "packet type.",
-                                                  shown)));
-        return;
-    }
-    const PacketHandle<DornPacket> packet(created);
-    try {
-        packet->read(input);
-    } catch (const Exception&) {
-        if (!releaseLimiter_.allows()) packet->releaseQuietly();
-        throw;
-    }
-    dispatch(*packet);
 }
 
 void Dorn::dispatch(DornPacket& packet) {
@@ -137,13 +85,13 @@ void Dorn::dispatch(DornPacket& packet) {
     }
 }
 
-void Dorn::hold_junk(BufferedInputStream& input, const Exception& e) {
+bool Dorn::await_more(const Exception& problem) {
     bool arrived = false;
     while (!arrived && !surroundings_.stop.isSet()) {
-        log_notice(e);
+        log_notice(problem);
         arrived = await(Goal::input, &surroundings_.stop, Clock::now() + JUNK_PAUSE);
     }
-    if (arrived) input.skip(input.held());
+    return arrived;
 }
 
 void Dorn::log_lost_connection(const Exception& e) {
@@ -226,31 +174,6 @@ void Dorn::packetError(Packet* packet, const Exception&) {
 void Dorn::write_answer(Packet* packet) {
     const PacketHandle<Packet> hold(packet);
     dynamic_cast<DornPacket&>(*packet).write(writer_);
-}
-
-DornPacket* Dorn::create_packet(int type) {
-    switch (type) {
-        case 1:
-            return new DornPacketType1;
-        case 2:
-            return new DornPacketType2;
-        case 3:
-            return new DornPacketType3;
-        case 4:
-            return new DornPacketType4;
-        case 5:
-            return new DornPacketType5;
-        case 6:
-            return new DornPacketType6;
-        case 7:
-            return new DornPacketType7;
-        case 8:
-            return new DornPacketType8;
-        case TYPE_AAMS:
-            return new AamsPacket;
-        default:
-            return nullptr;
-    }
 }
 
 }  // namespace teskd

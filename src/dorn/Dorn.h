@@ -1,14 +1,12 @@
 // One host connection.
 #pragma once
 
-#include <array>
 #include <chrono>
 
 #include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
-#include "dorn/DornFrame.h"
 #include "dorn/FrameWriter.h"
 #include "dorn/PendingAnswers.h"
 #include "net/Socket.h"
@@ -18,7 +16,6 @@
 namespace teskd {
 
 class Aams;
-class BufferedInputStream;
 class DornPacket;
 class Exception;
 class TeskController;
@@ -52,7 +49,6 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     void packetError(Packet* packet, const Exception& e) override;
 
   private:
-    using Header = std::array<char, dornframe::HEADER_SIZE>;
     using Clock = std::chrono::steady_clock;
 
     // What the connection's thread waits for.
@@ -61,14 +57,10 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
         answered  // no request is pending and everything is sent
     };
 
-    void serve_frame(BufferedInputStream& input);
-    // The next header, which stays in the stream.
-    static Header peek_header(BufferedInputStream& input);
-    // Reads the packet whose header was peeked and offers it.
-    void receive(BufferedInputStream& input, int type);
     void dispatch(DornPacket& packet);
-    // Waits until something new arrives behind bytes that are no frame, then drops those.
-    void hold_junk(BufferedInputStream& input, const Exception& e);
+    // Waits until something new arrives behind bytes that are no frame; false when the event was
+    // set first.
+    bool await_more(const Exception& problem);
     void log_lost_connection(const Exception& e);
     void log_notice(const Exception& e);
     // Waits until the host has sent something, and tells meanwhile what was left out of the log.
@@ -81,9 +73,6 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     void await_owed_answers();
     void shut_connection_down();
     void write_answer(Packet* packet);
-
-    // A packet of the type, or null for none.
-    static DornPacket* create_packet(int type);
 
     ConnectionCount::Place place_;  // first: given back when everything else is gone
     Surroundings surroundings_;

@@ -1,0 +1,55 @@
+// Cuts what a host sends into packets.
+#pragma once
+
+#include <array>
+#include <functional>
+
+#include "dorn/DornFrame.h"
+
+namespace teskd {
+
+class BufferedInputStream;
+class DornPacket;
+class Exception;
+class NoticeLimiter;
+
+// Reads one frame after another and makes a packet of each. Bytes that are no frame are held until
+// more arrives behind them, then everything held is dropped: the host that sends on has noticed.
+//
+// Owner: a Dorn, for one run. Threads: one at a time. Ownership: refers to the stream.
+class FrameReader {
+  public:
+    // Takes a packet that was read; it is freed afterwards unless somebody holds a reference.
+    using Dispatch = std::function<void(DornPacket&)>;
+    // Told what is wrong with the bytes held; returns true when something has arrived behind them.
+    using AwaitMore = std::function<bool(const Exception& problem)>;
+
+    // The limiter, if any, bounds the lines about the release of packets that could not be read.
+    FrameReader(BufferedInputStream& input, Dispatch dispatch, AwaitMore awaitMore,
+                NoticeLimiter* releases = nullptr);
+
+    // Reads the next frame, or deals with bytes that are none.
+    // @throws SocketConnectionClosedException at the end of the stream, ProtocolErrorException for
+    // a frame with a bad length or checksum, of which what was read is gone; what the stream and
+    // the functions throw
+    void serve_frame();
+
+  private:
+    using Header = std::array<char, dornframe::HEADER_SIZE>;
+
+    // The next header, which stays in the stream.
+    Header peek_header();
+    // Reads the packet whose header was peeked and dispatches it.
+    void receive(int type);
+    void hold_junk(const Exception& problem);
+
+    // A packet of the type, or null for none.
+    static DornPacket* create_packet(int type);
+
+    BufferedInputStream& input_;
+    Dispatch dispatch_;
+    AwaitMore awaitMore_;
+    NoticeLimiter* releases_;
+};
+
+}  // namespace teskd
