@@ -136,7 +136,7 @@ std::string TeskPacket::to_string() const {
     if (has_trailer_) rest.append(trailer_.data(), trailer_.size());
     constexpr std::size_t LENGTH_FIELD = 5;  // "~" and four digits
     const std::size_t length = id_.size() + LENGTH_FIELD + rest.size();
-    return text::format("%s~%04zX", id_.c_str(), length) + rest;
+    return id_ + text::format("~%04zX", length) + rest;
 }
 
 }  // namespace teskd

@@ -443,6 +443,13 @@ TEST(TeskPacketText, MeasuresItself) {
     EXPECT_EQ("123~001A~210315~XN42~00~OK", packet.to_string());
 }
 
+TEST(TeskPacketText, HasEveryByteOfAnIdThatItCounts) {
+    const std::string answer("1\0003~001A~210315~XN42~00~OK", 26);
+    TeskPacket packet;
+    readInto(packet, answer);
+    EXPECT_EQ(answer, packet.to_string());
+}
+
 TEST(TeskPacketText, CountsATrailerWithoutABodyBehindTheOutcome) {
     TeskPacket packet;
     readInto(packet, "123~0124~210315~XN42~00~" + std::string(268, 't'));
