@@ -42,7 +42,8 @@ namespace {
 constexpr std::uint32_t IDENTIFIER_A = 0x01020304;
 constexpr std::uint32_t IDENTIFIER_B = 0xF1F2F3F4;
 constexpr std::size_t MOST_MACHINES = 3;
-constexpr std::size_t LONGEST_ANSWER = 132000;  // a little more than 256 pages
+constexpr std::size_t LONGEST_ANSWER = 8192;
+constexpr std::size_t MOST_ITEMS = 132000;  // a little more than 256 pages
 constexpr std::size_t ITEMS_PER_PAGE = 510;
 constexpr int TYPES = 8;
 constexpr const char* DATE = "15.03.21";
@@ -276,16 +277,21 @@ std::string wellFormed(int id, const std::string& code, const std::string& body)
     return text::format("%03d~%04zX", id, 8 + rest.size()) + rest;
 }
 
-std::string repeated(const std::string& text, std::size_t times) {
-    std::string all;
-    while (times-- > 0 && all.size() + text.size() <= LONGEST_ANSWER) all += text;
+// Only a single character is repeated often enough for more pages than their count can tell.
+std::string repeated(const std::string& text, unsigned steps) {
+    if (steps == 7 && text.size() == 1) return std::string(MOST_ITEMS, text[0]);
+    std::string all = text;
+    for (std::size_t n = std::size_t{1} << 2 * steps; n > 1; --n) {
+        if (all.size() + text.size() > LONGEST_ANSWER || text.empty()) break;
+        all += text;
+    }
     return all;
 }
 
 // What becomes of the message: the low three bits of the byte, whose turn it is the next two, and
 // how often the text is repeated the rest.
 void serve(Exchange& exchange, std::size_t n, unsigned how, Pieces& input) {
-    const std::string body = repeated(input.text(), std::size_t{1} << 2 * (how >> 5));
+    const std::string body = repeated(input.text(), how >> 5);
     std::string code = ParkedMachines::nameOf(n);
     switch (how & 7) {
         case 0:
