@@ -35,6 +35,7 @@ namespace teskd::fuzz {
 namespace {
 
 constexpr std::size_t MACHINES = 3;
+constexpr unsigned MOST_STEPS = 64;
 constexpr std::size_t HEAD_SIZE = 8;                   // "NNN-XXXX"
 constexpr std::int64_t START = 1'700'000'000'000'000;  // microseconds
 constexpr std::int64_t MINUTE = 60'000'000;
@@ -200,7 +201,7 @@ class Play : public PacketEventListener {
 
     // Up to the next request or the end of the input.
     void proceed() {
-        while (!open_ && !input_.atEnd()) step(input_.byte());
+        while (!open_ && !input_.atEnd() && steps_-- > 0) step(input_.byte());
         if (!open_) engine_.stop();
     }
 
@@ -221,9 +222,9 @@ class Play : public PacketEventListener {
             case 7:
                 return read(input_.text());
             case 8:
-                return sleep((what >> 4) + 1, MINUTE);
+                return sleep((what >> 4) % 4 + 1, MINUTE);
             case 9:
-                return sleep((what >> 4) + 1, MINUTE * static_cast<std::int8_t>(input_.byte()));
+                return sleep(1, MINUTE * static_cast<std::int8_t>(input_.byte()));
             case 10:
                 return answerPoll(n, tesk(ParkedMachines::nameOf(n), input_.text()));
             case 11:
@@ -289,7 +290,8 @@ class Play : public PacketEventListener {
     Timer timer_{clock_};
     Aams engine_{machines().controller(), notices_, timer_};
     std::string payload_;  // of the request asked last
-    bool open_ = false;    // that request is not answered
+    unsigned steps_ = MOST_STEPS;
+    bool open_ = false;  // that request is not answered
 };
 
 }  // namespace
