@@ -50,6 +50,8 @@ void DornNotify::run() {
         }
     }
     socket_.reset();
+    // A stop between two answers leaves some that nobody has failed yet.
+    fail_pending(Exception("The receiver has been stopped"));
     closeContainer();
 }
 

@@ -55,6 +55,7 @@ class Sent {
         const Outcome first = listener_.outcomes().front();
         return first.message.empty() ? first.kind : first.kind + ": " + first.message;
     }
+    void addListener(PacketEventListener& listener) const { note_->addListener(&listener); }
     bool isOpen() const { return listener_.outcomes().empty(); }
     Frame frame() const {
         ByteSink sink;
@@ -440,6 +441,33 @@ TEST_F(DornNotifyOfThreeTest, SlowWithoutAnAnswerForTwentySecondsAllTimeOutAndTh
     server().reply(answer(0, 1, "late"));
     expectWorks();
     EXPECT_EQ("", sent(1).frame().body);
+}
+
+// Stops the notifier as soon as a packet is answered, on the notifier's own thread.
+class Stopper : public PacketEventListener {
+  public:
+    explicit Stopper(DornNotify& notify) : notify_(notify) {}
+
+    void packetCompleted(Packet*) override { notify_.stop(); }
+    void packetFailed(Packet*) override {}
+    void packetError(Packet*, const Exception&) override {}
+
+  private:
+    DornNotify& notify_;
+};
+
+TEST_F(DornNotifyTest, AStopBetweenTwoAnswersFailsWhatIsStillOut) {
+    Stopper stopper(notify());
+    const Sent first(notify(), 0, 1);
+    first.addListener(stopper);
+    receivedB();
+    const Sent second(notify(), 0, 2);
+    server().reply(answer(9, 9));  // of nobody: the second goes out as well
+    EXPECT_EQ(2U, receivedB());
+    server().reply(answer(0, 1));
+    EXPECT_EQ("completed", first.outcome());
+    EXPECT_EQ("error: The receiver has been stopped", second.outcome());
+    EXPECT_EQ(0xAB, second.frame().kind);
 }
 
 TEST_F(DornNotifyTest, StopsOnAnEmptyQueue) {
