@@ -51,7 +51,7 @@ std::string dateAt(std::time_t time) {
 }  // namespace
 
 DaemonProcess::Options daemonOptions(DaemonProcess::Options options) {
-    options.program = TESKD_BINARY;
+    if (options.program.empty()) options.program = TESKD_BINARY;
     return options;
 }
 

@@ -51,7 +51,7 @@ class Gateway {
     DaemonProcess daemon_;
 };
 
-// A daemon's options with the program filled in.
+// A daemon's options with the program filled in unless they name one.
 DaemonProcess::Options daemonOptions(DaemonProcess::Options options = {});
 // The configuration of a daemon without serial ports.
 Config withoutMachines();

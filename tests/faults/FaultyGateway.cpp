@@ -1,0 +1,98 @@
+#include "faults/FaultyGateway.h"
+
+#include <chrono>
+#include <stdexcept>
+
+namespace teskd::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kLongestStop = 2500ms;
+
+Config eagerConfig() {
+    Config config;
+    config.set("RICH_ORA", "TOUT_ORA", "1");
+    return config;
+}
+
+DaemonProcess::Options failingDaemon() {
+    DaemonProcess::Options options;
+    options.program = TESKD_FAILING_BINARY;
+    options.waitUntilListening = false;
+    return options;
+}
+
+}  // namespace
+
+FaultyGateway::FaultyGateway()
+    : gateway_(kMachines, eagerConfig(), failingDaemon()),
+      faults_(gateway_.daemon().root()),
+      server_(gateway_.server()) {}
+
+void FaultyGateway::launch() {
+    gateway_.start();
+}
+
+void FaultyGateway::start() {
+    launch();
+    awaitService();
+    std::size_t descriptors = 0;
+    const auto isSteady = [&] {
+        const std::size_t before = std::exchange(descriptors, daemon().openDescriptors());
+        std::this_thread::sleep_for(20ms);
+        return descriptors > 0 && before == descriptors;
+    };
+    eventually(isSteady);
+    baseline_ = descriptors;
+}
+
+Round FaultyGateway::ask(Deadline deadline) {
+    const std::size_t notified = server_.received();
+    server_.demandPoll();
+    Round round;
+    try {
+        HostClient host = gateway_.host();
+        round.run(host, deadline);
+    } catch (const std::exception& e) {
+        round.fail(e.what());
+    }
+    server_.awaitMoreThan(notified, 100ms);
+    return round;
+}
+
+// Empty, or what is still missing.
+std::string FaultyGateway::tryService(Deadline deadline) {
+    const std::size_t notified = server_.received();
+    const Round round = ask(deadline);
+    if (!round.isFull(kMachines)) return "a host got " + round.describe();
+    return server_.awaitMoreThan(notified, 1500ms) ? "" : "no notification";
+}
+
+void FaultyGateway::awaitService(Deadline deadline) {
+    std::string missing;
+    const auto isServed = [&] {
+        if (!daemon().running()) throw std::runtime_error("the daemon has ended");
+        missing = tryService(deadline);
+        return missing.empty();
+    };
+    if (!eventually(isServed, deadline)) throw std::runtime_error(missing);
+}
+
+bool FaultyGateway::returnsToBaseline() {
+    return eventually([this] { return daemon().openDescriptors() == baseline_; });
+}
+
+std::string problemOfStop(DaemonProcess& daemon) {
+    const auto start = std::chrono::steady_clock::now();
+    daemon.terminate();
+    const auto status = daemon.waitForExit();
+    const auto taken = std::chrono::steady_clock::now() - start;
+    if (!status) return "it does not end on SIGTERM";
+    if (!status->ok()) return "it ended by " + status->describe() + daemon.standardError();
+    if (!daemon.sanitizerReport().empty()) return daemon.sanitizerReport();
+    return taken < kLongestStop * timeScale() ? "" : "it took too long to end";
+}
+
+}  // namespace teskd::test
