@@ -12,6 +12,13 @@
 
 namespace teskd {
 
+// A sanitizer puts its red zones and its own calls on every stack.
+#ifdef TESKD_SANITIZED
+inline constexpr std::size_t STACK_FACTOR = 8;
+#else
+inline constexpr std::size_t STACK_FACTOR = 1;
+#endif
+
 // Owns the running of one POSIX thread at a time. Stopping is cooperative: stop() clears a flag
 // that run() polls through isRunning(), and calls the interrupt() hook so that a subclass can leave
 // a blocking call. A thread that has ended may be started again.
@@ -28,12 +35,8 @@ class Thread {
     // the thread's own variables: stacks were painted before each thread's run and looked at after
     // it, in an unoptimised build through every test of the whole daemon, with the longest frames
     // and messages that are taken. This is fifteen times as much, and a thousand threads still fit
-    // into a quarter of a gigabyte. A sanitizer puts its red zones and its own calls on the stack.
-#ifdef TESKD_SANITIZED
-    static constexpr std::size_t STACK_SIZE = std::size_t{2048} * 1024;
-#else
-    static constexpr std::size_t STACK_SIZE = std::size_t{256} * 1024;
-#endif
+    // into a quarter of a gigabyte.
+    static constexpr std::size_t STACK_SIZE = std::size_t{256} * 1024 * STACK_FACTOR;
 
     Thread();
     explicit Thread(std::string name);
@@ -62,20 +65,12 @@ class Thread {
     void join();
     // Waits without limit until no thread of this object runs any more, joined or detached.
     void awaitEnd();
-    bool isRunning() const {
-        return running_;
-    }
+    bool isRunning() const { return running_; }
 
-    void setAutoDelete() {
-        autoDelete_ = true;
-    }
-    void clearAutoDelete() {
-        autoDelete_ = false;
-    }
+    void setAutoDelete() { autoDelete_ = true; }
+    void clearAutoDelete() { autoDelete_ = false; }
     // True when the object was created by this class's operator new.
-    bool isHeapAllocated() const {
-        return self_ == this;
-    }
+    bool isHeapAllocated() const { return self_ == this; }
 
     std::string getName() const;
 
