@@ -8,6 +8,7 @@
 #include "soak/Oracle.h"
 #include "soak/Violation.h"
 #include "support/Deadline.h"
+#include "support/Hex.h"
 
 namespace teskd::soak {
 
@@ -88,11 +89,31 @@ void CalmCheck::awaitKnownMachines() {
         const test::Deadline deadline(kPatience);
         while (!isAnswered(maker_.toMachine(1, codeId))) {
             if (deadline.passed()) {
-                throw Violation("machine " + codeId + " does not come back");
+                throw Violation("machine " + codeId + " does not come back" + story());
             }
             std::this_thread::sleep_for(kBetweenQuestions);
         }
     }
+}
+
+// What each machine has seen since its last trouble.
+std::string CalmCheck::story() {
+    constexpr std::size_t kMost = 300;
+    std::string result;
+    for (std::size_t index = 0; index < Park::kMachines; ++index) {
+        const tesksim::Journal& journal = park_.machine(index).line().journal();
+        const std::string raw = journal.rawReceived();
+        result += "\n  machine " + std::to_string(index) + " on port " +
+                  std::to_string(park_.machine(index).port()) + ": " +
+                  (journal.isConnected() ? "connected" : "not connected") + ", " +
+                  std::to_string(journal.connections()) + " connections, " +
+                  std::to_string(journal.requests().size()) + " requests, " +
+                  std::to_string(journal.acknowledgements().size()) +
+                  " acknowledgements; it received " +
+                  test::hex(std::string_view(raw).substr(0, kMost)) + "\n    and sent " +
+                  test::hex(journal.rawSent().substr(0, kMost));
+    }
+    return result;
 }
 
 void CalmCheck::checkEveryRequest() {

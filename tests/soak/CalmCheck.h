@@ -37,6 +37,7 @@ class CalmCheck {
     using Clock = std::chrono::steady_clock;
 
     void awaitKnownMachines();
+    std::string story();
     void checkEveryRequest();
     bool isAnswered(const Request& request);
     void checkLeftovers();
