@@ -21,6 +21,10 @@ inline constexpr bool kSanitized = true;
 inline constexpr bool kSanitized = false;
 #endif
 
+// How much resident memory may grow and still count as flat: what an allocator keeps varies a
+// little.
+inline constexpr std::size_t kFlatKilobytes = 2048;
+
 // Whether TESKD_FULL=1 asks for the full form.
 bool isFull();
 // The count of the full form, or the short form's part of it.
