@@ -21,9 +21,9 @@ inline constexpr bool kSanitized = true;
 inline constexpr bool kSanitized = false;
 #endif
 
-// How much resident memory may grow and still count as flat. How many threads happened to run side
-// by side makes two megabytes of difference; a packet lost with each request would be ten and more.
-inline constexpr std::size_t kFlatKilobytes = 4096;
+// How much resident memory may grow and still count as flat: what an allocator keeps varies a
+// little.
+inline constexpr std::size_t kFlatKilobytes = 2048;
 
 // Whether TESKD_FULL=1 asks for the full form.
 bool isFull();
