@@ -18,6 +18,8 @@ class Exception {
 
     // The whole text, prefixes included.
     std::string getMessage() const { return message_; }
+    // The same without a copy, for a handler that may have no memory for one.
+    const char* text() const { return message_.c_str(); }
 
   private:
     std::string message_;
