@@ -1,35 +1,34 @@
 #include "core/StopEvent.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
-#include <fcntl.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include "core/Exception.h"
 
 namespace teskd {
 
-StopEvent::StopEvent() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
-        throw IOException(std::string("StopEvent::StopEvent()") + std::strerror(errno));
-    }
-    readEnd_.reset(ends[0]);
-    writeEnd_.reset(ends[1]);
+StopEvent::StopEvent() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (event_.isOpen()) return;
+    throw IOException(std::string("StopEvent::StopEvent()") + std::strerror(errno));
 }
 
 void StopEvent::set() {
     const SynchronizedLock lock(lock_);
     if (set_.exchange(true)) return;
-    const char mark = 1;
-    [[maybe_unused]] const ssize_t written = write(writeEnd_.get(), &mark, sizeof mark);
+    const std::uint64_t mark = 1;
+    while (write(event_.get(), &mark, sizeof mark) < 0 && errno == EINTR) {
+    }
 }
 
 void StopEvent::clear() {
     const SynchronizedLock lock(lock_);
     if (!set_.exchange(false)) return;
-    char mark = 0;
-    [[maybe_unused]] const ssize_t taken = read(readEnd_.get(), &mark, sizeof mark);
+    std::uint64_t mark = 0;
+    while (read(event_.get(), &mark, sizeof mark) < 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace teskd
