@@ -92,11 +92,13 @@ void Thread::operator delete(void* memory) {
 }
 
 int Thread::start() {
-    const unsigned generation = countStart();
+    std::unique_ptr<Start> argument(new (std::nothrow) Start{this, 0});
+    // Counted before the flag is set: the end of an earlier thread clears the flag of its own start.
+    if (argument) argument->generation = countStart();
     running_ = true;
+    if (!argument) return ENOMEM;
     // A self-deleting object may be gone as soon as its thread exists.
     const bool selfDeleting = autoDelete_ && isHeapAllocated();
-    auto argument = std::make_unique<Start>(Start{this, generation});
     const Attributes attributes;
     pthread_t created{};
     const int result = pthread_create(&created, attributes.get(), entry, argument.get());
@@ -184,7 +186,7 @@ __attribute__((no_sanitize("null"))) void Thread::runLogged() {
     try {
         run();
     } catch (const Exception& e) {
-        Log::write(Log::WARNING, "Unandled Exception '%s' in thread: '%s'", e.getMessage().c_str(),
+        Log::write(Log::WARNING, "Unandled Exception '%s' in thread: '%s'", e.text(),
                    getName().c_str());
     } catch (const abi::__forced_unwind&) {
         throw;  // the thread was cancelled

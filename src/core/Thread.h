@@ -53,8 +53,8 @@ class Thread {
     static void* operator new(std::size_t size);
     static void operator delete(void* memory);
 
-    // Starts the thread; the result is pthread_create's (0 for success). The running flag is set in
-    // either case. Does not wait for an earlier thread of this object to end.
+    // Starts the thread; the result is pthread_create's (0 for success), or ENOMEM. The running
+    // flag is set in either case. Does not wait for an earlier thread of this object to end.
     int start();
     // Asks run() to end: clears the running flag and calls interrupt(). Does not wait.
     void stop();
