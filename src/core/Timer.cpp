@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "core/Log.h"
 
@@ -44,14 +45,14 @@ void Timer::scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint3
 
 void Timer::add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate) {
     const SynchronizedLock lock(tasks_.guard());
+    tasks_.moveToBack(&task);
     task.fixedRate_ = fixedRate;
     task.cancelled_ = false;
     task.delay_ = delay;
     task.period_ = period;
     task.nextRun_ = clock_.now() + microseconds(delay);
     ++task.scheduled_;
-    tasks_.remove(&task);
-    tasks_.push_back(&task);
+    task.metInPass_ = passNumber_;
     startIfEnded();
 }
 
@@ -108,33 +109,45 @@ void Timer::runLoop() {
     }
 }
 
-// Walks a copy of the list: tasks may be scheduled, moved and taken off while one of them runs.
+// Tasks may be scheduled, moved and taken off while one of them runs, so the list is looked at anew
+// after each; a mark on each task tells which were met. (A copy of the list would need memory.)
 void Timer::runDueTasks(const Pass& pass) {
-    tasks_.lock();
-    const std::vector<TimerTask*> tasks(tasks_.begin(), tasks_.end());
-    tasks_.unlock();
-    for (TimerTask* task : tasks) {
-        if (!isRunning()) return;
-        if (!claimIfDue(task, pass)) continue;
+    beginPass();
+    while (isRunning()) {
+        TimerTask* const task = claimNext(pass);
+        if (task == nullptr) return;
         runTask(*task);
         rearm(*task, pass);
     }
+}
+
+void Timer::beginPass() {
+    const SynchronizedLock lock(tasks_.guard());
+    ++passNumber_;
+}
+
+TimerTask* Timer::claimNext(const Pass& pass) {
+    const SynchronizedLock lock(tasks_.guard());
+    for (TimerTask* task : tasks_) {
+        if (std::exchange(task->metInPass_, passNumber_) == passNumber_) continue;
+        if (claimIfDue(*task, pass)) return task;
+    }
+    return nullptr;
 }
 
 bool Timer::isListed(TimerTask* task) {
     return std::find(tasks_.begin(), tasks_.end(), task) != tasks_.end();
 }
 
-bool Timer::claimIfDue(TimerTask* task, const Pass& pass) {
-    const SynchronizedLock lock(tasks_.guard());
-    if (!isListed(task) || task->isCancelled()) return false;
-    if (pass.start <= task->nextRun_) {
+bool Timer::claimIfDue(TimerTask& task, const Pass& pass) {
+    if (task.isCancelled()) return false;
+    if (pass.start <= task.nextRun_) {
         const bool clockWasSetBack = pass.previousStart > pass.start;
-        if (clockWasSetBack) task->nextRun_ = pass.start;
+        if (clockWasSetBack) task.nextRun_ = pass.start;
         return false;
     }
-    current_ = task;
-    currentScheduled_ = task->scheduled_;
+    current_ = &task;
+    currentScheduled_ = task.scheduled_;
     return true;
 }
 
@@ -143,7 +156,7 @@ void Timer::runTask(TimerTask& task) {
         task.run();
     } catch (const Exception& e) {
         Log::write(Log::WARNING, "TimerTask '%s' Uncaught Exception: %s", task.getName().c_str(),
-                   e.getMessage().c_str());
+                   e.text());
     }
 }
 

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "core/Clock.h"
 #include "core/Thread.h"
@@ -57,8 +56,11 @@ class Timer : public Thread {
     void startIfEnded();
     void runLoop();
     void runDueTasks(const Pass& pass);
-    // True when the task is listed, live and due; marks it as running then.
-    bool claimIfDue(TimerTask* task, const Pass& pass);
+    void beginPass();
+    // The next task that is due and was not met in this pass, marked as running; null for none.
+    TimerTask* claimNext(const Pass& pass);
+    // True when the task is live and due; marks it as running then. Under the list's lock.
+    bool claimIfDue(TimerTask& task, const Pass& pass);
     void runTask(TimerTask& task);
     void rearm(TimerTask& task, const Pass& pass);
     bool isListed(TimerTask* task);
@@ -70,7 +72,8 @@ class Timer : public Thread {
     SynchronizedList<TimerTask*> tasks_;
     Clock& clock_;
     // Guarded by the list's lock.
-    TimerTask* current_ = nullptr;   // the task that runs now
+    TimerTask* current_ = nullptr;  // the task that runs now
+    std::uint64_t passNumber_ = 0;
     unsigned currentScheduled_ = 0;  // its count of scheduling calls when it was claimed
 };
 

@@ -41,6 +41,7 @@ class TimerTask {
     std::uint32_t delay_ = 0;   // milliseconds
     std::int64_t nextRun_ = 0;  // microseconds since the epoch
     std::atomic<std::uint32_t> period_{0};
+    std::uint64_t metInPass_ = 0;  // the timer's latest pass that has dealt with it
     unsigned scheduled_ =
         0;  // counts the scheduling calls: tells a re-scheduled task from a run one
 };

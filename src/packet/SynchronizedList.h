@@ -34,6 +34,19 @@ class SynchronizedList {
         guard_.notify();
     }
 
+    // Appends the value, or moves it to the end when it is there already, and signals. What is
+    // moved needs no memory, so it cannot get lost.
+    void moveToBack(T value) {
+        const SynchronizedLock lock(guard_);
+        const auto found = std::find(list_.begin(), list_.end(), value);
+        if (found == list_.end()) {
+            list_.push_back(value);
+        } else {
+            list_.splice(list_.end(), list_, found);
+        }
+        guard_.notify();
+    }
+
     // Erases every element equal to the value, signals, and tells how many there were.
     std::size_t remove(T value) {
         const SynchronizedLock lock(guard_);
