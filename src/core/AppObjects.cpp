@@ -1,7 +1,13 @@
 #include "core/AppObjects.h"
 
+#include <cstdlib>
+#include <exception>
+
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
+#include "core/Exception.h"
+#include "core/Log.h"
 #include "core/Timer.h"
 #include "dorn/DornDeamon.h"
 #include "dorn/DornNotify.h"
@@ -19,7 +25,8 @@ class AppObjects {
     AppObjects() = default;
 
     // Ends every thread first, so that no member is used by one while it is destroyed. Masters go
-    // before connections: they complete what the connections wait for.
+    // before connections: they complete what the connections wait for. A step that fails, for want
+    // of memory, does not keep the next from being taken.
     ~AppObjects() noexcept(false) {
         aams.stop();
         dornDeamon.stop();
@@ -29,8 +36,8 @@ class AppObjects {
         aams.awaitEnd();
         dornNotify.awaitEnd();
         dornDeamon.awaitEnd();
-        aams.closeContainer();
-        dornNotify.closeContainer();
+        attempt("Closing the engine", [this] { aams.closeContainer(); });
+        attempt("Closing the notifier", [this] { dornNotify.closeContainer(); });
         dornDeamon.await_connections();
     }
 
@@ -46,7 +53,24 @@ class AppObjects {
     Timer timer;
 };
 
-AppObjects appObjects;
+[[noreturn]] void giveUpStarting(const char* problem) {
+    Log::write(Log::ERROR, "Cannot start: %s", problem);
+    std::exit(EXIT_FAILURE);
+}
+
+// An exception that left the static initialisation would end the process by a signal.
+AppObjects& build() {
+    try {
+        static AppObjects objects;
+        return objects;
+    } catch (const Exception& e) {
+        giveUpStarting(e.text());
+    } catch (const std::exception& e) {
+        giveUpStarting(e.what());
+    }
+}
+
+AppObjects& appObjects = build();
 
 }  // namespace
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <exception>
 #include <unistd.h>
 
 #include "aams/Aams.h"
@@ -57,10 +59,22 @@ sigset_t termination() {
     std::exit(FAILURE);
 }
 
-void startWorkers() {
-    getDornDeamon().start();
-    getAams().start();
-    getDornNotify().start();
+// A daemon without this thread would be deaf, so a start that fails is tried again every second.
+// False when the signal came meanwhile.
+bool startWorker(Thread& worker) {
+    constexpr timespec PAUSE{1, 0};
+    const sigset_t signals = termination();
+    for (;;) {
+        const int result = worker.start();
+        if (result == 0) return true;
+        Log::write(Log::ERROR, "Cannot start thread '%s': %s", worker.getName().c_str(),
+                   std::strerror(result));
+        if (sigtimedwait(&signals, nullptr, &PAUSE) == SIGTERM) return false;
+    }
+}
+
+bool startWorkers() {
+    return startWorker(getDornDeamon()) && startWorker(getAams()) && startWorker(getDornNotify());
 }
 
 void awaitTermination() {
@@ -86,16 +100,17 @@ void stopWorkers() {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    const bool debug = wantsDebug(argc, argv);
-    if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
-    Log::open(argv[0], debug);
-    raiseDescriptorLimit();
     try {
-        startWorkers();
-        awaitTermination();
+        const bool debug = wantsDebug(argc, argv);
+        if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
+        Log::open(argv[0], debug);
+        raiseDescriptorLimit();
+        if (startWorkers()) awaitTermination();
         stopWorkers();
     } catch (const Exception& e) {
-        Log::write(Log::ERROR, "%s", e.getMessage().c_str());
+        Log::write(Log::ERROR, "%s", e.text());
+    } catch (const std::exception& e) {
+        Log::write(Log::ERROR, "%s", e.what());
     }
     Log::close();
     return 0;
