@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <iterator>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <vector>
 
+#include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "dorn/DornPacket.h"
@@ -50,6 +51,11 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
 }
 
 void Dorn::run() {
+    attempt("A connection cannot be served", [this] { serve(); });
+    await_owed_answers();
+}
+
+void Dorn::serve() {
     HostInputStream host(connection_.getInputStream(), [this] { await_input(); });
     BufferedInputStream input(host);
     FrameReader reader(
@@ -61,14 +67,17 @@ void Dorn::run() {
         } catch (const SocketConnectionClosedException& e) {
             log_lost_connection(e);
             stop();
+        } catch (const SocketException& e) {
+            // Nobody knows what was lost, so what follows could not be told from a frame's rest.
+            log_notice(e.text());
+            connection_.shutdownQuietly();
         } catch (const Exception& e) {
-            log_notice(e);
+            log_notice(e.text());
         } catch (const std::exception& e) {
-            log_notice(Exception(e.what()));
+            log_notice(e.what());
             stop();
         }
     }
-    await_owed_answers();
 }
 
 void Dorn::dispatch(DornPacket& packet) {
@@ -88,7 +97,7 @@ void Dorn::dispatch(DornPacket& packet) {
 bool Dorn::await_more(const Exception& problem) {
     bool arrived = false;
     while (!arrived && !surroundings_.stop.isSet()) {
-        log_notice(problem);
+        log_notice(problem.text());
         arrived = await(Goal::input, &surroundings_.stop, Clock::now() + JUNK_PAUSE);
     }
     return arrived;
@@ -96,12 +105,12 @@ bool Dorn::await_more(const Exception& problem) {
 
 void Dorn::log_lost_connection(const Exception& e) {
     if (!surroundings_.count.notices().allows()) return;
-    Log::write(Log::WARNING, "Connection lost with remote peer: %s", e.getMessage().c_str());
+    Log::write(Log::WARNING, "Connection lost with remote peer: %s", e.text());
 }
 
-void Dorn::log_notice(const Exception& e) {
+void Dorn::log_notice(const char* problem) {
     if (surroundings_.stop.isSet() || !noticeLimiter_.allows()) return;
-    Log::write(Log::NOTICE, "%s", e.getMessage().c_str());
+    Log::write(Log::NOTICE, "%s", problem);
 }
 
 void Dorn::await_input() {
@@ -130,33 +139,25 @@ bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
 // One wait: for the host, for the wake-up, for the stop. True when there is something to read.
 bool Dorn::wait(bool reads, bool writes, const StopEvent* stop, Clock::time_point deadline) {
     const auto events = static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0));
-    std::vector<pollfd> entries{{events == 0 ? -1 : connection_.getDescriptor(), events, 0},
-                                {wake_.descriptor(), POLLIN, 0}};
-    if (stop != nullptr) entries.push_back({stop->descriptor(), POLLIN, 0});
+    pollfd entries[] = {{events == 0 ? -1 : connection_.getDescriptor(), events, 0},
+                        {wake_.descriptor(), POLLIN, 0},
+                        {stop == nullptr ? -1 : stop->descriptor(), POLLIN, 0}};
     int timeout = writes ? writer_.patience() : -1;
     if (deadline != Clock::time_point::max()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         const int limit = static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
         timeout = writes ? std::min(timeout, limit) : limit;
     }
-    Poll::wait(entries, timeout);
-    return reads && (entries.front().revents & ~POLLOUT) != 0;
+    Poll::wait(entries, std::size(entries), timeout);
+    return reads && (entries[0].revents & ~POLLOUT) != 0;
 }
 
 // When the daemon stops, owed answers have a moment left; then the connection is shut down.
 void Dorn::await_owed_answers() {
     if (await(Goal::answered, &surroundings_.stop)) return;
     if (await(Goal::answered, nullptr, Clock::now() + STOP_GRACE)) return;
-    shut_connection_down();
+    connection_.shutdownQuietly();
     await(Goal::answered, nullptr);
-}
-
-void Dorn::shut_connection_down() {
-    try {
-        connection_.shutdown(SHUT_RDWR);
-    } catch (const SocketException&) {
-        // Not connected any more.
-    }
 }
 
 void Dorn::packetCompleted(Packet* packet) {
@@ -171,9 +172,17 @@ void Dorn::packetError(Packet* packet, const Exception&) {
     write_answer(packet);
 }
 
+// Whoever completes a packet has other listeners and other hosts to tell: a failure here ends this
+// connection and goes no further.
 void Dorn::write_answer(Packet* packet) {
     const PacketHandle<Packet> hold(packet);
-    dynamic_cast<DornPacket&>(*packet).write(writer_);
+    try {
+        dynamic_cast<DornPacket&>(*packet).write(writer_);
+    } catch (const Exception& e) {
+        writer_.giveUp(e.text());
+    } catch (const std::exception& e) {
+        writer_.giveUp(e.what());
+    }
 }
 
 }  // namespace teskd

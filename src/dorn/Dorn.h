@@ -57,12 +57,13 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
         answered  // no request is pending and everything is sent
     };
 
+    void serve();
     void dispatch(DornPacket& packet);
     // Waits until something new arrives behind bytes that are no frame; false when the event was
     // set first.
     bool await_more(const Exception& problem);
     void log_lost_connection(const Exception& e);
-    void log_notice(const Exception& e);
+    void log_notice(const char* problem);
     // Waits until the host has sent something, and tells meanwhile what was left out of the log.
     void await_input();
     // Sends what the host takes until the goal is reached. False when the event was set or the time
@@ -71,7 +72,6 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
                Clock::time_point deadline = Clock::time_point::max());
     bool wait(bool reads, bool writes, const StopEvent* stop, Clock::time_point deadline);
     void await_owed_answers();
-    void shut_connection_down();
     void write_answer(Packet* packet);
 
     ConnectionCount::Place place_;  // first: given back when everything else is gone

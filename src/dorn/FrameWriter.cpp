@@ -23,7 +23,7 @@ void FrameWriter::write(const char* frame, std::size_t len) {
         send();
         if (queued_ > 0) wake_.set();
     } catch (const Exception& e) {
-        giveUp(e.getMessage());
+        giveUp(e.text());
     } catch (const std::exception& e) {
         giveUp(e.what());
     }
@@ -35,7 +35,9 @@ std::size_t FrameWriter::sendQueued() {
         send();
         return queued_;
     } catch (const Exception& e) {
-        giveUp(e.getMessage());
+        giveUp(e.text());
+    } catch (const std::exception& e) {
+        giveUp(e.what());
     }
     return 0;
 }
@@ -73,7 +75,7 @@ void FrameWriter::send() {
     }
 }
 
-void FrameWriter::giveUp(const std::string& problem) {
+void FrameWriter::giveUp(const char* problem) {
     {
         const SynchronizedLock lock(lock_);
         if (std::exchange(broken_, true)) return;
@@ -81,13 +83,9 @@ void FrameWriter::giveUp(const std::string& problem) {
         queued_ = 0;
     }
     if (notices_ == nullptr || notices_->allows()) {
-        Log::write(Log::WARNING, "Exception was received: %s", problem.c_str());
+        Log::write(Log::WARNING, "Exception was received: %s", problem);
     }
-    try {
-        connection_.shutdown(SHUT_RDWR);
-    } catch (const SocketException&) {
-        // The peer was faster.
-    }
+    connection_.shutdownQuietly();
 }
 
 }  // namespace teskd

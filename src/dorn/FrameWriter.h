@@ -40,6 +40,9 @@ class FrameWriter : public OutputStream {
     using OutputStream::write;
     void write(const char* frame, std::size_t len) override;
 
+    // Ends the connection: an answer is lost, and the host is to know. Only the first time counts.
+    void giveUp(const char* problem);
+
     // Sends what the host takes now; the count of bytes that still wait.
     std::size_t sendQueued();
     // Milliseconds until the host has to take something, while bytes wait.
@@ -50,7 +53,6 @@ class FrameWriter : public OutputStream {
 
     void enqueue(std::string frame) TESKD_REQUIRES(lock_);
     void send() TESKD_REQUIRES(lock_);
-    void giveUp(const std::string& problem);
 
     Socket& connection_;
     StopEvent& wake_;

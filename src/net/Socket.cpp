@@ -102,6 +102,10 @@ void Socket::shutdown(int how) {
         throwSocketError("virtual void Socket::shutdown(int)");
 }
 
+void Socket::shutdownQuietly() noexcept {
+    ::shutdown(descriptor_.get(), SHUT_RDWR);
+}
+
 void Socket::close() {
     output_.close();
     input_.close();

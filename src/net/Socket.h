@@ -35,6 +35,8 @@ class Socket {
     virtual void connect();
     virtual void listen();
     virtual void shutdown(int how);
+    // Both directions; a peer that was faster is no error.
+    void shutdownQuietly() noexcept;
     // Closes both streams and the descriptor. A second time is an error.
     virtual void close();
 
