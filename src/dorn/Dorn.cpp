@@ -70,7 +70,7 @@ void Dorn::serve() {
         } catch (const SocketException& e) {
             // Nobody knows what was lost, so what follows could not be told from a frame's rest.
             log_notice(e.text());
-            connection_.shutdownQuietly();
+            if (!surroundings_.stop.isSet()) connection_.shutdownQuietly();
         } catch (const Exception& e) {
             log_notice(e.text());
         } catch (const std::exception& e) {

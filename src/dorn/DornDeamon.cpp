@@ -40,23 +40,31 @@ DornDeamon::~DornDeamon() noexcept(false) {
 
 void DornDeamon::run() {
     std::list<Endpoint> endpoints;
-    for (const std::string& address : ZqConfig::get_local_addresses()) {
-        endpoints.push_back({address, nullptr, {}});
-    }
-    if (endpoints.empty()) return;
+    bool known = false;
     while (isRunning()) {
-        const bool complete = open_endpoints(endpoints);
-        connections_.notices().report();
         try {
+            if (!known) endpoints = configured_endpoints();
+            known = true;
+            if (endpoints.empty()) return;
+            const bool complete = open_endpoints(endpoints);
+            connections_.notices().report();
             serve(endpoints, complete && !connections_.notices().hasLeftOut());
         } catch (const Exception& e) {
-            log_problem(NOT_ACCEPTED, e.getMessage());
+            log_problem(NOT_ACCEPTED, e.text());
             pause();
         } catch (const std::exception& e) {
             log_problem(NOT_ACCEPTED, e.what());
             pause();
         }
     }
+}
+
+std::list<DornDeamon::Endpoint> DornDeamon::configured_endpoints() {
+    std::list<Endpoint> endpoints;
+    for (const std::string& address : ZqConfig::get_local_addresses()) {
+        endpoints.push_back({address, nullptr, {}});
+    }
+    return endpoints;
 }
 
 bool DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
@@ -99,7 +107,7 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
     try {
         start_connection(listener.accept());
     } catch (const Exception& e) {
-        turn_away(listener, e.getMessage());
+        turn_away(listener, e.text());
     } catch (const std::exception& e) {
         turn_away(listener, e.what());
     }
@@ -116,15 +124,15 @@ void DornDeamon::start_connection(const Socket& connection) {
 
 // A host that was accepted when something else failed is closed already. One that nobody can even
 // accept is not tried again at full speed.
-void DornDeamon::turn_away(const StreamServerSocket& listener, const std::string& problem) {
+void DornDeamon::turn_away(const StreamServerSocket& listener, const char* problem) {
     log_problem(NOT_ACCEPTED, problem);
     if (spare_.turnAway(listener.getDescriptor())) return;
     if (Poll::wait(listener.getDescriptor(), POLLIN, 0, nullptr) != 0) pause();
 }
 
-void DornDeamon::log_problem(const char* what, const std::string& problem) {
+void DornDeamon::log_problem(const char* what, const char* problem) {
     if (!problems_.allows()) return;
-    Log::write(Log::WARNING, "%s: %s", what, problem.c_str());
+    Log::write(Log::WARNING, "%s: %s", what, problem);
 }
 
 void DornDeamon::pause() {

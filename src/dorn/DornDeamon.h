@@ -46,14 +46,15 @@ class DornDeamon : public Thread {
         std::string problem;                         // why, as it was logged last
     };
 
+    static std::list<Endpoint> configured_endpoints();
     // True when every endpoint listens.
     static bool open_endpoints(std::list<Endpoint>& endpoints);
     static void open(Endpoint& endpoint);
     void serve(std::list<Endpoint>& endpoints, bool allIsWell);
     void accept_connection(StreamServerSocket& listener);
     void start_connection(const Socket& connection);
-    void turn_away(const StreamServerSocket& listener, const std::string& problem);
-    void log_problem(const char* what, const std::string& problem);
+    void turn_away(const StreamServerSocket& listener, const char* problem);
+    void log_problem(const char* what, const char* problem);
     void pause();
 
     TeskController& controller_;
