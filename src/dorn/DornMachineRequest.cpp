@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
 #include "core/Exception.h"
+#include "core/Log.h"
 #include "net/OutputStream.h"
 #include "packet/PacketHandle.h"
 #include "tesk/TeskController.h"
@@ -42,7 +44,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     }
     const std::list<TeskMaster*> targets = known_targets(controller, question);
     if (targets.empty()) {
-        answer(Kind::unknown, {});
+        lay_down_empty(Kind::unknown);
         Packet::notifyCompleted();
         return;
     }
@@ -103,18 +105,13 @@ void DornMachineRequest::packetError(Packet*, const Exception& e) {
 }
 
 void DornMachineRequest::notifyFailed() {
-    answer(Kind::timedOut, {});
+    lay_down_empty(Kind::timedOut);
     Packet::notifyFailed();
 }
 
 void DornMachineRequest::notifyError(const Exception& e) {
-    answer(Kind::failed, {});
+    lay_down_empty(Kind::failed);
     Packet::notifyError(e);
-}
-
-void DornMachineRequest::answer(Kind kind, std::string body) {
-    const SynchronizedLock lock(answerLock_);
-    lay_down(kind, std::move(body));
 }
 
 std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
@@ -130,6 +127,14 @@ void DornMachineRequest::lay_down(Kind kind, std::string body) {
     set_kind(kind);
     set_frame_body(std::move(body));
     frames_.push_back(serialize());
+}
+
+// Without memory for the frame, write() makes it of what the packet holds.
+void DornMachineRequest::lay_down_empty(Kind kind) {
+    const SynchronizedLock lock(answerLock_);
+    if (attempt("An answer is late", [this, kind] { lay_down(kind, {}); })) return;
+    set_kind(kind);
+    set_frame_body({});
 }
 
 // Under the lock to the end: the frames reach the host in the order of their numbers.

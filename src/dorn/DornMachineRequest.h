@@ -76,7 +76,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
                                                 const Question& question);
     void send(TeskMaster& machine, const Question& question);
     void lay_down(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
-    void answer(dornframe::Kind kind, std::string body);
+    void lay_down_empty(dornframe::Kind kind);
     std::size_t answer_with(const TeskPacket& answer);
 
     Synchronized answerLock_;
