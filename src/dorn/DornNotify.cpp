@@ -59,8 +59,7 @@ void DornNotify::exchange() {
     try {
         if (!socket_) open_socket();
     } catch (const Exception& e) {
-        Log::write(Log::WARNING, "Cannot reach the notification server: %s",
-                   e.getMessage().c_str());
+        Log::write(Log::WARNING, "Cannot reach the notification server: %s", e.text());
         failAll(e);
         return;
     }
@@ -124,6 +123,7 @@ void DornNotify::time_out_pending() {
 }
 
 void DornNotify::fail_pending(const Exception& e) {
+    if (isRunning()) Log::write(Log::WARNING, "Notifications have failed: %s", e.text());
     while (!pending_.empty()) {
         pending_.front()->notifyError(e);
         pending_.pop_front();
