@@ -83,10 +83,18 @@ void TeskMaster::run() {
         telnet.close();
         end_run(TeskException("The link is shut down"));
     } catch (const Exception& e) {
+        report(e.text());
         end_run(e);
     } catch (const std::exception& e) {
+        report(e.what());
         end_run(TeskException(e.what()));
     }
+}
+
+// A link that is ended on purpose is no failure.
+void TeskMaster::report(const char* problem) {
+    if (!isRunning() || !notices_.allows()) return;
+    Log::write(Log::WARNING, "The link to '%s' has failed: %s", get_identity().c_str(), problem);
 }
 
 void TeskMaster::serve(Telnet& telnet) {

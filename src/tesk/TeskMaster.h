@@ -70,6 +70,7 @@ class TeskMaster : public Thread, public PacketContainer {
     // A serial-port server confirms five line settings when a run starts, each with a line.
     static constexpr int NOTICES_PER_SECOND = 8;
 
+    void report(const char* problem);
     void serve(Telnet& telnet);
     // One request, its answer and its acknowledgement. False when the answer timed out.
     bool exchange(Telnet& telnet, TeskPacket& packet);
