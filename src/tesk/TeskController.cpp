@@ -95,16 +95,21 @@ std::list<TeskMaster*> TeskController::get_machines() {
 }
 
 // An emptied registration and an absent one mean the same, so the old one is erased: CodeIds that
-// come and go do not pile up.
+// come and go do not pile up. It goes last: where memory ends before, the machine still has a name
+// and the next answer renames it.
 void TeskController::rename(const std::string& old_identifier, const std::string& new_identifier) {
     const SynchronizedLock lock(namesLock_);
     const std::string winner = registered(old_identifier);
     if (winner.empty()) throw UnknownCodeIdException(old_identifier);
     const std::string displaced = registered(new_identifier);
-    names_.erase(old_identifier);
+    if (old_identifier == new_identifier) return;
+    std::string fallback;
+    if (!displaced.empty() && displaced != winner) {
+        fallback = registered(displaced).empty() ? displaced : old_identifier;
+        assign(fallback, displaced);
+    }
     assign(new_identifier, winner);
-    if (displaced.empty() || displaced == winner) return;
-    assign(registered(displaced).empty() ? displaced : old_identifier, displaced);
+    if (fallback != old_identifier) names_.erase(old_identifier);
 }
 
 void TeskController::bind(TeskMaster& master, const std::string& code_id) {
