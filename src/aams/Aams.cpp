@@ -2,12 +2,14 @@
 
 #include <exception>
 #include <iostream>
+#include <unistd.h>
 
 #include "aams/AamsPacketU2.h"
 #include "aams/AamsPacketU3.h"
 #include "aams/AamsPacketU5.h"
 #include "aams/AamsReply.h"
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/Text.h"
@@ -25,6 +27,8 @@ constexpr const char* CLOSED_GAMES = "CNTCL";
 
 // The check whose report names the reading twice.
 constexpr const char* COUNTER_WENT_BACK = "38";
+
+constexpr useconds_t RETRY_PAUSE = 100'000;  // microseconds
 
 }  // namespace
 
@@ -58,9 +62,8 @@ ExternalParameters Aams::parameters() const {
 }
 
 void Aams::run() {
-    schedule_polling();
-    timer_.schedule(ntpTask_, 0, ZqConfig::get_tout_ora_ms());
-    announce();
+    insist([this] { start_timer(); });
+    insist([this] { announce(); });
     while (isRunning()) {
         Packet* const packet = nextPacket(this);
         if (packet == nullptr || !isRunning()) break;
@@ -68,6 +71,18 @@ void Aams::run() {
         removePacket(packet);
     }
     closeContainer();
+}
+
+// Tries until it works: without its first steps the engine would be silent for good.
+template <class Step>
+void Aams::insist(Step step) {
+    while (isRunning() && !attempt("The engine cannot start yet", step)) usleep(RETRY_PAUSE);
+}
+
+void Aams::start_timer() {
+    schedule_polling();
+    timer_.schedule(ntpTask_, 0, ZqConfig::get_tout_ora_ms());
+    if (!timer_.isRunning()) throw Exception("Its timer does not run");
 }
 
 void Aams::schedule_polling() {
@@ -190,7 +205,7 @@ void Aams::handle_set_date_time(AamsPacket& request) {
 
 void Aams::packetCompleted(Packet* packet) {
     const PacketHandle<TeskPacket> reading(&dynamic_cast<TeskPacket&>(*packet));
-    check_reading(*reading);
+    attempt("A reading was not checked", [this, &reading] { check_reading(*reading); });
 }
 
 void Aams::check_reading(TeskPacket& reading) {

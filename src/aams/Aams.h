@@ -101,6 +101,9 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
   private:
     void load_external_parameters();
     ExternalParameters parameters() const;
+    template <class Step>
+    void insist(Step step);
+    void start_timer();
     void schedule_polling();
     void announce();
     void serve(Packet& packet);

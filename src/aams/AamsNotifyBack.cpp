@@ -2,6 +2,7 @@
 
 #include "aams/Aams.h"
 #include "aams/AamsPacket.h"
+#include "core/Attempt.h"
 #include "packet/PacketHandle.h"
 
 namespace teskd {
@@ -10,11 +11,13 @@ void Aams::AamsNotifyBack::packetCompleted(Packet* packet) {
     auto* const answer = dynamic_cast<AamsPacket*>(packet);
     if (answer == nullptr) return;
     const PacketHandle<AamsPacket> hold(answer);
-    try {
-        apply(*answer);
-    } catch (const std::out_of_range&) {
-        // An answer without a body asks for nothing.
-    }
+    attempt("An answer to a notification was not applied", [this, &hold] {
+        try {
+            apply(*hold);
+        } catch (const std::out_of_range&) {
+            // An answer without a body asks for nothing.
+        }
+    });
 }
 
 void Aams::AamsNotifyBack::apply(AamsPacket& answer) {

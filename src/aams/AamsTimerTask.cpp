@@ -2,6 +2,7 @@
 #include "aams/AamsPacketU4.h"
 #include "aams/AamsReply.h"
 #include "aams/TimerWork.h"
+#include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "packet/PacketHandle.h"
@@ -82,7 +83,7 @@ void Aams::AamsTimerTask::count_answer(bool answered) {
         if (--pending_ >= 1) return;
         nobody = noAnswer_;
     }
-    finish_pass(nobody);
+    attempt("A polling pass was not reported", [this, nobody] { finish_pass(nobody); });
 }
 
 void Aams::AamsTimerTask::finish_pass(bool nobody) {
