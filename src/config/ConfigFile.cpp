@@ -3,11 +3,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/Descriptor.h"
+#include "core/Log.h"
 
 namespace teskd {
 
@@ -87,17 +89,27 @@ bool writeInPlace(const std::string& path, const std::string& content) {
            ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && fsync(file.get()) == 0;
 }
 
+// A file that is not there is as good as an empty one; any other reason is worth a line.
+std::nullopt_t unreadable(const std::string& path) {
+    if (errno != ENOENT) {
+        Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(), std::strerror(errno));
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::string> ConfigFile::read(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen() || !isConfiguration(file.get())) return std::nullopt;
+    if (!file.isOpen()) return unreadable(path);
+    if (!isConfiguration(file.get())) return std::nullopt;
     std::string content;
     char block[4096];
     for (;;) {
         const ssize_t n = ::read(file.get(), block, sizeof block);
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0 || content.size() > LARGEST) return std::nullopt;
+        if (n < 0) return unreadable(path);
+        if (content.size() > LARGEST) return std::nullopt;
         if (n == 0) return content;
         content.append(block, static_cast<std::size_t>(n));
     }
