@@ -66,8 +66,14 @@ Round FaultyGateway::ask(Deadline deadline) {
 std::string FaultyGateway::tryService(Deadline deadline) {
     const std::size_t notified = server_.received();
     const Round round = ask(deadline);
-    if (!round.isFull(kMachines)) return "a host got " + round.describe();
+    const bool served = servesEveryPort() ? round.isFull(kMachines) : round.isSettled();
+    if (!served) return "a host got " + round.describe();
     return server_.awaitMoreThan(notified, 1500ms) ? "" : "no notification";
+}
+
+// A port that there was no descriptor for at the start stays without service.
+bool FaultyGateway::servesEveryPort() {
+    return gateway_.log().count("Not every configured port is served") == 0;
 }
 
 void FaultyGateway::awaitService(Deadline deadline) {
@@ -92,7 +98,9 @@ std::string problemOfStop(DaemonProcess& daemon) {
     if (!status) return "it does not end on SIGTERM";
     if (!status->ok()) return "it ended by " + status->describe() + daemon.standardError();
     if (!daemon.sanitizerReport().empty()) return daemon.sanitizerReport();
-    return taken < kLongestStop * timeScale() ? "" : "it took too long to end";
+    if (taken < kLongestStop * timeScale()) return "";
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(taken);
+    return "it took " + std::to_string(milliseconds.count()) + " ms to end";
 }
 
 }  // namespace teskd::test

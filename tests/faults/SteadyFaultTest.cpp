@@ -81,8 +81,9 @@ Round SteadyFault::faultyRound(std::uint64_t number) {
 // The log says what failed when a host has noticed.
 void SteadyFault::expectNamed(const Round& round) {
     if (round.isFull(FaultyGateway::kMachines)) return;
-    const std::string text = GetParam().call == Call::allocation ? "bad_alloc|Out-Of-Memory"
-                                                                 : std::strerror(GetParam().error);
+    const std::string text = GetParam().call == Call::allocation
+                                 ? "bad_alloc|Out-Of-Memory|Cannot allocate memory"
+                                 : std::strerror(GetParam().error);
     EXPECT_TRUE(gateway_.gateway().log().waitForMatch(text, 2s))
         << "no line with " << text << ", but the host got " << round.describe() << "\n"
         << gateway_.faults().place() << "\n"

@@ -1,0 +1,136 @@
+// A daemon whose calls of the system fail one after another while it starts: counted from the
+// process's first instruction. It says so and serves all the same, or it says so and ends.
+
+#include <cerrno>
+#include <cstring>
+#include <gtest/gtest.h>
+
+#include "faults/FaultyGateway.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Fault {
+    const char* name;
+    Call call;
+    int error;
+};
+
+const Fault kFaults[] = {
+    {"Allocation", Call::allocation, ENOMEM},
+    {"Socket", Call::socket, EMFILE},
+    {"Accept", Call::accept, EMFILE},
+    {"Duplicate", Call::duplicate, EMFILE},
+    {"Event", Call::event, EMFILE},
+    {"Thread", Call::thread, EAGAIN},
+    {"Read", Call::read, ECONNRESET},
+    {"Send", Call::send, ECONNRESET},
+    {"Write", Call::write, EIO},
+    {"Poll", Call::poll, ENOMEM},
+    {"PollInterrupted", Call::poll, EINTR},
+    {"Connect", Call::connect, ECONNREFUSED},
+    {"Bind", Call::bind, EADDRINUSE},
+    {"Listen", Call::listen, EADDRINUSE},
+    {"SetOption", Call::setOption, ENOBUFS},
+    {"GetOption", Call::getOption, ENOBUFS},
+    {"Available", Call::available, EIO},
+    {"Open", Call::open, EMFILE},
+    {"Sync", Call::sync, EIO},
+};
+
+class StartFault : public testing::TestWithParam<Fault> {};
+
+// How one start went: nothing, or what was wrong with it.
+struct Outcome {
+    bool failed = false;  // the call was made that often
+    bool ended = false;   // by itself
+    std::string problem;
+};
+
+std::string problemOfEnd(FaultyGateway& gateway, const char* said) {
+    DaemonProcess& daemon = gateway.daemon();
+    const auto status = daemon.waitForExit();
+    if (!status || status->signal != 0) return "it did not end by itself: " + status->describe();
+    if (!daemon.sanitizerReport().empty()) return daemon.sanitizerReport();
+    const bool told = gateway.gateway().log().waitForMatch(said, 2s).has_value();
+    return told ? "" : "no line with " + std::string(said);
+}
+
+Outcome startWith(const Fault& fault, std::uint64_t number) {
+    FaultyGateway gateway;
+    const char* const said = fault.call == Call::allocation
+                                 ? "bad_alloc|Out-Of-Memory|Cannot allocate memory"
+                                 : std::strerror(fault.error);
+    gateway.faults().order(fault.call, fault.error, number);
+    Outcome outcome;
+    try {
+        gateway.launch();
+        gateway.awaitService();
+    } catch (const std::exception& e) {
+        outcome.ended = !gateway.daemon().running();
+        outcome.problem = outcome.ended ? problemOfEnd(gateway, said) : e.what();
+    }
+    outcome.failed = gateway.faults().hasFailed();
+    gateway.faults().cancel();
+    if (!outcome.ended && outcome.problem.empty())
+        outcome.problem = problemOfStop(gateway.daemon());
+    if (outcome.problem.empty()) return outcome;
+    outcome.problem += "\n" + gateway.faults().place() + "\n" + gateway.daemon().standardError() +
+                       gateway.gateway().log().dump();
+    return outcome;
+}
+
+// Several starts side by side, since each waits more than it works.
+class Starts {
+  public:
+    Starts(const Fault& fault, std::uint64_t limit) : fault_(fault), limit_(limit) {}
+
+    void run() {
+        constexpr int kSideBySide = 6;
+        std::vector<std::thread> workers;
+        for (int i = 0; i < kSideBySide; ++i) workers.emplace_back([this] { work(); });
+        for (std::thread& worker : workers) worker.join();
+    }
+
+    std::uint64_t failed() const { return failed_; }
+    std::uint64_t ended() const { return ended_; }
+
+  private:
+    void work() {
+        while (untouched_ == 0 && problems_ < 20) {
+            const std::uint64_t number = ++last_;
+            if (number > limit_) return;
+            const Outcome outcome = startWith(fault_, number);
+            if (outcome.failed)
+                ++failed_;
+            else
+                ++untouched_;
+            if (outcome.ended) ++ended_;
+            if (!outcome.problem.empty()) ++problems_;
+            EXPECT_EQ("", outcome.problem) << "call " << number;
+        }
+    }
+
+    const Fault& fault_;
+    const std::uint64_t limit_;
+    std::atomic<std::uint64_t> last_{0};
+    std::atomic<std::uint64_t> failed_{0};
+    std::atomic<std::uint64_t> ended_{0};
+    std::atomic<int> untouched_{0};
+    std::atomic<int> problems_{0};
+};
+
+TEST_P(StartFault, IsSurvivedOrEndsTheDaemonOrderly) {
+    Starts starts(GetParam(), 100000);
+    starts.run();
+    std::cout << GetParam().name << ": " << starts.failed() << " calls failed, " << starts.ended()
+              << " of them ended the daemon\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, StartFault, testing::ValuesIn(kFaults),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace
+}  // namespace teskd::test
