@@ -4,8 +4,12 @@
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <iostream>
+#include <thread>
+#include <vector>
 
 #include "faults/FaultyGateway.h"
+#include "faults/Sample.h"
 
 namespace teskd::test {
 namespace {
@@ -82,10 +86,19 @@ Outcome startWith(const Fault& fault, std::uint64_t number) {
     return outcome;
 }
 
+// The calls of a start in which none fails.
+std::uint64_t countCalls(Call call) {
+    FaultyGateway gateway;
+    gateway.faults().order(call, 0, 0);
+    gateway.launch();
+    gateway.awaitService();
+    return gateway.faults().calls();
+}
+
 // Several starts side by side, since each waits more than it works.
 class Starts {
   public:
-    Starts(const Fault& fault, std::uint64_t limit) : fault_(fault), limit_(limit) {}
+    Starts(const Fault& fault, Sample& sample) : fault_(fault), sample_(sample) {}
 
     void run() {
         constexpr int kSideBySide = 6;
@@ -99,14 +112,12 @@ class Starts {
 
   private:
     void work() {
-        while (untouched_ == 0 && problems_ < 20) {
-            const std::uint64_t number = ++last_;
-            if (number > limit_) return;
+        while ((untouched_ == 0 || !Sample::isFull()) && problems_ == 0) {
+            const std::uint64_t number = sample_.next();
+            if (number == 0) return;
             const Outcome outcome = startWith(fault_, number);
-            if (outcome.failed)
-                ++failed_;
-            else
-                ++untouched_;
+            failed_ += outcome.failed ? 1 : 0;
+            untouched_ += outcome.failed ? 0 : 1;
             if (outcome.ended) ++ended_;
             if (!outcome.problem.empty()) ++problems_;
             EXPECT_EQ("", outcome.problem) << "call " << number;
@@ -114,8 +125,7 @@ class Starts {
     }
 
     const Fault& fault_;
-    const std::uint64_t limit_;
-    std::atomic<std::uint64_t> last_{0};
+    Sample& sample_;
     std::atomic<std::uint64_t> failed_{0};
     std::atomic<std::uint64_t> ended_{0};
     std::atomic<int> untouched_{0};
@@ -123,7 +133,9 @@ class Starts {
 };
 
 TEST_P(StartFault, IsSurvivedOrEndsTheDaemonOrderly) {
-    Starts starts(GetParam(), 100000);
+    constexpr std::size_t kSample = 6;
+    Sample sample(Sample::isFull() ? 0 : countCalls(GetParam().call), kSample);
+    Starts starts(GetParam(), sample);
     starts.run();
     std::cout << GetParam().name << ": " << starts.failed() << " calls failed, " << starts.ended()
               << " of them ended the daemon\n";

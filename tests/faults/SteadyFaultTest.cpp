@@ -1,16 +1,13 @@
 // A daemon that serves, and whose calls of the system fail one after another: first the first of a
 // round, then the second, and so on until a round has no such call any more.
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <random>
-#include <vector>
 
 #include "faults/FaultyGateway.h"
+#include "faults/Sample.h"
 
 namespace teskd::test {
 namespace {
@@ -61,6 +58,7 @@ class SteadyFault : public testing::TestWithParam<Fault> {
 
     // A round in which the call fails; true when it was made that often.
     bool failOnce(std::uint64_t number);
+    std::uint64_t count();
     Round faultyRound(std::uint64_t number);
     void expectNamed(const Round& round);
 
@@ -109,14 +107,27 @@ bool SteadyFault::failOnce(std::uint64_t number) {
     return true;
 }
 
+// The calls of a round in which none fails.
+std::uint64_t SteadyFault::count() {
+    faultyRound(0);
+    return gateway_.faults().calls();
+}
+
 TEST_P(SteadyFault, LeavesADaemonThatServes) {
     constexpr int kUntouched = 3;  // rounds in a row, since they are not all alike
+    constexpr auto kLongest = 4s;  // of a sample
+    Sample sample(Sample::isFull() ? 0 : count(), 100);
+    const Deadline deadline(kLongest);
     int untouched = 0;
-    std::uint64_t number = 0;
-    while (untouched < kUntouched && !HasFailure()) {
-        untouched = failOnce(++number) ? 0 : untouched + 1;
+    std::uint64_t failed = 0;
+    while (untouched < kUntouched && !HasFailure() && (Sample::isFull() || !deadline.passed())) {
+        const std::uint64_t number = sample.next();
+        if (number == 0) break;
+        const bool wasMade = failOnce(number);
+        failed += wasMade ? 1 : 0;
+        untouched = wasMade || !Sample::isFull() ? 0 : untouched + 1;
     }
-    std::cout << GetParam().name << ": " << number - kUntouched << " calls failed\n";
+    std::cout << GetParam().name << ": " << failed << " calls failed\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, SteadyFault, testing::ValuesIn(kFaults),

@@ -55,6 +55,15 @@ TEST(SynchronizedList, KeepsTheOrderOfInsertion) {
     EXPECT_EQ((std::vector{2, 1, 3}), contents(list));
 }
 
+TEST(SynchronizedList, MovesToTheEndWhatIsThereAndAppendsWhatIsNot) {
+    List list;
+    list.moveToBack(&a);
+    list.moveToBack(&b);
+    list.moveToBack(&a);
+    list.moveToBack(&a);
+    EXPECT_EQ((std::vector{2, 1}), contents(list));
+}
+
 TEST(SynchronizedList, FrontStaysInTheList) {
     List list;
     list.push_back(&a);
