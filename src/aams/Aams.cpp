@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <unistd.h>
 
 #include "aams/AamsPacketU2.h"
@@ -110,7 +111,11 @@ void Aams::serve(Packet& packet) {
     if (request == nullptr) return;
     try {
         handle_request(*request);
+    } catch (const std::out_of_range& e) {
+        request->notifyError(Exception(e.what()));  // it has no body to work on
+        return;
     } catch (const std::exception& e) {
+        Log::write(Log::WARNING, "A request has failed: %s", e.what());
         request->notifyError(Exception(e.what()));
         return;
     } catch (const Exception& e) {

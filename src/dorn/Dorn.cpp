@@ -90,6 +90,7 @@ void Dorn::dispatch(DornPacket& packet) {
     } catch (const Exception& e) {
         packet.notifyError(e);
     } catch (const std::exception& e) {
+        Log::write(Log::WARNING, "A request has failed: %s", e.what());
         packet.notifyError(Exception(e.what()));
     }
 }

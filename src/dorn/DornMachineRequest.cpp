@@ -79,6 +79,7 @@ void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     try {
         TeskController::send(machine, message.pointer());
     } catch (const std::exception& e) {
+        Log::write(Log::WARNING, "A request has failed: %s", e.what());
         packetError(message.pointer(), Exception(e.what()));
     }
 }
@@ -88,6 +89,7 @@ void DornMachineRequest::packetCompleted(Packet* packet) {
     try {
         frames = answer_with(dynamic_cast<TeskPacket&>(*packet));
     } catch (const std::exception& e) {
+        Log::write(Log::WARNING, "A request has failed: %s", e.what());
         notifyError(Exception(e.what()));
     }
     for (; frames > 0; --frames) Packet::notifyCompleted();
