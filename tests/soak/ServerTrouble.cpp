@@ -1,7 +1,6 @@
 #include "soak/ServerTrouble.h"
 
 #include <cstdlib>
-#include <system_error>
 
 #include "gateway/AamsDialogue.h"
 #include "soak/Request.h"
@@ -23,6 +22,11 @@ constexpr const char* kManners[] = {
     "good",    "absent", "silent", "late",       "other identifiers",
     "garbage", "short",  "twice",  "wrong codes"};
 
+// One that is given, and not chosen at the last moment, stays the peer's whatever it does.
+std::uint16_t freePort() {
+    return test::UdpPeer().port();
+}
+
 std::string answerWith(const test::Frame& notification, int code, std::string_view body) {
     return test::answerTo(notification, test::aamsPayload(code, body));
 }
@@ -30,7 +34,7 @@ std::string answerWith(const test::Frame& notification, int code, std::string_vi
 }  // namespace
 
 ServerTrouble::ServerTrouble(Stage& stage, Summary& summary, std::uint64_t seed)
-    : stage_(stage), summary_(summary), random_(seed, kStream), peer_(0), port_(peer_->port()) {}
+    : stage_(stage), summary_(summary), random_(seed, kStream), peer_(freePort()) {}
 
 void ServerTrouble::run() {
     try {
@@ -53,23 +57,16 @@ void ServerTrouble::turn() {
 
 void ServerTrouble::begin(Manner manner) {
     summary_.count("server manners", kManners[static_cast<std::size_t>(manner)]);
-    manner_ = manner;
-    if (manner == Manner::Absent) {
-        peer_.reset();
-        due_.clear();
+    if (manner == Manner::Absent || manner_ == Manner::Absent) {
+        peer_.setRefusing(manner == Manner::Absent);
     }
+    manner_ = manner;
+    if (manner == Manner::Absent) due_.clear();
 }
 
 void ServerTrouble::serve() {
     if (manner_ == Manner::Absent) return stage_.stay(Stage::Act::Trouble, kRest);
-    if (!peer_) {
-        try {
-            peer_.emplace(port_);
-        } catch (const std::system_error&) {  // somebody has the port for a moment
-            return stage_.stay(Stage::Act::Over, kRest);
-        }
-    }
-    if (const auto datagram = peer_->receiveWithin(kRest)) take(*datagram);
+    if (const auto datagram = peer_.receiveWithin(kRest)) take(*datagram);
     sendDue();
 }
 
@@ -147,7 +144,7 @@ void ServerTrouble::sendDue() {
         if (due.at > Clock::now()) {
             due_.push_back(std::move(due));
         } else {
-            peer_->reply(due.datagram);
+            peer_.reply(due.datagram);
         }
     }
 }

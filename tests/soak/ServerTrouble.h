@@ -12,7 +12,6 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -29,7 +28,7 @@ class ServerTrouble {
   public:
     ServerTrouble(Stage& stage, Summary& summary, std::uint64_t seed);
 
-    std::uint16_t port() const { return port_; }
+    std::uint16_t port() const { return peer_.port(); }
     void run();
 
   private:
@@ -64,8 +63,7 @@ class ServerTrouble {
     Stage& stage_;
     Summary& summary_;
     Random random_;
-    std::optional<test::UdpPeer> peer_;
-    const std::uint16_t port_;
+    test::UdpPeer peer_;
     Manner manner_ = Manner::Good;
     Clock::time_point mannerEnds_{};
     Clock::time_point lastPass_{};

@@ -65,6 +65,15 @@ void UdpPeer::sendTo(std::uint16_t port, std::string_view data) {
     sendToAddress(loopback(port), data);
 }
 
+// A socket that is connected, to itself here, takes nothing from anybody else.
+void UdpPeer::setRefusing(bool refusing) {
+    sockaddr_in address = loopback(port_);
+    if (!refusing) address.sin_family = AF_UNSPEC;
+    if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        fail("connect");
+    }
+}
+
 void UdpPeer::sendToAddress(const sockaddr_in& address, std::string_view data) {
     const ssize_t count = ::sendto(fd_.get(), data.data(), data.size(), 0,
                                    reinterpret_cast<const sockaddr*>(&address), sizeof address);

@@ -29,6 +29,9 @@ class UdpPeer {
     // To the sender of the datagram received last. Throws std::logic_error when there was none.
     void reply(std::string_view data);
     void sendTo(std::uint16_t port, std::string_view data);
+    // As if nobody had the port: what is sent to it is refused, but it stays taken. Needs a port
+    // that was given to the constructor.
+    void setRefusing(bool refusing);
 
   private:
     void sendToAddress(const sockaddr_in& address, std::string_view data);

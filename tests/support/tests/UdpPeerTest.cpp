@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <system_error>
 
 #include "support/UdpPeer.h"
 
@@ -33,6 +34,20 @@ TEST(UdpPeer, KeepsDatagramsApart) {
     EXPECT_EQ("one", server.receive());
     EXPECT_EQ("", server.receive());
     EXPECT_EQ("three", server.receive());
+}
+
+TEST(UdpPeer, WhileItRefusesNothingReachesItAndNobodyGetsItsPort) {
+    UdpPeer server(UdpPeer().port());
+    UdpPeer client;
+    server.setRefusing(true);
+    client.sendTo(server.port(), "lost");
+    EXPECT_FALSE(server.receiveWithin(10ms).has_value());
+    EXPECT_THROW(UdpPeer(server.port()), std::system_error);
+    server.setRefusing(false);
+    client.sendTo(server.port(), "question");
+    EXPECT_EQ("question", server.receive());
+    server.reply("answer");
+    EXPECT_EQ("answer", client.receive());
 }
 
 }  // namespace
