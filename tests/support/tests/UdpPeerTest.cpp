@@ -37,12 +37,13 @@ TEST(UdpPeer, KeepsDatagramsApart) {
 }
 
 TEST(UdpPeer, WhileItRefusesNothingReachesItAndNobodyGetsItsPort) {
-    UdpPeer server(UdpPeer().port());
+    const std::uint16_t port = [] { return UdpPeer().port(); }();
+    UdpPeer server(port);
     UdpPeer client;
     server.setRefusing(true);
     client.sendTo(server.port(), "lost");
     EXPECT_FALSE(server.receiveWithin(10ms).has_value());
-    EXPECT_THROW(UdpPeer(server.port()), std::system_error);
+    EXPECT_THROW(UdpPeer{port}, std::system_error);
     server.setRefusing(false);
     client.sendTo(server.port(), "question");
     EXPECT_EQ("question", server.receive());
