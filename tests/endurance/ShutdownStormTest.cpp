@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
@@ -21,9 +22,10 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-constexpr std::size_t kSideBySide = 4;
+constexpr std::size_t kSideBySide = kSanitized ? 2 : 4;  // a sanitizer computes most of the time
 constexpr unsigned kSeed = 47;
 constexpr auto kLongest = 2500ms;
+constexpr std::size_t kLongConfiguration = 900'000;
 constexpr auto kPatienceForOneFrame = 50ms;
 constexpr auto kBetweenRequests = 2ms;  // side by side they keep the processors busy enough
 
@@ -142,6 +144,27 @@ TEST(ShutdownStorm, EverySignalAtWhateverMomentEndsTheDaemonOrderly) {
     report("shutdowns", static_cast<double>(rounds), "");
     report("shutdown_median", times[times.size() / 2], "ms");
     report("shutdown_longest", times.back(), "ms");
+}
+
+// The configuration is read, and written down again, before main begins.
+TEST(ShutdownStorm, ASignalWhileTheConfigurationIsReadEndsTheDaemonOrderly) {
+    std::string settings;
+    while (settings.size() < kLongConfiguration) {
+        settings += "KEY_" + std::to_string(settings.size()) + "=value\n";
+    }
+    const auto cameInTime = [&] {
+        Gateway gateway(0, {}, {.waitUntilListening = false});
+        DaemonProcess& daemon = gateway.daemon();
+        writeFile(daemon.root() / "config/config.ini", settings);
+        gateway.start();
+        await(daemon, {});
+        daemon.terminate();
+        const bool inTime = !std::filesystem::exists(daemon.root() / "tmp/dump_map.ini");
+        const auto status = daemon.waitForExit();
+        EXPECT_TRUE(status && status->ok()) << (status ? status->describe() : "does not end");
+        return inTime;
+    };
+    EXPECT_TRUE(eventually(cameInTime, 60s));
 }
 
 }  // namespace
