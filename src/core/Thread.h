@@ -33,9 +33,9 @@ class Thread {
   public:
     // Address space for each thread's stack. The deepest use seen was 11 KiB, and 5 KiB more for
     // the thread's own variables: stacks were painted before each thread's run and looked at after
-    // it, in an unoptimised build through every test of the whole daemon, with the longest frames
-    // and messages that are taken. This is fifteen times as much, and a thousand threads still fit
-    // into a quarter of a gigabyte.
+    // it, in an unoptimised build, through the tests of the whole daemon. What can be long, frames
+    // and messages, lies on the heap. This is fifteen times as much, and a thousand threads still
+    // fit into a quarter of a gigabyte.
     static constexpr std::size_t STACK_SIZE = std::size_t{256} * 1024 * STACK_FACTOR;
 
     Thread();
