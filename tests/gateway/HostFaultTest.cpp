@@ -100,6 +100,7 @@ TEST_F(HostFault, AnImpossibleLengthIsLoggedAndCostsNoMemory) {
     ASSERT_TRUE(gateway_.log().waitForLine(isError)) << gateway_.log().dump();
     host.send(versionRequest(2));
     expectVersion(host, 2);
+    EXPECT_TRUE(gateway_.log().waitForCount("ProtocolErrorException: ", 3));
     EXPECT_EQ(3U, gateway_.log().count("ProtocolErrorException: "));
 
     // A length that is allowed takes memory only for what arrives.
