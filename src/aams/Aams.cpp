@@ -29,7 +29,7 @@ constexpr const char* CLOSED_GAMES = "CNTCL";
 // The check whose report names the reading twice.
 constexpr const char* COUNTER_WENT_BACK = "38";
 
-constexpr useconds_t RETRY_PAUSE = 100'000;  // microseconds
+constexpr useconds_t RETRY_PAUSE = 500'000;  // microseconds
 
 }  // namespace
 

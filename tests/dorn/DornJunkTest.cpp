@@ -124,7 +124,7 @@ TEST_F(DornJunkTest, AnEndlessStreamOfJunkNeverFloodsTheLog) {
     const Clock::time_point start = Clock::now();
     while (Clock::now() - start < 2s) link_.host().sendRaw(std::string(300, 'x'));
     EXPECT_GE(notices(), 1U);
-    EXPECT_LE(notices(), 12U);
+    EXPECT_LE(notices(), 15U);  // in up to three seconds, with a line each that counts the others
 }
 
 TEST_F(DornJunkTest, FewerThan42BytesWaitForMoreWithoutANotice) {

@@ -11,7 +11,7 @@ namespace teskd::test {
 namespace {
 
 // However many come, they log no more together than these.
-constexpr std::size_t kManyConnections = 4;
+constexpr std::size_t kManyConnections = 16;
 
 Frame versionRequest() {
     Frame frame;
