@@ -1,7 +1,11 @@
 #include "faults/FaultyGateway.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <stdexcept>
+#include <vector>
 
 namespace teskd::test {
 
@@ -84,6 +88,18 @@ void FaultyGateway::awaitService(Deadline deadline) {
         return missing.empty();
     };
     if (!eventually(isServed, deadline)) throw std::runtime_error(missing);
+}
+
+bool FaultyGateway::isNamed(Call call, int error) {
+    std::vector<std::string> texts{std::strerror(error)};
+    if (call == Call::allocation) texts.insert(texts.end(), {"bad_alloc", "Out-Of-Memory"});
+    if (call == Call::read) texts.emplace_back(std::strerror(EIO));
+    const auto named = [&texts](const LogLine& line) {
+        return std::any_of(texts.begin(), texts.end(), [&line](const std::string& text) {
+            return line.text.find(text) != std::string::npos;
+        });
+    };
+    return gateway_.log().waitForLine(named, 2s).has_value();
 }
 
 bool FaultyGateway::returnsToBaseline() {

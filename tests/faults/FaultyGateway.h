@@ -35,6 +35,8 @@ class FaultyGateway {
 
     // One round of a new host; a poll of the machines meanwhile.
     Round ask(Deadline deadline = std::chrono::seconds(15));
+    // Whether the log names what failed. (The files of the start fail on a broken disk.)
+    bool isNamed(Call call, int error);
     // Whether the daemon comes to rest with the descriptors it had at the start.
     bool returnsToBaseline();
     std::size_t baseline() const { return baseline_; }

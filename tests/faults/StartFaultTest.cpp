@@ -2,7 +2,6 @@
 // process's first instruction. It says so and serves all the same, or it says so and ends.
 
 #include <cerrno>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <thread>
@@ -13,8 +12,6 @@
 
 namespace teskd::test {
 namespace {
-
-using namespace std::chrono_literals;
 
 struct Fault {
     const char* name;
@@ -53,20 +50,16 @@ struct Outcome {
     std::string problem;
 };
 
-std::string problemOfEnd(FaultyGateway& gateway, const char* said) {
+std::string problemOfEnd(FaultyGateway& gateway, const Fault& fault) {
     DaemonProcess& daemon = gateway.daemon();
     const auto status = daemon.waitForExit();
     if (!status || status->signal != 0) return "it did not end by itself: " + status->describe();
     if (!daemon.sanitizerReport().empty()) return daemon.sanitizerReport();
-    const bool told = gateway.gateway().log().waitForMatch(said, 2s).has_value();
-    return told ? "" : "no line with " + std::string(said);
+    return gateway.isNamed(fault.call, fault.error) ? "" : "no line that says why it ended";
 }
 
 Outcome startWith(const Fault& fault, std::uint64_t number) {
     FaultyGateway gateway;
-    const char* const said = fault.call == Call::allocation
-                                 ? "bad_alloc|Out-Of-Memory|Cannot allocate memory"
-                                 : std::strerror(fault.error);
     gateway.faults().order(fault.call, fault.error, number);
     Outcome outcome;
     try {
@@ -74,7 +67,7 @@ Outcome startWith(const Fault& fault, std::uint64_t number) {
         gateway.awaitService();
     } catch (const std::exception& e) {
         outcome.ended = !gateway.daemon().running();
-        outcome.problem = outcome.ended ? problemOfEnd(gateway, said) : e.what();
+        outcome.problem = outcome.ended ? problemOfEnd(gateway, fault) : e.what();
     }
     outcome.failed = gateway.faults().hasFailed();
     gateway.faults().cancel();

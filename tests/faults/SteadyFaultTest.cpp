@@ -2,7 +2,6 @@
 // round, then the second, and so on until a round has no such call any more.
 
 #include <cerrno>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <iostream>
 
@@ -79,11 +78,8 @@ Round SteadyFault::faultyRound(std::uint64_t number) {
 // The log says what failed when a host has noticed.
 void SteadyFault::expectNamed(const Round& round) {
     if (round.isFull(FaultyGateway::kMachines)) return;
-    const std::string text = GetParam().call == Call::allocation
-                                 ? "bad_alloc|Out-Of-Memory|Cannot allocate memory"
-                                 : std::strerror(GetParam().error);
-    EXPECT_TRUE(gateway_.gateway().log().waitForMatch(text, 2s))
-        << "no line with " << text << ", but the host got " << round.describe() << "\n"
+    EXPECT_TRUE(gateway_.isNamed(GetParam().call, GetParam().error))
+        << "no line that says why the host got " << round.describe() << "\n"
         << gateway_.faults().place() << "\n"
         << gateway_.gateway().log().dump();
 }
