@@ -93,7 +93,8 @@ void Thread::operator delete(void* memory) {
 
 int Thread::start() {
     std::unique_ptr<Start> argument(new (std::nothrow) Start{this, 0});
-    // Counted before the flag is set: the end of an earlier thread clears the flag of its own start.
+    // Counted before the flag is set: the end of an earlier thread clears the flag of its own
+    // start.
     if (argument) argument->generation = countStart();
     running_ = true;
     if (!argument) return ENOMEM;
@@ -173,9 +174,7 @@ bool Thread::live(unsigned generation) {
     const Farewell farewell{*this};
     runLogged();
     clearRunning(generation);
-    if (endNotices_->allows()) {
-        Log::write(Log::NOTICE, "Thread '%s' Terminated", getName().c_str());
-    }
+    if (endNotices_->allows()) logEnd();
     if (!autoDelete_) return false;
     pthread_detach(pthread_self());
     return isHeapAllocated();
@@ -186,13 +185,21 @@ __attribute__((no_sanitize("null"))) void Thread::runLogged() {
     try {
         run();
     } catch (const Exception& e) {
+        const SynchronizedLock lock(state_);
         Log::write(Log::WARNING, "Unandled Exception '%s' in thread: '%s'", e.text(),
-                   getName().c_str());
+                   name_.c_str());
     } catch (const abi::__forced_unwind&) {
         throw;  // the thread was cancelled
     } catch (...) {
-        Log::write(Log::WARNING, "Unandled Exception in thread: '%s'", getName().c_str());
+        const SynchronizedLock lock(state_);
+        Log::write(Log::WARNING, "Unandled Exception in thread: '%s'", name_.c_str());
     }
+}
+
+// A copy of the name might fail for want of memory, and out here nobody would catch that.
+void Thread::logEnd() {
+    const SynchronizedLock lock(state_);
+    Log::write(Log::NOTICE, "Thread '%s' Terminated", name_.c_str());
 }
 
 void Thread::clearRunning(unsigned generation) {

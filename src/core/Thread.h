@@ -28,7 +28,7 @@ inline constexpr std::size_t STACK_FACTOR = 1;
 // Lifetime: the creator owns the object, except that one made by `new` and marked setAutoDelete()
 // deletes itself when run() ends and must not be touched after start(). An object that is destroyed
 // while its thread may still run has to call awaitEnd() in its own destructor, before its members
-// go. Locks: state_ (innermost; nothing is called while it is held).
+// go. Locks: state_ (innermost; nothing but the log is called while it is held).
 class Thread {
   public:
     // Address space for each thread's stack. The deepest use seen was 11 KiB, and 5 KiB more for
@@ -95,6 +95,7 @@ class Thread {
     // deleted.
     bool live(unsigned generation);
     void runLogged();
+    void logEnd();
     void clearRunning(unsigned generation);
     unsigned countStart();
     void countEnd();
