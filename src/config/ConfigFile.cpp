@@ -89,9 +89,10 @@ bool writeInPlace(const std::string& path, const std::string& content) {
            ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && fsync(file.get()) == 0;
 }
 
-// A file that is not there is as good as an empty one; any other reason is worth a line.
+// A path that leads to no file is as good as an empty one; what the machine could not read is worth
+// a line.
 std::nullopt_t unreadable(const std::string& path) {
-    if (errno != ENOENT) {
+    if (errno == EIO || errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
         Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(), std::strerror(errno));
     }
     return std::nullopt;
