@@ -93,7 +93,8 @@ bool writeInPlace(const std::string& path, const std::string& content) {
 // a line.
 std::nullopt_t unreadable(const std::string& path) {
     if (errno == EIO || errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
-        Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(), std::strerror(errno));
+        Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(),
+                   std::strerror(errno));
     }
     return std::nullopt;
 }

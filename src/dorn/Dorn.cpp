@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "core/Attempt.h"
 #include "core/Exception.h"
@@ -30,7 +31,8 @@ constexpr std::chrono::milliseconds NOTICE_PAUSE(1000);
 constexpr std::chrono::milliseconds STOP_GRACE(1500);
 // A host that lets this many bytes of answers wait is not read from until there are fewer.
 constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
-constexpr int RELEASES_PER_SECOND = 2;  // logged, of packets that could not be read
+constexpr useconds_t POLL_PAUSE = 10'000;  // microseconds before a wait that failed is repeated
+constexpr int RELEASES_PER_SECOND = 2;     // logged, of packets that could not be read
 
 }  // namespace
 
@@ -149,7 +151,7 @@ bool Dorn::wait(bool reads, bool writes, const StopEvent* stop, Clock::time_poin
         const int limit = static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
         timeout = writes ? std::min(timeout, limit) : limit;
     }
-    Poll::wait(entries, std::size(entries), timeout);
+    if (Poll::wait(entries, std::size(entries), timeout) < 0) usleep(POLL_PAUSE);
     return reads && (entries[0].revents & ~POLLOUT) != 0;
 }
 
