@@ -18,8 +18,6 @@ namespace {
 
 constexpr timeval RETRY_PERIOD{1, 0};  // between two attempts at what failed
 constexpr int RETRY_MILLISECONDS = 1000;
-// Hosts try again and again while there is no room for them; that goes into the log this often.
-constexpr int PROBLEMS_PER_SECOND = 1;
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
@@ -27,10 +25,7 @@ constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
 }  // namespace
 
 DornDeamon::DornDeamon(TeskController& controller, Aams& engine)
-    : Thread("DornDeamon"),
-      controller_(controller),
-      engine_(engine),
-      problems_(PROBLEMS_PER_SECOND) {}
+    : Thread("DornDeamon"), controller_(controller), engine_(engine) {}
 
 DornDeamon::~DornDeamon() noexcept(false) {
     stop();

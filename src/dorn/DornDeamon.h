@@ -62,7 +62,7 @@ class DornDeamon : public Thread {
     StopEvent stopEvent_;
     ConnectionCount connections_;
     SpareDescriptor spare_;
-    NoticeLimiter problems_;
+    NoticeLimiter problems_;  // with accepting hosts; those try again and again
 };
 
 }  // namespace teskd

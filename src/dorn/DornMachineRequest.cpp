@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "config/ZqConfig.h"
-#include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "net/OutputStream.h"
@@ -134,9 +133,13 @@ void DornMachineRequest::lay_down(Kind kind, std::string body) {
 // Without memory for the frame, write() makes it of what the packet holds.
 void DornMachineRequest::lay_down_empty(Kind kind) {
     const SynchronizedLock lock(answerLock_);
-    if (attempt("An answer is late", [this, kind] { lay_down(kind, {}); })) return;
-    set_kind(kind);
-    set_frame_body({});
+    try {
+        lay_down(kind, {});
+    } catch (const std::exception& e) {
+        Log::write(Log::WARNING, "An answer is late: %s", e.what());
+        set_kind(kind);
+        set_frame_body({});
+    }
 }
 
 // Under the lock to the end: the frames reach the host in the order of their numbers.
