@@ -62,7 +62,7 @@ class DornDeamon : public Thread {
     StopEvent stopEvent_;
     ConnectionCount connections_;
     SpareDescriptor spare_;
-    NoticeLimiter problems_;  // with accepting hosts; those try again and again
+    NoticeLimiter problems_;  // of hosts that cannot be served, who try again and again
 };
 
 }  // namespace teskd

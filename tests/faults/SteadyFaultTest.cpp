@@ -85,6 +85,8 @@ void SteadyFault::expectNamed(const Round& round) {
 }
 
 bool SteadyFault::failOnce(std::uint64_t number) {
+    // The same failure is logged four times a second at most.
+    std::this_thread::sleep_for(std::chrono::milliseconds(260));
     const Round round = faultyRound(number);
     const bool failed = gateway_.faults().hasFailed();
     EXPECT_TRUE(round.isSettled()) << round.describe() << "\n" << gateway_.faults().place();

@@ -122,7 +122,7 @@ TEST(Isolation, HostsAndMachinesThatHangCostNobodyElseTwoSeconds) {
         over = true;
     }
     const auto slow =
-        std::count_if(times.begin(), times.end(), [](auto time) { return time > 500ms; });
+        std::count_if(times.begin(), times.end(), [](auto time) { return time > 1s; });
     std::cout << times.size() << " answers beside hanging hosts and machines, p99 "
               << percentile99(times).count() << " us, longest "
               << std::max_element(times.begin(), times.end())->count() << " us\n";
