@@ -147,7 +147,7 @@ void Aams::handle_request(AamsPacket& request) {
 }
 
 void Aams::report_invalid_code(std::int32_t code_id) {
-    if (!notices_.allows()) return;
+    if (!codeNotices_.allows()) return;
     std::cerr << text::format("Invalid request code id: %d\n", code_id) << std::flush;
 }
 
@@ -178,16 +178,19 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
     request.clear_body();
     ExternalParameters changed;
     bool readable = true;
+    bool same = false;
     {
         const SynchronizedLock lock(parametersLock_);
+        const ExternalParameters before = parameters_;
         try {
             parameters_.parse(body);
         } catch (const Exception&) {
             readable = false;  // nobody is told
         }
         changed = parameters_;
+        same = changed == before;
     }
-    if (!readable && !notices_.allows()) return;
+    if (!readable && same && !parameterNotices_.allows()) return;
     Log::write(
         Log::INFO,
         "AAMS External parameters changed: tmp_app_collegati = %d, invio_app_collegati = %d, "
@@ -200,10 +203,10 @@ void Aams::handle_set_date_time(AamsPacket& request) {
     const std::string date = request.get_body();
     request.clear_body();
     try {
-        ZqConfig::set_current_date_time(date, &notices_);
+        ZqConfig::set_current_date_time(date, &dateNotices_);
     } catch (const Exception& e) {
         request.set_body(aamsreply::date_not_set());
-        if (!notices_.allows()) return;
+        if (!dateNotices_.allows()) return;
         Log::write(Log::WARNING, "Unable to set date and time: %s", e.getMessage().c_str());
     }
 }

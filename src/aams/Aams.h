@@ -99,6 +99,8 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void interrupt() override { wakeConsumer(); }
 
   private:
+    static constexpr int DATE_NOTICES_PER_SECOND = 8;  // two for each date
+
     void load_external_parameters();
     ExternalParameters parameters() const;
     template <class Step>
@@ -136,7 +138,10 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     AamsNtpTimerTask ntpTask_;
     AamsNotifyBack notifyBack_;
     std::atomic<char> state_{'1'};
-    NoticeLimiter notices_;  // what is wrong with requests and answers
+    // What is wrong with requests and answers, one kind each, so that none hides another.
+    NoticeLimiter codeNotices_;
+    NoticeLimiter parameterNotices_;
+    NoticeLimiter dateNotices_{DATE_NOTICES_PER_SECOND};
     ExternalParameters parameters_ TESKD_GUARDED_BY(parametersLock_);
     mutable Synchronized parametersLock_;
 };

@@ -12,26 +12,21 @@ void AamsCache::add_reading(const std::string& code, const std::string& context,
                             const std::string& stamp, const std::string& message,
                             const std::list<std::string>& errors) {
     const SynchronizedLock lock(lock_);
+    // Whole before anything changes: where memory ends, the history stays as it was.
+    std::list<Reading> reading{{context, stamp, message.substr(0, LONGEST_MESSAGE), errors}};
     Record& record = records_[code];
-    record.code = code;
-    record.contexts.push_front(context);
-    record.stamps.push_front(stamp);
-    record.messages.push_front(message.substr(0, LONGEST_MESSAGE));
-    record.errors.push_front(errors);
-    record.bytes += record.messages.front().size();
+    record.bytes += reading.front().message.size();
     record.latest = ++readings_;
-    while (record.messages.size() > capacity_ || record.bytes > LARGEST_HISTORY) {
+    record.readings.splice(record.readings.begin(), reading);
+    while (record.readings.size() > capacity_ || record.bytes > LARGEST_HISTORY) {
         drop_oldest(record);
     }
     if (records_.size() > MOST_CODES) drop_most_silent();
 }
 
 void AamsCache::drop_oldest(Record& record) {
-    record.bytes -= record.messages.back().size();
-    record.contexts.pop_back();
-    record.stamps.pop_back();
-    record.messages.pop_back();
-    record.errors.pop_back();
+    record.bytes -= record.readings.back().message.size();
+    record.readings.pop_back();
 }
 
 void AamsCache::drop_most_silent() {
@@ -48,7 +43,7 @@ bool AamsCache::contains(const std::string& code) const {
 std::int32_t AamsCache::reading_count(const std::string& code) const {
     const SynchronizedLock lock(lock_);
     const auto found = records_.find(code);
-    return found == records_.end() ? 0 : static_cast<std::int32_t>(found->second.contexts.size());
+    return found == records_.end() ? 0 : static_cast<std::int32_t>(found->second.readings.size());
 }
 
 std::list<std::string> AamsCache::codes() const {
@@ -64,13 +59,9 @@ std::vector<AamsCache::Reading> AamsCache::newest(const std::string& code,
     std::vector<Reading> readings;
     const auto found = records_.find(code);
     if (found == records_.end()) return readings;
-    const Record& record = found->second;
-    auto context = record.contexts.begin();
-    auto stamp = record.stamps.begin();
-    auto message = record.messages.begin();
-    for (const auto& errors : record.errors) {
+    for (const Reading& reading : found->second.readings) {
         if (readings.size() == limit) break;
-        readings.push_back({*context++, *stamp++, *message++, errors});
+        readings.push_back(reading);
     }
     return readings;
 }
@@ -81,34 +72,34 @@ const AamsCache::Record& AamsCache::find(const std::string& code) const {
     return found->second;
 }
 
-template <class T>
-T AamsCache::at(const std::list<T>& list, const std::string& code, std::uint32_t index) {
-    const auto length = static_cast<std::uint32_t>(list.size());
+AamsCache::Reading AamsCache::at(const std::string& code, std::uint32_t index) const {
+    const std::list<Reading>& readings = find(code).readings;
+    const auto length = static_cast<std::uint32_t>(readings.size());
     if (length < index) {
         throw OutOfBoundException(text::format("Condition not met for %s:  0 <= %d < %u",
                                                code.c_str(), static_cast<int>(index), length));
     }
-    return index == length ? T() : *std::next(list.begin(), index);
+    return index == length ? Reading() : *std::next(readings.begin(), index);
 }
 
 std::list<std::string> AamsCache::errors_at(const std::string& code, std::uint32_t index) const {
     const SynchronizedLock lock(lock_);
-    return at(find(code).errors, code, index);
+    return at(code, index).errors;
 }
 
 std::string AamsCache::context_at(const std::string& code, std::uint32_t index) const {
     const SynchronizedLock lock(lock_);
-    return at(find(code).contexts, code, index);
+    return at(code, index).context;
 }
 
 std::string AamsCache::stamp_at(const std::string& code, std::uint32_t index) const {
     const SynchronizedLock lock(lock_);
-    return at(find(code).stamps, code, index);
+    return at(code, index).stamp;
 }
 
 std::string AamsCache::message_at(const std::string& code, std::uint32_t index) const {
     const SynchronizedLock lock(lock_);
-    return at(find(code).messages, code, index);
+    return at(code, index).message;
 }
 
 }  // namespace teskd

@@ -55,23 +55,17 @@ class AamsCache {
     std::string message_at(const std::string& code, std::uint32_t index) const;
 
   private:
-    // Index-aligned lists of the same length, the newest reading in front.
     struct Record {
-        std::string code;
-        std::list<std::list<std::string>> errors;
-        std::list<std::string> contexts;
-        std::list<std::string> stamps;
-        std::list<std::string> messages;
-        std::size_t bytes = 0;     // of the messages
-        std::uint64_t latest = 0;  // number of the newest reading, counted over all machines
+        std::list<Reading> readings;  // the newest in front
+        std::size_t bytes = 0;        // of their messages
+        std::uint64_t latest = 0;     // number of the newest, counted over all machines
     };
 
-    void drop_oldest(Record& record) TESKD_REQUIRES(lock_);
+    static void drop_oldest(Record& record);
     void drop_most_silent() TESKD_REQUIRES(lock_);
 
     const Record& find(const std::string& code) const TESKD_REQUIRES(lock_);
-    template <class T>
-    static T at(const std::list<T>& list, const std::string& code, std::uint32_t index);
+    Reading at(const std::string& code, std::uint32_t index) const TESKD_REQUIRES(lock_);
 
     std::map<std::string, Record> records_ TESKD_GUARDED_BY(lock_);
     const std::uint32_t capacity_ = 50;                   // readings kept per machine

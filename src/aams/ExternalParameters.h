@@ -9,6 +9,8 @@ namespace teskd {
 
 // Plain values; whoever shares them locks. "minutes!flag!flag!minutes" as text.
 struct ExternalParameters {
+    bool operator==(const ExternalParameters&) const = default;
+
     std::int32_t tmp_app_collegati = 1;   // minutes between two polling passes
     bool invio_app_collegati = true;      // report a pass that somebody answered
     bool invio_no_app_collegati = true;   // report a pass that nobody answered

@@ -88,7 +88,11 @@ SystemLog::Heading SystemLog::heading(int priority) const {
 // Connecting to a stream waits for its listener.
 bool SystemLog::connect() {
     if (connectAs(SOCK_DGRAM)) return true;
-    return errno == EPROTOTYPE && !rests() && connectAs(SOCK_STREAM);
+    if (errno != EPROTOTYPE || !mayWait()) return false;
+    const Clock::time_point start = Clock::now();
+    const bool connected = connectAs(SOCK_STREAM);
+    countWait(start, !connected && isFull(errno));
+    return connected;
 }
 
 bool SystemLog::connectAs(int type) {
@@ -105,17 +109,32 @@ bool SystemLog::connectAs(int type) {
     if (connected) return true;
     const int error = errno;
     socket_.reset();
-    if (isFull(error)) waitsFrom_ = Clock::now() + RESPITE;
     errno = error;
     return false;
 }
 
 bool SystemLog::send(const Heading& heading, const char* text) {
     if (sendOnce(heading, text, MSG_DONTWAIT)) return true;
-    if (!isFull(errno) || rests()) return false;
-    if (sendOnce(heading, text, 0)) return true;
-    if (isFull(errno)) waitsFrom_ = Clock::now() + RESPITE;
-    return false;
+    if (!isFull(errno) || !mayWait()) return false;
+    const Clock::time_point start = Clock::now();
+    const bool sent = sendOnce(heading, text, 0);
+    const int error = errno;
+    countWait(start, !sent && isFull(error));
+    errno = error;
+    return sent;
+}
+
+bool SystemLog::mayWait() {
+    const Clock::time_point now = Clock::now();
+    if (now - period_ >= PERIOD) {
+        period_ = now;
+        waited_ = {};
+    }
+    return waited_ < MOST_WAITING;
+}
+
+void SystemLog::countWait(Clock::time_point since, bool inVain) {
+    waited_ = inVain ? MOST_WAITING : waited_ + (Clock::now() - since);
 }
 
 bool SystemLog::sendOnce(const Heading& heading, const char* text, int flags) {

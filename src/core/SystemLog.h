@@ -11,9 +11,9 @@
 
 namespace teskd {
 
-// Sends lines to the system log as syslog(3) does, but never waits long for a log that takes none:
-// what it cannot hand over is counted, and one line tells of it as soon as the log takes lines
-// again. A record is
+// Sends lines to the system log as syslog(3) does, but never waits long for a log that takes none,
+// nor often for one that is slow: what it cannot hand over is counted, and one line tells of it as
+// soon as the log takes lines again. A record is
 //
 //     <priority>Mmm dd hh:mm:ss identity[pid]: text
 //
@@ -25,9 +25,11 @@ class SystemLog {
   public:
     // Most bytes of a line's text that are sent; common system logs keep no more.
     static constexpr std::size_t LONGEST_TEXT = 8192;
-    // Longest wait for a log that is full, and how long after it lines are only offered.
+    // Longest wait with one line; after one in vain the rest of the period goes by without any.
     static constexpr std::chrono::milliseconds PATIENCE{500};
-    static constexpr std::chrono::seconds RESPITE{10};
+    // Longest waiting altogether in each period; then lines are only offered.
+    static constexpr std::chrono::milliseconds MOST_WAITING{2000};
+    static constexpr std::chrono::seconds PERIOD{10};
 
     // For the socket at the path, which is kept by reference. The identity is the program's name.
     explicit SystemLog(const char* path);
@@ -61,7 +63,8 @@ class SystemLog {
     bool send(const Heading& heading, const char* text) TESKD_REQUIRES(lock_);
     // False with errno set, EPIPE for half a record on a stream.
     bool sendOnce(const Heading& heading, const char* text, int flags) TESKD_REQUIRES(lock_);
-    bool rests() const TESKD_REQUIRES(lock_) { return Clock::now() < waitsFrom_; }
+    bool mayWait() TESKD_REQUIRES(lock_);
+    void countWait(Clock::time_point since, bool inVain) TESKD_REQUIRES(lock_);
     void copyToStandardError(int priority, const char* text) TESKD_REQUIRES(lock_);
 
     const char* const path_;
@@ -70,8 +73,9 @@ class SystemLog {
     bool copies_ TESKD_GUARDED_BY(lock_) = false;
     bool stream_ TESKD_GUARDED_BY(lock_) = false;
     Descriptor socket_ TESKD_GUARDED_BY(lock_);
-    unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;  // lines since the last one handed over
-    Clock::time_point waitsFrom_ TESKD_GUARDED_BY(lock_);
+    unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;    // lines since the last one handed over
+    Clock::time_point period_ TESKD_GUARDED_BY(lock_);  // when the present one began
+    Clock::duration waited_ TESKD_GUARDED_BY(lock_){};  // in it
 };
 
 }  // namespace teskd

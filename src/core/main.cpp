@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <malloc.h>
 #include <unistd.h>
 
 #include "aams/Aams.h"
@@ -24,6 +25,9 @@ namespace {
 using namespace teskd;
 
 constexpr int FAILURE = -1;  // seen from outside as 255
+// Bytes of a block that goes back to the system when it is freed: what a large frame or message
+// took must not stay with the process.
+constexpr int LARGE_BLOCK = 128 * 1024;
 
 // Whether log lines are wanted on standard error as well.
 bool wantsDebug(int argc, char* argv[]) {
@@ -105,6 +109,7 @@ int main(int argc, char* argv[]) {
         if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
         Log::open(argv[0], debug);
         raiseDescriptorLimit();
+        mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK);
         if (startWorkers()) awaitTermination();
         stopWorkers();
     } catch (const Exception& e) {

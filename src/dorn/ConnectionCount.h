@@ -13,7 +13,7 @@ namespace teskd {
 // Threads: any. Locks: its own, innermost.
 class ConnectionCount {
   public:
-    // Enough for every host of a network that goes down at once.
+    // Enough for sixty hosts that go at once.
     static constexpr int LINES_PER_SECOND = 128;
 
     // One served connection, for as long as it lives.

@@ -77,6 +77,9 @@ void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     Packet::get(this);  // until the message is completed
     try {
         TeskController::send(machine, message.pointer());
+    } catch (const Exception& e) {
+        Log::write(Log::WARNING, "A request has failed: %s", e.text());
+        packetError(message.pointer(), e);
     } catch (const std::exception& e) {
         Log::write(Log::WARNING, "A request has failed: %s", e.what());
         packetError(message.pointer(), Exception(e.what()));

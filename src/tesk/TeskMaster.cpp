@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
 #include "core/Log.h"
 #include "packet/PacketHandle.h"
 #include "telnet/Telnet.h"
@@ -93,8 +94,11 @@ void TeskMaster::run() {
 
 // A link that is ended on purpose is no failure.
 void TeskMaster::report(const char* problem) {
-    if (!isRunning() || !notices_.allows()) return;
-    Log::write(Log::WARNING, "The link to '%s' has failed: %s", get_identity().c_str(), problem);
+    if (!isRunning() || !failures_.allows()) return;
+    attempt("A failed link was not reported", [this, problem] {
+        Log::write(Log::WARNING, "The link to '%s' has failed: %s", get_identity().c_str(),
+                   problem);
+    });
 }
 
 void TeskMaster::serve(Telnet& telnet) {

@@ -94,8 +94,9 @@ class TeskMaster : public Thread, public PacketContainer {
     // The master thread's own.
     TeskPacket acknowledgement_;
     LateAnswers late_;  // of this run
-    NoticeLimiter notices_{
-        NOTICES_PER_SECOND};  // what the machine and its serial-port server make the link log
+    // What the machine and its serial-port server make the link log, and the ends of links.
+    NoticeLimiter notices_{NOTICES_PER_SECOND};
+    NoticeLimiter failures_;
 };
 
 }  // namespace teskd

@@ -267,6 +267,15 @@ TEST(Aams506, ABadFieldEndsTheChangeUnseen) {
     }
 }
 
+TEST(Aams506, AChangeIsLoggedBehindAnyNumberOfBadOnes) {
+    const LogRecorder log;
+    Engine engine;
+    engine.start();
+    for (int n = 0; n < 20; ++n) engine.askText("506-000C-nons");
+    engine.askText("506-000D-77!x");
+    EXPECT_EQ(1U, log.count({182, changed("77", 1, 1, "2")}));
+}
+
 TEST(Aams506, NeverWritesTheConfiguration) {
     Engine engine;
     engine.start();

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 
 #include "core/SystemLog.h"
@@ -146,6 +148,23 @@ TEST_F(SystemLogTest, ASlowLogLosesNothing) {
     for (int i = 0; i < 5000; ++i) log_.write(kWarning, "line");
     EXPECT_TRUE(socket.waitForCount("line", 5000));
     EXPECT_EQ(0U, socket.count("lost"));
+}
+
+// Each line would wait for most of half a second, without an end.
+TEST_F(SystemLogTest, ALogThatTakesALineNowAndThenIsWaitedForTwoSecondsAtMost) {
+    const UniqueFd socket = unreadSocket(path_, SOCK_DGRAM);
+    log_.open("gateway", false);
+    std::atomic<bool> over{false};
+    std::jthread reader([&] {
+        while (!over) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            receive(socket);
+        }
+    });
+    const auto start = Clock::now();
+    for (int i = 0; i < 200; ++i) log_.write(kWarning, "line");
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
+    over = true;
 }
 
 TEST_F(SystemLogTest, AFullStreamDoesNotHoldTheDaemonUp) {
