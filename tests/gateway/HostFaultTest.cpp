@@ -238,7 +238,7 @@ TEST_F(HostWithMachine, OneThatStopsReadingDoesNotHoldTheMachineForOthers) {
     HostClient lazy = gateway_.host();
     const std::string body = named("", "ZA000000001", std::string(4, '\0') + "120~0008");
     std::uint32_t sent = 0;
-    for (; sent < 150; ++sent) lazy.request(6, body, 0, sent);
+    for (; sent < 250; ++sent) lazy.request(6, body, 0, sent);
 
     const auto line =
         gateway_.log().waitFor("Exception was received: IOException: SocketException", 20s);
