@@ -113,7 +113,7 @@ std::uint64_t SteadyFault::count() {
 
 TEST_P(SteadyFault, LeavesADaemonThatServes) {
     constexpr int kUntouched = 3;  // rounds in a row, since they are not all alike
-    constexpr auto kLongest = 4s;  // of a sample
+    constexpr auto kLongest = 2s;  // of a sample
     Sample sample(Sample::isFull() ? 0 : count(), 100);
     const Deadline deadline(kLongest);
     int untouched = 0;
