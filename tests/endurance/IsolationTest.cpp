@@ -108,7 +108,7 @@ TEST(Isolation, HostsAndMachinesThatHangCostNobodyElseTwoSeconds) {
     std::atomic<bool> over{false};
     Times times;
     {
-        std::jthread asker([&] { times = ask(port, 1, [&](std::size_t) { return !over; }); });
+        std::jthread asker([&] { times = ask(port, 2, [&](std::size_t) { return !over; }); });
         gateway.machine(kSilent).setFaults({.dribble = 100ms});
         gateway.machine(kGone).setFaults({.deaf = true});
         std::vector<HostClient> hanging;
