@@ -98,7 +98,10 @@ class PollingPasses : public testing::Test {
         ASSERT_TRUE(eventually(begun));
         ASSERT_NO_FATAL_FAILURE(awaitAnswers());
     }
-    ~PollingPasses() noexcept override { end(); }
+    ~PollingPasses() noexcept override {
+        end();
+        aams_.join();
+    }
 
     void end() {
         aams_.stop();
