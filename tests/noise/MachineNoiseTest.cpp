@@ -29,13 +29,17 @@ class LineNoise : public testing::Test {
   protected:
     void TearDown() override { EXPECT_CLEAN_STOP(gateway_->daemon()); }
 
+    // The gateway waits a second for the agreement, so it is given while the gateway still starts.
     Connection startAndAccept() {
         gateway_ =
             std::make_unique<Gateway>(0, Config().polling(0, 30).serialPorts({listener_.port()}));
+        auto agreed = std::async(std::launch::async, [this] {
+            Connection server = listener_.accept();
+            server.sendAll(kAgreement);
+            return server;
+        });
         gateway_->start();
-        Connection server = listener_.accept();
-        server.sendAll(kAgreement);
-        return server;
+        return agreed.get();
     }
     // Sends this instead of the answer to the first poll.
     void expectBounded(const std::string& nonsense) {
