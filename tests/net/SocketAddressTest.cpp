@@ -10,9 +10,12 @@
 namespace teskd::test {
 namespace {
 
-// Family, port and host as the system would take them.
+// Port and host, behind the family in two bytes, the higher one first; the system takes it in the
+// machine's own order.
 std::string inetBytes(const SocketAddress& address) {
-    return {reinterpret_cast<const char*>(address.get()), 8};
+    const auto family = static_cast<char>(address.get()->sa_family);
+    return std::string{'\0', family} +
+           std::string(reinterpret_cast<const char*>(address.get()) + 2, 6);
 }
 
 sockaddr_storage inet(const char* host, std::uint16_t port) {
@@ -28,15 +31,15 @@ sockaddr_storage inet(const char* host, std::uint16_t port) {
 struct Sample {
     const char* text;
     const char* host;
-    const char* bytes;  // family in the machine's order, port and host in the network's
+    const char* bytes;  // family, port, host
 };
 
 TEST(SocketAddress, ReadsHostAndPort) {
     const Sample samples[] = {
-        {"1.2.3.4:23", "1.2.3.4", "02 00  00 17  01 02 03 04"},
-        {"10.0.0.1:0", "10.0.0.1", "02 00  00 00  0A 00 00 01"},
-        {"127.0.0.1:65535", "127.0.0.1", "02 00  FF FF  7F 00 00 01"},
-        {"127.0.0.1:258", "127.0.0.1", "02 00  01 02  7F 00 00 01"},
+        {"1.2.3.4:23", "1.2.3.4", "00 02  00 17  01 02 03 04"},
+        {"10.0.0.1:0", "10.0.0.1", "00 02  00 00  0A 00 00 01"},
+        {"127.0.0.1:65535", "127.0.0.1", "00 02  FF FF  7F 00 00 01"},
+        {"127.0.0.1:258", "127.0.0.1", "00 02  01 02  7F 00 00 01"},
     };
     for (const Sample& sample : samples) {
         const SocketAddress address(sample.text);
@@ -47,12 +50,12 @@ TEST(SocketAddress, ReadsHostAndPort) {
 
 TEST(SocketAddress, ThePortIsReadAsFarAsItIsANumberAndNotChecked) {
     const Sample samples[] = {
-        {"1.2.3.4:", "1.2.3.4", "02 00  00 00  01 02 03 04"},
-        {"1.2.3.4:telnet", "1.2.3.4", "02 00  00 00  01 02 03 04"},
-        {"1.2.3.4:23x", "1.2.3.4", "02 00  00 17  01 02 03 04"},
-        {"1.2.3.4: 23", "1.2.3.4", "02 00  00 17  01 02 03 04"},
-        {"1.2.3.4:65559", "1.2.3.4", "02 00  00 17  01 02 03 04"},
-        {"1.2.3.4:-1", "1.2.3.4", "02 00  FF FF  01 02 03 04"},
+        {"1.2.3.4:", "1.2.3.4", "00 02  00 00  01 02 03 04"},
+        {"1.2.3.4:telnet", "1.2.3.4", "00 02  00 00  01 02 03 04"},
+        {"1.2.3.4:23x", "1.2.3.4", "00 02  00 17  01 02 03 04"},
+        {"1.2.3.4: 23", "1.2.3.4", "00 02  00 17  01 02 03 04"},
+        {"1.2.3.4:65559", "1.2.3.4", "00 02  00 17  01 02 03 04"},
+        {"1.2.3.4:-1", "1.2.3.4", "00 02  FF FF  01 02 03 04"},
     };
     for (const Sample& sample : samples) {
         EXPECT_BYTES(bytes(sample.bytes), inetBytes(SocketAddress(sample.text))) << sample.text;
@@ -61,20 +64,20 @@ TEST(SocketAddress, ThePortIsReadAsFarAsItIsANumberAndNotChecked) {
 
 TEST(SocketAddress, AnUnreadableHostIsAllZero) {
     for (const char* text : {"300.1.1.1:23", "localhost:23", "1.2.3:23", " 1.2.3.4:23", ":23"}) {
-        EXPECT_BYTES(bytes("02 00 00 17 00 00 00 00"), inetBytes(SocketAddress(text))) << text;
+        EXPECT_BYTES(bytes("00 02 00 17 00 00 00 00"), inetBytes(SocketAddress(text))) << text;
     }
 }
 
 TEST(SocketAddress, TheLastColonSeparates) {
     const SocketAddress address("a:b:23");
     EXPECT_EQ("a:b", address.getHost());
-    EXPECT_BYTES(bytes("02 00 00 17 00 00 00 00"), inetBytes(address));
+    EXPECT_BYTES(bytes("00 02 00 17 00 00 00 00"), inetBytes(address));
 }
 
 TEST(SocketAddress, AHostWithASlashIsOfTheOtherFamily) {
     EXPECT_EQ(AF_INET6, SocketAddress("/:23").get()->sa_family);
     EXPECT_EQ(AF_INET6, SocketAddress("1.2.3.4/8:23").get()->sa_family);
-    EXPECT_BYTES(bytes("0A 00 00 17"), inetBytes(SocketAddress("::1/:23")).substr(0, 4));
+    EXPECT_BYTES(bytes("00 0A 00 17"), inetBytes(SocketAddress("::1/:23")).substr(0, 4));
 }
 
 TEST(SocketAddress, WithoutAColonThereIsNoHost) {
@@ -89,7 +92,7 @@ TEST(SocketAddress, AnyHostKeepsThePort) {
     EXPECT_EQ("*", address.getHost());
     address.useAnyHost();
     EXPECT_EQ("0.0.0.0", address.getHost());
-    EXPECT_BYTES(bytes("02 00 13 89 00 00 00 00"), inetBytes(address));
+    EXPECT_BYTES(bytes("00 02 13 89 00 00 00 00"), inetBytes(address));
 }
 
 TEST(SocketAddress, TheTextEndsInTheLowEightBitsOfThePort) {
