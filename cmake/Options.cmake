@@ -21,6 +21,15 @@ if(TESKD_SANITIZE)
     target_link_options(teskd_options INTERFACE -fsanitize=${TESKD_SANITIZE})
 endif()
 
+# What ships is hardened: guarded stacks, checked buffers, no fixed addresses, a table of calls that
+# nobody can write to once the program runs. The sanitizers do all that themselves, in other ways.
+add_library(teskd_hardening INTERFACE)
+if(NOT TESKD_SANITIZE)
+    target_compile_options(teskd_hardening INTERFACE -fPIE -fstack-protector-strong
+        $<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+    target_link_options(teskd_hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
 find_program(TESKD_CCACHE ccache)
 if(TESKD_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${TESKD_CCACHE})

@@ -3,12 +3,14 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <latch>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -48,11 +50,17 @@ class SharingWorker : public Thread {
     void run() override {}
 };
 
-// The size of the process, in KiB.
+// The size of the process in KiB, summed from the map of its memory: of an emulated one, other
+// files tell the emulator's.
 std::size_t addressSpace() {
-    std::size_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) / 1024;
+    std::ifstream map("/proc/self/maps");
+    std::uint64_t size = 0;
+    std::uint64_t from = 0;
+    std::uint64_t to = 0;
+    char dash = 0;
+    std::string rest;
+    while (map >> std::hex >> from >> dash >> to && std::getline(map, rest)) size += to - from;
+    return static_cast<std::size_t>(size / 1024);
 }
 
 const Body nothing = [](Thread&) {};

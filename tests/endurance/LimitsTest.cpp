@@ -20,7 +20,7 @@ constexpr auto kPromptly = 2s;       // in which a host is turned away
 constexpr double kUndelayed = 1000;  // ms, for an answer meanwhile
 constexpr std::size_t kMostComplaints =
     8;  // lines in the log: four in the first minute and the next
-constexpr std::size_t kWithHost = kIdleThreads + 1;
+const std::size_t kWithHost = idleThreads() + 1;
 
 rlimit descriptorLimit(pid_t pid) {
     rlimit limit{};

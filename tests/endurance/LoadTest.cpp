@@ -34,7 +34,7 @@ class Load : public testing::Test {
         first.close();
         ASSERT_TRUE(gateway_.log().waitFor("Thread 'Dorn' Terminated"));
         // The engine's first pass may still have a thread in the making.
-        ASSERT_TRUE(eventually([&] { return daemon().threadCount() == kIdleThreads + 4; }))
+        ASSERT_TRUE(eventually([&] { return daemon().threadCount() == idleThreads() + 4; }))
             << daemon().threadCount();
     }
 

@@ -74,7 +74,7 @@ TEST(Month, DescriptorsThreadsAndMemoryAreFlat) {
     Gateway gateway(kMachines);
     gateway.startKnown();
     DaemonProcess& daemon = gateway.daemon();
-    const auto settled = [&] { return daemon.threadCount() == kIdleThreads + kMachines; };
+    const auto settled = [&] { return daemon.threadCount() == idleThreads() + kMachines; };
     std::size_t descriptors = 0;
     std::size_t memory = 0;
     connectManyAtOnce(gateway);

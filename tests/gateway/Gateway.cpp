@@ -1,5 +1,6 @@
 #include "gateway/Gateway.h"
 
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@ namespace {
 using Machines = std::vector<std::unique_ptr<tesksim::Machine>>;
 
 constexpr std::size_t kDateSize = 8;
+constexpr std::size_t kDaemonThreads = 5;
 constexpr char kNoPorts[] = ",";  // a list without items; an empty value would be no value
 
 Machines makeMachines(std::size_t count) {
@@ -40,6 +42,11 @@ Config complete(Config config, const Machines& machines, std::uint16_t serverPor
     return config;
 }
 
+std::string environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
 std::string dateAt(std::time_t time) {
     std::tm local{};
     localtime_r(&time, &local);
@@ -50,8 +57,24 @@ std::string dateAt(std::time_t time) {
 
 }  // namespace
 
+std::string daemonProgram() {
+    const std::string named = environment("TESKD_DAEMON");
+    return named.empty() ? TESKD_BINARY : named;
+}
+
+std::size_t idleThreads() {
+#if defined(__SANITIZE_THREAD__)
+    return kDaemonThreads + 1;
+#else
+    return environment("TESKD_EMULATOR").empty() ? kDaemonThreads : kDaemonThreads + 1;
+#endif
+}
+
 DaemonProcess::Options daemonOptions(DaemonProcess::Options options) {
-    if (options.program.empty()) options.program = TESKD_BINARY;
+    if (!options.program.empty()) return options;
+    options.program = daemonProgram();
+    std::istringstream words(environment("TESKD_EMULATOR"));
+    for (std::string word; words >> word;) options.emulator.push_back(word);
     return options;
 }
 

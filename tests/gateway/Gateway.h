@@ -51,7 +51,10 @@ class Gateway {
     DaemonProcess daemon_;
 };
 
-// A daemon's options with the program filled in unless they name one.
+// The daemon that the tests are about: this build's, or the one that TESKD_DAEMON names.
+std::string daemonProgram();
+// A daemon's options with the program filled in unless they name one. TESKD_EMULATOR, a path and
+// arguments with a blank between two, runs it when it is built for another processor.
 DaemonProcess::Options daemonOptions(DaemonProcess::Options options = {});
 // The configuration of a daemon without serial ports.
 Config withoutMachines();
@@ -69,12 +72,8 @@ std::string behindDate(const Frame& frame);
 std::string named(std::string_view before, std::string_view name, std::string_view after = {});
 
 // Threads of a daemon that serves nobody: main, three workers, the engine's timer. One sanitizer
-// has a thread of its own.
-#if defined(__SANITIZE_THREAD__)
-inline constexpr std::size_t kIdleThreads = 6;
-#else
-inline constexpr std::size_t kIdleThreads = 5;
-#endif
+// has a thread of its own, and so has an emulator.
+std::size_t idleThreads();
 
 // Processor time that a process has used so far, in seconds.
 double processorSeconds(pid_t pid);

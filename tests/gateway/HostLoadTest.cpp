@@ -51,7 +51,7 @@ TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
         }
     };
     round(20);
-    const auto settled = [&] { return daemon.threadCount() <= kIdleThreads; };
+    const auto settled = [&] { return daemon.threadCount() <= idleThreads(); };
     ASSERT_TRUE(eventually(settled)) << daemon.threadCount();
     const std::size_t descriptors = daemon.openDescriptors();
     const std::size_t memory = daemon.residentKilobytes();

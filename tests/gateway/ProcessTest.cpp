@@ -28,7 +28,7 @@ TEST(Process, AnyOtherArgumentPrintsTheUsageAndFails) {
         DaemonProcess daemon(runOnce({argument}), withoutMachines());
         daemon.start();
         EXPECT_EQ(kFailure, exitCode(daemon)) << argument;
-        EXPECT_EQ("usage: " TESKD_BINARY " [--debug]", daemon.standardOutput());
+        EXPECT_EQ("usage: " + daemonProgram() + " [--debug]", daemon.standardOutput());
         EXPECT_EQ("", daemon.standardError());
         EXPECT_TRUE(daemon.log().lines().empty());
     }
@@ -38,7 +38,7 @@ TEST(Process, TheUsageIsPrintedByADisabledDaemonToo) {
     DaemonProcess daemon(runOnce({"-d", "--debug"}), Config().remove("INTERNAL", "TESKv2_ENABLE"));
     daemon.start();
     EXPECT_EQ(kFailure, exitCode(daemon));
-    EXPECT_EQ("usage: " TESKD_BINARY " [--debug]", daemon.standardOutput());
+    EXPECT_EQ("usage: " + daemonProgram() + " [--debug]", daemon.standardOutput());
 }
 
 TEST(Process, DebugCopiesTheLogToStandardErrorAndIgnoresFurtherArguments) {
@@ -47,7 +47,7 @@ TEST(Process, DebugCopiesTheLogToStandardErrorAndIgnoresFurtherArguments) {
     EXPECT_CLEAN_STOP(gateway.daemon());
     const std::string pid = std::to_string(gateway.daemon().pid());
     EXPECT_THAT(gateway.daemon().standardError(),
-                testing::HasSubstr(TESKD_BINARY "[" + pid +
+                testing::HasSubstr(daemonProgram() + "[" + pid +
                                    "]: Generating automatique request "
                                    "for slot machine: 'SlotMachine_1'\n"));
     EXPECT_EQ("", gateway.daemon().standardOutput());
@@ -67,7 +67,7 @@ TEST(Process, EveryLogLineNamesProgramProcessAndFacility) {
     const auto lines = gateway.log().lines();
     EXPECT_FALSE(lines.empty());
     for (const LogLine& line : lines) {
-        EXPECT_EQ(TESKD_BINARY, line.ident) << line.text;
+        EXPECT_EQ(daemonProgram(), line.ident) << line.text;
         EXPECT_EQ(gateway.daemon().pid(), line.pid) << line.text;
         EXPECT_EQ(176, line.priority & ~7) << line.text;
     }
@@ -90,7 +90,7 @@ TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
     fs::copy_file(SHOW_ARGUMENTS, daemon.root() / "usr/bin/notrunning");
     daemon.start();
     EXPECT_EQ(7, exitCode(daemon));
-    EXPECT_EQ("0: " TESKD_BINARY "\n", daemon.standardOutput());
+    EXPECT_EQ("0: " + daemonProgram() + "\n", daemon.standardOutput());
     EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
 }
 

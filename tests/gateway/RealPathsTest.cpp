@@ -48,7 +48,7 @@ TEST(RealPaths, ADisabledDaemonBecomesTheOtherProgram) {
     const auto status = daemon.waitForExit();
     ASSERT_TRUE(status.has_value());
     EXPECT_EQ(7, status->code);
-    EXPECT_EQ("0: " TESKD_BINARY "\n", daemon.standardOutput());
+    EXPECT_EQ("0: " + daemonProgram() + "\n", daemon.standardOutput());
 }
 
 TEST(RealPaths, ADisabledDaemonWithoutTheOtherProgramFails) {

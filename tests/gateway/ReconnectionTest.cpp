@@ -63,7 +63,7 @@ TEST(Reconnection, AThousandLostConnectionsLeaveNothingBehind) {
         return eventually([&] { return doorkeeper.turnedAway() >= count; }, 30s);
     };
     ASSERT_TRUE(turnedAway(kPorts)) << doorkeeper.turnedAway();
-    const auto settled = [&] { return daemon.threadCount() <= kIdleThreads; };
+    const auto settled = [&] { return daemon.threadCount() <= idleThreads(); };
     ASSERT_TRUE(eventually(settled, 20s)) << daemon.threadCount();
     const std::size_t descriptors = daemon.openDescriptors();
     const std::size_t memory = daemon.residentKilobytes();

@@ -32,6 +32,8 @@ class DaemonProcess {
     struct Options {
         std::filesystem::path program{};
         std::vector<std::string> arguments{};
+        // The command, up to the program, that runs a program built for another processor.
+        std::vector<std::string> emulator{};
         Files files = Files::TeskdRoot;
         std::filesystem::path notRunning{};  // stand-in for /usr/bin/notrunning
         std::map<std::string, std::string> environment{};

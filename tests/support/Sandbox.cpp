@@ -47,15 +47,29 @@ void addSystem(Words& command) {
     }
 }
 
+void addProgramFile(Words& command, const Sandbox& sandbox, const fs::path& program) {
+    add(command, {"--ro-bind", program, program, "--unsetenv", "TESKD_ROOT"});
+    if (sandbox.emulator.empty()) return;
+    const std::string& emulator = sandbox.emulator.front();
+    add(command, {"--ro-bind", emulator, emulator});
+}
+
 void addPrivateTree(Words& command, const Sandbox& sandbox, const fs::path& program) {
     addSystem(command);
     for (const char* name : {"etc", "config", "tmp"}) {
         add(command, {"--bind", sandbox.root / name, "/" + std::string(name)});
     }
-    add(command, {"--ro-bind", program, program, "--unsetenv", "TESKD_ROOT"});
+    addProgramFile(command, sandbox, program);
     if (!sandbox.notRunning.empty()) {
         add(command, {"--ro-bind", sandbox.notRunning, "/usr/bin/notrunning"});
     }
+}
+
+// Nothing of the machine's, so the program and the emulator must be static ones.
+void addEmptyTree(Words& command, const Sandbox& sandbox, const fs::path& program) {
+    add(command, {"--ro-bind", sandbox.root / "etc", "/etc"});
+    addProgramFile(command, sandbox, program);
+    add(command, {"--dev-bind", "/dev/null", "/dev/null"});
 }
 
 void addDisk(Words& command, const Sandbox& sandbox) {
@@ -70,6 +84,22 @@ void addDisk(Words& command, const Sandbox& sandbox) {
     }
 }
 
+void addFiles(Words& command, const Sandbox& sandbox, const fs::path& program) {
+    switch (sandbox.files) {
+        case Files::TeskdRoot:
+            addMachineTree(command, sandbox);
+            addDisk(command, sandbox);
+            break;
+        case Files::PrivateRoot:
+            addPrivateTree(command, sandbox, program);
+            break;
+        case Files::EmptyRoot:
+            addEmptyTree(command, sandbox, program);
+            return;
+    }
+    add(command, {"--dev", "/dev", "--proc", "/proc"});
+}
+
 void addProgram(Words& command, const Sandbox& sandbox, const fs::path& program) {
     add(command, {"--"});
     if (!sandbox.disk.before.empty()) {
@@ -77,6 +107,7 @@ void addProgram(Words& command, const Sandbox& sandbox, const fs::path& program)
             "cd \"$0\" || exit\n" + sandbox.disk.before + "\ncd \"$OLDPWD\"\nexec \"$@\"";
         add(command, {"/bin/sh", "-c", script, sandbox.root});
     }
+    add(command, sandbox.emulator);
     add(command, {program});
 }
 
@@ -84,22 +115,15 @@ void addProgram(Words& command, const Sandbox& sandbox, const fs::path& program)
 
 std::vector<std::string> sandboxCommand(const Sandbox& sandbox, const fs::path& program,
                                         const std::vector<std::string>& arguments) {
-    const bool isPrivate = sandbox.files == Files::PrivateRoot;
-    if (!sandbox.notRunning.empty() && !isPrivate) {
+    if (!sandbox.notRunning.empty() && sandbox.files != Files::PrivateRoot) {
         throw std::invalid_argument("a stand-in for notrunning needs a private root");
     }
-    if (isPrivate && !sandbox.disk.isSound()) {
+    if (sandbox.files != Files::TeskdRoot && !sandbox.disk.isSound()) {
         throw std::invalid_argument("trouble with the disk needs TESKD_ROOT");
     }
     Words command = {
         "bwrap", "--unshare-user", "--cap-drop", "ALL", "--die-with-parent", "--info-fd", "3"};
-    if (isPrivate) {
-        addPrivateTree(command, sandbox, program);
-    } else {
-        addMachineTree(command, sandbox);
-        addDisk(command, sandbox);
-    }
-    add(command, {"--dev", "/dev", "--proc", "/proc"});
+    addFiles(command, sandbox, program);
     if (!sandbox.logSocket.empty()) add(command, {"--bind", sandbox.logSocket, "/dev/log"});
     addWritableDirectories(command);
     addProgram(command, sandbox, program);

@@ -18,6 +18,7 @@ namespace teskd::test {
 enum class Files {
     TeskdRoot,    // below the directory named by TESKD_ROOT, on the machine's (read-only) tree
     PrivateRoot,  // at those very paths, in a root of the daemon's own
+    EmptyRoot,    // /etc alone, in a root that holds the program, /dev/null and /dev/log besides
 };
 
 // What is wrong with the disk that the daemon's directories are on. Names are relative to
@@ -40,6 +41,8 @@ struct Sandbox {
     std::filesystem::path root;        // holds etc, config and tmp; writable for the daemon
     std::filesystem::path logSocket;   // becomes /dev/log; empty for none
     std::filesystem::path notRunning;  // becomes /usr/bin/notrunning; PrivateRoot only
+    // What runs a program built for another processor: an absolute path and its arguments.
+    std::vector<std::string> emulator{};
     Disk disk{};
 };
 
