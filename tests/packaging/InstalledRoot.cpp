@@ -163,19 +163,27 @@ std::string InstalledRoot::run(const Words& command) {
     return finish(*child, command);
 }
 
-std::unique_ptr<ChildProcess> InstalledRoot::start(const Words& command, int filter) {
+std::unique_ptr<ChildProcess> InstalledRoot::start(const Words& command, Confinement confinement) {
     Words words = sandbox();
-    if (filter >= 0) add(words, {"--seccomp", "3"});
+    if (confinement.filter >= 0) add(words, {"--seccomp", "3"});
+    if (confinement.alone) add(words, {"--unshare-pid"});
     add(words, {"--"});
     add(words, command);
     return std::make_unique<ChildProcess>(
-        ChildProcess::Options{.command = words, .environment = {}, .keepFd = filter});
+        ChildProcess::Options{.command = words, .environment = {}, .keepFd = confinement.filter});
 }
 
 std::string InstalledRoot::dpkg(const Words& arguments) {
     Words command = {"dpkg", "--force-unsafe-io"};
     add(command, arguments);
     return run(command);
+}
+
+void InstalledRoot::unpack(const std::string& package) {
+    outputOf({"/bin/sh", "-c",
+              "dpkg-deb --fsys-tarfile \"$0\" | tar --extract --keep-directory-symlink --directory "
+              "\"$1\"",
+              packageFile(package), root_});
 }
 
 // What is known of the package on this machine, so that the root's package system has it too.

@@ -34,13 +34,19 @@ class InstalledRoot {
 
     // Installs the packages, "teskd" and "teskd-tools" for example, with what they depend on.
     void install(const Words& packages);
+    // Only lays down a package's files.
+    void unpack(const std::string& package);
     // dpkg with these arguments; what it printed.
     std::string dpkg(const Words& arguments);
     // A command in the root, run to its end; what it printed on standard output.
     std::string run(const Words& command);
-    // The same, started, without any privilege. Descriptor 3 is the filter of system calls if there
-    // is one (-1: none).
-    std::unique_ptr<ChildProcess> start(const Words& command, int filter = -1);
+    struct Confinement {
+        int filter = -1;     // a file with the filter of system calls; -1 for none
+        bool alone = false;  // sees no other process, and nothing it started outlives it
+    };
+    // The same, started, without any privilege.
+    std::unique_ptr<ChildProcess> start(const Words& command, Confinement confinement);
+    std::unique_ptr<ChildProcess> start(const Words& command) { return start(command, {}); }
 
     // Everything in the root but what belongs to the package system, to other programs and to the
     // machine, as paths from the root. Directories end in "/".

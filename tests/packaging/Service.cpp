@@ -43,7 +43,7 @@ void Service::start(const Words& command, int filter) {
     words.insert(words.end(), command.begin(), command.end());
     for (int attempt = 0; attempt < kPortAttempts; ++attempt) {
         configure();
-        process_ = root_.start(words, filter);
+        process_ = root_.start(words, {.filter = filter});
         eventually([this] { return listens() || !process_->running(); });
         if (!process_->running()) break;
         if (listens()) return;

@@ -32,6 +32,7 @@ class Service {
     ExitStatus stop();
 
     tesksim::Machine& machine() { return machine_; }
+    UdpPeer& server() { return server_; }
     std::uint16_t port() const { return port_; }
     pid_t pid() const;
     // What the process printed.
