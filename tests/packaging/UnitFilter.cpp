@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <seccomp.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -18,37 +20,55 @@ namespace {
 using Names = std::set<std::string>;
 using Filter = std::unique_ptr<void, decltype(&seccomp_release)>;
 
-// The calls of a set, "@network-io" for example, or the call itself.
-Names callsOf(const std::string& name) {
-    if (!name.starts_with('@')) return {name};
-    Names calls;
-    std::istringstream list(outputOf({"systemd-analyze", "--no-pager", "syscall-filter", name}));
-    std::string line;
-    std::getline(list, line);  // the set itself
-    while (std::getline(list, line)) {
+using Sets = std::map<std::string, Names>;
+
+// All sets of calls that the service manager knows, "@network-io" for example. Sets have sets in
+// them.
+Sets knownSets() {
+    Sets sets;
+    std::istringstream list(outputOf({"systemd-analyze", "--no-pager", "syscall-filter"}));
+    Names* current = nullptr;
+    for (std::string line; std::getline(list, line);) {
         const Words words = splitWords(line);
         if (words.empty() || words.front() == "#") continue;
-        calls.merge(callsOf(words.front()));
+        if (line.starts_with('@')) {
+            current = &sets[words.front()];
+        } else if (current != nullptr) {
+            current->insert(words.front());
+        }
     }
+    return sets;
+}
+
+// The calls of a set, or the call itself.
+Names callsOf(const Sets& sets, const std::string& name) {
+    if (!name.starts_with('@')) return {name};
+    Names calls;
+    for (const std::string& member : sets.at(name)) calls.merge(callsOf(sets, member));
     return calls;
 }
 
-// Lines add calls or, with "~" in front, take them away, in the order in which they stand.
-Names allowedCalls(const std::filesystem::path& unit) {
-    const std::string key = "SystemCallFilter=";
-    Names allowed = callsOf("@default");
+// The values of a setting, in the order in which they stand.
+Words valuesOf(const std::filesystem::path& unit, const std::string& setting) {
+    Words values;
     std::ifstream file(unit);
     for (std::string line; std::getline(file, line);) {
-        if (!line.starts_with(key)) continue;
-        const bool takes = line.substr(key.size(), 1) == "~";
-        for (const std::string& name : splitWords(line.substr(key.size() + (takes ? 1 : 0)))) {
-            for (const std::string& call : callsOf(name)) {
-                if (takes) {
-                    allowed.erase(call);
-                } else {
-                    allowed.insert(call);
-                }
-            }
+        if (line.starts_with(setting + "=")) values.push_back(line.substr(setting.size() + 1));
+    }
+    return values;
+}
+
+// Each line adds calls or, with "~" in front, takes them away.
+Names allowedCalls(const std::filesystem::path& unit) {
+    const Sets sets = knownSets();
+    Names allowed = callsOf(sets, "@default");
+    for (const std::string& value : valuesOf(unit, "SystemCallFilter")) {
+        const bool takes = value.starts_with('~');
+        for (const std::string& name : splitWords(value.substr(takes ? 1 : 0))) {
+            const Names calls = callsOf(sets, name);
+            if (!takes) allowed.insert(calls.begin(), calls.end());
+            if (takes)
+                std::erase_if(allowed, [&](const auto& call) { return calls.contains(call); });
         }
     }
     return allowed;
@@ -63,13 +83,23 @@ void allow(const Filter& filter, const char* call, const scmp_arg_cmp& condition
     check(seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, number, 1, &condition));
 }
 
-// Memory is never both writable and executable, and sockets are of two kinds.
-void allowWithConditions(const Filter& filter) {
+void allowMemory(const Filter& filter, const std::filesystem::path& unit) {
+    if (valuesOf(unit, "MemoryDenyWriteExecute") != Words{"yes"}) {
+        throw std::runtime_error("the unit does not keep memory either writable or executable");
+    }
     allow(filter, "mmap", SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_WRITE, 0));
     allow(filter, "mmap", SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
     allow(filter, "mprotect", SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
-    allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, AF_INET));
-    allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, AF_UNIX));
+}
+
+void allowSockets(const Filter& filter, const std::filesystem::path& unit) {
+    const std::map<std::string, scmp_datum_t> families = {
+        {"AF_INET", AF_INET}, {"AF_INET6", AF_INET6}, {"AF_UNIX", AF_UNIX}};
+    for (const std::string& value : valuesOf(unit, "RestrictAddressFamilies")) {
+        for (const std::string& family : splitWords(value)) {
+            allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, families.at(family)));
+        }
+    }
 }
 
 }  // namespace
@@ -83,7 +113,8 @@ UnitFilter::UnitFilter(const std::filesystem::path& unit)
         if (number == __NR_SCMP_ERROR || conditional.contains(name)) continue;
         check(seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, number, 0));
     }
-    allowWithConditions(filter);
+    allowMemory(filter, unit);
+    allowSockets(filter, unit);
     check(seccomp_export_bpf(filter.get(), file_.get()));
     ::lseek(file_.get(), 0, SEEK_SET);
 }
