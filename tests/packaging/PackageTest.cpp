@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
+#include <sstream>
 
 #include "packaging/InstalledRoot.h"
 
@@ -34,6 +36,19 @@ TEST(Package, IsForTheMachineThatItsProgramIsFor) {
         ASSERT_TRUE(machines.contains(architecture)) << architecture;
         EXPECT_EQ(machines.at(architecture), machineOf(program)) << architecture;
     }
+}
+
+// Then an upgrade keeps what an administrator has changed, and a removal leaves it.
+TEST(Package, HasAllOfEtcAsConfiguration) {
+    std::istringstream list(outputOf({"dpkg-deb", "--contents", packageFile("teskd")}));
+    std::set<std::string> inEtc;
+    for (std::string line; std::getline(list, line);) {
+        const std::string path = splitWords(line).back().substr(1);
+        if (path.starts_with("/etc/") && !path.ends_with('/')) inEtc.insert(path);
+    }
+    const Words configuration =
+        splitWords(outputOf({"dpkg-deb", "--info", packageFile("teskd"), "conffiles"}));
+    EXPECT_EQ(inEtc, std::set<std::string>(configuration.begin(), configuration.end()));
 }
 
 TEST(Package, NeedsTheLibrariesOfC) {

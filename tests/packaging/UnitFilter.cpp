@@ -83,13 +83,14 @@ void allow(const Filter& filter, const char* call, const scmp_arg_cmp& condition
     check(seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, number, 1, &condition));
 }
 
+// The third argument of the calls is what the memory may be used for.
 void allowMemory(const Filter& filter, const std::filesystem::path& unit) {
     if (valuesOf(unit, "MemoryDenyWriteExecute") != Words{"yes"}) {
         throw std::runtime_error("the unit does not keep memory either writable or executable");
     }
-    allow(filter, "mmap", SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_WRITE, 0));
-    allow(filter, "mmap", SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
-    allow(filter, "mprotect", SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
+    allow(filter, "mmap", {2, SCMP_CMP_MASKED_EQ, PROT_WRITE, 0});
+    allow(filter, "mmap", {2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
+    allow(filter, "mprotect", {2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
 }
 
 void allowSockets(const Filter& filter, const std::filesystem::path& unit) {
@@ -97,7 +98,7 @@ void allowSockets(const Filter& filter, const std::filesystem::path& unit) {
         {"AF_INET", AF_INET}, {"AF_INET6", AF_INET6}, {"AF_UNIX", AF_UNIX}};
     for (const std::string& value : valuesOf(unit, "RestrictAddressFamilies")) {
         for (const std::string& family : splitWords(value)) {
-            allow(filter, "socket", SCMP_A0(SCMP_CMP_EQ, families.at(family)));
+            allow(filter, "socket", {0, SCMP_CMP_EQ, families.at(family), 0});
         }
     }
 }
