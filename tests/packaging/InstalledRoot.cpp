@@ -129,7 +129,9 @@ void InstalledRoot::makeTree(Services services) {
     }
     if (fs::exists("/lib64")) fs::create_directory_symlink("/host/lib64", root_ / "lib64");
     fs::create_directory_symlink("/host/etc/alternatives", root_ / "etc/alternatives");
-    writeFile(root_ / "var/lib/dpkg/status", "");
+    for (const char* name : {"dev/null", "dev/urandom", "var/lib/dpkg/status"}) {
+        writeFile(root_ / name, "");
+    }
     // Services are not started by installing them: the tests do that.
     writeScript(root_ / "usr/sbin/policy-rc.d", "exit 101");
 }
@@ -141,40 +143,18 @@ void InstalledRoot::makeAccounts() {
     writeFile(root_ / "etc/gshadow", "root:*::\n");
 }
 
-Words InstalledRoot::sandbox() const {
-    return {"bwrap",
-            "--unshare-user",
-            "--uid",
-            "0",
-            "--gid",
-            "0",
-            "--cap-drop",
-            "ALL",
-            "--die-with-parent",
-            "--bind",
-            root_,
-            "/",
-            "--ro-bind",
-            "/",
-            "/host",
-            "--proc",
-            "/proc",
-            "--dev-bind",
-            "/dev/null",
-            "/dev/null",
-            "--dev-bind",
-            "/dev/urandom",
-            "/dev/urandom",
-            "--chdir",
-            "/",
-            "--setenv",
-            "PATH",
-            "/usr/sbin:/usr/bin",
-            "--setenv",
-            "LC_ALL",
-            "C",
-            "--unsetenv",
-            "TESKD_ROOT"};
+Words InstalledRoot::sandbox(const Words& writable) const {
+    Words words = {"bwrap", "--unshare-user",   "--uid", "0", "--gid", "0", "--cap-drop",
+                   "ALL",   "--die-with-parent"};
+    add(words, {writable.empty() ? "--bind" : "--ro-bind", root_, "/"});
+    for (const std::string& path : writable) add(words, {"--bind", root_.string() + path, path});
+    add(words, {"--ro-bind", "/", "/host", "--proc", "/proc"});
+    for (const char* device : {"/dev/null", "/dev/urandom"}) {
+        add(words, {"--dev-bind", device, device});
+    }
+    add(words, {"--chdir", "/", "--setenv", "PATH", "/usr/sbin:/usr/bin"});
+    add(words, {"--setenv", "LC_ALL", "C", "--unsetenv", "TESKD_ROOT"});
+    return words;
 }
 
 std::string InstalledRoot::run(const Words& command) {
@@ -183,7 +163,7 @@ std::string InstalledRoot::run(const Words& command) {
 }
 
 std::unique_ptr<ChildProcess> InstalledRoot::start(const Words& command, Confinement confinement) {
-    Words words = sandbox();
+    Words words = sandbox(confinement.writable);
     if (confinement.filter >= 0) add(words, {"--seccomp", "3"});
     if (confinement.alone) add(words, {"--unshare-pid"});
     add(words, {"--"});
@@ -248,9 +228,9 @@ std::set<std::string> InstalledRoot::content() const {
 }
 
 std::string InstalledRoot::unitSetting(const std::string& name) const {
-    std::istringstream unit(readFile(root_ / "lib/systemd/system/teskd.service"));
+    std::istringstream text(readFile(unit()));
     std::string value;
-    for (std::string line; std::getline(unit, line);) {
+    for (std::string line; std::getline(text, line);) {
         if (line.starts_with(name + "=")) value = line.substr(name.size() + 1);
     }
     return value;

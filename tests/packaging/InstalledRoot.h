@@ -43,6 +43,7 @@ class InstalledRoot {
     struct Confinement {
         int filter = -1;     // a file with the filter of system calls; -1 for none
         bool alone = false;  // sees no other process, and nothing it started outlives it
+        Words writable{};    // the only paths that are not read-only, when there are any
     };
     // The same, started, without any privilege.
     std::unique_ptr<ChildProcess> start(const Words& command, Confinement confinement);
@@ -51,12 +52,13 @@ class InstalledRoot {
     // Everything in the root but what belongs to the package system, to other programs and to the
     // machine, as paths from the root. Directories end in "/".
     std::set<std::string> content() const;
-    // The value of a setting in the service's unit, as installed; the last one when there are
-    // several.
+    // The unit of the service, as installed.
+    std::filesystem::path unit() const { return root_ / "lib/systemd/system/teskd.service"; }
+    // The value of a setting in it; the last one when there are several.
     std::string unitSetting(const std::string& name) const;
 
   private:
-    Words sandbox() const;
+    Words sandbox(const Words& writable) const;
     void makeTree(Services services);
     void makeAccounts();
     void declareInstalled(const std::string& package);

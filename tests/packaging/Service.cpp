@@ -14,7 +14,7 @@ namespace teskd::test {
 namespace {
 
 constexpr int kPortAttempts = 5;
-constexpr char kPidFile[] = "run/daemon-under-test";
+constexpr char kPidFile[] = "tmp/daemon-under-test";
 
 }  // namespace
 
@@ -37,13 +37,13 @@ void Service::configure() {
         .write(root_ / "config/config.ini");
 }
 
-void Service::start(const Words& command, int filter) {
+void Service::start(const Words& command, const InstalledRoot::Confinement& confinement) {
     Words words = {"/bin/sh", "-c", "echo $$ > /" + std::string(kPidFile) + " && exec \"$@\"",
                    "sh"};
     words.insert(words.end(), command.begin(), command.end());
     for (int attempt = 0; attempt < kPortAttempts; ++attempt) {
         configure();
-        process_ = root_.start(words, {.filter = filter});
+        process_ = root_.start(words, confinement);
         eventually([this] { return listens() || !process_->running(); });
         if (!process_->running()) break;
         if (listens()) return;

@@ -27,7 +27,8 @@ class Service {
     // Writes what the configuration tool would, for a port that was free a moment ago.
     void configure();
     // configure(), and the command, which ends up as the daemon; returns once it listens.
-    void start(const Words& command, int filter = -1);
+    void start(const Words& command, const InstalledRoot::Confinement& confinement);
+    void start(const Words& command) { start(command, {}); }
     // SIGTERM to the daemon, and its status.
     ExitStatus stop();
 

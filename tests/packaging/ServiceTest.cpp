@@ -77,23 +77,30 @@ class ServiceRun : public testing::Test {
         fs::create_directory(root_ / "config");
     }
 
+    // What the unit does not make read-only. A hyphen is in front of what need not be there.
+    Words writablePaths() const {
+        Words paths = splitWords(root_.unitSetting("ReadWritePaths"));
+        for (std::string& path : paths) path.erase(0, path.starts_with('-') ? 1 : 0);
+        return paths;
+    }
+
     InstalledRoot root_;
 };
 
 TEST_F(ServiceRun, TheFilterOfSystemCallsForbidsWhatADaemonHasNoUseFor) {
-    const UnitFilter filter(root_ / "lib/systemd/system/teskd.service");
+    const UnitFilter filter(root_.unit());
     const auto process = root_.start({"nice", "-n", "5", "true"}, {.filter = filter.file()});
     ASSERT_TRUE(process->waitForExit().has_value());
     EXPECT_THAT(process->standardError(), HasSubstr("Operation not permitted"));
 }
 
-TEST_F(ServiceRun, UnderTheFilterOfSystemCallsTheDaemonDoesAllItsWork) {
-    const UnitFilter filter(root_ / "lib/systemd/system/teskd.service");
+TEST_F(ServiceRun, WithWhatTheUnitLeavesItTheDaemonDoesAllItsWork) {
+    const UnitFilter filter(root_.unit());
     Service service(root_);
     Words command = {"env", "ASAN_OPTIONS=detect_leaks=0"};  // which would trace the process
     const Words daemon = splitWords(root_.unitSetting("ExecStart"));
     command.insert(command.end(), daemon.begin(), daemon.end());
-    service.start(command, filter.file());
+    service.start(command, {.filter = filter.file(), .writable = writablePaths()});
     ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1)) << service.story();
     HostClient host(service.port());
     host.request(1, named("\1", "ZA000000001"));
