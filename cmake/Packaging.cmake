@@ -3,6 +3,8 @@
 #
 #     cmake --build --preset release --target packages     # build/release/packages/*.deb
 #     DESTDIR=/some/root cmake --install build/release     # the same files, without packages
+#
+# A tool that is added to TESKD_TOOLS is installed when its target exists.
 
 # Service, init script and man pages name /usr/sbin/teskd, so that is where it goes unless another
 # prefix is asked for. What belongs into /etc goes there whatever the prefix.
@@ -11,7 +13,7 @@ if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
 endif()
 
 set(TESKD_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
-set(TESKD_TOOLS tesksim dornctl teskd-checkconf teskcap)
+set(TESKD_TOOLS tesksim dornctl teskd-checkconf)
 
 install(TARGETS teskd RUNTIME DESTINATION sbin COMPONENT daemon)
 install(FILES ${TESKD_PACKAGING}/tesk_v2.ini DESTINATION /etc COMPONENT daemon)
