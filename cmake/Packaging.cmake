@@ -25,8 +25,8 @@ install(FILES ${TESKD_PACKAGING}/teskd.logrotate
     DESTINATION /etc/logrotate.d RENAME teskd COMPONENT daemon)
 install(FILES ${TESKD_PACKAGING}/man/teskd.8 DESTINATION share/man/man8 COMPONENT daemon)
 install(FILES ${TESKD_PACKAGING}/man/tesk_v2.ini.5 DESTINATION share/man/man5 COMPONENT daemon)
-install(FILES README.md docs/architecture.md docs/operation.md docs/reliability.md
-    DESTINATION share/doc/teskd COMPONENT daemon)
+install(FILES README.md DESTINATION share/doc/teskd COMPONENT daemon)
+install(DIRECTORY docs/ DESTINATION share/doc/teskd COMPONENT daemon FILES_MATCHING PATTERN "*.md")
 
 set(CPACK_COMPONENTS_ALL daemon)
 foreach(tool IN LISTS TESKD_TOOLS)
@@ -82,7 +82,8 @@ Simulated slot machines and what else helps to set up and examine the gateway.")
 
 include(CPack)
 
-file(GLOB_RECURSE TESKD_PACKAGED_FILES CONFIGURE_DEPENDS ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/*)
+file(GLOB_RECURSE TESKD_PACKAGED_FILES CONFIGURE_DEPENDS
+    ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/README.md)
 
 # Packages of what is built; they are made anew when a program or a packaged file changes.
 add_custom_command(
