@@ -73,6 +73,11 @@ TEST(Install, TheServiceServesAndLogsUntilItIsRemoved) {
     const std::set<std::string> before = root.content();
     root.install({"teskd", "teskd-tools"});
 
+    for (const char* link : {"etc/systemd/system/multi-user.target.wants/teskd.service",
+                             "etc/rc2.d/S01teskd", "etc/rc6.d/K01teskd"}) {
+        EXPECT_TRUE(fs::is_symlink(root / link)) << link;
+    }
+
     const auto systemLog = startSystemLog(root);
     Service service(root);
     service.start(splitWords(root.unitSetting("ExecStart")));
