@@ -1,0 +1,181 @@
+// The service as systemd and SysV run it.
+
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "gateway/AamsDialogue.h"
+#include "gateway/Gateway.h"
+#include "packaging/InstalledRoot.h"
+#include "packaging/Service.h"
+#include "packaging/UnitFilter.h"
+#include "support/ProcInfo.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::HasSubstr;
+
+constexpr double kMostExposure = 2.0;
+
+std::string exposure(const fs::path& root) {
+    const std::string text = outputOf({"systemd-analyze", "--no-pager", "security", "--offline=yes",
+                                       "--root=" + root.string(), "teskd.service"});
+    const std::string label = "Overall exposure level for teskd.service: ";
+    const std::size_t found = text.find(label);
+    return found == std::string::npos ? "none"
+                                      : splitWords(text.substr(found + label.size())).front();
+}
+
+// The files of the package, and the units of this machine that they refer to.
+class Unit : public testing::Test {
+  protected:
+    Unit() {
+        outputOf({"dpkg-deb", "--extract", packageFile("teskd"), files_.path()});
+        const fs::path units = files_ / "lib/systemd/system";
+        for (const fs::directory_entry& entry : fs::directory_iterator("/lib/systemd/system")) {
+            if (entry.path().extension() == ".target") fs::copy(entry.path(), units);
+        }
+    }
+
+    const TempDir files_;
+};
+
+TEST_F(Unit, IsExposedAsLittleAsTheDocumentationSays) {
+    const std::string figure = exposure(files_.path());
+    EXPECT_LE(std::stod(figure), kMostExposure);
+    EXPECT_THAT(readFile(TESKD_SOURCE "/docs/operation.md"), HasSubstr("**" + figure + "**"));
+}
+
+TEST_F(Unit, IsWellFormed) {
+    ChildProcess verification({.command = {"systemd-analyze", "--man=no", "verify", "teskd.service",
+                                           "--root=" + files_.path().string()}});
+    const auto status = verification.waitForExit();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(status->ok()) << status->describe();
+    EXPECT_EQ("", verification.standardOutput() + verification.standardError());
+}
+
+TEST_F(Unit, LeavesNoPrivilegeButTheClock) {
+    const std::string unit = readFile(files_ / "lib/systemd/system/teskd.service");
+    for (const char* line : {"\nCapabilityBoundingSet=CAP_SYS_TIME\n", "\nNoNewPrivileges=yes\n",
+                             "\nAmbientCapabilities=CAP_SYS_TIME\n", "\nUser=teskd\n",
+                             "\nRestart=on-failure\n", "\n#IPAddressAllow="}) {
+        EXPECT_THAT(unit, HasSubstr(line));
+    }
+}
+
+// A root with the daemon in it, whose package was only unpacked.
+class ServiceRun : public testing::Test {
+  protected:
+    ServiceRun() {
+        root_.unpack("teskd");
+        fs::create_directory(root_ / "config");
+    }
+
+    // What the unit does not make read-only. A hyphen is in front of what need not be there.
+    Words writablePaths() const {
+        Words paths = splitWords(root_.unitSetting("ReadWritePaths"));
+        for (std::string& path : paths) path.erase(0, path.starts_with('-') ? 1 : 0);
+        return paths;
+    }
+
+    InstalledRoot root_;
+};
+
+TEST_F(ServiceRun, TheFilterOfSystemCallsForbidsWhatADaemonHasNoUseFor) {
+    const UnitFilter filter(root_.unit());
+    const auto process = root_.start({"nice", "-n", "5", "true"}, {.filter = filter.file()});
+    ASSERT_TRUE(process->waitForExit().has_value());
+    EXPECT_THAT(process->standardError(), HasSubstr("Operation not permitted"));
+}
+
+TEST_F(ServiceRun, WithWhatTheUnitLeavesItTheDaemonDoesAllItsWork) {
+    const UnitFilter filter(root_.unit());
+    Service service(root_);
+    Words command = {"env", "ASAN_OPTIONS=detect_leaks=0"};  // which would trace the process
+    const Words daemon = splitWords(root_.unitSetting("ExecStart"));
+    command.insert(command.end(), daemon.begin(), daemon.end());
+    service.start(command, {.filter = filter.file(), .writable = writablePaths()});
+    ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1)) << service.story();
+    HostClient host(service.port());
+    host.request(1, named("\1", "ZA000000001"));
+    EXPECT_EQ(0x81, host.readFrame().kind);
+    Notifications(service.server()).take(1);  // the daemon has started
+    EXPECT_EQ("507-0018-ffffffffff00-FF", ask(host, 507, "-260101000000"));
+    EXPECT_TRUE(fs::exists(root_ / "tmp/dump_map.ini"));
+    EXPECT_TRUE(fs::exists(root_ / "config/.sw_update.ini"));
+    EXPECT_TRUE(service.stop().ok()) << service.story();
+}
+
+// Does what the test says, line after line, and says how each line ended.
+constexpr char kOperator[] =
+    "n=0\n"
+    "while n=$((n + 1)); do\n"
+    "    while [ ! -e /run/order.$n ]; do sleep 0.02; done\n"
+    "    /etc/init.d/teskd $(cat /run/order.$n) </dev/null >/run/said.$n 2>&1\n"
+    "    echo $? >/run/ended && mv /run/ended /run/ended.$n\n"
+    "done\n";
+
+// In a root of its own with processes of its own, where no user but root exists.
+class InitScript : public ServiceRun {
+  protected:
+    InitScript() {
+        writeFile(root_ / "etc/default/teskd", "RUN_AS=root\n");
+        operator_ = root_.start({"/bin/sh", "-c", kOperator}, {.alone = true});
+    }
+    ~InitScript() override { operator_->signal(SIGKILL); }
+
+    // The status with which the script ends.
+    int order(const std::string& action) {
+        const std::string n = "." + std::to_string(++orders_);
+        writeFile(root_ / "run/order-", action);
+        fs::rename(root_ / "run/order-", root_ / ("run/order" + n));
+        const fs::path ended = root_ / ("run/ended" + n);
+        if (!eventually([&ended] { return fs::exists(ended); }, std::chrono::seconds(20)))
+            return -1;
+        return std::stoi(readFile(ended));
+    }
+
+    std::unique_ptr<ChildProcess> operator_;
+    int orders_ = 0;
+};
+
+TEST_F(InitScript, StartsReportsRestartsAndStops) {
+    constexpr int kNotRunning = 3;
+    Service service(root_);
+    service.configure();
+    EXPECT_EQ(kNotRunning, order("status"));
+    EXPECT_EQ(0, order("start"));
+    EXPECT_EQ(0, order("status"));
+    ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1));
+    HostClient host(service.port());
+    host.request(1, named("\1", "ZA000000001"));
+    EXPECT_EQ(0x81, host.readFrame().kind);
+    const std::string before = readFile(root_ / "run/teskd.pid");
+    EXPECT_EQ(0, order("start")) << "it runs already";
+    EXPECT_EQ(before, readFile(root_ / "run/teskd.pid"));
+
+    EXPECT_EQ(0, order("restart"));
+    EXPECT_NE(before, readFile(root_ / "run/teskd.pid"));
+    EXPECT_TRUE(eventually([&service] { return somebodyListens(service.port()); }));
+    EXPECT_EQ(0, order("stop"));
+    EXPECT_FALSE(fs::exists(root_ / "run/teskd.pid"));
+    EXPECT_EQ(0, order("stop")) << "it does not run any more";
+    EXPECT_EQ(kNotRunning, order("status"));
+    EXPECT_EQ(3, order("nonsense"));
+}
+
+TEST(Scripts, AreSoundShell) {
+    for (const char* script : {"teskd.init", "debian/postinst", "debian/prerm", "debian/postrm"}) {
+        outputOf({"shellcheck", "--severity=style", "--exclude=SC1091", "--shell=sh",
+                  std::string(TESKD_SOURCE "/packaging/") + script});
+    }
+}
+
+}  // namespace
+}  // namespace teskd::test
