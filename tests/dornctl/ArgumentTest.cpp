@@ -1,7 +1,9 @@
 // Bad arguments: a message that says what was expected, exit status 2, nothing sent.
 
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sstream>
 
 #include "dornctl/Dornctl.h"
 #include "support/Listener.h"
@@ -37,6 +39,7 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
          "\"yes\" or \"no\" is expected, not \"1\""},
         {{"set-clock", "260230000000"}, "a time as YYMMDDhhmmss, from 2000 to 2068, or \"now\" is"},
         {{"set-clock", "991231235959"}, "a time as YYMMDDhhmmss, from 2000 to 2068, or \"now\" is"},
+        {{"--host", "127.0.0.1:0", "version"}, "a port other than 0 is expected"},
         {{"--timeout", "0", "version"}, "Value 0 not in range 1 to 86400000"},
     };
     for (const Bad& bad : all) {
@@ -45,12 +48,12 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
         EXPECT_EQ("", printed.output) << bad.expected;
         EXPECT_THAT(printed.error, HasSubstr(bad.expected));
     }
-    EXPECT_FALSE(listener.acceptWithin(std::chrono::milliseconds(0)));
+    EXPECT_FALSE(listener.pendingWithin(std::chrono::milliseconds(0)));
 }
 
 TEST(DornctlArguments, AHostThatIsNoneIsToldWhatWasExpected) {
-    for (const char* host : {"", "x", "127.0.0.1", "127.0.0.1:", "127.0.0.1:0", "127.0.0.1:65536",
-                             "127.0.0.1:1x", ":5001", "::1:5001"}) {
+    for (const char* host : {"", "x", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:1x",
+                             ":5001", "::1:5001"}) {
         const Printed printed = dornctl({"--host", host, "version"});
         EXPECT_EQ(2, printed.status) << host;
         EXPECT_THAT(printed.error,
@@ -63,6 +66,27 @@ TEST(DornctlArguments, HelpHasExamples) {
     const Printed printed = dornctl({"meters", "--help"});
     EXPECT_EQ(0, printed.status);
     EXPECT_THAT(printed.output, HasSubstr("dornctl --json meters ZA000000001"));
+}
+
+std::string contentOf(const std::string& file) {
+    std::ostringstream text;
+    text << std::ifstream(DORNCTL_DIRECTORY + file).rdbuf();
+    return text.str();
+}
+
+TEST(DornctlArguments, ManualAndCompletionKnowEverySubcommand) {
+    const std::string help = dornctl({"--help"}).output;
+    std::istringstream lines(help.substr(help.find("Subcommands:")));
+    std::string line;
+    std::size_t count = 0;
+    for (std::getline(lines, line); std::getline(lines, line) && line.starts_with("  ");) {
+        const std::string name = line.substr(2, line.find(' ', 2) - 2);
+        if (name.empty()) continue;
+        ++count;
+        EXPECT_THAT(contentOf("/dornctl.1"), testing::ContainsRegex("Cm " + name + "( |\n)"));
+        EXPECT_THAT(contentOf("/dornctl.bash"), testing::ContainsRegex("[ \"]" + name + "[ \"\n]"));
+    }
+    EXPECT_EQ(17U, count) << help;
 }
 
 }  // namespace

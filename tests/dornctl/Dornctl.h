@@ -15,7 +15,7 @@ namespace teskd::test {
 
 struct Printed {
     int status = -1;
-    std::string output{};  // dates that change from day to day stand as "<today>"
+    std::string output{};  // timeless
     std::string error{};
 };
 
@@ -27,7 +27,7 @@ Printed dornctl(std::uint16_t port, std::vector<std::string> arguments);
 // The command of a tool that a test runs by itself.
 ChildProcess::Options dornctlCommand(std::uint16_t port, std::vector<std::string> arguments);
 
-// Today's date as frames have it is replaced by "<today>", and times of this century by "<time>".
+// Today's date as frames have it becomes "dd.mm.yy", and full times "YYYY-MM-DD hh:mm:ss".
 std::string timeless(std::string text);
 
 }  // namespace teskd::test

@@ -1,9 +1,11 @@
 // Requests that fail, each with a sentence and an exit status of its own.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "dornctl/Dornctl.h"
 #include "gateway/Gateway.h"
+#include "support/Frame.h"
 #include "support/Listener.h"
 
 namespace teskd::test {
@@ -12,8 +14,8 @@ namespace {
 TEST(DornctlFailure, AMachineThatIsNotKnownIsStatus3) {
     Gateway gateway;
     gateway.start();
-    for (const std::vector<std::string> arguments :
-         {std::vector<std::string>{"meters"}, {"meters", "ZA000000009"}}) {
+    const std::vector<std::vector<std::string>> questions = {{"meters"}, {"meters", "ZA000000009"}};
+    for (const auto& arguments : questions) {
         const Printed printed = dornctl(gateway.daemon().port(), arguments);
         EXPECT_EQ(3, printed.status);
         EXPECT_EQ("", printed.output);
@@ -25,7 +27,7 @@ TEST(DornctlFailure, AMachineThatIsNotKnownIsStatus3) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-TEST(DornctlFailure, AMachineWithoutAnAnswerIsStatus4) {
+TEST(DornctlFailure, ARequestThatTheGatewayCannotCarryOutIsStatus5) {
     Gateway gateway(1);
     gateway.startKnown();
     gateway.machine(1).setFaults({.closeAfter = 5});
@@ -37,9 +39,67 @@ TEST(DornctlFailure, AMachineWithoutAnAnswerIsStatus4) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
+// Stands for a gateway: reads a request on the connection and answers it with these frames.
+void answer(Connection& connection, const std::vector<Frame>& frames) {
+    std::string request = connection.readExactly(Frame::kHeaderSize);
+    request += connection.readExactly(frameLength(request));
+    for (Frame frame : frames) {
+        frame.type = parseFrame(request)->type;
+        frame.identifierB = parseFrame(request)->identifierB;
+        connection.sendAll(frame.encode());
+    }
+}
+
+Frame frameOf(std::uint8_t kind, const std::string& body) {
+    Frame frame;
+    frame.kind = kind;
+    frame.body = body;
+    return frame;
+}
+
+constexpr char kTimedOut[] = "dornctl: a machine gave the gateway no answer in time (0xFE)\n";
+
+TEST(DornctlFailure, AMachineThatGivesNoAnswerIsStatus4) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(gateway.port(), {"meters", "ZA000000001"}));
+    Connection connection = gateway.accept();
+    answer(connection, {frameOf(0xFE, "")});
+    EXPECT_EQ(4, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ("", tool.standardOutput());
+    EXPECT_EQ(kTimedOut, tool.standardError());
+}
+
+TEST(DornctlFailure, WhatTheOtherMachinesAnswerIsPrinted) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(gateway.port(), {"value", "120"}));
+    Connection connection = gateway.accept();
+    const std::string machine(13, 'M');
+    answer(connection, {frameOf(0x81, '\2' + machine + '\0' + machine + std::string(1, '\0'))});
+    const std::string value =
+        "15.03.26\2\1\1"
+        "15.03.26" +
+        std::string(7, '\0') + "*";
+    answer(connection, {frameOf(0xFE, ""), frameOf(0x81, value + std::string(8, '\0'))});
+    EXPECT_EQ(4, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ(
+        "answer  date (daemon)  date (machine)  outcome  number  text\n"
+        "------  -------------  --------------  -------  ------  ----\n"
+        "1 of 2  15.03.26       15.03.26        0 (00)       42\n",
+        tool.standardOutput());
+    EXPECT_EQ(kTimedOut, tool.standardError());
+}
+
+TEST(DornctlFailure, AnAnswerThatIsNotUnderstoodIsStatus1) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(gateway.port(), {"version"}));
+    Connection connection = gateway.accept();
+    answer(connection, {frameOf(0x81, "short")});
+    EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_THAT(tool.standardError(), testing::StartsWith("dornctl: the answer is not understood"));
+}
+
 TEST(DornctlFailure, NobodyListeningIsStatus6) {
-    std::uint16_t port = 0;
-    { port = Listener().port(); }
+    const std::uint16_t port = freeTcpPort();
     const Printed printed = dornctl(port, {"version"});
     EXPECT_EQ(6, printed.status);
     EXPECT_EQ("", printed.output);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <regex>
 #include <stdexcept>
 
 #include "host/Endpoint.h"
@@ -53,6 +54,12 @@ std::string message(const std::string& text) {
 }
 
 std::string endpoint(const std::string& text) {
+    const std::string problem = anyPort(text);
+    if (!problem.empty()) return problem;
+    return unless(teskhost::Endpoint::parse(text).port != 0, "a port other than 0 is", text);
+}
+
+std::string anyPort(const std::string& text) {
     try {
         teskhost::Endpoint::parse(text);
     } catch (const std::invalid_argument& e) {
@@ -64,6 +71,11 @@ std::string endpoint(const std::string& text) {
 std::string time(const std::string& text) {
     return unless(text == "now" || isTime(text),
                   "a time as YYMMDDhhmmss, from 2000 to 2068, or \"now\" is", text);
+}
+
+std::string parameters(const std::string& text) {
+    static const std::regex form("[0-9]{1,9}![01]![01]![0-9]{1,9}");
+    return unless(std::regex_match(text, form), "parameters such as 5!1!0!2 are", text);
 }
 
 std::string yesOrNo(const std::string& text) {

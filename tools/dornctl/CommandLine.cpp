@@ -5,7 +5,9 @@
 
 #include "dornctl/AamsCommands.h"
 #include "dornctl/Arguments.h"
+#include "dornctl/Listen.h"
 #include "dornctl/MachineCommands.h"
+#include "dornctl/Watch.h"
 #include "host/DecodeError.h"
 #include "host/HostLink.h"
 
@@ -40,11 +42,13 @@ ExitStatus fail(ExitStatus status, const std::string& what) {
 }  // namespace
 
 CommandLine::CommandLine() : app_("Asks the gateway what a host can ask.", "dornctl") {
+    app_.fallthrough();  // for the subcommands that are made from here on
+    app_.require_subcommand(1);
     declareOptions();
     declareMachineCommands(app_, chosen_);
     declareAamsCommands(app_, chosen_);
-    app_.require_subcommand(1);
-    app_.fallthrough();
+    declareWatch(app_, chosen_);
+    declareListen(app_, chosen_);
     app_.footer(kFooter);
 }
 

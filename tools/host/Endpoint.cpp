@@ -29,7 +29,7 @@ Endpoint Endpoint::parse(const std::string& text) {
     if (hasColon && address.front() != '[') refuse(text);
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data() + colon + 1, end, endpoint.port);
-    if (error != std::errc() || stop != end || endpoint.port == 0) refuse(text);
+    if (error != std::errc() || stop != end) refuse(text);
     return endpoint;
 }
 

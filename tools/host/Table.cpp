@@ -1,6 +1,7 @@
 #include "host/Table.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 namespace teskhost {
@@ -11,6 +12,18 @@ constexpr char kGap[] = "  ";
 
 void removeBlanksAtEnd(std::string& text) {
     text.erase(text.find_last_not_of(' ') + 1);
+}
+
+// What a machine or a stranger sends shall not steer the reader's terminal.
+std::string printable(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        char escaped[8];
+        const bool plain = c >= ' ' && c <= '~';
+        if (!plain) std::snprintf(escaped, sizeof escaped, "\\x%02X", c & 0xFFU);
+        result += plain ? std::string(1, c) : escaped;
+    }
+    return result;
 }
 
 }  // namespace
@@ -27,6 +40,7 @@ Table Table::ofFields(const Fields& fields) {
 
 void Table::add(Row row) {
     row.resize(columns_.size());
+    for (std::string& text : row) text = printable(text);
     for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], row[i].size());
     rows_.push_back(std::move(row));
 }

@@ -1,4 +1,5 @@
-// A table of text: columns as wide as their widest cell, with their titles above.
+// A table of text: columns as wide as their widest cell, with their titles above. Bytes that are no
+// printable ASCII stand as "\\x1B".
 //
 // Ownership: a plain value. Threads: one user at a time.
 // Errors: a row with more cells than there are columns loses the rest.
