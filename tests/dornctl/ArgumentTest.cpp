@@ -1,12 +1,12 @@
 // Bad arguments: a message that says what was expected, exit status 2, nothing sent.
 
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
 
 #include "dornctl/Dornctl.h"
 #include "support/Listener.h"
+#include "support/TempDir.h"
 
 namespace teskd::test {
 namespace {
@@ -68,12 +68,6 @@ TEST(DornctlArguments, HelpHasExamples) {
     EXPECT_THAT(printed.output, HasSubstr("dornctl --json meters ZA000000001"));
 }
 
-std::string contentOf(const std::string& file) {
-    std::ostringstream text;
-    text << std::ifstream(DORNCTL_DIRECTORY + file).rdbuf();
-    return text.str();
-}
-
 TEST(DornctlArguments, ManualAndCompletionKnowEverySubcommand) {
     const std::string help = dornctl({"--help"}).output;
     std::istringstream lines(help.substr(help.find("Subcommands:")));
@@ -83,8 +77,10 @@ TEST(DornctlArguments, ManualAndCompletionKnowEverySubcommand) {
         const std::string name = line.substr(2, line.find(' ', 2) - 2);
         if (name.empty()) continue;
         ++count;
-        EXPECT_THAT(contentOf("/dornctl.1"), testing::ContainsRegex("Cm " + name + "( |\n)"));
-        EXPECT_THAT(contentOf("/dornctl.bash"), testing::ContainsRegex("[ \"]" + name + "[ \"\n]"));
+        EXPECT_THAT(readFile(DORNCTL_DIRECTORY "/dornctl.1"),
+                    testing::ContainsRegex("Cm " + name + "( |\n)"));
+        EXPECT_THAT(readFile(DORNCTL_DIRECTORY "/dornctl.bash"),
+                    testing::ContainsRegex("[ \"]" + name + "[ \"\n]"));
     }
     EXPECT_EQ(17U, count) << help;
 }

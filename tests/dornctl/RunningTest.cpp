@@ -1,10 +1,7 @@
 // The subcommands that run until they are ended, and what a terminal shows.
 
-#include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sstream>
 
 #include "dornctl/Dornctl.h"
 #include "gateway/AamsDialogue.h"
@@ -18,12 +15,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr char kListening[] = "dornctl: listening on 127.0.0.1:";
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ostringstream text;
-    text << std::ifstream(file).rdbuf();
-    return text.str();
-}
 
 // The port that the tool says it listens on.
 std::uint16_t portOf(const ChildProcess& tool) {
@@ -64,13 +55,13 @@ TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
                     "  -----------  ------------\n"
                     "  MAC address  ffffffffff00\n"
                     "  answered: 7!1!0!9\n"));
-    EXPECT_THAT(timeless(contentOf(file)),
+    EXPECT_THAT(timeless(readFile(file)),
                 testing::ContainsRegex(
                     "\\{\"received\":\"YYYY-MM-DD hh:mm:ss\",\"from\":\"127.0.0.1:[0-9]+\","
                     "\"identifiers\":\\[0,[12]\\],\"code\":2,\"meaning\":\"what are the external "
                     "parameters\\?\",\"fields\":\\[\\{\"name\":\"MAC address\",\"value\":"
                     "\"ffffffffff00\"\\}\\],\"readings\":\\[\\],\"answer\":\"7!1!0!9\"\\}\n"));
-    EXPECT_THAT(contentOf(file), Not(HasSubstr("\"code\":1,\"answer\":\"2")));
+    EXPECT_THAT(readFile(file), Not(HasSubstr("\"code\":1,\"answer\":\"2")));
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 

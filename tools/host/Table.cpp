@@ -14,7 +14,8 @@ void removeBlanksAtEnd(std::string& text) {
     text.erase(text.find_last_not_of(' ') + 1);
 }
 
-// What a machine or a stranger sends shall not steer the reader's terminal.
+}  // namespace
+
 std::string printable(const std::string& text) {
     std::string result;
     for (const char c : text) {
@@ -25,8 +26,6 @@ std::string printable(const std::string& text) {
     }
     return result;
 }
-
-}  // namespace
 
 Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
     for (const Column& column : columns_) widths_.push_back(column.title.size());
