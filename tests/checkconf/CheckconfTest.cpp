@@ -186,10 +186,15 @@ TEST_F(Checkconf, PortsOnOneEndpointAreFound) {
 /etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: serial port 5 has no [PORT_ASYNC5] IP_ADDRESS, and there is no default beyond port 4
 /etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: "x" is no number of a serial port
 /etc/tesk_v2.ini:4: [PORT_ASYNC2] TCP_PORT: serial ports 1 and 2 are both on 127.0.0.1:2100
-/etc/tesk_v2.ini:6: [IP_ADDRESS] IP_LOCAL: listens twice on 127.0.0.1:5001
+/etc/tesk_v2.ini:6: [IP_ADDRESS] IP_LOCAL: the port of 127.0.0.1:5001 is taken already
 )json",
               findings("[SLOT_MACHINE]\nPORT_ASYNC=1;2,2 5 x\n[PORT_ASYNC2]\nTCP_PORT=2100\n"
                        "[IP_ADDRESS]\nIP_LOCAL=127.0.0.1,127.0.0.1\n"));
+}
+
+TEST_F(Checkconf, AllAddressesAndOneOnTheSamePortAreFound) {
+    EXPECT_EQ("/etc/tesk_v2.ini:3: [IP_ADDRESS] TCP_LOCAL: the port of *:7 is taken already\n",
+              findings("[IP_ADDRESS]\nIP_LOCAL=127.0.0.1 127.0.0.2 *\nTCP_LOCAL=7 8 7\n"));
 }
 
 TEST_F(Checkconf, FilesThatAreNotThereAreFound) {

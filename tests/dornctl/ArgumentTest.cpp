@@ -22,7 +22,7 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
     Listener listener;
     const std::vector<Bad> all = {
         {{}, "A subcommand is required"},
-        {{"metres"}, "A subcommand is required"},
+        {{"metres"}, "no subcommand is called \"metres\""},
         {{"meters", "TWELVELETTER"}, "a machine's name of 1 to 11 characters is expected"},
         {{"meters", "A", "B"}, "B"},
         {{"value"}, "CODE is required"},
@@ -40,6 +40,9 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
         {{"set-clock", "260230000000"}, "a time as YYMMDDhhmmss, from 2000 to 2068, or \"now\" is"},
         {{"set-clock", "991231235959"}, "a time as YYMMDDhhmmss, from 2000 to 2068, or \"now\" is"},
         {{"--host", "127.0.0.1:0", "version"}, "a port other than 0 is expected"},
+        {{"listen", "--bind", "localhost:5001"}, "an IPv4 address as a number is expected"},
+        {{"listen", "--parameters", "1!2!3!4"}, "parameters such as 5!1!0!2 are expected"},
+        {{"watch", "--interval", "99"}, "not in range 100 to 86400000"},
         {{"--timeout", "0", "version"}, "Value 0 not in range 1 to 86400000"},
     };
     for (const Bad& bad : all) {
@@ -83,6 +86,26 @@ TEST(DornctlArguments, ManualAndCompletionKnowEverySubcommand) {
                     testing::ContainsRegex("[ \"]" + name + "[ \"\n]"));
     }
     EXPECT_EQ(17U, count) << help;
+}
+
+// What bash offers behind these words, of which the last one is not complete.
+std::string completionOf(const std::string& words) {
+    ChildProcess::Options options;
+    options.command = {"bash", "-c",
+                       "source " DORNCTL_DIRECTORY "/dornctl.bash; COMP_WORDS=(" + words +
+                           "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
+                           "_dornctl dornctl \"${COMP_WORDS[-1]}\" \"${COMP_WORDS[-2]}\"; "
+                           "echo \"${COMPREPLY[*]}\""};
+    ChildProcess bash(options);
+    bash.waitForExit();
+    return bash.standardOutput() + bash.standardError();
+}
+
+TEST(DornctlArguments, CompletionOffersWhatMayFollow) {
+    EXPECT_EQ("meters\n", completionOf("dornctl me"));
+    EXPECT_EQ("--parameters\n", completionOf("dornctl --json listen --pa"));
+    EXPECT_EQ("yes no\n", completionOf("dornctl set-parameters --report ''"));
+    EXPECT_EQ("\n", completionOf("dornctl --host 127"));
 }
 
 }  // namespace

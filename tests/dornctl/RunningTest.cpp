@@ -78,6 +78,22 @@ TEST(DornctlListen, TellsWhatIsNoNotificationAndGoesOn) {
     EXPECT_EQ("", tool.standardOutput());
 }
 
+TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
+    EXPECT_EQ(1, dornctl({"listen", "--bind", "127.0.0.1:0", "--keep", "/none/file"}).status);
+
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0", "--keep", "/dev/full"};
+    ChildProcess tool(options);
+    Frame notification;
+    notification.type = kAamsType;
+    notification.body = aamsPayload(1, "-0011");
+    UdpPeer daemon;
+    daemon.sendTo(portOf(tool), notification.encode());
+    EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_THAT(tool.standardError(),
+                testing::EndsWith("dornctl: the file takes no more notifications\n"));
+}
+
 TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
     Gateway gateway(1);
     gateway.startKnown();

@@ -1,10 +1,15 @@
-// The example scenarios at work.
+// The example scenarios at work, serial lines and the live view.
 
 #include <gtest/gtest.h>
+#include <regex>
+#include <sstream>
+#include <termios.h>
 
 #include "gateway/Gateway.h"
 #include "support/Bytes.h"
+#include "tesksim/LiveView.h"
 #include "tesksim/Park.h"
+#include "tesksim/Pty.h"
 
 namespace teskd::test {
 namespace {
@@ -49,6 +54,38 @@ TEST(Park, TheExampleWithTroubleStartsWithAMachineThatRefuses) {
     EXPECT_TRUE(park.followSchedules().has_value());
     EXPECT_FALSE(park.machines()[0]->faults().refuse);
     EXPECT_TRUE(park.machines()[1]->faults().refuse);
+}
+
+// A pseudo-terminal keeps speed and stop bits.
+TEST(SerialLine, IsSetOnTheDeviceThatAMachineSpeaksOn) {
+    const tesksim::Pty device("");
+    tesksim::Machine machine(
+        {.tty = device.name(), .line = tesksim::SerialLine::parse("9600 8N2")});
+    machine.start();
+    ASSERT_TRUE(machine.journal().waitForConnections(1));
+    termios settings{};
+    ASSERT_EQ(0, ::tcgetattr(device.open().get(), &settings));
+    EXPECT_EQ(B9600, ::cfgetospeed(&settings));
+    EXPECT_NE(0U, settings.c_cflag & CSTOPB);
+    EXPECT_EQ(0U, settings.c_lflag & (ECHO | ICANON));
+}
+
+TEST(LiveView, ATerminalShowsTheMachinesAboveTheLatestMessages) {
+    std::ostringstream out;
+    tesksim::LiveView view(out, true, {"ZA000000001", "ZB000000002"});
+    view.show(2, tesksim::Machine::Event::Connected, "");
+    out.str("");
+    view.show(2, tesksim::Machine::Event::Asked, "113~0008\a");
+    const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2} ");
+    EXPECT_EQ(
+        "\x1B[H\x1B[2J"
+        "machine     line        received answered\n"
+        "ZA000000001 alone              0        0\n"
+        "ZB000000002 connected          1        0\n"
+        "\n"
+        "ZB000000002 connected\n"
+        "ZB000000002 <- 113~0008\\x07\n",
+        std::regex_replace(out.str(), time, ""));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "checkconf/ValueChecks.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <limits>
 #include <map>
@@ -118,10 +119,22 @@ void ValueChecks::listeners() {
         find(kLocalPorts, "more ports than addresses in " + std::string(kLocal) +
                               "; those that are left over are not used");
     }
-    std::map<std::string, int> seen;
+    listenersTogether();
+}
+
+// The system lets nobody listen on one address of a port where somebody listens on all of them.
+void ValueChecks::listenersTogether() {
+    std::map<std::string, std::vector<std::string>> hostsByPort;
     for (const std::string& endpoint :
          ZqConfig::pair_endpoints(value(kLocal), value(kLocalPorts))) {
-        if (++seen[endpoint] == 2) find(set(kLocalPorts, kLocal), "listens twice on " + endpoint);
+        const std::size_t colon = endpoint.rfind(':');
+        const std::string host = endpoint.substr(0, colon);
+        std::vector<std::string>& others = hostsByPort[endpoint.substr(colon + 1)];
+        const bool taken = std::any_of(others.begin(), others.end(), [&](const auto& other) {
+            return other == host || other == kEveryAddress || host == kEveryAddress;
+        });
+        if (taken) find(set(kLocalPorts, kLocal), "the port of " + endpoint + " is taken already");
+        others.push_back(host);
     }
 }
 

@@ -23,6 +23,7 @@ class ValueChecks {
     void numbers();
     void server();
     void listeners();
+    void listenersTogether();
     void machines();
     void machine(int n);
     void macAddresses();

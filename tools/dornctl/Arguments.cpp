@@ -1,6 +1,7 @@
 #include "dornctl/Arguments.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <chrono>
 #include <regex>
 #include <stdexcept>
@@ -8,6 +9,8 @@
 #include "host/Endpoint.h"
 
 namespace dornctl::arguments {
+
+using teskhost::Endpoint;
 
 namespace {
 
@@ -38,6 +41,15 @@ bool isTime(const std::string& text) {
     return date.ok() && pair(0) < 69 && pair(3) < 24 && pair(4) < 60 && pair(5) < 60;
 }
 
+std::string parsed(const std::string& text) {
+    try {
+        Endpoint::parse(text);
+    } catch (const std::invalid_argument& e) {
+        return e.what();
+    }
+    return "";
+}
+
 }  // namespace
 
 std::string machine(const std::string& text) {
@@ -54,18 +66,17 @@ std::string message(const std::string& text) {
 }
 
 std::string endpoint(const std::string& text) {
-    const std::string problem = anyPort(text);
+    const std::string problem = parsed(text);
     if (!problem.empty()) return problem;
-    return unless(teskhost::Endpoint::parse(text).port != 0, "a port other than 0 is", text);
+    return unless(Endpoint::parse(text).port != 0, "a port other than 0 is", text);
 }
 
-std::string anyPort(const std::string& text) {
-    try {
-        teskhost::Endpoint::parse(text);
-    } catch (const std::invalid_argument& e) {
-        return e.what();
-    }
-    return "";
+std::string binding(const std::string& text) {
+    const std::string problem = parsed(text);
+    if (!problem.empty()) return problem;
+    in_addr address{};
+    const bool good = ::inet_pton(AF_INET, Endpoint::parse(text).address.c_str(), &address) == 1;
+    return unless(good, "an IPv4 address as a number is", text);
 }
 
 std::string time(const std::string& text) {

@@ -17,8 +17,8 @@ std::string field(const std::string& text);
 std::string message(const std::string& text);
 // "ADDRESS:PORT".
 std::string endpoint(const std::string& text);
-// The same, where port 0 lets the kernel choose.
-std::string anyPort(const std::string& text);
+// "ADDRESS:PORT" to listen on: an IPv4 address, and port 0 lets the kernel choose.
+std::string binding(const std::string& text);
 // The external parameters as messages have them: minutes, two flags, minutes.
 std::string parameters(const std::string& text);
 // "YYMMDDhhmmss", a time from 2000 to 2068 that the calendar has, or "now".

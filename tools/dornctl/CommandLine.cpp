@@ -80,6 +80,11 @@ ExitStatus CommandLine::run(int argc, char** argv) {
 
 // Help is asked for with an error too.
 ExitStatus CommandLine::refuse(const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app_.remaining();
+    if (app_.get_subcommands().empty() && error.get_exit_code() != 0 && !unknown.empty()) {
+        return fail(ExitStatus::BadArguments, "no subcommand is called \"" + unknown.front() +
+                                                  "\"; \"dornctl --help\" lists them");
+    }
     return app_.exit(error) == 0 ? ExitStatus::Success : ExitStatus::BadArguments;
 }
 

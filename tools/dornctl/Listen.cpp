@@ -29,19 +29,25 @@ struct Options {
     bool noClock = false;
 };
 
+NotificationServer::Answers answersFor(const Options& options) {
+    NotificationServer::Answers answers;
+    if (!options.noClock) {
+        answers[kClockNotification] = [](const Notification&) { return nowStamp(); };
+    }
+    if (!options.parameters.empty()) {
+        answers[kParametersNotification] = [text = options.parameters](const Notification&) {
+            return text;
+        };
+    }
+    return answers;
+}
+
 class Listen {
   public:
     Listen(const Settings& settings, const Options& options)
         : log_(settings.json, options.keep),
           wake_(::eventfd(0, EFD_CLOEXEC)),
-          server_(options.bind, observer()) {
-        if (!options.noClock) {
-            server_.setAnswer(kClockNotification, [](const auto&) { return nowStamp(); });
-        }
-        if (options.parameters.empty()) return;
-        server_.setAnswer(kParametersNotification,
-                          [text = options.parameters](const auto&) { return text; });
-    }
+          server_(options.bind, observer(), answersFor(options)) {}
 
     ExitStatus run(const std::string& address) {
         std::cerr << "dornctl: listening on " << Endpoint{address, server_.port()}.text() << '\n';
@@ -78,7 +84,7 @@ void declareListen(CLI::App& app, Action& chosen) {
         .add_option_function<std::string>(
             "--bind", [options](const std::string& text) { options->bind = Endpoint::parse(text); },
             "IPv4 address and UDP port to listen on; with port 0 the kernel chooses one")
-        ->check(arguments::anyPort)
+        ->check(arguments::binding)
         ->type_name("ADDRESS:PORT")
         ->default_str(options->bind.text());
     command

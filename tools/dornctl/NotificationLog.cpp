@@ -2,8 +2,9 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstring>
 #include <iostream>
-#include <system_error>
+#include <stdexcept>
 
 #include "dornctl/Now.h"
 #include "host/AamsWords.h"
@@ -68,7 +69,7 @@ std::string textOf(const Notification& notification, const std::string& answer) 
 NotificationLog::NotificationLog(bool json, const std::string& file) : json_(json) {
     if (file.empty()) return;
     file_.open(file, std::ios::app);
-    if (!file_) throw std::system_error(errno, std::generic_category(), file);
+    if (!file_) throw std::runtime_error(file + ": " + std::strerror(errno));
 }
 
 void NotificationLog::add(const Notification& notification, const std::string& answer) {

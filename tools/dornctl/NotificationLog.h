@@ -1,7 +1,7 @@
 // Shows notifications on standard output as they come, and keeps them in a file of JSON lines.
 //
 // Ownership: the object owns the file. Threads: one user at a time.
-// Errors: the constructor throws std::system_error when the file cannot be opened. When it cannot
+// Errors: the constructor throws std::runtime_error when the file cannot be opened. When it cannot
 // be written later, full() tells; what cannot be decoded is shown as text.
 
 #pragma once

@@ -37,10 +37,12 @@ sockaddr_in toSystem(const teskhost::Endpoint& endpoint) {
 
 }  // namespace
 
-NotificationServer::NotificationServer(const teskhost::Endpoint& at, Observer observer)
+NotificationServer::NotificationServer(const teskhost::Endpoint& at, Observer observer,
+                                       Answers answers)
     : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       wake_(::eventfd(0, EFD_CLOEXEC)),
-      observer_(std::move(observer)) {
+      observer_(std::move(observer)),
+      answers_(std::move(answers)) {
     sockaddr_in address = toSystem(at);
     auto* const raw = reinterpret_cast<sockaddr*>(&address);
     socklen_t size = sizeof address;

@@ -40,6 +40,7 @@ class NotificationServer {
   public:
     // The text of an answer, which goes out behind a "-"; an empty text goes out as no text at all.
     using AnswerText = std::function<std::string(const Notification&)>;
+    using Answers = std::map<int, AnswerText>;  // by code id
     using Milliseconds = std::chrono::milliseconds;
     static constexpr Milliseconds kPatience{10000};
 
@@ -50,9 +51,10 @@ class NotificationServer {
     };
 
     // Keeps what comes, on a port of 127.0.0.1 that the kernel chooses.
-    NotificationServer() : NotificationServer(teskhost::Endpoint{"127.0.0.1", 0}, {}) {}
-    // On an IPv4 address given as a number. Throws std::invalid_argument when it is none.
-    NotificationServer(const teskhost::Endpoint& at, Observer observer);
+    NotificationServer() : NotificationServer(teskhost::Endpoint{"127.0.0.1", 0}, {}, {}) {}
+    // On an IPv4 address given as a number, with these answers from the first notification on.
+    // Throws std::invalid_argument when it is no address.
+    NotificationServer(const teskhost::Endpoint& at, Observer observer, Answers answers);
     ~NotificationServer();
     NotificationServer(const NotificationServer&) = delete;
     NotificationServer& operator=(const NotificationServer&) = delete;
@@ -89,7 +91,7 @@ class NotificationServer {
     mutable std::mutex mutex_;
     mutable std::condition_variable arrived_;
     // All guarded by mutex_.
-    std::map<int, AnswerText> answers_;
+    Answers answers_;
     std::vector<Notification> notifications_;
     std::vector<std::string> problems_;
 
