@@ -21,7 +21,9 @@ std::string printable(const std::string& text) {
     for (const char c : text) {
         char escaped[8];
         const bool plain = c >= ' ' && c <= '~';
-        if (!plain) std::snprintf(escaped, sizeof escaped, "\\x%02X", c & 0xFFU);
+        if (!plain)
+            std::snprintf(escaped, sizeof escaped, "\\x%02X",
+                          unsigned{static_cast<unsigned char>(c)});
         result += plain ? std::string(1, c) : escaped;
     }
     return result;

@@ -29,7 +29,9 @@ std::string printable(const std::string& bytes) {
     for (const char c : bytes.substr(0, kLongest)) {
         char escaped[8];
         const bool plain = c >= ' ' && c <= '~';
-        if (!plain) std::snprintf(escaped, sizeof escaped, "\\x%02X", c & 0xFFU);
+        if (!plain)
+            std::snprintf(escaped, sizeof escaped, "\\x%02X",
+                          unsigned{static_cast<unsigned char>(c)});
         text += plain ? std::string(1, c) : escaped;
     }
     const std::size_t more = bytes.size() > kLongest ? bytes.size() - kLongest : 0;
