@@ -31,7 +31,13 @@ install(DIRECTORY docs/ DESTINATION share/doc/teskd COMPONENT daemon FILES_MATCH
 set(CPACK_COMPONENTS_ALL daemon)
 foreach(tool IN LISTS TESKD_TOOLS)
     if(TARGET ${tool})
+        get_target_property(directory ${tool} SOURCE_DIR)
         install(TARGETS ${tool} RUNTIME DESTINATION bin COMPONENT tools)
+        install(FILES ${directory}/${tool}.1 DESTINATION share/man/man1 COMPONENT tools)
+        install(FILES ${directory}/${tool}.bash
+            DESTINATION share/bash-completion/completions RENAME ${tool} COMPONENT tools OPTIONAL)
+        install(DIRECTORY ${directory}/scenarios
+            DESTINATION share/doc/teskd-tools COMPONENT tools OPTIONAL)
         list(APPEND TESKD_PACKAGED ${tool})
     endif()
 endforeach()

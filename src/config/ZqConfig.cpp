@@ -6,6 +6,7 @@
 #include <ctime>
 #include <limits>
 
+#include "config/ConfigDefaults.h"
 #include "config/ConfigFile.h"
 #include "config/IniFormat.h"
 #include "config/SystemDate.h"
@@ -20,60 +21,13 @@ namespace teskd {
 
 namespace {
 
-constexpr const char* MAIN_FILE = "/etc/tesk_v2.ini";
-constexpr const char* CONFIG_DIRECTORY = "/config/";
-constexpr const char* SOFTWARE_UPDATE_FILE = ".sw_update.ini";
 constexpr const char* DUMP_FILE = "/tmp/dump_map.ini";
 
 constexpr const char* LIST_SEPARATORS = " ,;";
 constexpr const char* MAC_KEY = "[INTERNAL] MAC_ADDR_";
-constexpr const char* KEY_CONFIG_FILE = "[INTERNAL] ZQ_CONFIG_FILE";
-constexpr const char* KEY_UPDATE_A = "[INTERNAL] SW_UPDATE_A";
-constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";
 
-constexpr int PORTS_WITH_DEFAULTS = 4;
-constexpr int FIRST_TELNET_PORT = 2000;
-constexpr int TELNET_PORT_STEP = 100;
 constexpr int MILLISECONDS_PER_SECOND = 1000;
 constexpr std::size_t SHORTEST_DATE = 10;  // digits that the last blank goes behind
-
-struct Default {
-    const char* key;
-    const char* value;
-};
-
-constexpr Default DEFAULTS[] = {
-    {"[INTERNAL] TESKv2_ENABLE", "false"},
-    {"[IP_ADDRESS] IP_SERVER", "192.168.0.1"},
-    {"[IP_ADDRESS] UDP_SERVER", "5001"},
-    {"[IP_ADDRESS] IP_LOCAL", "*"},
-    {"[IP_ADDRESS] TCP_LOCAL", "5001"},
-    {"[SLOT_MACHINE] PORT_ASYNC", "1,2,3,4"},
-    {"[RICH_ORA] TOUT_ORA", "7200"},
-    {"[INTERNAL] MAC_ADDR_eth0", "ff:ff:ff:ff:ff:00"},
-    {"[INTERNAL] MAC_ADDR_eth1", "ff:ff:ff:ff:ff:01"},
-    {"[INTERNAL] ZQ_MODEL", "<unknown>"},
-    {"[INTERNAL] ZQ_SW_VERSION", "<unknown"},
-    {"[INTERNAL] ZQ_MANUFACTURER_ID", "ZEPH WLT"},
-    {KEY_UPDATE_A, "YYMMDDHHMMSS"},
-    {KEY_UPDATE_B, "YYMMDDHHMMSS"},
-    {"[INTERNAL] TESK_CONNECTION_TYPE", "3"},
-    {"[INTERNAL] ZQ_CONNECTION_TYPE", "9"},
-    {"[AAMS] TMP_APP_COLLEGATI", "1"},
-    {"[AAMS] INVIO_APP_COLLEGATI", "1"},
-    {"[AAMS] INVIO_NO_APP_COLLEGATI", "1"},
-    {"[AAMS] TMP_APP_ACCENSIONE", "2"},
-    {KEY_CONFIG_FILE, "config.ini"},
-};
-
-constexpr Default PORT_DEFAULTS[] = {
-    {"IP_ADDRESS", "127.0.0.1"}, {"FLOWCONTROL", "No Flow"}, {"STOPSIZE", "1"},
-    {"PARITY", "NONE"},          {"DATASIZE", "8"},          {"BAUDRATE", "19200"},
-};
-
-std::string portKey(int n, const char* name) {
-    return text::format("[PORT_ASYNC%d] %s", n, name);
-}
 
 std::string formatLocalTime(const char* format) {
     const std::time_t now = std::time(nullptr);
@@ -99,22 +53,13 @@ ZqConfig& getConfig() {
 }
 
 ZqConfig::ZqConfig() {
-    store_defaults();
+    storeDefaults(*this);
     const std::string directory = systemPath(CONFIG_DIRECTORY);
     parse_file(systemPath(MAIN_FILE), *this);
     parse_file(directory + SOFTWARE_UPDATE_FILE, *this);
     parse_file(directory + at(KEY_CONFIG_FILE), *this);
     write_software_update_file();
     write_file(systemPath(DUMP_FILE), *this);
-}
-
-void ZqConfig::store_defaults() {
-    for (const Default& entry : DEFAULTS) (*this)[entry.key] = entry.value;
-    for (int n = 1; n <= PORTS_WITH_DEFAULTS; ++n) {
-        for (const Default& entry : PORT_DEFAULTS) (*this)[portKey(n, entry.key)] = entry.value;
-        (*this)[portKey(n, "TCP_PORT")] =
-            text::format("%d", FIRST_TELNET_PORT + TELNET_PORT_STEP * n);
-    }
 }
 
 // Both stamps become the current one, so that the next start sees a difference only after an
@@ -153,24 +98,29 @@ std::string ZqConfig::get_server_address() {
 }
 
 std::list<std::string> ZqConfig::get_local_addresses() {
-    const auto addresses =
-        text::splitDroppingEmpty(value_of("[IP_ADDRESS] IP_LOCAL"), LIST_SEPARATORS);
-    const auto ports =
-        text::splitDroppingEmpty(value_of("[IP_ADDRESS] TCP_LOCAL"), LIST_SEPARATORS);
+    return pair_endpoints(value_of("[IP_ADDRESS] IP_LOCAL"), value_of("[IP_ADDRESS] TCP_LOCAL"));
+}
+
+std::list<std::string> ZqConfig::pair_endpoints(const std::string& addressList,
+                                                const std::string& portList) {
+    const auto ports = split_list(portList);
     std::list<std::string> endpoints;
     std::string port;
     auto nextPort = ports.begin();
-    for (const std::string& address : addresses) {
+    for (const std::string& address : split_list(addressList)) {
         if (nextPort != ports.end()) port = *nextPort++;
         endpoints.push_back(address + ":" + port);
     }
     return endpoints;
 }
 
+std::vector<std::string> ZqConfig::split_list(const std::string& list) {
+    return text::splitDroppingEmpty(list, LIST_SEPARATORS);
+}
+
 std::vector<int> ZqConfig::get_async_ports() {
     std::vector<int> ports;
-    const std::string list = value_of("[SLOT_MACHINE] PORT_ASYNC");
-    for (const std::string& item : text::splitDroppingEmpty(list, LIST_SEPARATORS)) {
+    for (const std::string& item : split_list(value_of("[SLOT_MACHINE] PORT_ASYNC"))) {
         ports.push_back(text::toInt(item));
     }
     return ports;

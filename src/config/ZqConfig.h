@@ -31,6 +31,13 @@ class ZqConfig : public std::map<std::string, std::string> {
     // Writes the map to the file; see ConfigFile::replace. A failure is logged and no more.
     static void write_file(const std::string& path, const Map& map);
 
+    // The items of a list, which blanks, commas and semicolons separate.
+    static std::vector<std::string> split_list(const std::string& list);
+    // "address:port" of every address, each with the port at its place in the other list, or with
+    // the last one when there are fewer ports.
+    static std::list<std::string> pair_endpoints(const std::string& addressList,
+                                                 const std::string& portList);
+
     // True only for the value "true".
     static bool is_tesk_enabled();
 
@@ -83,7 +90,6 @@ class ZqConfig : public std::map<std::string, std::string> {
     static void set_current_date_time(std::string text, NoticeLimiter* notices = nullptr);
 
   private:
-    void store_defaults();
     void write_software_update_file() const;
     static std::string value_of(const std::string& key);
     static int port_setting(int n, const char* name);

@@ -26,4 +26,12 @@ TEST(HostTable, ShowsFieldsLineByLine) {
         Table::ofFields({{"state", "4"}}).text(0));
 }
 
+TEST(HostTable, ShowsNoByteThatATerminalObeys) {
+    EXPECT_EQ(
+        "field  value\n"
+        "-----  ---------------\n"
+        "state  \\x1B[2J\\x00\\xE9\n",
+        Table::ofFields({{"state", std::string("\x1B[2J\0\xE9", 6)}}).text(0));
+}
+
 }  // namespace

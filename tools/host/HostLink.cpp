@@ -1,12 +1,12 @@
 #include "host/HostLink.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
+
+#include "host/Connect.h"
 
 namespace teskhost {
 
@@ -18,14 +18,8 @@ namespace {
 
 }  // namespace
 
-HostLink::HostLink(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const auto* const raw = reinterpret_cast<const sockaddr*>(&address);
-    if (!socket_.valid() || ::connect(socket_.get(), raw, sizeof address) != 0) fail("connect");
-}
+HostLink::HostLink(const Endpoint& endpoint, Milliseconds patience)
+    : socket_(connectTo(endpoint, patience)) {}
 
 std::uint32_t HostLink::send(const Request& request) {
     Frame frame;
@@ -35,6 +29,7 @@ std::uint32_t HostLink::send(const Request& request) {
     std::string data = frame.encode();
     while (!data.empty()) {
         const ssize_t count = ::send(socket_.get(), data.data(), data.size(), MSG_NOSIGNAL);
+        if (count < 0 && errno == EAGAIN) throw LinkError("the daemon does not take the request");
         if (count < 0 && errno != EINTR) fail("send");
         data.erase(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     }

@@ -1,26 +1,23 @@
 // A host's connection to the daemon: frames out, frames in.
 //
 // Ownership: the object owns its connection. Threads: one user at a time.
-// Errors: std::system_error from the system, LinkError when the daemon closes the connection or a
-// frame is not complete in time, DecodeError when what comes is no frame.
+// Errors: std::system_error from the system, what connectTo() throws, LinkError when the daemon
+// closes the connection or a frame is not complete in time, DecodeError when what comes is no
+// frame.
 
 #pragma once
 
 #include <chrono>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 
 #include "host/Descriptor.h"
+#include "host/Endpoint.h"
 #include "host/Frame.h"
+#include "host/LinkError.h"
 #include "host/Request.h"
 
 namespace teskhost {
-
-class LinkError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 class HostLink {
   public:
@@ -28,7 +25,9 @@ class HostLink {
     static constexpr Milliseconds kPatience{10000};
 
     // Connects to a port of 127.0.0.1.
-    explicit HostLink(std::uint16_t port);
+    explicit HostLink(std::uint16_t port) : HostLink(Endpoint{"127.0.0.1", port}) {}
+    // Connects and sends within `patience`; see connectTo().
+    explicit HostLink(const Endpoint& endpoint, Milliseconds patience = kPatience);
 
     // Sends a request and returns the identifier that its answers carry.
     std::uint32_t send(const Request& request);

@@ -1,6 +1,7 @@
 #include "host/Table.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 namespace teskhost {
@@ -15,6 +16,19 @@ void removeBlanksAtEnd(std::string& text) {
 
 }  // namespace
 
+std::string printable(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        char escaped[8];
+        const bool plain = c >= ' ' && c <= '~';
+        if (!plain)
+            std::snprintf(escaped, sizeof escaped, "\\x%02X",
+                          unsigned{static_cast<unsigned char>(c)});
+        result += plain ? std::string(1, c) : escaped;
+    }
+    return result;
+}
+
 Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
     for (const Column& column : columns_) widths_.push_back(column.title.size());
 }
@@ -27,6 +41,7 @@ Table Table::ofFields(const Fields& fields) {
 
 void Table::add(Row row) {
     row.resize(columns_.size());
+    for (std::string& text : row) text = printable(text);
     for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], row[i].size());
     rows_.push_back(std::move(row));
 }

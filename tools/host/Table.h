@@ -1,4 +1,5 @@
-// A table of text: columns as wide as their widest cell, with their titles above.
+// A table of text: columns as wide as their widest cell, with their titles above. Cells are made
+// printable().
 //
 // Ownership: a plain value. Threads: one user at a time.
 // Errors: a row with more cells than there are columns loses the rest.
@@ -12,6 +13,10 @@
 #include "host/Field.h"
 
 namespace teskhost {
+
+// The text with bytes that are no printable ASCII as "\x1B", since what a machine or a stranger
+// sends shall not steer the reader's terminal.
+std::string printable(const std::string& text);
 
 class Table {
   public:

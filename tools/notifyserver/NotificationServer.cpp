@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <poll.h>
+#include <stdexcept>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <system_error>
@@ -24,18 +25,25 @@ constexpr std::size_t kLargestDatagram = 65536;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-sockaddr_in anyPortOfLoopback() {
+sockaddr_in toSystem(const teskhost::Endpoint& endpoint) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(endpoint.port);
+    if (::inet_pton(AF_INET, endpoint.address.c_str(), &address.sin_addr) != 1) {
+        throw std::invalid_argument("an IPv4 address is expected, not \"" + endpoint.address + '"');
+    }
     return address;
 }
 
 }  // namespace
 
-NotificationServer::NotificationServer()
-    : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), wake_(::eventfd(0, EFD_CLOEXEC)) {
-    sockaddr_in address = anyPortOfLoopback();
+NotificationServer::NotificationServer(const teskhost::Endpoint& at, Observer observer,
+                                       Answers answers)
+    : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      wake_(::eventfd(0, EFD_CLOEXEC)),
+      observer_(std::move(observer)),
+      answers_(std::move(answers)) {
+    sockaddr_in address = toSystem(at);
     auto* const raw = reinterpret_cast<sockaddr*>(&address);
     socklen_t size = sizeof address;
     if (!socket_.valid() || !wake_.valid()) fail("notification server");
@@ -113,12 +121,13 @@ void NotificationServer::take(std::string_view datagram, const sockaddr_in& send
     if (frame.type != Frame::kAamsType) throw teskhost::DecodeError("not an AAMS frame");
     const Notification notification{frame, AamsMessage::decode(frame.body),
                                     std::chrono::steady_clock::now(), sender};
-    keep(notification);
-    answer(notification);
+    if (!observer_.answered) keep(notification);
+    const std::string text = textFor(notification);
+    answer(notification, text);
+    if (observer_.answered) observer_.answered(notification, text);
 }
 
-void NotificationServer::answer(const Notification& notification) {
-    const std::string text = textFor(notification);
+void NotificationServer::answer(const Notification& notification, const std::string& text) {
     Frame frame = notification.frame;
     const std::string body = text.empty() ? text : "-" + text;
     frame.body = AamsMessage(notification.message.code(), body).encode();
@@ -138,6 +147,7 @@ void NotificationServer::keep(const Notification& notification) {
 }
 
 void NotificationServer::keepProblem(const std::string& problem) {
+    if (observer_.refused) return observer_.refused(problem);
     const std::lock_guard lock(mutex_);
     problems_.push_back(problem);
 }

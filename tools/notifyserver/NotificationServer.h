@@ -1,9 +1,9 @@
-// A simulated notification server: takes the daemon's notifications on a UDP port of 127.0.0.1,
-// keeps them and answers them, one after another.
+// A notification server: takes the daemon's notifications on a UDP port, answers them, one after
+// another, and keeps them or shows them to an observer.
 //
 // Ownership: the object owns its socket and its thread; the destructor ends both.
 // Threads: every operation may be called from any thread; one lock guards all records. Answers are
-// made with no lock held, on the server's own thread.
+// made with no lock held, on the server's own thread, and there the observer is called too.
 // Errors: the constructor throws std::system_error. A datagram that is no notification, or that
 // cannot be answered, goes unanswered; problems() tells why.
 
@@ -24,6 +24,7 @@
 
 #include "host/AamsMessage.h"
 #include "host/Descriptor.h"
+#include "host/Endpoint.h"
 #include "host/Frame.h"
 
 namespace notifyserver {
@@ -39,10 +40,21 @@ class NotificationServer {
   public:
     // The text of an answer, which goes out behind a "-"; an empty text goes out as no text at all.
     using AnswerText = std::function<std::string(const Notification&)>;
+    using Answers = std::map<int, AnswerText>;  // by code id
     using Milliseconds = std::chrono::milliseconds;
     static constexpr Milliseconds kPatience{10000};
 
-    NotificationServer();
+    // Sees what comes instead of its being kept, so that a server can run for ever.
+    struct Observer {
+        std::function<void(const Notification&, const std::string& answer)> answered;
+        std::function<void(const std::string& problem)> refused;
+    };
+
+    // Keeps what comes, on a port of 127.0.0.1 that the kernel chooses.
+    NotificationServer() : NotificationServer(teskhost::Endpoint{"127.0.0.1", 0}, {}, {}) {}
+    // On an IPv4 address given as a number, with these answers from the first notification on.
+    // Throws std::invalid_argument when it is no address.
+    NotificationServer(const teskhost::Endpoint& at, Observer observer, Answers answers);
     ~NotificationServer();
     NotificationServer(const NotificationServer&) = delete;
     NotificationServer& operator=(const NotificationServer&) = delete;
@@ -64,7 +76,7 @@ class NotificationServer {
   private:
     void run();
     void receive();
-    void answer(const Notification& notification);
+    void answer(const Notification& notification, const std::string& text);
     void take(std::string_view datagram, const sockaddr_in& sender);
     void keep(const Notification& notification);
     void keepProblem(const std::string& problem);
@@ -74,11 +86,12 @@ class NotificationServer {
     teskhost::Descriptor socket_;
     teskhost::Descriptor wake_;
     std::uint16_t port_ = 0;
+    const Observer observer_;
 
     mutable std::mutex mutex_;
     mutable std::condition_variable arrived_;
     // All guarded by mutex_.
-    std::map<int, AnswerText> answers_;
+    Answers answers_;
     std::vector<Notification> notifications_;
     std::vector<std::string> problems_;
 

@@ -7,7 +7,6 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <system_error>
-#include <termios.h>
 
 namespace tesksim {
 
@@ -51,12 +50,11 @@ Fd listenOn(std::uint16_t port) {
     return fd;
 }
 
-Fd openTty(const std::string& path) {
+Fd openTty(const std::string& path, const SerialLine& line) {
     Fd fd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     termios settings{};
     if (!fd.valid() || ::tcgetattr(fd.get(), &settings) != 0) return Fd();
-    ::cfmakeraw(&settings);
-    settings.c_cflag |= CLOCAL | CREAD;
+    line.apply(settings);
     if (::tcsetattr(fd.get(), TCSANOW, &settings) != 0) return Fd();
     return fd;
 }

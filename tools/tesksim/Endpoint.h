@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tesksim/Fd.h"
+#include "tesksim/SerialLine.h"
 
 namespace tesksim {
 
@@ -19,8 +20,9 @@ std::uint16_t portOf(const Fd& socket);
 // A second socket on a port of bindPort(), listening.
 Fd listenOn(std::uint16_t port);
 
-// Opens a tty and makes it raw. Returns an invalid descriptor when it cannot be opened.
-Fd openTty(const std::string& path);
+// Opens a tty and makes it raw, with this line setting where it has one. Returns an invalid
+// descriptor when it cannot be opened.
+Fd openTty(const std::string& path, const SerialLine& line);
 
 // A descriptor that becomes readable by wakeUp() until clearWakeUp().
 Fd makeWakeUp();

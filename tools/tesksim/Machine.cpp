@@ -23,7 +23,8 @@ Machine::Machine() : Machine(Options{}) {}
 
 Machine::Machine(Options options)
     : options_(std::move(options)), wake_(makeWakeUp()), codeId_(options_.codeId) {
-    if (!options_.tty.empty()) return;
+    if (!options_.ptyLink.empty()) pty_ = std::make_unique<Pty>(options_.ptyLink);
+    if (!isOnTcp()) return;
     reservation_ = bindPort(options_.port);
     port_ = portOf(reservation_);
 }
@@ -113,7 +114,7 @@ bool Machine::isStopping() const {
 
 // Listens, or does not, as the faults have it.
 void Machine::updateListener() {
-    if (!options_.tty.empty()) return;
+    if (!isOnTcp()) return;
     if (faults().refuse) {
         listener_.reset();
     } else if (!listener_.valid()) {
@@ -124,12 +125,16 @@ void Machine::updateListener() {
 void Machine::run() {
     while (!isStopping()) {
         updateListener();
-        if (!options_.tty.empty()) {
+        if (!isOnTcp()) {
             serveTty();
         } else {
             acceptOne();
         }
     }
+}
+
+void Machine::tell(Event event, const std::string& bytes) const {
+    if (options_.observer) options_.observer(event, bytes);
 }
 
 void Machine::acceptOne() {
@@ -150,7 +155,7 @@ void Machine::acceptOne() {
 }
 
 void Machine::serveTty() {
-    Fd fd = openTty(options_.tty);
+    Fd fd = pty_ ? pty_->open() : openTty(options_.tty, options_.line);
     if (fd.valid()) {
         Session session(std::move(fd), std::nullopt, journal_);
         serve(session);
@@ -161,6 +166,12 @@ void Machine::serveTty() {
 }
 
 void Machine::serve(Session& session) {
+    tell(Event::Connected);
+    exchange(session);
+    tell(Event::Disconnected);
+}
+
+void Machine::exchange(Session& session) {
     while (obeyOrders(session) && session.writeOutput()) {
         updateListener();
         if (!awaitAndRead(session)) return;
@@ -183,9 +194,12 @@ bool Machine::awaitAndRead(Session& session) {
 }
 
 void Machine::answer(Session& session, const Message& request) {
+    tell(Event::Asked, request.raw);
     if (request.isAcknowledgement()) return;
     const Faults faults = takeFaults();
-    session.queueAnswer(answers_.answerTo(request, codeId(), faults.lengthError), faults);
+    const std::string text = answers_.answerTo(request, codeId(), faults.lengthError);
+    session.queueAnswer(text, faults);
+    if (!faults.silent) tell(Event::Answered, text);
 }
 
 // Does what the other threads have asked for; false when the session shall end.

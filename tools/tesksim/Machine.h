@@ -1,4 +1,5 @@
-// One simulated slot machine, behind a telnet endpoint of its own on 127.0.0.1 or on a tty.
+// One simulated slot machine, behind a telnet endpoint of its own on 127.0.0.1, on a tty or on a
+// pseudo-terminal.
 //
 // It accepts one connection at a time, again and again, agrees to COM-PORT-OPTION, answers every
 // request from its table and records everything. It shares no code with the daemon.
@@ -12,6 +13,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -21,6 +24,8 @@
 #include "tesksim/Faults.h"
 #include "tesksim/Fd.h"
 #include "tesksim/Journal.h"
+#include "tesksim/Pty.h"
+#include "tesksim/SerialLine.h"
 
 namespace tesksim {
 
@@ -28,10 +33,17 @@ class Session;
 
 class Machine {
   public:
+    enum class Event { Connected, Disconnected, Asked, Answered };
+    // What happened, with the message's bytes when it was a message.
+    using Observer = std::function<void(Event, const std::string& bytes)>;
+
     struct Options {
         std::string codeId = "ZA000000001";
         std::uint16_t port = 0;  // 0: chosen by the kernel, then kept over restarts
         std::string tty{};       // when set: speak on this tty, without telnet, not on TCP
+        SerialLine line{};       // setting of the tty
+        std::string ptyLink{};  // when set: speak on a pseudo-terminal, whose far end has this name
+        Observer observer{};    // sees every message on the machine's own thread
         std::string greeting{};  // sent first on every connection, exactly as it is
     };
 
@@ -47,7 +59,9 @@ class Machine {
     void stop();
     bool isRunning() const { return thread_.joinable(); }
 
-    std::uint16_t port() const { return port_; }
+    std::uint16_t port() const { return port_; }  // 0 on a tty
+    // The name under which others open the machine's end of a serial line; empty on TCP.
+    std::string tty() const { return pty_ ? pty_->name() : options_.tty; }
     Journal& journal() { return journal_; }
     AnswerTable& answers() { return answers_; }
 
@@ -73,6 +87,7 @@ class Machine {
     void acceptOne();
     void serveTty();
     void serve(Session& session);
+    void exchange(Session& session);
     bool awaitAndRead(Session& session);
     void answer(Session& session, const Message& request);
     bool obeyOrders(Session& session);
@@ -80,12 +95,15 @@ class Machine {
     void updateListener();
     Faults takeFaults();
     bool isStopping() const;
+    bool isOnTcp() const { return options_.tty.empty() && options_.ptyLink.empty(); }
+    void tell(Event event, const std::string& bytes = {}) const;
 
     const Options options_;
     std::uint16_t port_ = 0;
     Journal journal_;
     AnswerTable answers_;
     Fd wake_;
+    std::unique_ptr<Pty> pty_;
     Fd reservation_;  // keeps the port while nobody listens
 
     mutable std::mutex mutex_;

@@ -1,0 +1,25 @@
+// What the configuration is before any file is read, and which files are read.
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace teskd {
+
+// Files, in the order in which they are merged: the main file, and in the directory the
+// software-update file and the one that KEY_CONFIG_FILE names by then.
+inline constexpr const char* MAIN_FILE = "/etc/tesk_v2.ini";
+inline constexpr const char* CONFIG_DIRECTORY = "/config/";
+inline constexpr const char* SOFTWARE_UPDATE_FILE = ".sw_update.ini";
+
+inline constexpr const char* KEY_CONFIG_FILE = "[INTERNAL] ZQ_CONFIG_FILE";
+inline constexpr const char* KEY_UPDATE_A = "[INTERNAL] SW_UPDATE_A";
+inline constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";
+
+// Stores every default. Ports beyond the fourth have none.
+void storeDefaults(std::map<std::string, std::string>& map);
+
+// "[PORT_ASYNC3] NAME" for serial port 3.
+std::string portKey(int n, const char* name);
+
+}  // namespace teskd

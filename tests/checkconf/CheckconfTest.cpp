@@ -1,0 +1,225 @@
+// What the checker prints for files as an administrator writes them, and its exit status.
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <regex>
+
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+namespace {
+
+using testing::HasSubstr;
+
+class Checkconf : public testing::Test {
+  protected:
+    // Below the directory that the checker is told to look under.
+    void write(const std::string& file, const std::string& text) { writeFile(root_ / file, text); }
+
+    void run(const std::vector<std::string>& arguments) {
+        ChildProcess::Options options;
+        options.command = arguments;
+        options.command.insert(options.command.begin(), CHECKCONF);
+        ChildProcess child(options);
+        const auto status = child.waitForExit();
+        ASSERT_TRUE(status.has_value());
+        status_ = status->code;
+        output_ = child.standardOutput();
+        error_ = child.standardError();
+        for (std::size_t at; (at = output_.find(rootName())) != std::string::npos;) {
+            output_.erase(at, rootName().size());
+        }
+    }
+    // The findings alone, for a main file with this text.
+    std::string findings(const std::string& text) {
+        write("etc/tesk_v2.ini", text);
+        run({"--quiet", "--root", rootName()});
+        return output_;
+    }
+    std::string rootName() const { return root_.path().string(); }
+
+    TempDir root_;
+    int status_ = -1;
+    std::string output_;
+    std::string error_;
+};
+
+TEST_F(Checkconf, TellsEveryKeyAndWhereItCameFrom) {
+    write("etc/tesk_v2.ini",
+          "a comment\n\nTESKv2_ENABLE = "
+          "true\nZQ_CONFIG_FILE=site.ini\n[AAMS]\nTMP_APP_COLLEGATI=5\n");
+    write("config/.sw_update.ini", "[INTERNAL]\nSW_UPDATE_B=260315120000\n");
+    write("config/site.ini", "[AAMS]\n\nTMP_APP_COLLEGATI=7\n[PORT_ASYNC2]\nPARITY=EVEN\n");
+    run({"--root", rootName()});
+    EXPECT_EQ(0, status_);
+    EXPECT_EQ("", error_);
+    // The rule below the last title is as long as the longest path.
+    EXPECT_EQ(
+        "key                              value              from\n"
+        "-------------------------------  -----------------  ----\n"
+        "[AAMS] INVIO_APP_COLLEGATI       1                  default\n"
+        "[AAMS] INVIO_NO_APP_COLLEGATI    1                  default\n"
+        "[AAMS] TMP_APP_ACCENSIONE        2                  default\n"
+        "[AAMS] TMP_APP_COLLEGATI         7                  /config/site.ini:3\n"
+        "[INTERNAL] MAC_ADDR_eth0         ff:ff:ff:ff:ff:00  default\n"
+        "[INTERNAL] MAC_ADDR_eth1         ff:ff:ff:ff:ff:01  default\n"
+        "[INTERNAL] SW_UPDATE_A           YYMMDDHHMMSS       default\n"
+        "[INTERNAL] SW_UPDATE_B           260315120000       /config/.sw_update.ini:2\n"
+        "[INTERNAL] TESK_CONNECTION_TYPE  3                  default\n"
+        "[INTERNAL] TESKv2_ENABLE         true               /etc/tesk_v2.ini:3\n"
+        "[INTERNAL] ZQ_CONFIG_FILE        site.ini           /etc/tesk_v2.ini:4\n"
+        "[INTERNAL] ZQ_CONNECTION_TYPE    9                  default\n"
+        "[INTERNAL] ZQ_MANUFACTURER_ID    ZEPH WLT           default\n"
+        "[INTERNAL] ZQ_MODEL              <unknown>          default\n"
+        "[INTERNAL] ZQ_SW_VERSION         <unknown           default\n"
+        "[IP_ADDRESS] IP_LOCAL            *                  default\n"
+        "[IP_ADDRESS] IP_SERVER           192.168.0.1        default\n"
+        "[IP_ADDRESS] TCP_LOCAL           5001               default\n"
+        "[IP_ADDRESS] UDP_SERVER          5001               default\n"
+        "[PORT_ASYNC1] BAUDRATE           19200              default\n"
+        "[PORT_ASYNC1] DATASIZE           8                  default\n"
+        "[PORT_ASYNC1] FLOWCONTROL        No Flow            default\n"
+        "[PORT_ASYNC1] IP_ADDRESS         127.0.0.1          default\n"
+        "[PORT_ASYNC1] PARITY             NONE               default\n"
+        "[PORT_ASYNC1] STOPSIZE           1                  default\n"
+        "[PORT_ASYNC1] TCP_PORT           2100               default\n"
+        "[PORT_ASYNC2] BAUDRATE           19200              default\n"
+        "[PORT_ASYNC2] DATASIZE           8                  default\n"
+        "[PORT_ASYNC2] FLOWCONTROL        No Flow            default\n"
+        "[PORT_ASYNC2] IP_ADDRESS         127.0.0.1          default\n"
+        "[PORT_ASYNC2] PARITY             EVEN               /config/site.ini:5\n"
+        "[PORT_ASYNC2] STOPSIZE           1                  default\n"
+        "[PORT_ASYNC2] TCP_PORT           2200               default\n"
+        "[PORT_ASYNC3] BAUDRATE           19200              default\n"
+        "[PORT_ASYNC3] DATASIZE           8                  default\n"
+        "[PORT_ASYNC3] FLOWCONTROL        No Flow            default\n"
+        "[PORT_ASYNC3] IP_ADDRESS         127.0.0.1          default\n"
+        "[PORT_ASYNC3] PARITY             NONE               default\n"
+        "[PORT_ASYNC3] STOPSIZE           1                  default\n"
+        "[PORT_ASYNC3] TCP_PORT           2300               default\n"
+        "[PORT_ASYNC4] BAUDRATE           19200              default\n"
+        "[PORT_ASYNC4] DATASIZE           8                  default\n"
+        "[PORT_ASYNC4] FLOWCONTROL        No Flow            default\n"
+        "[PORT_ASYNC4] IP_ADDRESS         127.0.0.1          default\n"
+        "[PORT_ASYNC4] PARITY             NONE               default\n"
+        "[PORT_ASYNC4] STOPSIZE           1                  default\n"
+        "[PORT_ASYNC4] TCP_PORT           2400               default\n"
+        "[RICH_ORA] TOUT_ORA              7200               default\n"
+        "[SLOT_MACHINE] PORT_ASYNC        1,2,3,4            default\n",
+        std::regex_replace(output_, std::regex("  -+\n"), "  ----\n"));
+}
+
+TEST_F(Checkconf, FilesGivenAreMergedInTheirOrder) {
+    write("a", "ZQ_MODEL=first\nZQ_SW_VERSION=1\n");
+    write("b", "ZQ_MODEL=second\n");
+    run({root_ / "a", root_ / "b"});
+    EXPECT_EQ(0, status_);
+    EXPECT_THAT(output_, testing::ContainsRegex("\\[INTERNAL\\] ZQ_MODEL +second +/b:1\n"));
+    EXPECT_THAT(output_, testing::ContainsRegex("\\[INTERNAL\\] ZQ_SW_VERSION +1 +/a:2\n"));
+}
+
+TEST_F(Checkconf, UnknownNamesAreFound) {
+    EXPECT_EQ(
+        "/etc/tesk_v2.ini:1: unknown section [IP]\n"
+        "/etc/tesk_v2.ini:3: unknown section [aams]; did you mean [AAMS]?\n"
+        "/etc/tesk_v2.ini:5: unknown key \"TMP\" in [AAMS]\n"
+        "/etc/tesk_v2.ini:7: unknown key \"Parity\" in [PORT_ASYNC1]; did you mean "
+        "[PORT_ASYNC1] PARITY?\n",
+        findings("[IP]\nANY=1\n[aams]\n[AAMS]\nTMP=1\n[PORT_ASYNC1]\nParity=NONE\n"));
+    EXPECT_EQ(1, status_);
+}
+
+TEST_F(Checkconf, LinesThatStoreNothingAreFoundUnlessTheyAreComments) {
+    EXPECT_EQ(R"json(/etc/tesk_v2.ini:6: stores nothing: no "=" behind ZQ_MODEL
+/etc/tesk_v2.ini:7: stores nothing: no "=" behind ZQ_MODEL
+/etc/tesk_v2.ini:8: stores nothing: a name and a value are wanted around the "="
+/etc/tesk_v2.ini:9: stores nothing: a name and a value are wanted around the "="
+/etc/tesk_v2.ini:10: more than one "=": the value ends at the second
+)json",
+              findings("# ZQ_MODEL is the model\n#ZQ_MODEL=x\n; = ;\njust words\n\n"
+                       "ZQ_MODEL\nZQ_MODEL: x\nZQ_MODEL=\n=value\nZQ_MODEL=a=b\n"));
+}
+
+TEST_F(Checkconf, SpoiledHeadersAndCarriageReturnsAreFound) {
+    EXPECT_EQ(R"json(/etc/tesk_v2.ini:1: section header without "]" at its end: [INTERNAL] goes on
+/etc/tesk_v2.ini:2: section header without "]" at its end: [INTERNAL] goes on
+/etc/tesk_v2.ini:4: carriage return at the end of 2 lines: it becomes part of the value, and spoils a header
+)json",
+              findings("[AAMS\n[IP_ADDRESS] \n[INTERNAL]\nZQ_MODEL=x\r\n\r\n"));
+}
+
+TEST_F(Checkconf, ValuesThatDoNotConvertAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:1: [INTERNAL] TESKv2_ENABLE: "yes" is neither true nor false; the daemon stays disabled
+/etc/tesk_v2.ini:2: [INTERNAL] MAC_ADDR_eth0: "00:11" is no hardware address of six pairs of digits
+/etc/tesk_v2.ini:4: [AAMS] TMP_APP_COLLEGATI: "0" is no number from 1 to 2147483647; it is taken for 1
+/etc/tesk_v2.ini:5: [AAMS] TMP_APP_ACCENSIONE: "2x" is no number from 0 to 2147483647; it is taken for 2
+/etc/tesk_v2.ini:6: [AAMS] INVIO_APP_COLLEGATI: "yes" is no number from 0 to 1; it is taken for 0
+/etc/tesk_v2.ini:8: [RICH_ORA] TOUT_ORA: "-1" is no number from 0 to 2147483647; it is taken for -1
+/etc/tesk_v2.ini:10: [PORT_ASYNC1] BAUDRATE: "fast" is no line setting
+/etc/tesk_v2.ini:11: [PORT_ASYNC1] DATASIZE: "NONE" is no number for this setting
+/etc/tesk_v2.ini:12: [PORT_ASYNC1] PARITY: "8N" is no number for this setting
+/etc/tesk_v2.ini:13: [PORT_ASYNC1] TCP_PORT: "70000" is no port number from 1 to 65535
+)json",
+        findings("TESKv2_ENABLE=yes\nMAC_ADDR_eth0=00:11\n[AAMS]\nTMP_APP_COLLEGATI=0\n"
+                 "TMP_APP_ACCENSIONE=2x\nINVIO_APP_COLLEGATI=yes\n[RICH_ORA]\nTOUT_ORA=-1\n"
+                 "[PORT_ASYNC1]\nBAUDRATE=fast\nDATASIZE=NONE\nPARITY=8N\nTCP_PORT=70000\n"
+                 "[PORT_ASYNC9]\nPARITY=never used\n"));
+}
+
+TEST_F(Checkconf, AddressesThatAreNoneAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:2: [IP_ADDRESS] IP_SERVER: "server" is no IPv4 address; names are not looked up
+/etc/tesk_v2.ini:3: [IP_ADDRESS] UDP_SERVER: "0" is no port number from 1 to 65535
+/etc/tesk_v2.ini:4: [IP_ADDRESS] IP_LOCAL: "300.1.1.1" is no IPv4 address; names are not looked up
+/etc/tesk_v2.ini:5: [IP_ADDRESS] TCP_LOCAL: more ports than addresses in [IP_ADDRESS] IP_LOCAL; those that are left over are not used
+/etc/tesk_v2.ini:7: [PORT_ASYNC2] IP_ADDRESS: "*" is no IPv4 address; names are not looked up
+)json",
+        findings("[IP_ADDRESS]\nIP_SERVER=server\nUDP_SERVER=0\nIP_LOCAL=*,300.1.1.1\n"
+                 "TCP_LOCAL=1,2,3\n[PORT_ASYNC2]\nIP_ADDRESS=*\n"));
+}
+
+TEST_F(Checkconf, PortsOnOneEndpointAreFound) {
+    EXPECT_EQ(R"json(/etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: serial port 2 is named twice
+/etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: serial port 5 has no [PORT_ASYNC5] IP_ADDRESS, and there is no default beyond port 4
+/etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: "x" is no number of a serial port
+/etc/tesk_v2.ini:4: [PORT_ASYNC2] TCP_PORT: serial ports 1 and 2 are both on 127.0.0.1:2100
+/etc/tesk_v2.ini:6: [IP_ADDRESS] IP_LOCAL: the port of 127.0.0.1:5001 is taken already
+)json",
+              findings("[SLOT_MACHINE]\nPORT_ASYNC=1;2,2 5 x\n[PORT_ASYNC2]\nTCP_PORT=2100\n"
+                       "[IP_ADDRESS]\nIP_LOCAL=127.0.0.1,127.0.0.1\n"));
+}
+
+TEST_F(Checkconf, AllAddressesAndOneOnTheSamePortAreFound) {
+    EXPECT_EQ("/etc/tesk_v2.ini:3: [IP_ADDRESS] TCP_LOCAL: the port of *:7 is taken already\n",
+              findings("[IP_ADDRESS]\nIP_LOCAL=127.0.0.1 127.0.0.2 *\nTCP_LOCAL=7 8 7\n"));
+}
+
+TEST_F(Checkconf, FilesThatAreNotThereAreFound) {
+    run({"-q", "--root", rootName()});
+    EXPECT_EQ(1, status_);
+    EXPECT_EQ("/etc/tesk_v2.ini: no configuration file is there\n", output_);
+    EXPECT_EQ("/etc/tesk_v2.ini:1: [INTERNAL] ZQ_CONFIG_FILE: there is no file /config/gone.ini\n",
+              findings("ZQ_CONFIG_FILE=gone.ini\n"));
+    std::filesystem::create_directories(root_ / "config/config.ini");
+    EXPECT_EQ("/config/config.ini: the file cannot be read, is none, or is larger than 1 MiB\n",
+              findings("TESKv2_ENABLE=true\n"));
+}
+
+TEST_F(Checkconf, BadArgumentsAreStatus2) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--root"}, {"--root", rootName() + "/none"}, {"--other"}, {rootName() + "/none"}}) {
+        run(arguments);
+        EXPECT_EQ(2, status_);
+        EXPECT_EQ("", output_);
+        EXPECT_NE("", error_);
+    }
+    run({"--help"});
+    EXPECT_EQ(0, status_);
+    EXPECT_THAT(output_, HasSubstr("teskd-checkconf --root /mnt/image"));
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,236 @@
+// The subcommands for the AAMS requests 501 to 507, one at a time.
+
+#include <gtest/gtest.h>
+
+#include "dornctl/Dornctl.h"
+#include "gateway/AamsDialogue.h"
+#include "gateway/Gateway.h"
+
+namespace teskd::test {
+namespace {
+
+// One machine whose reading fails a check, once the engine has it.
+class AamsCommand : public testing::Test {
+  protected:
+    void SetUp() override {
+        gateway_.machine(1).answers().setBody(113, "110~200~1~100~200~0");
+        gateway_.startKnown();
+        HostClient host = gateway_.host();
+        ASSERT_TRUE(eventually([&] { return ask(host, 502).size() > 50; }));
+    }
+    void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
+
+    Printed run(const std::vector<std::string>& arguments) {
+        return dornctl(gateway_.daemon().port(), arguments);
+    }
+    // What the tool prints when all goes well.
+    std::string output(const std::vector<std::string>& arguments) {
+        const Printed printed = run(arguments);
+        EXPECT_EQ(0, printed.status);
+        EXPECT_EQ("", printed.error);
+        return printed.output;
+    }
+
+    Gateway gateway_{1, Config()
+                            .set("INTERNAL", "ZQ_MODEL", "BOX7")
+                            .set("INTERNAL", "ZQ_SW_VERSION", "2.4")
+                            .set("INTERNAL", "SW_UPDATE_B", "211231235959")};
+};
+
+TEST_F(AamsCommand, IdentificationAndReadingsNeedNoMachinesName) {
+    EXPECT_EQ(
+        "field                 value\n"
+        "--------------------  -------------------\n"
+        "MAC address           ffffffffff00\n"
+        "result                00 (success)\n"
+        "model                 BOX7\n"
+        "software version      2.4\n"
+        "software installed    YYYY-MM-DD hh:mm:ss\n"
+        "manufacturer          ZEPH WLT\n"
+        "Tesk connection type  3\n"
+        "connection type       9\n"
+        "time of the answer    YYYY-MM-DD hh:mm:ss\n",
+        output({"identification"}));
+    EXPECT_EQ(R"json({
+  "code": 501,
+  "meaning": "identification",
+  "fields": [
+    {
+      "name": "MAC address",
+      "value": "ffffffffff00"
+    },
+    {
+      "name": "result",
+      "value": "00 (success)"
+    },
+    {
+      "name": "model",
+      "value": "BOX7"
+    },
+    {
+      "name": "software version",
+      "value": "2.4"
+    },
+    {
+      "name": "software installed",
+      "value": "YYYY-MM-DD hh:mm:ss"
+    },
+    {
+      "name": "manufacturer",
+      "value": "ZEPH WLT"
+    },
+    {
+      "name": "Tesk connection type",
+      "value": "3"
+    },
+    {
+      "name": "connection type",
+      "value": "9"
+    },
+    {
+      "name": "time of the answer",
+      "value": "YYYY-MM-DD hh:mm:ss"
+    }
+  ],
+  "readings": []
+}
+)json",
+              output({"identification", "--json"}));
+
+    EXPECT_EQ(
+        "field               value\n"
+        "------------------  ----------------------\n"
+        "MAC address         ffffffffff00\n"
+        "result              00 (success)\n"
+        "state               3 (first polling pass)\n"
+        "time of the answer  YYYY-MM-DD hh:mm:ss\n"
+        "\n"
+        "time of the reading  machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  "
+        "item 5  trailer\n"
+        "-------------------  -----------  -------  --------  --------  -----  ------  ------  "
+        "------  -------\n"
+        "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
+        " 0  none\n",
+        output({"readings"}));
+    EXPECT_EQ(R"json({
+  "code": 502,
+  "meaning": "machines and their newest readings",
+  "fields": [
+    {
+      "name": "MAC address",
+      "value": "ffffffffff00"
+    },
+    {
+      "name": "result",
+      "value": "00 (success)"
+    },
+    {
+      "name": "state",
+      "value": "3 (first polling pass)"
+    },
+    {
+      "name": "time of the answer",
+      "value": "YYYY-MM-DD hh:mm:ss"
+    }
+  ],
+  "readings": [
+    {
+      "time": "YYYY-MM-DD hh:mm:ss",
+      "message": {
+        "id": "113",
+        "date": "15.03.21",
+        "machine": "ZA000000001",
+        "outcome": "00",
+        "body": "110~200~1~100~200~0",
+        "trailer": false
+      }
+    }
+  ]
+}
+)json",
+              output({"readings", "--json"}));
+}
+
+TEST_F(AamsCommand, HistoryShowsTheReadingsOfAMachineThatIsKnown) {
+    EXPECT_EQ(
+        "field               value\n"
+        "------------------  -------------------\n"
+        "MAC address         ffffffffff00\n"
+        "result              00 (success)\n"
+        "time of the answer  YYYY-MM-DD hh:mm:ss\n"
+        "\n"
+        "time of the reading  machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  "
+        "item 5  trailer  context\n"
+        "-------------------  -----------  -------  --------  --------  -----  ------  ------  "
+        "------  -------  -------\n"
+        "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
+        " 0  none     04\n",
+        output({"history", "ZA000000001"}));
+
+    const Printed printed = run({"history", "ZA000000009"});
+    EXPECT_EQ(7, printed.status);
+    EXPECT_EQ(
+        "field        value\n"
+        "-----------  --------------------\n"
+        "MAC address  ffffffffff00\n"
+        "result       0C (unknown machine)\n",
+        printed.output);
+    EXPECT_EQ("dornctl: the gateway replies with result 0C (unknown machine)\n", printed.error);
+}
+
+TEST_F(AamsCommand, ChecksNamesWhatFailed) {
+    EXPECT_EQ(
+        "field               value\n"
+        "------------------  ----------------------------------\n"
+        "MAC address         ffffffffff00\n"
+        "result              00 (success)\n"
+        "state               3 (first polling pass)\n"
+        "failed check        40 (CNTTOTIN is no multiple of 50)\n"
+        "time of the answer  YYYY-MM-DD hh:mm:ss\n"
+        "\n"
+        "time of the reading  machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  "
+        "item 5  trailer\n"
+        "-------------------  -----------  -------  --------  --------  -----  ------  ------  "
+        "------  -------\n"
+        "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
+        " 0  none\n",
+        output({"checks", "ZA000000001"}));
+}
+
+TEST_F(AamsCommand, ParametersAreShownWithUnitsAndAllFourSet) {
+    EXPECT_EQ(
+        "field                          value\n"
+        "-----------------------------  -------------------\n"
+        "MAC address                    ffffffffff00\n"
+        "result                         00 (success)\n"
+        "between two polling passes     1 min\n"
+        "report polling passes          yes\n"
+        "report passes nobody answered  yes\n"
+        "start to first polling pass    0 min\n"
+        "time of the answer             YYYY-MM-DD hh:mm:ss\n",
+        output({"parameters"}));
+
+    EXPECT_EQ("done\n", output({"set-parameters", "--every", "5", "--report", "yes",
+                                "--report-unanswered", "no", "--first", "2"}));
+    EXPECT_TRUE(gateway_.log().waitFor(
+        "AAMS External parameters changed: tmp_app_collegati = 5, invio_app_collegati = 1, "
+        "invio_no_app_collegati = 0, tmp_app_accensione = 2"));
+}
+
+// The daemon lacks the privilege, and the time is the present one.
+TEST_F(AamsCommand, SetClockTellsWhenTheGatewayCannot) {
+    const Printed printed = run({"set-clock", "now"});
+    EXPECT_EQ(7, printed.status);
+    EXPECT_EQ(
+        "field        value\n"
+        "-----------  -----------------------------------\n"
+        "MAC address  ffffffffff00\n"
+        "result       FF (date and time could not be set)\n",
+        printed.output);
+    EXPECT_EQ("dornctl: the gateway replies with result FF (date and time could not be set)\n",
+              printed.error);
+    EXPECT_TRUE(gateway_.log().waitFor("Unable to set date and time"));
+}
+
+}  // namespace
+}  // namespace teskd::test

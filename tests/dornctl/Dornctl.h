@@ -1,0 +1,33 @@
+// Runs the host's tool as a user does.
+//
+// Ownership: plain values. Threads: one user at a time.
+// Errors: a tool that does not end fails the test.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/ChildProcess.h"
+
+namespace teskd::test {
+
+struct Printed {
+    int status = -1;
+    std::string output{};  // timeless
+    std::string error{};
+};
+
+// Runs it to its end with these arguments.
+Printed dornctl(const std::vector<std::string>& arguments);
+// The same with "--host" for a port of 127.0.0.1.
+Printed dornctl(std::uint16_t port, std::vector<std::string> arguments);
+
+// The command of a tool that a test runs by itself.
+ChildProcess::Options dornctlCommand(std::uint16_t port, std::vector<std::string> arguments);
+
+// Today's date as frames have it becomes "dd.mm.yy", and full times "YYYY-MM-DD hh:mm:ss".
+std::string timeless(std::string text);
+
+}  // namespace teskd::test

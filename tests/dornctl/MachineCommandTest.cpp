@@ -1,0 +1,318 @@
+// The subcommands for the eight request types, one at a time.
+
+#include <gtest/gtest.h>
+
+#include "dornctl/Dornctl.h"
+#include "gateway/Gateway.h"
+
+namespace teskd::test {
+namespace {
+
+// Two machines that are known.
+class MachineCommand : public testing::Test {
+  protected:
+    void SetUp() override { gateway_.startKnown(); }
+    void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
+
+    tesksim::AnswerTable& answers(std::size_t n = 1) { return gateway_.machine(n).answers(); }
+
+    // What the tool prints when all goes well.
+    std::string output(const std::vector<std::string>& arguments) {
+        const Printed printed = dornctl(gateway_.daemon().port(), arguments);
+        EXPECT_EQ(0, printed.status);
+        EXPECT_EQ("", printed.error);
+        return printed.output;
+    }
+
+    Gateway gateway_{2, Config().set("INTERNAL", "ZQ_SW_VERSION", "2.4")};
+};
+
+TEST_F(MachineCommand, MachinesAndVersionAreTheGatewaysOwn) {
+    EXPECT_EQ(
+        "machine      serial port  state\n"
+        "-----------  -----------  -----\n"
+        "ZA000000001            1  known\n"
+        "ZA000000002            2  known\n",
+        output({"machines"}));
+    EXPECT_EQ(R"json({
+  "machines": [
+    {
+      "machine": "ZA000000001",
+      "port": 1,
+      "known": true
+    },
+    {
+      "machine": "ZA000000002",
+      "port": 2,
+      "known": true
+    }
+  ]
+}
+)json",
+              output({"machines", "--json"}));
+
+    EXPECT_EQ(
+        "field             value\n"
+        "----------------  -----\n"
+        "software version  2.4\n",
+        output({"version"}));
+    EXPECT_EQ(R"json({
+  "version": "2.4"
+}
+)json",
+              output({"--json", "version"}));
+}
+
+TEST_F(MachineCommand, MetersOfEveryMachineComeInOneTableOrOfOneAlone) {
+    answers(1).setBody(113, "184250~171900~0~184250~171900~320");
+    answers(2).setBody(113, "184250~171900~0~184250~171900~320");
+    EXPECT_EQ(
+        "answer  date (daemon)  date (machine)  outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4 "
+        " item 5\n"
+        "------  -------------  --------------  -------  --------  --------  -----  ------  ------ "
+        " ------\n"
+        "1 of 2  dd.mm.yy       15.03.21        0 (00)     184250    171900      0  184250  171900 "
+        "    320\n"
+        "2 of 2  dd.mm.yy       15.03.21        0 (00)     184250    171900      0  184250  171900 "
+        "    320\n",
+        output({"meters"}));
+    answers(1).reset(113);
+    answers(2).reset(113);
+
+    EXPECT_EQ(
+        "answer  date (daemon)  date (machine)  outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4 "
+        " item 5\n"
+        "------  -------------  --------------  -------  --------  --------  -----  ------  ------ "
+        " ------\n"
+        "1 of 1  dd.mm.yy       15.03.21        0 (00)        100       200      1     100     200 "
+        "      0\n",
+        output({"meters", "ZA000000002"}));
+    EXPECT_EQ(R"json({
+  "answers": [
+    {
+      "number": 1,
+      "machines": 1,
+      "date": "dd.mm.yy",
+      "machine_date": "15.03.21",
+      "outcome": "0 (00)",
+      "CNTTOTIN": 100,
+      "CNTTOTOT": 200,
+      "CNTCL": 1,
+      "item_3": 100,
+      "item_4": 200,
+      "item_5": 0
+    }
+  ]
+}
+)json",
+              output({"--json", "meters", "ZA000000001"}));
+}
+
+TEST_F(MachineCommand, ValueIsANumberOrATextAndListByFieldsSendsTwoTexts) {
+    answers(1).setBody(120, "4712");
+    EXPECT_EQ(
+        "answer  date (daemon)  date (machine)  outcome  number  text\n"
+        "------  -------------  --------------  -------  ------  ----\n"
+        "1 of 1  dd.mm.yy       15.03.21        0 (00)     4712\n",
+        output({"value", "120", "ZA000000001"}));
+    EXPECT_EQ(R"json({
+  "answers": [
+    {
+      "number": 1,
+      "machines": 1,
+      "date": "dd.mm.yy",
+      "machine_date": "15.03.21",
+      "outcome": "0 (00)",
+      "value": 0,
+      "text": "A1B2C3D4"
+    }
+  ]
+}
+)json",
+              output({"value", "118", "ZA000000001", "--json"}));
+
+    EXPECT_EQ(
+        "field           value\n"
+        "--------------  --------\n"
+        "date (daemon)   dd.mm.yy\n"
+        "date (machine)  15.03.21\n"
+        "outcome         0 (00)\n"
+        "pages           1\n"
+        "entries         2\n"
+        "\n"
+        "entry     number  value\n"
+        "--------  ------  -----\n"
+        "CNTTOTIN       1    100\n"
+        "               2    200\n"
+        "CNTTOTOT       1    300\n",
+        output({"list-by-fields", "CNT00001", "CNT99999", "ZA000000001"}));
+    EXPECT_EQ("CNT00001~CNT99999", gateway_.machine(1).journal().waitForRequest(115)->payload);
+    EXPECT_EQ(R"json({
+  "pages": 1,
+  "date": "dd.mm.yy",
+  "machine_date": "15.03.21",
+  "outcome": "0 (00)",
+  "entries": [
+    {
+      "name": "CNTTOTIN",
+      "values": [
+        {
+          "number": 1,
+          "value": 100
+        },
+        {
+          "number": 2,
+          "value": 200
+        }
+      ]
+    },
+    {
+      "name": "CNTTOTOT",
+      "values": [
+        {
+          "number": 1,
+          "value": 300
+        }
+      ]
+    }
+  ]
+}
+)json",
+              output({"list-by-fields", "A", "B", "ZA000000001", "--json"}));
+}
+
+TEST_F(MachineCommand, ListByNumbersJoinsThePages) {
+    std::string body;
+    for (int i = 1; i <= 256; ++i) {
+        body += (i == 1 ? "" : "~") + std::string("EVENT") + std::to_string(1000 + i).substr(1) +
+                "~01=" + std::to_string(i);
+    }
+    answers(1).setBody(119, body);
+    const std::string text = output({"list-by-numbers", "1", "300", "ZA000000001"});
+    EXPECT_EQ("1~300", gateway_.machine(1).journal().waitForRequest(119)->payload);
+    EXPECT_EQ(
+        "field           value\n"
+        "--------------  --------\n"
+        "date (daemon)   dd.mm.yy\n"
+        "date (machine)  15.03.21\n"
+        "outcome         0 (00)\n"
+        "pages           2\n"
+        "entries         256\n"
+        "\n"
+        "entry     number  value\n"
+        "--------  ------  -----\n"
+        "EVENT001       1      1\n"
+        "EVENT002       1      2\n"
+        "EVENT003       1      3\n"
+        "EVENT004       1     ",
+        text.substr(0, 300));
+    EXPECT_EQ(
+        "252\n"
+        "EVENT253       1    253\n"
+        "EVENT254       1    254\n"
+        "EVENT255       1    255\n"
+        "EVENT256       1    256\n",
+        text.substr(text.size() - 100));
+    const std::string json = output({"--json", "list-by-numbers", "1", "300", "ZA000000001"});
+    EXPECT_EQ(R"json({
+  "pages": 2,
+  "date": "dd.mm.yy",
+  "machine_date": "15.03.21",
+  "outcome": "0 (00)",
+  "entries": [
+    {
+      "name": "EVENT001",
+      "values": [
+        {
+          "number": 1,
+          "value": 1
+        }
+      ]
+    },
+    {
+      "name": "EVENT002",
+      "values": [
+        {
+     )json",
+              json.substr(0, 300));
+}
+
+TEST_F(MachineCommand, TimesOfEveryMachineComeInOneTableOrOfOneAlone) {
+    EXPECT_EQ(
+        "page    date (daemon)  date (machine)  outcome  entry     time   digit\n"
+        "------  -------------  --------------  -------  --------  -----  -----\n"
+        "1 of 2  dd.mm.yy       15.03.21        0 (00)   OPENDOOR  12:34      5\n"
+        "                                                          23:59      1\n"
+        "                                                POWERUP   00:01      0\n"
+        "2 of 2  dd.mm.yy       15.03.21        0 (00)   OPENDOOR  12:34      5\n"
+        "                                                          23:59      1\n"
+        "                                                POWERUP   00:01      0\n",
+        output({"times", "01.03.26", "31.03.26"}));
+    EXPECT_EQ("01.03.26~31.03.26", gateway_.machine(2).journal().waitForRequest(117)->payload);
+
+    EXPECT_EQ(R"json({
+  "pages": [
+    {
+      "page": 1,
+      "date": "dd.mm.yy",
+      "machine_date": "15.03.21",
+      "outcome": "0 (00)",
+      "entries": [
+        {
+          "name": "OPENDOOR",
+          "values": [
+            {
+              "time": "12:34",
+              "digit": 5
+            },
+            {
+              "time": "23:59",
+              "digit": 1
+            }
+          ]
+        },
+        {
+          "name": "POWERUP ",
+          "values": [
+            {
+              "time": "00:01",
+              "digit": 0
+            }
+          ]
+        }
+      ]
+    }
+  ]
+}
+)json",
+              output({"times", "A", "B", "ZA000000001", "--json"}));
+}
+
+TEST_F(MachineCommand, RawShowsTheMachinesWholeMessage) {
+    EXPECT_EQ(
+        "field           value\n"
+        "--------------  -------------------\n"
+        "size            52 bytes\n"
+        "message ID      113\n"
+        "date (machine)  15.03.21\n"
+        "machine         ZA000000002\n"
+        "outcome         00\n"
+        "body            100~200~1~100~200~0\n"
+        "trailer         none\n",
+        output({"raw", "113~0008", "ZA000000002"}));
+    answers(2).setBody(113, "bell\a");
+    EXPECT_EQ(R"json({
+  "id": "113",
+  "date": "15.03.21",
+  "machine": "ZA000000002",
+  "outcome": "00",
+  "body": "bell\u0007",
+  "trailer": false,
+  "size": 38
+}
+)json",
+              output({"raw", "113~0008", "ZA000000002", "--json"}));
+}
+
+}  // namespace
+}  // namespace teskd::test

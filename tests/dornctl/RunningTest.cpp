@@ -1,0 +1,139 @@
+// The subcommands that run until they are ended, and what a terminal shows.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "dornctl/Dornctl.h"
+#include "gateway/AamsDialogue.h"
+#include "gateway/Gateway.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr char kListening[] = "dornctl: listening on 127.0.0.1:";
+
+// The port that the tool says it listens on.
+std::uint16_t portOf(const ChildProcess& tool) {
+    EXPECT_TRUE(eventually([&] { return tool.standardError().ends_with('\n'); }));
+    const std::string text = tool.standardError();
+    EXPECT_THAT(text, HasSubstr(kListening));
+    return static_cast<std::uint16_t>(std::stoi(text.substr(sizeof kListening - 1)));
+}
+
+void expectCleanEnd(ChildProcess& tool, int signal) {
+    tool.signal(signal);
+    const auto status = tool.waitForExit();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(status->ok()) << status->describe() << tool.standardError();
+}
+
+TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
+    const TempDir directory;
+    const std::string file = directory / "kept.jsonl";
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "listen",       "--bind",  "127.0.0.1:0", "--keep",
+                       file,    "--parameters", "7!1!0!9", "--no-clock"};
+    ChildProcess tool(options);
+    Gateway gateway(1, Config().server(portOf(tool)));
+    gateway.start();
+
+    EXPECT_TRUE(gateway.log().waitFor(
+        "AAMS External parameters changed: tmp_app_collegati = 7, invio_app_collegati = 1, "
+        "invio_no_app_collegati = 0, tmp_app_accensione = 9"));
+    EXPECT_TRUE(eventually(
+        [&] { return tool.standardOutput().find("answered: 7!1!0!9\n") != std::string::npos; }));
+    expectCleanEnd(tool, SIGTERM);
+    EXPECT_THAT(timeless(tool.standardOutput()),
+                testing::ContainsRegex(
+                    "YYYY-MM-DD hh:mm:ss  127\\.0\\.0\\.1:[0-9]+  notification 2: what are the "
+                    "external parameters\\?\n"
+                    "  field        value\n"
+                    "  -----------  ------------\n"
+                    "  MAC address  ffffffffff00\n"
+                    "  answered: 7!1!0!9\n"));
+    EXPECT_THAT(timeless(readFile(file)),
+                testing::ContainsRegex(
+                    "\\{\"received\":\"YYYY-MM-DD hh:mm:ss\",\"from\":\"127.0.0.1:[0-9]+\","
+                    "\"identifiers\":\\[0,[12]\\],\"code\":2,\"meaning\":\"what are the external "
+                    "parameters\\?\",\"fields\":\\[\\{\"name\":\"MAC address\",\"value\":"
+                    "\"ffffffffff00\"\\}\\],\"readings\":\\[\\],\"answer\":\"7!1!0!9\"\\}\n"));
+    EXPECT_THAT(readFile(file), Not(HasSubstr("\"code\":1,\"answer\":\"2")));
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(DornctlListen, TellsWhatIsNoNotificationAndGoesOn) {
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "listen", "--json", "--bind", "127.0.0.1:0"};
+    ChildProcess tool(options);
+    UdpPeer stranger;
+    stranger.sendTo(portOf(tool), "junk");
+    EXPECT_TRUE(eventually([&] {
+        return tool.standardError().find("a datagram is left unanswered") != std::string::npos;
+    }));
+    expectCleanEnd(tool, SIGINT);
+    EXPECT_EQ("", tool.standardOutput());
+}
+
+TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
+    EXPECT_EQ(1, dornctl({"listen", "--bind", "127.0.0.1:0", "--keep", "/none/file"}).status);
+
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0", "--keep", "/dev/full"};
+    ChildProcess tool(options);
+    Frame notification;
+    notification.type = kAamsType;
+    notification.body = aamsPayload(1, "-0011");
+    UdpPeer daemon;
+    daemon.sendTo(portOf(tool), notification.encode());
+    EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_THAT(tool.standardError(),
+                testing::EndsWith("dornctl: the file takes no more notifications\n"));
+}
+
+TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
+    Gateway gateway(1);
+    gateway.startKnown();
+    const std::uint16_t port = gateway.daemon().port();
+    EXPECT_EQ(
+        "{\"machines\":[{\"machine\":\"ZA000000001\",\"port\":1,\"known\":true}]}\n"
+        "{\"machines\":[{\"machine\":\"ZA000000001\",\"port\":1,\"known\":true}]}\n",
+        dornctl(port, {"watch", "--json", "--interval", "100", "--count", "2"}).output);
+
+    ChildProcess tool(dornctlCommand(port, {"watch", "--interval", "86400000"}));
+    EXPECT_TRUE(eventually([&] { return tool.standardOutput().ends_with("\n\n"); }));
+    EXPECT_EQ("127.0.0.1:" + std::to_string(port) +
+                  "  YYYY-MM-DD hh:mm:ss\n"
+                  "\n"
+                  "machine      serial port  state\n"
+                  "-----------  -----------  -----\n"
+                  "ZA000000001            1  known\n"
+                  "\n",
+              timeless(tool.standardOutput()));
+    expectCleanEnd(tool, SIGINT);
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+// "script" gives the tool a terminal.
+TEST(DornctlProgress, IsShownOnATerminalOnly) {
+    Gateway gateway(2);
+    gateway.startKnown();
+    const std::string command = std::string(DORNCTL) +
+                                " --host 127.0.0.1:" + std::to_string(gateway.daemon().port()) +
+                                " meters";
+    ChildProcess::Options options;
+    options.command = {"script", "-qec", command, "/dev/null"};
+    ChildProcess terminal(options);
+    ASSERT_TRUE(terminal.waitForExit().has_value());
+    EXPECT_THAT(terminal.standardOutput(), HasSubstr("\r\x1B[Kpage 2 of 2\r\x1B[K"));
+    const Printed plain = dornctl(gateway.daemon().port(), {"meters"});
+    EXPECT_EQ("", plain.error);
+    EXPECT_THAT(plain.output, Not(HasSubstr("page")));
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,92 @@
+// The example scenarios at work, serial lines and the live view.
+
+#include <gtest/gtest.h>
+#include <regex>
+#include <sstream>
+#include <termios.h>
+
+#include "gateway/Gateway.h"
+#include "support/Bytes.h"
+#include "tesksim/LiveView.h"
+#include "tesksim/Park.h"
+#include "tesksim/Pty.h"
+
+namespace teskd::test {
+namespace {
+
+using tesksim::Park;
+using tesksim::Scenario;
+
+// An example on ports that the kernel chooses.
+Scenario example(const std::string& name) {
+    Scenario scenario = Scenario::load(SCENARIOS + name);
+    for (tesksim::MachineScenario& machine : scenario.machines) machine.options.port = 0;
+    return scenario;
+}
+
+TEST(Park, TheExampleServesAGateway) {
+    Park park(example("park.json"), {});
+    park.start();
+    EXPECT_EQ(std::nullopt, park.followSchedules());
+    std::vector<std::uint16_t> ports;
+    for (const auto& machine : park.machines()) ports.push_back(machine->port());
+    DaemonProcess daemon(daemonOptions(), Config().serialPorts(ports));
+    daemon.start();
+    for (const auto& machine : park.machines()) {
+        EXPECT_TRUE(machine->journal().waitForAcknowledgements(1)) << machine->codeId();
+    }
+    HostClient host(daemon.port());
+    host.request(3, bytes("00 01 02 BC") + "ZB000000002", 1, 1);
+    const Frame page = host.readFrame();
+    EXPECT_EQ(0x81, page.kind);
+    EXPECT_EQ("\3\1", page.body.substr(8, 2)) << "600 entries make three pages";
+    host.request(6, "ZN000000003" + std::string(4, '\0') + "113~0008", 1, 2);
+    Frame answer = host.readFrame();
+    while (answer.identifierB != 2) answer = host.readFrame();
+    EXPECT_EQ(2, answer.constant) << "the third machine signs its meters";
+    EXPECT_EQ(std::string(268, 'S'), answer.body.substr(answer.body.size() - 268));
+    EXPECT_CLEAN_STOP(daemon);
+}
+
+TEST(Park, TheExampleWithTroubleStartsWithAMachineThatRefuses) {
+    Park park(example("trouble.json"), {});
+    park.start();
+    EXPECT_TRUE(park.followSchedules().has_value());
+    EXPECT_FALSE(park.machines()[0]->faults().refuse);
+    EXPECT_TRUE(park.machines()[1]->faults().refuse);
+}
+
+// A pseudo-terminal keeps speed and stop bits.
+TEST(SerialLine, IsSetOnTheDeviceThatAMachineSpeaksOn) {
+    const tesksim::Pty device("");
+    tesksim::Machine machine(
+        {.tty = device.name(), .line = tesksim::SerialLine::parse("9600 8N2")});
+    machine.start();
+    ASSERT_TRUE(machine.journal().waitForConnections(1));
+    termios settings{};
+    ASSERT_EQ(0, ::tcgetattr(device.open().get(), &settings));
+    EXPECT_EQ(B9600, ::cfgetospeed(&settings));
+    EXPECT_NE(0U, settings.c_cflag & CSTOPB);
+    EXPECT_EQ(0U, settings.c_lflag & (ECHO | ICANON));
+}
+
+TEST(LiveView, ATerminalShowsTheMachinesAboveTheLatestMessages) {
+    std::ostringstream out;
+    tesksim::LiveView view(out, true, {"ZA000000001", "ZB000000002"});
+    view.show(2, tesksim::Machine::Event::Connected, "");
+    out.str("");
+    view.show(2, tesksim::Machine::Event::Asked, "113~0008\a");
+    const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2} ");
+    EXPECT_EQ(
+        "\x1B[H\x1B[2J"
+        "machine     line        received answered\n"
+        "ZA000000001 alone              0        0\n"
+        "ZB000000002 connected          1        0\n"
+        "\n"
+        "ZB000000002 connected\n"
+        "ZB000000002 <- 113~0008\\x07\n",
+        std::regex_replace(out.str(), time, ""));
+}
+
+}  // namespace
+}  // namespace teskd::test

@@ -1,0 +1,109 @@
+// The simulator as a program: endpoints, live view, end.
+
+#include <fcntl.h>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <regex>
+#include <unistd.h>
+
+#include "support/ChildProcess.h"
+#include "support/Connection.h"
+#include "support/TempDir.h"
+
+namespace teskd::test {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr char kAnswer[] = "113~0034~01.02.26~ZA000000001~00~100~200~1~100~200~0";
+
+ChildProcess::Options tesksim(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), TESKSIM);
+    ChildProcess::Options options;
+    options.command = std::move(arguments);
+    return options;
+}
+
+bool prints(const ChildProcess& program, const std::string& text) {
+    return eventually([&] { return program.standardOutput().find(text) != std::string::npos; });
+}
+
+void expectCleanEnd(ChildProcess& program, int signal) {
+    program.signal(signal);
+    const auto status = program.waitForExit();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(status->ok()) << status->describe() << program.standardError();
+    EXPECT_EQ("", program.standardError());
+}
+
+std::string withoutTimes(const std::string& text) {
+    return std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2} "), "<time> ");
+}
+
+TEST(TesksimProgram, ShowsWhatIsAskedAndAnsweredInPlainLines) {
+    const TempDir directory;
+    const std::string file = directory / "scenario.json";
+    writeFile(file, R"({"machines": [{"code_id": "ZA000000001", "date": "01.02.26"}]})");
+    ChildProcess program(tesksim({"--live", "--scenario", file}));
+    ASSERT_TRUE(prints(program, "\n"));
+    const std::string port = program.standardOutput().substr(sizeof "machine 1 port " - 1);
+    {
+        Connection connection = Connection::to(static_cast<std::uint16_t>(std::stoi(port)));
+        connection.sendAll("113~0008150~000C~113");
+        EXPECT_EQ(kAnswer, connection.readExactly(sizeof kAnswer - 1));
+    }
+    EXPECT_TRUE(prints(program, "disconnected\n"));
+    expectCleanEnd(program, SIGINT);
+    const std::string lines = withoutTimes(program.standardOutput());
+    EXPECT_EQ(
+        "<time> ZA000000001 connected\n"
+        "<time> ZA000000001 <- 113~0008\n"
+        "<time> ZA000000001 -> " +
+            std::string(kAnswer) +
+            "\n"
+            "<time> ZA000000001 <- 150~000C~113\n"
+            "<time> ZA000000001 disconnected\n",
+        lines.substr(lines.find('\n') + 1));
+}
+
+TEST(TesksimProgram, SpeaksOnAPseudoTerminalUnderANameOfOurChoice) {
+    const TempDir directory;
+    const std::string link = directory / "ttyMachine";
+    ChildProcess program(tesksim({"--machines", "1", "--tty", "pty:" + link}));
+    ASSERT_TRUE(prints(program, "machine 1 tty " + link + "\n"));
+    {
+        Connection tty(UniqueFd(::open(link.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)));
+        ASSERT_EQ(8, ::write(tty.fd(), "113~0008", 8));
+        std::string answer(52, '\0');
+        for (std::size_t filled = 0; filled < answer.size();) {
+            const ssize_t count = ::read(tty.fd(), &answer[filled], answer.size() - filled);
+            ASSERT_GT(count, 0);
+            filled += static_cast<std::size_t>(count);
+        }
+        EXPECT_EQ("113~0034~15.03.21~ZA000000001~00~100~200~1~100~200~0", answer);
+    }
+    expectCleanEnd(program, SIGTERM);
+    EXPECT_FALSE(std::filesystem::is_symlink(link));
+}
+
+TEST(TesksimProgram, BadArgumentsAndScenariosAreStatus2) {
+    const TempDir directory;
+    const std::string file = directory / "scenario.json";
+    writeFile(file, R"({"machines": [{"port": "x"}]})");
+    const std::vector<std::vector<std::string>> all = {
+        {"--scenario", file}, {"--machines", "0"}, {"--line", "fast"}, {"--other"}};
+    for (const auto& arguments : all) {
+        ChildProcess program(tesksim(arguments));
+        EXPECT_EQ(2, program.waitForExit().value_or(ExitStatus{}).code) << arguments.front();
+        EXPECT_NE("", program.standardError());
+    }
+    ChildProcess program(tesksim({"--scenario", file}));
+    ASSERT_TRUE(program.waitForExit().has_value());
+    EXPECT_EQ(
+        "tesksim: " + file + ": machines[0].port: a whole number from 0 to 65535 is expected\n",
+        program.standardError());
+}
+
+}  // namespace
+}  // namespace teskd::test

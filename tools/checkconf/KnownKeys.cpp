@@ -1,0 +1,67 @@
+#include "checkconf/KnownKeys.h"
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <regex>
+
+#include "config/ConfigDefaults.h"
+
+namespace checkconf::known {
+
+namespace {
+
+using Map = std::map<std::string, std::string>;
+
+const Map& defaults() {
+    static const Map map = [] {
+        Map result;
+        teskd::storeDefaults(result);
+        return result;
+    }();
+    return map;
+}
+
+// Port 1 stands for every port, since all of them have the same names.
+std::string withFirstPort(const std::string& text) {
+    static const std::regex number("^\\[PORT_ASYNC[0-9]+\\]");
+    return std::regex_replace(text, number, "[PORT_ASYNC1]");
+}
+
+bool sameLetters(const std::string& a, const std::string& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+        return std::toupper(x) == std::toupper(y);
+    });
+}
+
+std::string sectionOf(const std::string& key) {
+    return key.substr(0, key.find(']') + 1);
+}
+
+}  // namespace
+
+bool section(const std::string& header) {
+    const std::string wanted = withFirstPort(header);
+    return std::any_of(defaults().begin(), defaults().end(),
+                       [&](const auto& entry) { return sectionOf(entry.first) == wanted; });
+}
+
+bool key(const std::string& key) {
+    return defaults().count(withFirstPort(key)) != 0;
+}
+
+std::string similar(const std::string& text) {
+    for (const auto& [key, value] : defaults()) {
+        if (sameLetters(key, text)) return key;
+        if (sameLetters(sectionOf(key), text)) return sectionOf(key);
+    }
+    return {};
+}
+
+bool name(const std::string& name) {
+    return std::any_of(defaults().begin(), defaults().end(), [&](const auto& entry) {
+        return entry.first.substr(sectionOf(entry.first).size() + 1) == name;
+    });
+}
+
+}  // namespace checkconf::known

@@ -1,0 +1,34 @@
+#include "checkconf/LineReader.h"
+
+namespace checkconf {
+
+using teskd::IniFormat;
+
+namespace {
+
+constexpr char kProbe[] = "\x01";
+
+// The section that a pair behind this text falls into.
+std::string sectionBehind(const std::string& text) {
+    IniFormat::Map map;
+    IniFormat::parse(text + "\n" + kProbe + "=" + kProbe, map, [](unsigned) {});
+    for (const auto& [key, value] : map) {
+        const std::size_t blank = key.size() - 2;
+        if (value == kProbe && key.substr(blank + 1) == kProbe) return key.substr(0, blank);
+    }
+    return {};
+}
+
+}  // namespace
+
+LineReader::Line LineReader::read(const std::string& text) {
+    Line line;
+    const std::string inSection = section_ + "\n" + text;
+    IniFormat::parse(inSection, line.pairs, [&](unsigned) { line.syntaxError = true; });
+    const std::string section = sectionBehind(inSection);
+    line.newSection = text.starts_with('[') && !line.syntaxError;
+    section_ = section;
+    return line;
+}
+
+}  // namespace checkconf

@@ -1,0 +1,49 @@
+// Every key with its value and where that came from; files are merged as the daemon merges them.
+//
+// Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
+
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "checkconf/LineReader.h"
+#include "checkconf/Place.h"
+
+namespace checkconf {
+
+struct Setting {
+    std::string value{};
+    Place place{};
+};
+
+class Settings {
+  public:
+    // The daemon's defaults.
+    Settings();
+
+    // Merges a file over what there is. False when there is no such file; a file that the daemon
+    // would not read either is a finding.
+    bool merge(const std::string& file);
+
+    const std::map<std::string, Setting>& all() const { return all_; }
+    // Empty when there is no such key.
+    Setting get(const std::string& key) const;
+    bool isDefault(const std::string& key) const { return get(key).place.file.empty(); }
+
+    // What is wrong with the form of the files.
+    const std::vector<Finding>& findings() const { return findings_; }
+
+  private:
+    void readText(const std::string& file, const std::string& text);
+    void readLine(LineReader& reader, const std::string& text, const Place& place);
+    void checkSection(const std::string& section, const Place& place);
+    void checkKey(const std::string& key, const Place& place);
+    void find(const Place& place, const std::string& text) { findings_.emplace_back(place, text); }
+
+    std::map<std::string, Setting> all_;
+    std::vector<Finding> findings_;
+};
+
+}  // namespace checkconf

@@ -1,0 +1,198 @@
+#include "checkconf/ValueChecks.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <limits>
+#include <map>
+#include <regex>
+
+#include "config/ConfigDefaults.h"
+#include "config/ZqConfig.h"
+#include "core/Exception.h"
+#include "core/Text.h"
+#include "net/SocketAddress.h"
+#include "telnet/SerialSetting.h"
+
+namespace checkconf {
+
+using teskd::portKey;
+using teskd::ZqConfig;
+
+namespace {
+
+constexpr long kHighestPort = 65535;
+constexpr long kHighestNumber = std::numeric_limits<std::int32_t>::max();
+constexpr char kEnable[] = "[INTERNAL] TESKv2_ENABLE";
+constexpr char kServer[] = "[IP_ADDRESS] IP_SERVER";
+constexpr char kServerPort[] = "[IP_ADDRESS] UDP_SERVER";
+constexpr char kLocal[] = "[IP_ADDRESS] IP_LOCAL";
+constexpr char kLocalPorts[] = "[IP_ADDRESS] TCP_LOCAL";
+constexpr char kSerialPorts[] = "[SLOT_MACHINE] PORT_ASYNC";
+constexpr char kEveryAddress[] = "*";
+
+std::string quoted(const std::string& text) {
+    return '"' + text + '"';
+}
+
+bool isNumber(const std::string& text, long lowest, long highest) {
+    const teskd::text::Number number = teskd::text::parseNumber(text, 10);
+    return !text.empty() && number.consumed == text.size() && number.value >= lowest &&
+           number.value <= highest;
+}
+
+// The daemon reads an address that is none as 0.0.0.0.
+bool isAddress(const std::string& host) {
+    in_addr address{};
+    return ::inet_pton(AF_INET, host.c_str(), &address) == 1;
+}
+
+}  // namespace
+
+std::vector<Finding> ValueChecks::run() {
+    enable();
+    numbers();
+    server();
+    listeners();
+    machines();
+    macAddresses();
+    return findings_;
+}
+
+void ValueChecks::find(const std::string& key, const std::string& text) {
+    findings_.emplace_back(settings_.get(key).place, key + ": " + text);
+}
+
+std::string ValueChecks::set(const std::string& key, const std::string& other) const {
+    return settings_.isDefault(key) ? other : key;
+}
+
+void ValueChecks::enable() {
+    const std::string text = value(kEnable);
+    if (text == "true" || text == "false") return;
+    find(kEnable, quoted(text) + " is neither true nor false; the daemon stays disabled");
+}
+
+// Where 0 is not allowed, the daemon takes it for the lowest number.
+void ValueChecks::number(const std::string& key, long lowest, long highest) {
+    const std::string text = value(key);
+    if (isNumber(text, lowest, highest)) return;
+    const long read = teskd::text::toInt(text);
+    find(key, quoted(text) + " is no number from " + std::to_string(lowest) + " to " +
+                  std::to_string(highest) + "; it is taken for " +
+                  std::to_string(read == 0 ? lowest : read));
+}
+
+void ValueChecks::numbers() {
+    number("[RICH_ORA] TOUT_ORA", 0, kHighestNumber);
+    number("[AAMS] TMP_APP_COLLEGATI", 1, kHighestNumber);
+    number("[AAMS] TMP_APP_ACCENSIONE", 0, kHighestNumber);
+    number("[AAMS] INVIO_APP_COLLEGATI", 0, 1);
+    number("[AAMS] INVIO_NO_APP_COLLEGATI", 0, 1);
+}
+
+void ValueChecks::address(const std::string& key, const std::string& host) {
+    if (!isAddress(host)) {
+        find(key, quoted(host) + " is no IPv4 address; names are not looked up");
+    }
+}
+
+void ValueChecks::tcpPort(const std::string& key, const std::string& text) {
+    if (isNumber(text, 1, kHighestPort)) return;
+    find(key, quoted(text) + " is no port number from 1 to 65535");
+}
+
+void ValueChecks::server() {
+    address(kServer, value(kServer));
+    tcpPort(kServerPort, value(kServerPort));
+}
+
+void ValueChecks::listeners() {
+    const auto addresses = ZqConfig::split_list(value(kLocal));
+    const auto ports = ZqConfig::split_list(value(kLocalPorts));
+    if (addresses.empty()) find(kLocal, "no address to listen on");
+    for (const std::string& host : addresses) {
+        if (host != kEveryAddress) address(kLocal, host);
+    }
+    for (const std::string& port : ports) tcpPort(kLocalPorts, port);
+    if (ports.empty()) find(kLocalPorts, "no port to listen on");
+    if (ports.size() > addresses.size()) {
+        find(kLocalPorts, "more ports than addresses in " + std::string(kLocal) +
+                              "; those that are left over are not used");
+    }
+    listenersTogether();
+}
+
+// The system lets nobody listen on one address of a port where somebody listens on all of them.
+void ValueChecks::listenersTogether() {
+    std::map<std::string, std::vector<std::string>> hostsByPort;
+    for (const std::string& endpoint :
+         ZqConfig::pair_endpoints(value(kLocal), value(kLocalPorts))) {
+        const std::size_t colon = endpoint.rfind(':');
+        const std::string host = endpoint.substr(0, colon);
+        std::vector<std::string>& others = hostsByPort[endpoint.substr(colon + 1)];
+        const bool taken = std::any_of(others.begin(), others.end(), [&](const auto& other) {
+            return other == host || other == kEveryAddress || host == kEveryAddress;
+        });
+        if (taken) find(set(kLocalPorts, kLocal), "the port of " + endpoint + " is taken already");
+        others.push_back(host);
+    }
+}
+
+void ValueChecks::machines() {
+    std::map<std::string, int> endpoints;
+    std::map<int, int> seen;
+    for (const std::string& item : ZqConfig::split_list(value(kSerialPorts))) {
+        if (!isNumber(item, 1, kHighestNumber)) {
+            find(kSerialPorts, quoted(item) + " is no number of a serial port");
+            continue;
+        }
+        const int n = teskd::text::toInt(item);
+        if (++seen[n] == 2) find(kSerialPorts, "serial port " + item + " is named twice");
+        if (seen[n] > 1) continue;
+        machine(n);
+        const std::string port = portKey(n, "TCP_PORT");
+        const std::string endpoint = value(portKey(n, "IP_ADDRESS")) + ":" + value(port);
+        const auto [other, isNew] = endpoints.emplace(endpoint, n);
+        if (isNew || endpoint == ":") continue;
+        find(set(port, portKey(n, "IP_ADDRESS")), "serial ports " + std::to_string(other->second) +
+                                                      " and " + item + " are both on " + endpoint);
+    }
+}
+
+void ValueChecks::machine(int n) {
+    const std::string host = portKey(n, "IP_ADDRESS");
+    const std::string port = portKey(n, "TCP_PORT");
+    if (settings_.all().count(host) == 0 || settings_.all().count(port) == 0) {
+        find(kSerialPorts, "serial port " + std::to_string(n) + " has no " +
+                               (settings_.all().count(host) == 0 ? host : port) +
+                               ", and there is no default beyond port 4");
+        return;
+    }
+    address(host, value(host));
+    tcpPort(port, value(port));
+    for (const char* name : {"BAUDRATE", "DATASIZE", "STOPSIZE"}) lineSetting(n, name, false);
+    for (const char* name : {"PARITY", "FLOWCONTROL"}) lineSetting(n, name, true);
+}
+
+void ValueChecks::lineSetting(int n, const char* name, bool word) {
+    const std::string key = portKey(n, name);
+    const std::string text = value(key);
+    try {
+        teskd::serialSettingValue(text);
+    } catch (const teskd::Exception&) {
+        return find(key, quoted(text) + " is no line setting");
+    }
+    const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
+    if (digits || (word && text.front() > '9')) return;
+    find(key, quoted(text) + " is no number for this setting");
+}
+
+void ValueChecks::macAddresses() {
+    static const std::regex form("[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}");
+    for (const char* key : {"[INTERNAL] MAC_ADDR_eth0", "[INTERNAL] MAC_ADDR_eth1"}) {
+        if (std::regex_match(value(key), form)) continue;
+        find(key, quoted(value(key)) + " is no hardware address of six pairs of digits");
+    }
+}
+
+}  // namespace checkconf

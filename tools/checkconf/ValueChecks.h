@@ -1,0 +1,45 @@
+// Whether the values are what the daemon takes them for.
+//
+// Ownership: refers to settings of the caller's, which must outlive it. Threads: one user at a
+// time. Errors: nothing throws.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "checkconf/Settings.h"
+
+namespace checkconf {
+
+class ValueChecks {
+  public:
+    explicit ValueChecks(const Settings& settings) : settings_(settings) {}
+
+    std::vector<Finding> run();
+
+  private:
+    void enable();
+    void numbers();
+    void server();
+    void listeners();
+    void listenersTogether();
+    void machines();
+    void machine(int n);
+    void macAddresses();
+
+    // The one of two keys that a file sets, so that a finding about both stands where it can be
+    // mended.
+    std::string set(const std::string& key, const std::string& other) const;
+    void find(const std::string& key, const std::string& text);
+    void number(const std::string& key, long lowest, long highest);
+    void address(const std::string& key, const std::string& host);
+    void tcpPort(const std::string& key, const std::string& text);
+    void lineSetting(int n, const char* name, bool word);
+    std::string value(const std::string& key) const { return settings_.get(key).value; }
+
+    const Settings& settings_;
+    std::vector<Finding> findings_;
+};
+
+}  // namespace checkconf

@@ -1,0 +1,140 @@
+#include "dornctl/AamsCommands.h"
+
+#include <iostream>
+#include <memory>
+
+#include "dornctl/Arguments.h"
+#include "dornctl/Dialogue.h"
+#include "dornctl/Now.h"
+#include "dornctl/Show.h"
+
+namespace dornctl {
+
+using namespace teskhost;
+
+namespace {
+
+constexpr int kIdentification = 501;
+constexpr int kReadings = 502;
+constexpr int kHistory = 503;
+constexpr int kChecks = 504;
+constexpr int kParameters = 505;
+constexpr int kSetParameters = 506;
+constexpr int kSetClock = 507;
+
+constexpr char kSuccess[] = "00";
+constexpr int kMostMinutes = 2147483646;  // a number beyond is none to the gateway
+
+struct Parameters {
+    int every = 0;
+    std::string report{};
+    std::string unanswered{};
+    int first = 0;
+
+    std::string text() const {
+        const auto flag = [](const std::string& answer) { return answer == "yes" ? "1" : "0"; };
+        return std::to_string(every) + "!" + flag(report) + "!" + flag(unanswered) + "!" +
+               std::to_string(first);
+    }
+};
+
+// An empty frame stands for "done"; what is wrong with any other is part of the reply.
+ExitStatus present(const Frame& frame, const Settings& settings) {
+    if (frame.body.empty()) {
+        std::cout << (settings.json ? "{\n  \"done\": true\n}\n" : "done\n");
+        return ExitStatus::Success;
+    }
+    const AamsContent content = AamsContent::decode(AamsMessage::decode(frame.body));
+    show(content, settings);
+    const std::string result = content.value("result");
+    if (result.compare(0, 2, kSuccess) == 0) return ExitStatus::Success;
+    std::cerr << "dornctl: the gateway replies with result " << result << '\n';
+    return ExitStatus::Refused;
+}
+
+ExitStatus ask(const Settings& settings, int code, const std::string& text) {
+    Dialogue dialogue(settings.host, settings.timeout.value_or(Settings::kShort));
+    const Answers answers = dialogue.ask(Request::aams(code, text), Dialogue::Scope::OneFrame);
+    if (answers.regular.empty()) return answers.report();
+    return present(answers.regular.front(), settings);
+}
+
+CLI::App& declare(CLI::App& app, const char* name, const char* description, Action& chosen,
+                  int code, const std::function<std::string()>& text) {
+    CLI::App& command = *app.add_subcommand(name, description);
+    command.callback([&chosen, code, text] {
+        chosen = [code, text](const Settings& settings) { return ask(settings, code, text()); };
+    });
+    return command;
+}
+
+void declarePlain(CLI::App& app, Action& chosen, const char* name, const char* description,
+                  int code) {
+    declare(app, name, description, chosen, code, [] {
+        return std::string();
+    }).footer(std::string("Example:\n  dornctl --host 192.168.0.10:5001 ") + name);
+}
+
+void declareNamed(CLI::App& app, Action& chosen, const char* name, const char* description,
+                  int code) {
+    const auto machine = std::make_shared<std::string>();
+    CLI::App& command =
+        declare(app, name, description, chosen, code, [machine] { return *machine; });
+    command.add_option("MACHINE", *machine, "Name of the machine")
+        ->required()
+        ->check(arguments::machine);
+    command.footer(std::string("Example:\n  dornctl ") + name + " ZA000000001");
+}
+
+void declareSetParameters(CLI::App& app, Action& chosen) {
+    const auto given = std::make_shared<Parameters>();
+    CLI::App& command = declare(app, "set-parameters", "Sets the external parameters (506)", chosen,
+                                kSetParameters, [given] { return given->text(); });
+    command.add_option("--every", given->every, "Minutes between two polling passes")
+        ->required()
+        ->check(CLI::Range(0, kMostMinutes));
+    command.add_option("--report", given->report, "Whether passes are reported")
+        ->required()
+        ->check(arguments::yesOrNo)
+        ->type_name("yes|no");
+    command
+        .add_option("--report-unanswered", given->unanswered,
+                    "Whether passes that nobody answered are reported too")
+        ->required()
+        ->check(arguments::yesOrNo)
+        ->type_name("yes|no");
+    command.add_option("--first", given->first, "Minutes from start to the first polling pass")
+        ->required()
+        ->check(CLI::Range(0, kMostMinutes));
+    command.footer(
+        "Example:\n  dornctl set-parameters --every 5 --report yes --report-unanswered no "
+        "--first 2");
+}
+
+void declareSetClock(CLI::App& app, Action& chosen) {
+    const auto time = std::make_shared<std::string>();
+    CLI::App& command = declare(app, "set-clock", "Sets the gateway's date and time (507)", chosen,
+                                kSetClock, [time] { return *time == "now" ? nowStamp() : *time; });
+    command
+        .add_option("TIME", *time,
+                    "The gateway's local time as YYMMDDhhmmss, or \"now\" for that of this machine")
+        ->required()
+        ->check(arguments::time);
+    command.footer("Examples:\n  dornctl set-clock now\n  dornctl set-clock 260315123000");
+}
+
+}  // namespace
+
+void declareAamsCommands(CLI::App& app, Action& chosen) {
+    declarePlain(app, chosen, "identification", "Model, version and connections (501)",
+                 kIdentification);
+    declarePlain(app, chosen, "readings", "The newest reading of every machine (502)", kReadings);
+    declareNamed(app, chosen, "history", "All readings kept of a machine (503)", kHistory);
+    declareNamed(app, chosen, "checks", "Failed checks of a machine's newest reading (504)",
+                 kChecks);
+    declarePlain(app, chosen, "parameters", "The external parameters (505)", kParameters);
+    declareSetParameters(app, chosen);
+    declareSetClock(app, chosen);
+}
+
+}  // namespace dornctl

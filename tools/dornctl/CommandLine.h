@@ -1,0 +1,33 @@
+// The command line: options, subcommands and their help.
+//
+// Ownership: the object owns the parser and what it has read. Threads: one user at a time.
+// Errors: nothing throws but std::bad_alloc; run() prints what went wrong.
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "dornctl/Settings.h"
+
+namespace dornctl {
+
+class CommandLine {
+  public:
+    CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
+
+    // Parses and obeys. Bad arguments are told before anything is sent.
+    ExitStatus run(int argc, char** argv);
+
+  private:
+    void declareOptions();
+    ExitStatus refuse(const CLI::ParseError& error);
+    ExitStatus obey();
+
+    CLI::App app_;
+    Settings settings_;
+    Action chosen_;
+};
+
+}  // namespace dornctl

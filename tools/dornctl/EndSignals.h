@@ -1,0 +1,27 @@
+// SIGINT and SIGTERM as an event to wait for, so that a tool that runs on can end cleanly.
+//
+// Ownership: the object owns its descriptor; the signals stay blocked when it is gone.
+// Threads: make it before the first thread, which then leaves the signals to it too.
+// Errors: the constructor throws std::system_error.
+
+#pragma once
+
+#include "dornctl/Settings.h"
+#include "host/Descriptor.h"
+
+namespace dornctl {
+
+class EndSignals {
+  public:
+    EndSignals();
+
+    // Whether the end is asked for, within the time; a negative time waits for ever.
+    bool arriveWithin(Milliseconds time) const;
+    // Readable once the end is asked for.
+    int fd() const { return signals_.get(); }
+
+  private:
+    teskhost::Descriptor signals_;
+};
+
+}  // namespace dornctl

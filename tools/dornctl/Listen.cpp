@@ -1,0 +1,112 @@
+#include "dornctl/Listen.h"
+
+#include <iostream>
+#include <memory>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/eventfd.h>
+
+#include "dornctl/Arguments.h"
+#include "dornctl/EndSignals.h"
+#include "dornctl/NotificationLog.h"
+#include "dornctl/Now.h"
+
+namespace dornctl {
+
+using namespace teskhost;
+using notifyserver::Notification;
+using notifyserver::NotificationServer;
+
+namespace {
+
+constexpr int kClockNotification = 1;
+constexpr int kParametersNotification = 2;
+
+struct Options {
+    Endpoint bind{"0.0.0.0", Settings::kPort};
+    std::string keep{};
+    std::string parameters{};
+    bool noClock = false;
+};
+
+NotificationServer::Answers answersFor(const Options& options) {
+    NotificationServer::Answers answers;
+    if (!options.noClock) {
+        answers[kClockNotification] = [](const Notification&) { return nowStamp(); };
+    }
+    if (!options.parameters.empty()) {
+        answers[kParametersNotification] = [text = options.parameters](const Notification&) {
+            return text;
+        };
+    }
+    return answers;
+}
+
+class Listen {
+  public:
+    Listen(const Settings& settings, const Options& options)
+        : log_(settings.json, options.keep),
+          wake_(::eventfd(0, EFD_CLOEXEC)),
+          server_(options.bind, observer(), answersFor(options)) {}
+
+    ExitStatus run(const std::string& address) {
+        std::cerr << "dornctl: listening on " << Endpoint{address, server_.port()}.text() << '\n';
+        pollfd fds[] = {{signals_.fd(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
+        while (::poll(fds, 2, -1) < 0) {
+        }
+        if (fds[1].revents == 0) return ExitStatus::Success;
+        throw std::runtime_error("the file takes no more notifications");
+    }
+
+  private:
+    NotificationServer::Observer observer() {
+        return {[this](const Notification& notification, const std::string& answer) {
+                    log_.add(notification, answer);
+                    if (log_.full()) ::eventfd_write(wake_.get(), 1);
+                },
+                [this](const std::string& problem) { log_.addProblem(problem); }};
+    }
+
+    // The server comes last: its thread uses all the others.
+    const EndSignals signals_;
+    NotificationLog log_;
+    Descriptor wake_;
+    NotificationServer server_;
+};
+
+}  // namespace
+
+void declareListen(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        *app.add_subcommand("listen", "Prints the gateway's notifications and answers them");
+    command
+        .add_option_function<std::string>(
+            "--bind", [options](const std::string& text) { options->bind = Endpoint::parse(text); },
+            "IPv4 address and UDP port to listen on; with port 0 the kernel chooses one")
+        ->check(arguments::binding)
+        ->type_name("ADDRESS:PORT")
+        ->default_str(options->bind.text());
+    command
+        .add_option("--keep", options->keep,
+                    "Also add each notification to this file, as a line of JSON")
+        ->type_name("FILE");
+    command
+        .add_option("--parameters", options->parameters,
+                    "External parameters that notification 2 is answered with, such as 5!1!0!2; "
+                    "the gateway keeps its own without them")
+        ->check(arguments::parameters)
+        ->type_name("EVERY!REPORT!UNANSWERED!FIRST");
+    command.add_flag("--no-clock", options->noClock,
+                     "Do not tell the gateway the time of this machine when it asks for it");
+    command.footer(
+        "Examples:\n  dornctl listen\n"
+        "  dornctl listen --bind 192.168.0.1:5001 --keep notifications.jsonl --no-clock");
+    command.callback([&chosen, options] {
+        chosen = [options](const Settings& settings) {
+            return Listen(settings, *options).run(options->bind.address);
+        };
+    });
+}
+
+}  // namespace dornctl

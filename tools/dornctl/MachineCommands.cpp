@@ -1,0 +1,176 @@
+#include "dornctl/MachineCommands.h"
+
+#include <memory>
+
+#include "dornctl/Arguments.h"
+#include "dornctl/Dialogue.h"
+#include "dornctl/Show.h"
+
+namespace dornctl {
+
+using namespace teskhost;
+using Scope = Dialogue::Scope;
+
+namespace {
+
+// What the arguments of a subcommand say; each uses what it has.
+struct Given {
+    std::string machine{};
+    std::string a{};
+    std::string b{};
+    std::uint16_t x = 0;
+    std::uint16_t y = 0;
+    std::uint8_t code = 0;
+    std::string message{};
+};
+
+using MakeRequest = std::function<Request(const Given&)>;
+using Arguments = std::shared_ptr<Given>;
+
+template <typename Answer>
+ExitStatus ask(const Settings& settings, const Request& request, Scope scope, Milliseconds usual) {
+    Dialogue dialogue(settings.host, settings.timeout.value_or(usual));
+    const Answers answers = dialogue.ask(request, scope);
+    show(answers.decode<Answer>(), settings);
+    return answers.report();
+}
+
+// A subcommand whose name chooses between one machine and every one.
+template <typename Answer>
+void whenMet(CLI::App& command, Action& chosen, const Arguments& given, Milliseconds usual,
+             const MakeRequest& make) {
+    command.callback([&chosen, given, usual, make] {
+        chosen = [given, usual, make](const Settings& settings) {
+            const Scope scope = given->machine.empty() ? Scope::EveryMachine : Scope::OneMachine;
+            return ask<Answer>(settings, make(*given), scope, usual);
+        };
+    });
+}
+
+template <typename Answer>
+void whenMetAlone(CLI::App& command, Action& chosen, const Arguments& given,
+                  const MakeRequest& make) {
+    command.callback([&chosen, given, make] {
+        chosen = [given, make](const Settings& settings) {
+            return ask<Answer>(settings, make(*given), Scope::OneFrame, Settings::kShort);
+        };
+    });
+}
+
+CLI::Option* addMachine(CLI::App& command, const Arguments& given) {
+    return command.add_option("MACHINE", given->machine, "Name of the machine")
+        ->check(arguments::machine);
+}
+
+void addOptionalMachine(CLI::App& command, const Arguments& given) {
+    addMachine(command, given)->description("Name of the machine; all that are known without it");
+}
+
+void addFields(CLI::App& command, const Arguments& given) {
+    command.add_option("A", given->a, "First text, up to 8 characters")
+        ->required()
+        ->check(arguments::field);
+    command.add_option("B", given->b, "Second text, up to 8 characters")
+        ->required()
+        ->check(arguments::field);
+}
+
+void declareMachines(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("machines", "The machines and their serial ports");
+    command.footer("Example:\n  dornctl --host 192.168.0.10:5001 machines");
+    whenMetAlone<MachinesAnswer>(command, chosen, std::make_shared<Given>(),
+                                 [](const Given&) { return Request::machines(); });
+}
+
+void declareVersion(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("version", "The gateway's software version");
+    command.footer("Example:\n  dornctl --host 192.168.0.10:5001 version");
+    whenMetAlone<VersionAnswer>(command, chosen, std::make_shared<Given>(),
+                                [](const Given&) { return Request::version(); });
+}
+
+void declareMeters(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("meters", "The meters of one machine or of all");
+    const auto given = std::make_shared<Given>();
+    addOptionalMachine(command, given);
+    command.footer("Examples:\n  dornctl meters\n  dornctl --json meters ZA000000001");
+    whenMet<CountersAnswer>(command, chosen, given, Settings::kShort,
+                            [](const Given& g) { return Request::counters(g.machine); });
+}
+
+void declareValue(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("value", "The value that a message code asks for");
+    const auto given = std::make_shared<Given>();
+    command.add_option("CODE", given->code, "Code of the message to the machine, 1 to 255")
+        ->required()
+        ->check(CLI::Range(1, 255));
+    addOptionalMachine(command, given);
+    command.footer("Examples:\n  dornctl value 118\n  dornctl value 118 ZA000000001");
+    whenMet<ValueAnswer>(command, chosen, given, Settings::kShort,
+                         [](const Given& g) { return Request::value(g.code, g.machine); });
+}
+
+void declareTimes(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("times", "Lists of times, chosen by two texts");
+    const auto given = std::make_shared<Given>();
+    addFields(command, given);
+    addOptionalMachine(command, given);
+    command.footer("Example:\n  dornctl times 01.03.26 31.03.26 ZA000000001");
+    whenMet<TimesAnswer>(command, chosen, given, Settings::kLong,
+                         [](const Given& g) { return Request::times(g.a, g.b, g.machine); });
+}
+
+void declareListByFields(CLI::App& app, Action& chosen) {
+    CLI::App& command =
+        *app.add_subcommand("list-by-fields", "A machine's numbered values, chosen by two texts");
+    const auto given = std::make_shared<Given>();
+    addFields(command, given);
+    addMachine(command, given)->required();
+    command.footer("Example:\n  dornctl list-by-fields CNTTOTIN CNTTOTOT ZA000000001");
+    whenMet<ListAnswer>(command, chosen, given, Settings::kLong,
+                        [](const Given& g) { return Request::list(g.a, g.b, g.machine); });
+}
+
+void declareListByNumbers(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("list-by-numbers",
+                                            "A machine's numbered values, chosen by two numbers");
+    const auto given = std::make_shared<Given>();
+    command.add_option("X", given->x, "First number, 0 to 65535")
+        ->required()
+        ->check(CLI::Range(0, 65535));
+    command.add_option("Y", given->y, "Second number, 0 to 65535")
+        ->required()
+        ->check(CLI::Range(0, 65535));
+    addMachine(command, given)->required();
+    command.footer("Example:\n  dornctl list-by-numbers 1 300 ZA000000001");
+    whenMet<ListAnswer>(command, chosen, given, Settings::kLong,
+                        [](const Given& g) { return Request::list(g.x, g.y, g.machine); });
+}
+
+void declareRaw(CLI::App& app, Action& chosen) {
+    CLI::App& command = *app.add_subcommand("raw", "Sends a machine a message as it stands");
+    const auto given = std::make_shared<Given>();
+    command.add_option("MESSAGE", given->message, "The whole message, its length included")
+        ->required()
+        ->check(arguments::message);
+    addMachine(command, given)->required();
+    command.footer("Example:\n  dornctl raw '113~0008' ZA000000001");
+    whenMetAlone<MessageAnswer>(command, chosen, given, [](const Given& g) {
+        return Request::message(g.message, g.machine);
+    });
+}
+
+}  // namespace
+
+void declareMachineCommands(CLI::App& app, Action& chosen) {
+    declareMachines(app, chosen);
+    declareVersion(app, chosen);
+    declareMeters(app, chosen);
+    declareValue(app, chosen);
+    declareListByFields(app, chosen);
+    declareListByNumbers(app, chosen);
+    declareTimes(app, chosen);
+    declareRaw(app, chosen);
+}
+
+}  // namespace dornctl

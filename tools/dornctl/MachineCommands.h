@@ -1,0 +1,17 @@
+// The subcommands for the eight request types.
+//
+// Ownership: the commands live in the parser. Threads: one user at a time.
+// Errors: what Dialogue and the decoders throw, once the chosen action runs.
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "dornctl/Settings.h"
+
+namespace dornctl {
+
+// `chosen` becomes the action of the subcommand that is met; it must outlive the parser.
+void declareMachineCommands(CLI::App& app, Action& chosen);
+
+}  // namespace dornctl

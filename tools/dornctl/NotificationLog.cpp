@@ -1,0 +1,91 @@
+#include "dornctl/NotificationLog.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <stdexcept>
+
+#include "dornctl/Now.h"
+#include "host/AamsWords.h"
+#include "host/AnswerTables.h"
+#include "host/DecodeError.h"
+
+namespace dornctl {
+
+using namespace teskhost;
+using notifyserver::Notification;
+
+namespace {
+
+constexpr int kOneLine = -1;
+
+std::string senderOf(const Notification& notification) {
+    char address[INET_ADDRSTRLEN] = "";
+    ::inet_ntop(AF_INET, &notification.sender.sin_addr, address, sizeof address);
+    return Endpoint{address, ntohs(notification.sender.sin_port)}.text();
+}
+
+Json contentOf(const Notification& notification) {
+    try {
+        return toJson(AamsContent::decode(notification.message));
+    } catch (const DecodeError& e) {
+        return {{"code", notification.message.code()},
+                {"problem", e.what()},
+                {"body", notification.message.body()}};
+    }
+}
+
+Json lineOf(const Notification& notification, const std::string& answer) {
+    Json json = {{"received", nowText()},
+                 {"from", senderOf(notification)},
+                 {"identifiers", {notification.frame.identifierA, notification.frame.identifierB}}};
+    json.update(contentOf(notification));
+    json["answer"] = answer;
+    return json;
+}
+
+std::string tablesOf(const AamsMessage& message) {
+    try {
+        const AamsContent content = AamsContent::decode(message);
+        std::string text;
+        if (!content.fields.empty()) text += Table::ofFields(content.fields).text();
+        if (!content.readings.empty()) text += '\n' + tableOf(content.readings).text();
+        return text;
+    } catch (const DecodeError& e) {
+        return Table::ofFields({{"not understood", e.what()}, {"body", message.body()}}).text();
+    }
+}
+
+std::string textOf(const Notification& notification, const std::string& answer) {
+    const int code = notification.message.code();
+    return nowText() + "  " + senderOf(notification) + "  notification " + std::to_string(code) +
+           ": " + aamswords::message(code) + '\n' + tablesOf(notification.message) +
+           "  answered: " + (answer.empty() ? "received" : answer) + "\n\n";
+}
+
+}  // namespace
+
+NotificationLog::NotificationLog(bool json, const std::string& file) : json_(json) {
+    if (file.empty()) return;
+    file_.open(file, std::ios::app);
+    if (!file_) throw std::runtime_error(file + ": " + std::strerror(errno));
+}
+
+void NotificationLog::add(const Notification& notification, const std::string& answer) {
+    const Json line = lineOf(notification, answer);
+    std::cout << (json_ ? dornctl::textOf(line, kOneLine) : textOf(notification, answer))
+              << std::flush;
+    if (file_.is_open()) keep(line);
+}
+
+void NotificationLog::addProblem(const std::string& problem) const {
+    std::cerr << "dornctl: " << nowText() << ": a datagram is left unanswered: " << problem << '\n';
+}
+
+void NotificationLog::keep(const Json& line) {
+    file_ << dornctl::textOf(line, kOneLine) << std::flush;
+    full_ = full_ || !file_;
+}
+
+}  // namespace dornctl

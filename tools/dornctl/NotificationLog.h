@@ -1,0 +1,35 @@
+// Shows notifications on standard output as they come, and keeps them in a file of JSON lines.
+//
+// Ownership: the object owns the file. Threads: one user at a time.
+// Errors: the constructor throws std::runtime_error when the file cannot be opened. When it cannot
+// be written later, full() tells; what cannot be decoded is shown as text.
+
+#pragma once
+
+#include <fstream>
+#include <string>
+
+#include "dornctl/Json.h"
+#include "notifyserver/NotificationServer.h"
+
+namespace dornctl {
+
+class NotificationLog {
+  public:
+    // Nothing is kept without a file's name. Lines are added to a file that is there already.
+    NotificationLog(bool json, const std::string& file);
+
+    void add(const notifyserver::Notification& notification, const std::string& answer);
+    void addProblem(const std::string& problem) const;
+    // The file does not take what it should keep.
+    bool full() const { return full_; }
+
+  private:
+    void keep(const Json& line);
+
+    const bool json_;
+    std::ofstream file_;
+    bool full_ = false;
+};
+
+}  // namespace dornctl

@@ -1,0 +1,32 @@
+// What the command line says for every subcommand, and what a subcommand becomes once chosen.
+//
+// Ownership: plain values. Threads: no state. Errors: none.
+
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+#include "dornctl/ExitStatus.h"
+#include "host/Endpoint.h"
+
+namespace dornctl {
+
+using Milliseconds = std::chrono::milliseconds;
+
+struct Settings {
+    // The daemon's, unless its configuration says otherwise.
+    static constexpr std::uint16_t kPort = 5001;
+    // A little longer than the daemon itself waits for a machine: for one value, and for a list.
+    static constexpr Milliseconds kShort{15000};
+    static constexpr Milliseconds kLong{305000};
+
+    teskhost::Endpoint host{"127.0.0.1", kPort};
+    std::optional<Milliseconds> timeout{};
+    bool json = false;
+};
+
+using Action = std::function<ExitStatus(const Settings&)>;
+
+}  // namespace dornctl

@@ -1,0 +1,93 @@
+#include "dornctl/Watch.h"
+
+#include <iostream>
+#include <memory>
+#include <unistd.h>
+
+#include "dornctl/Dialogue.h"
+#include "dornctl/EndSignals.h"
+#include "dornctl/Json.h"
+#include "dornctl/Now.h"
+#include "host/AnswerTables.h"
+
+namespace dornctl {
+
+using namespace teskhost;
+
+namespace {
+
+constexpr char kClearScreen[] = "\x1B[H\x1B[2J";
+constexpr Milliseconds kPatience{5000};
+constexpr int kLongestInterval = 86400000;
+
+struct Options {
+    int interval = 2000;
+    unsigned count = 0;  // 0: until it is ended
+};
+
+class Watch {
+  public:
+    Watch(const Settings& settings, const Options& options)
+        : settings_(settings), options_(options), onTerminal_(::isatty(STDOUT_FILENO) != 0) {}
+
+    ExitStatus run() {
+        print(question());
+        for (unsigned n = 1; n != options_.count; ++n) {
+            if (signals_.arriveWithin(Milliseconds(options_.interval))) break;
+            again();
+        }
+        return ExitStatus::Success;
+    }
+
+  private:
+    // The gateway may be started anew meanwhile, so every question has a connection of its own.
+    MachinesAnswer question() const {
+        Dialogue dialogue(settings_.host, settings_.timeout.value_or(kPatience));
+        const Answers answers = dialogue.ask(Request::machines(), Dialogue::Scope::OneFrame);
+        if (answers.regular.empty()) throw LinkError("the gateway does not list its machines");
+        return answers.decode<MachinesAnswer>().front();
+    }
+
+    void again() const {
+        try {
+            print(question());
+        } catch (const std::exception& e) {
+            std::cerr << "dornctl: " << nowText() << ": " << e.what() << '\n';
+        }
+    }
+
+    void print(const MachinesAnswer& answer) const {
+        if (settings_.json) {
+            std::cout << textOf(toJson(answer), -1) << std::flush;
+            return;
+        }
+        if (onTerminal_) std::cout << kClearScreen;
+        std::cout << settings_.host.text() << "  " << nowText() << "\n\n"
+                  << tableOf(answer).text(0) << (onTerminal_ ? "" : "\n") << std::flush;
+    }
+
+    const Settings settings_;
+    const Options options_;
+    const bool onTerminal_;
+    const EndSignals signals_;
+};
+
+}  // namespace
+
+void declareWatch(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = *app.add_subcommand("watch", "The machines' table, again and again");
+    command.add_option("--interval", options->interval, "Milliseconds between two tables")
+        ->check(CLI::Range(100, kLongestInterval))
+        ->type_name("MS")
+        ->capture_default_str();
+    command.add_option("--count", options->count, "End after so many tables; 0 goes on")
+        ->type_name("N")
+        ->capture_default_str();
+    command.footer("Examples:\n  dornctl watch\n  dornctl --json watch --interval 500 --count 10");
+    command.callback([&chosen, options] {
+        chosen = [options](const Settings& settings) { return Watch(settings, *options).run(); };
+    });
+}
+
+}  // namespace dornctl

@@ -1,0 +1,32 @@
+# Completion of dornctl for bash.
+
+_dornctl() {
+    local current=$2 previous=$3 subcommand="" word
+    local subcommands="machines version meters value list-by-fields list-by-numbers times raw
+        identification readings history checks parameters set-parameters set-clock watch listen"
+    local options="--host --timeout --json --help"
+
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        [[ " ${subcommands//$'\n'/ } " == *" $word "* ]] && subcommand=$word
+    done
+    case $previous in
+        --host | --timeout | --interval | --count | --bind | --parameters | --every | --first)
+            return ;;
+        --keep)
+            mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            return ;;
+        --report | --report-unanswered)
+            mapfile -t COMPREPLY < <(compgen -W "yes no" -- "$current")
+            return ;;
+    esac
+    case $subcommand in
+        "") options+=" $subcommands" ;;
+        set-parameters) options+=" --every --report --report-unanswered --first" ;;
+        set-clock) options+=" now" ;;
+        watch) options+=" --interval --count" ;;
+        listen) options+=" --bind --keep --parameters --no-clock" ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+}
+
+complete -F _dornctl dornctl

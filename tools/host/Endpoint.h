@@ -1,0 +1,21 @@
+// An address and a port, as a person writes them: "192.168.0.1:5001", "gateway:5001", "[::1]:5001".
+//
+// Ownership: a plain value. Threads: no state.
+// Errors: parse() throws std::invalid_argument, whose text says what was expected.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace teskhost {
+
+struct Endpoint {
+    std::string address{};  // a number or a name, without brackets
+    std::uint16_t port = 0;
+
+    static Endpoint parse(const std::string& text);
+    std::string text() const;
+};
+
+}  // namespace teskhost

@@ -1,0 +1,93 @@
+#include "tesksim/CommandLine.h"
+
+#include "tesksim/Console.h"
+
+namespace tesksim {
+
+namespace {
+
+constexpr char kPtyPrefix[] = "pty:";
+
+std::string codeId(const std::string& prefix, std::size_t number) {
+    constexpr std::size_t kSize = 11;
+    const std::string digits = std::to_string(number);
+    const std::size_t used = prefix.size() + digits.size();
+    return prefix + std::string(used < kSize ? kSize - used : 0, '0') + digits;
+}
+
+void setTty(Machine::Options& options, const std::string& tty) {
+    if (tty.starts_with(kPtyPrefix)) {
+        options.ptyLink = tty.substr(sizeof kPtyPrefix - 1);
+    } else {
+        options.tty = tty;
+    }
+}
+
+std::string checkLine(const std::string& text) {
+    try {
+        SerialLine::parse(text);
+    } catch (const std::invalid_argument& e) {
+        return e.what();
+    }
+    return "";
+}
+
+}  // namespace
+
+void CommandLine::declare(CLI::App& app) {
+    auto* const file =
+        app.add_option("--scenario", scenarioFile, "File that describes the machines")
+            ->check(CLI::ExistingFile);
+    app.add_option("--seed", seed, "Start of everything random; the scenario's own without it");
+    app.add_flag("-l,--live", live, "Show what is asked and answered");
+    app.add_option("-m,--machines", machines, "Number of slot machines")
+        ->check(CLI::Range(1, 99))
+        ->excludes(file)
+        ->capture_default_str();
+    app.add_option("-c,--code-id", codeIdPrefix,
+                   "Start of the machines' CodeIds; their numbers fill it up to 11 characters")
+        ->excludes(file)
+        ->capture_default_str();
+    app.add_option("-f,--port-file", portFile,
+                   "File for the TCP ports chosen, a line \"<number> <port>\" for each machine");
+    app.add_option("-p,--port", ports,
+                   "TCP port of the next machine; machines without one let the kernel choose")
+        ->excludes(file);
+    app.add_option("-t,--tty", ttys,
+                   "Serve the next machine on this tty, without telnet, instead of on TCP; "
+                   "\"pty:NAME\" makes a pseudo-terminal and a link to it with that name")
+        ->excludes(file);
+    app.add_option("--line", line, "Setting of the ttys")
+        ->check(checkLine)
+        ->excludes(file)
+        ->capture_default_str();
+    app.add_option("-s,--silent", silent, "Machine N never answers");
+    app.add_option("-x,--command", commands,
+                   "Console command to obey at the start, as typed on standard input");
+    app.footer(
+        "Examples:\n"
+        "  tesksim --machines 2 --port 2100 --port 2200 --live\n"
+        "  tesksim --scenario park.json --live\n"
+        "  tesksim --machines 1 --tty pty:/tmp/ttyMachine\n"
+        "\n"
+        "Commands on standard input:\n" +
+        Console::help());
+}
+
+Scenario CommandLine::scenario() const {
+    Scenario result;
+    if (!scenarioFile.empty()) result = Scenario::load(scenarioFile);
+    for (std::size_t i = 0; scenarioFile.empty() && i < machines; ++i) {
+        MachineScenario machine;
+        machine.date = Answer{}.date;
+        machine.options.codeId = codeId(codeIdPrefix, i + 1);
+        machine.options.line = SerialLine::parse(line);
+        if (i < ports.size()) machine.options.port = ports[i];
+        if (i < ttys.size()) setTty(machine.options, ttys[i]);
+        result.machines.push_back(machine);
+    }
+    if (seed) result.seed = *seed;
+    return result;
+}
+
+}  // namespace tesksim

@@ -1,0 +1,41 @@
+// The meters of a machine that is being played on: they move with time, by chance from a seed, and
+// stay what a machine in good order shows.
+//
+// Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <random>
+#include <string>
+
+namespace tesksim {
+
+class Meters {
+  public:
+    struct Options {
+        std::uint32_t totalIn = 0;
+        std::uint32_t totalOut = 0;
+        std::uint32_t cleared = 0;
+        std::uint32_t item5 = 0;
+        std::chrono::milliseconds every{1000};  // between two movements
+        std::uint32_t mostIn = 0;               // of one movement; a multiple of 50 is drawn
+        std::uint32_t mostOut = 0;
+    };
+
+    Meters(const Options& options, std::uint32_t seed) : options_(options), random_(seed) {}
+
+    // The six items, so long after the start; time does not go backwards. The same seed and the
+    // same number of movements give the same meters.
+    std::string bodyAt(std::chrono::milliseconds elapsed);
+
+  private:
+    std::uint32_t draw(std::uint32_t most);
+
+    Options options_;
+    std::mt19937 random_;
+    std::int64_t movements_ = 0;
+};
+
+}  // namespace tesksim

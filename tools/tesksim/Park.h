@@ -1,0 +1,54 @@
+// The machines of a scenario, at work: their answers move with time and their faults come and go.
+//
+// Ownership: the object owns the machines and what their answers are made from.
+// Threads: one user at a time; the machines have their own. Errors: as Machine.
+
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "tesksim/Console.h"
+#include "tesksim/FaultSchedule.h"
+#include "tesksim/Scenario.h"
+
+namespace tesksim {
+
+class Park {
+  public:
+    using Milliseconds = std::chrono::milliseconds;
+    // Numbers count from 1.
+    using Watcher =
+        std::function<void(std::size_t machine, Machine::Event, const std::string& bytes)>;
+
+    Park(const Scenario& scenario, const Watcher& watcher);
+    Park(const Park&) = delete;
+    Park& operator=(const Park&) = delete;
+
+    void start();
+    Console::Machines& machines() { return machines_; }
+
+    // Gives every machine the faults it is due to have now. The time until they change again;
+    // nothing when they stay. Faults that somebody sets otherwise last until the next change.
+    std::optional<Milliseconds> followSchedules();
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Schedule {
+        FaultSchedule faults;
+        std::optional<Milliseconds> change{Milliseconds(0)};  // when it is to be looked at
+    };
+
+    void add(const MachineScenario& scenario, std::uint32_t seed, const Watcher& watcher);
+    Milliseconds elapsed() const;
+
+    const Clock::time_point started_ = Clock::now();
+    Console::Machines machines_;
+    std::vector<Schedule> schedules_;
+};
+
+}  // namespace tesksim

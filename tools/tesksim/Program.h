@@ -1,0 +1,43 @@
+// The simulator at work: machines, console and live view, until a signal or "quit" ends it.
+//
+// Ownership: the object owns the machines. Threads: one user at a time; make it before the first
+// thread, since it blocks signals. Errors: std::system_error when a port or a tty is not to be had.
+
+#pragma once
+
+#include <string>
+
+#include "tesksim/CommandLine.h"
+#include "tesksim/Console.h"
+#include "tesksim/Fd.h"
+#include "tesksim/LiveView.h"
+#include "tesksim/Park.h"
+
+namespace tesksim {
+
+class Program {
+  public:
+    explicit Program(const CommandLine& commandLine);
+
+    void run();
+
+  private:
+    Program(const CommandLine& commandLine, const Scenario& scenario);
+
+    void prepare();
+    void reportEndpoints();
+    void obey(const std::string& line);
+    // Obeys the complete lines that have been read.
+    void obeyLines();
+    // False at the end of standard input.
+    bool readCommands();
+
+    const CommandLine commandLine_;
+    const Fd signals_;
+    LiveView view_;
+    Park park_;
+    Console console_;
+    std::string input_;
+};
+
+}  // namespace tesksim

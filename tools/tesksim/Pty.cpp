@@ -1,0 +1,49 @@
+#include "tesksim/Pty.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "tesksim/Endpoint.h"
+
+namespace tesksim {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+}  // namespace
+
+Pty::Pty(std::string link)
+    : link_(std::move(link)), near_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    char name[64];
+    if (!near_.valid() || ::grantpt(near_.get()) != 0 || ::unlockpt(near_.get()) != 0 ||
+        ::ptsname_r(near_.get(), name, sizeof name) != 0) {
+        fail("pseudo-terminal");
+    }
+    name_ = name;
+    far_ = openTty(name_, SerialLine{});
+    if (!far_.valid()) fail(name_);
+    if (!link_.empty()) makeLink();
+}
+
+Pty::~Pty() {
+    if (!link_.empty()) ::unlink(link_.c_str());
+}
+
+Fd Pty::open() const {
+    return Fd(::fcntl(near_.get(), F_DUPFD_CLOEXEC, 0));
+}
+
+void Pty::makeLink() {
+    if (std::filesystem::is_symlink(link_)) ::unlink(link_.c_str());
+    if (::symlink(name_.c_str(), link_.c_str()) != 0) fail(link_);
+    name_ = link_;
+}
+
+}  // namespace tesksim
