@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include "host/Frame.h"
@@ -25,7 +26,15 @@ test::DaemonProcess::Options optionsOf(const Setup& setup) {
 // One poll at the start, and none while anything is measured.
 test::Config configOf(const Lines& lines, std::uint16_t notificationPort) {
     constexpr int NEVER = 1000;  // minutes
-    return test::Config().serialPorts(lines.ports()).server(notificationPort).polling(0, NEVER);
+    test::Config config;
+    config.serialPorts(lines.ports()).server(notificationPort).polling(0, NEVER);
+    for (std::size_t n = 1; n <= lines.count(); ++n) {
+        const std::string section = "PORT_ASYNC" + std::to_string(n);  // few have defaults
+        config.set(section, "IP_ADDRESS", "127.0.0.1").set(section, "BAUDRATE", "115200");
+        config.set(section, "DATASIZE", "8").set(section, "PARITY", "NONE");
+        config.set(section, "STOPSIZE", "1").set(section, "FLOWCONTROL", "No Flow");
+    }
+    return config;
 }
 
 Request requestTo(int type, const std::string& machine) {
@@ -77,13 +86,18 @@ Gateway::Gateway(const Setup& setup, std::size_t idleHosts)
     connectIdle(idleHosts);
 }
 
-// The system tells that a connection was made before the daemon has taken it; a thread each shows
-// that.
+// The daemon has a short queue for those who connect, and the system lets who does not fit wait for
+// a second: each is seen to be served, by a thread of its own, before the next one comes.
 void Gateway::connectIdle(std::size_t count) {
     const std::size_t before = daemon_.threadCount();
-    for (std::size_t i = 0; i < count; ++i) idle_.push_back(connectTo(daemon_.port()));
-    const auto taken = [&] { return daemon_.threadCount() >= before + count; };
-    if (!test::eventually(taken)) throw test::Timeout("the daemon does not take its hosts");
+    while (idle_.size() < count) {
+        idle_.push_back(connectTo(daemon_.port()));
+        const test::Deadline deadline;
+        while (daemon_.threadCount() < before + idle_.size()) {
+            if (deadline.passed()) throw test::Timeout("the daemon does not serve its hosts");
+            std::this_thread::yield();
+        }
+    }
 }
 
 std::string Gateway::requestOf(std::size_t host) const {
