@@ -28,7 +28,8 @@ bool isFull(int error) {
 
 }  // namespace
 
-SystemLog::SystemLog(const char* path) : path_(path), identity_(program_invocation_short_name) {}
+SystemLog::SystemLog(const char* path)
+    : path_(path), process_(getpid()), identity_(program_invocation_short_name) {}
 
 void SystemLog::open(const char* identity, bool copies) {
     const SynchronizedLock lock(lock_);
@@ -80,7 +81,7 @@ SystemLog::Heading SystemLog::heading(int priority) const {
     constexpr int LONGEST_IDENTITY = 400;
     const int rest = std::snprintf(head.bytes + prefix, sizeof head.bytes - head.identity,
                                    "%.*s[%ld]: ", LONGEST_IDENTITY, identity_.c_str(),
-                                   static_cast<long>(getpid()));
+                                   static_cast<long>(process_));
     head.size = head.identity + static_cast<std::size_t>(rest);
     return head;
 }

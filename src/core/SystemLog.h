@@ -68,6 +68,7 @@ class SystemLog {
     void copyToStandardError(int priority, const char* text) TESKD_REQUIRES(lock_);
 
     const char* const path_;
+    const pid_t process_;
     Synchronized lock_;
     std::string identity_ TESKD_GUARDED_BY(lock_);
     bool copies_ TESKD_GUARDED_BY(lock_) = false;

@@ -49,7 +49,6 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
     setAutoDelete();
     connection_.setsockopt(TCP_NODELAY, 1);
     connection_.keepAlive();
-    connection_.setInterrupt(&surroundings_.stop);
 }
 
 void Dorn::run() {
@@ -117,13 +116,13 @@ void Dorn::log_notice(const char* problem) {
 }
 
 void Dorn::await_input() {
-    while (noticeLimiter_.hasLeftOut() || releaseLimiter_.hasLeftOut()) {
+    const StopEvent& stop = surroundings_.stop;
+    while (!stop.isSet() && (noticeLimiter_.hasLeftOut() || releaseLimiter_.hasLeftOut())) {
         noticeLimiter_.report();
         releaseLimiter_.report();
-        const bool arrived = await(Goal::input, &surroundings_.stop, Clock::now() + NOTICE_PAUSE);
-        if (arrived || surroundings_.stop.isSet()) return;
+        if (await(Goal::input, &stop, Clock::now() + NOTICE_PAUSE)) return;
     }
-    await(Goal::input, &surroundings_.stop);
+    if (!await(Goal::input, &stop)) throw SocketException("The connection is stopped");
 }
 
 bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {

@@ -65,6 +65,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     void log_lost_connection(const Exception& e);
     void log_notice(const char* problem);
     // Waits until the host has sent something, and tells meanwhile what was left out of the log.
+    // The reading behind it then need not wait again. @throws SocketException when it is to stop
     void await_input();
     // Sends what the host takes until the goal is reached. False when the event was set or the time
     // was up first.

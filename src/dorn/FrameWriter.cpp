@@ -19,7 +19,10 @@ void FrameWriter::write(const char* frame, std::size_t len) {
     try {
         const SynchronizedLock lock(lock_);
         if (broken_) return;
-        enqueue(std::string(frame, len));
+        const std::size_t sent =
+            frames_.empty() ? connection_.getOutputStream().writeAvailable(frame, len) : 0;
+        if (sent == len) return;
+        enqueue(std::string(frame + sent, len - sent));
         send();
         if (queued_ > 0) wake_.set();
     } catch (const Exception& e) {
@@ -30,6 +33,7 @@ void FrameWriter::write(const char* frame, std::size_t len) {
 }
 
 std::size_t FrameWriter::sendQueued() {
+    if (queued_ == 0) return 0;  // the usual case; who brings a frame now may hold the lock
     try {
         const SynchronizedLock lock(lock_);
         send();

@@ -1,6 +1,7 @@
 // Sends frames on a host connection, whole and one after another.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -17,7 +18,8 @@ class StopEvent;
 
 // Each write() of a block is one frame. The thread that brings it sends what the host takes at once
 // and leaves the rest to the connection's own thread, so nobody who has an answer ever waits for a
-// host. A host that takes nothing for the time-out, or lets too much pile up, is given up.
+// host; the frames are kept only for that. A host that takes nothing for the time-out, or lets too
+// much pile up, is given up.
 //
 // Owner: a Dorn. Threads: write() from any; sendQueued() and patience() on the connection's own.
 // Locks: its own, innermost but for the event's; held while the system is offered bytes, never
@@ -60,8 +62,8 @@ class FrameWriter : public OutputStream {
     NoticeLimiter* notices_;
     mutable Synchronized lock_;
     std::deque<std::string> frames_ TESKD_GUARDED_BY(lock_);
-    std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;    // bytes of the first frame that are out
-    std::size_t queued_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of all frames that are not
+    std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of the first frame that are out
+    std::atomic<std::size_t> queued_{0};            // bytes that wait; changed under the lock
     Clock::time_point progress_ TESKD_GUARDED_BY(lock_);
     bool broken_ TESKD_GUARDED_BY(lock_) = false;
 };

@@ -8,8 +8,8 @@
 
 namespace teskd {
 
-// Calls a function before each read, which returns when there is something to read. Threads and
-// ownership: as FilterInputStream.
+// Calls a function before each read, which returns when there is something to read and throws when
+// the reading is to end. Threads and ownership: as FilterInputStream.
 class HostInputStream : public FilterInputStream {
   public:
     HostInputStream(InputStream& inner, std::function<void()> await)

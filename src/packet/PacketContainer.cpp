@@ -18,10 +18,13 @@ void PacketContainer::addPacket(Packet* packet) {
 }
 
 bool PacketContainer::tryAddPacket(Packet* packet) {
-    const SynchronizedLock lock(queue_.guard());
-    if (closed_) return false;
-    queue_.push_back(packet);
-    Packet::get(packet);
+    {
+        const SynchronizedLock lock(queue_.guard());
+        if (closed_) return false;
+        queue_.append(packet);
+        Packet::get(packet);
+    }
+    queue_.wakeOne();
     return true;
 }
 

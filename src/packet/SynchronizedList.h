@@ -88,6 +88,11 @@ class SynchronizedList {
         return !list_.empty();
     }
 
+    // For a caller who holds the lock: appends without a signal, which is to follow when the lock
+    // is free, so that who is woken does not find it taken.
+    void append(T value) { list_.push_back(value); }
+    void wakeOne() { guard_.notify(); }
+
     // Makes every waiter look again.
     void wakeAll() {
         const SynchronizedLock lock(guard_);

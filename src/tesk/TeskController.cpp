@@ -113,6 +113,7 @@ void TeskController::rename(const std::string& old_identifier, const std::string
 }
 
 void TeskController::bind(TeskMaster& master, const std::string& code_id) {
+    if (master.get_identity() == code_id) return;  // as nearly always; no line waits for another
     const SynchronizedLock lock(namesLock_);
     const std::string identity = master.get_identity();
     if (identity != code_id) rename(identity, code_id);

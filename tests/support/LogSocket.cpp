@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <linux/filter.h>
 #include <poll.h>
 #include <regex>
 #include <sys/eventfd.h>
@@ -68,6 +69,14 @@ void LogSocket::collect() {
         if (paused_) continue;
         const ssize_t count = ::recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
         if (count >= 0) add(std::string_view(buffer).substr(0, static_cast<std::size_t>(count)));
+    }
+}
+
+void LogSocket::discard() {
+    sock_filter takeNothing{BPF_RET | BPF_K, 0, 0, 0};
+    const sock_fprog program{1, &takeNothing};
+    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) != 0) {
+        fail("SO_ATTACH_FILTER");
     }
 }
 

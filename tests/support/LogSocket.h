@@ -47,6 +47,9 @@ class LogSocket {
     // Reads nothing, so that the log fills up, until resume().
     void pause() { setPaused(true); }
     void resume() { setPaused(false); }
+    // From now on the system drops every line on arrival: senders find a log that takes all, and
+    // nobody is woken to read it.
+    void discard();
 
     // The first line, past or to come before the deadline, whose text contains `part`, whose
     // text matches the regular expression somewhere, or which the predicate accepts.
