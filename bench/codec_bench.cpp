@@ -1,6 +1,8 @@
 // What the codecs cost, each by itself and in memory.
 
 #include <benchmark/benchmark.h>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +17,7 @@
 #include "net/MemoryInputStream.h"
 #include "net/OutputStream.h"
 #include "packet/PacketHandle.h"
+#include "support/TempDir.h"
 #include "telnet/TelnetDecoder.h"
 #include "telnet/TelnetOptionInterface.h"
 #include "telnet/TelnetOutputStream.h"
@@ -166,8 +169,14 @@ BENCHMARK(checkReading);
 
 }  // namespace teskd
 
-// Log lines are formatted and dropped.
+// Log lines are formatted and dropped; the daemon's files, which reading the settings writes, are
+// in a directory that goes again.
 int main(int argc, char** argv) {
+    const teskd::test::TempDir root;
+    for (const char* folder : {"etc", "config", "tmp"}) {
+        std::filesystem::create_directory(root / folder);
+    }
+    ::setenv("TESKD_ROOT", root.path().c_str(), 1);
     teskd::Log::setSink([](int, const char*) {});
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
