@@ -193,6 +193,9 @@ void expectAllPolledAgain(Gateway& gateway) {
 TEST(SeveralMachines, TwoWithTheSameCodeIdAreBothServed) {
     Gateway gateway(2);
     gateway.machine(2).setCodeId("ZA000000001");
+    // A pass asks under the names of its beginning, so neither may answer before both are asked.
+    gateway.machine(1).setFaults({.delay = 300ms}, 1);
+    gateway.machine(2).setFaults({.delay = 300ms}, 1);
     gateway.startKnown();
     expectAllPolledAgain(gateway);
 
