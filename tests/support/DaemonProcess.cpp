@@ -102,8 +102,12 @@ void DaemonProcess::launch(Deadline deadline) {
     }
     const UniqueFd reader(fds[0]);
     UniqueFd writer(fds[1]);
-    const Sandbox sandbox{options_.files, root_, options_.withLog ? log_.path() : fs::path(),
-                          options_.notRunning, options_.emulator, options_.disk};
+    const Sandbox sandbox{options_.files,
+                          root_,
+                          options_.withLog ? log_.path() : fs::path(),
+                          options_.notRunning,
+                          options_.emulator,
+                          options_.disk};
     ChildProcess::Options child;
     child.command = sandboxCommand(sandbox, fs::absolute(options_.program), options_.arguments);
     child.environment = environmentWith(options_.environment);
