@@ -128,9 +128,11 @@ void Dorn::await_input() {
 bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
     for (;;) {
         wake_.clear();
+        // Asked first: an answer is with the writer before its request stops being pending.
+        const bool answered = goal == Goal::answered && pending_.areNone();
         const std::size_t queued = writer_.sendQueued();
+        if (answered && queued == 0) return true;
         const bool reads = goal == Goal::input && queued <= MOST_QUEUED && pending_.areFew();
-        if (goal == Goal::answered && queued == 0 && pending_.areNone()) return true;
         const bool readable = wait(reads, queued > 0, stop, deadline);
         if (stop != nullptr && stop->isSet()) return false;
         if (readable) return true;

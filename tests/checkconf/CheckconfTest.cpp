@@ -154,12 +154,12 @@ TEST_F(Checkconf, ValuesThatDoNotConvertAreFound) {
     EXPECT_EQ(
         R"json(/etc/tesk_v2.ini:1: [INTERNAL] TESKv2_ENABLE: "yes" is neither true nor false; the daemon stays disabled
 /etc/tesk_v2.ini:2: [INTERNAL] MAC_ADDR_eth0: "00:11" is no hardware address of six pairs of digits
-/etc/tesk_v2.ini:4: [AAMS] TMP_APP_COLLEGATI: "0" is no number from 1 to 2147483647; it is taken for 1
-/etc/tesk_v2.ini:5: [AAMS] TMP_APP_ACCENSIONE: "2x" is no number from 0 to 2147483647; it is taken for 2
-/etc/tesk_v2.ini:6: [AAMS] INVIO_APP_COLLEGATI: "yes" is no number from 0 to 1; it is taken for 0
-/etc/tesk_v2.ini:8: [RICH_ORA] TOUT_ORA: "-1" is no number from 0 to 2147483647; it is taken for -1
-/etc/tesk_v2.ini:10: [PORT_ASYNC1] BAUDRATE: "fast" is no line setting
-/etc/tesk_v2.ini:11: [PORT_ASYNC1] DATASIZE: "NONE" is no number for this setting
+/etc/tesk_v2.ini:4: [AAMS] TMP_APP_COLLEGATI: "0" is no number from 1 to 71582; it is taken for 1
+/etc/tesk_v2.ini:5: [AAMS] TMP_APP_ACCENSIONE: "2x" is no number from 0 to 71582; it is taken for 2
+/etc/tesk_v2.ini:6: [AAMS] INVIO_APP_COLLEGATI: "yes" is no number from 0 to 2147483647; it is taken for 0
+/etc/tesk_v2.ini:8: [RICH_ORA] TOUT_ORA: "-1" is no number from 1 to 4294967; the date is asked for at the start alone
+/etc/tesk_v2.ini:10: [PORT_ASYNC1] BAUDRATE: "fast" is no number from 1 to 2147483647
+/etc/tesk_v2.ini:11: [PORT_ASYNC1] DATASIZE: "NONE" is no number from 5 to 8
 /etc/tesk_v2.ini:12: [PORT_ASYNC1] PARITY: "8N" is no number for this setting
 /etc/tesk_v2.ini:13: [PORT_ASYNC1] TCP_PORT: "70000" is no port number from 1 to 65535
 )json",
@@ -192,7 +192,29 @@ TEST_F(Checkconf, PortsOnOneEndpointAreFound) {
                        "[IP_ADDRESS]\nIP_LOCAL=127.0.0.1,127.0.0.1\n"));
 }
 
+TEST_F(Checkconf, NumbersBeyondTheirLimitsAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:2: [AAMS] TMP_APP_COLLEGATI: "-3" is no number from 1 to 71582; there is no pass but the first
+/etc/tesk_v2.ini:3: [AAMS] TMP_APP_ACCENSIONE: "71583" is no number from 0 to 71582; it is taken for a little more than the highest
+/etc/tesk_v2.ini:5: [PORT_ASYNC1] DATASIZE: "99" is no number from 5 to 8
+/etc/tesk_v2.ini:6: [PORT_ASYNC1] STOPSIZE: "0" is no number from 1 to 3
+)json",
+        findings("[AAMS]\nTMP_APP_COLLEGATI=-3\nTMP_APP_ACCENSIONE=71583\n"
+                 "[PORT_ASYNC1]\nDATASIZE=99\nSTOPSIZE=0\n"));
+}
+
+TEST_F(Checkconf, HeadersThatTheDaemonDoesNotReadAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:3: blanks before "[", so it is no header: [PORT_ASYNC1] goes on
+/etc/tesk_v2.ini:4: unknown section [PORT_ASYNC03]
+)json",
+        findings("[PORT_ASYNC1]\nTCP_PORT=2101\n [PORT_ASYNC2]\n[PORT_ASYNC03]\n"));
+}
+
 TEST_F(Checkconf, AllAddressesAndOneOnTheSamePortAreFound) {
+    EXPECT_EQ(
+        "/etc/tesk_v2.ini:2: [IP_ADDRESS] IP_LOCAL: the port of 127.0.0.1:5001 is taken already\n",
+        findings("[IP_ADDRESS]\nIP_LOCAL=0.0.0.0 127.0.0.1\n"));
     EXPECT_EQ("/etc/tesk_v2.ini:3: [IP_ADDRESS] TCP_LOCAL: the port of *:7 is taken already\n",
               findings("[IP_ADDRESS]\nIP_LOCAL=127.0.0.1 127.0.0.2 *\nTCP_LOCAL=7 8 7\n"));
 }

@@ -61,7 +61,8 @@ void showHosts(Gateway& gateway, const ProcessCosts& before) {
         hosts.back().readFrame();
     }
     const ProcessCosts with = costsOf(gateway.daemon().pid());
-    const auto grown = static_cast<double>(with.residentKilobytes - before.residentKilobytes);
+    const double grown =
+        static_cast<double>(with.residentKilobytes) - static_cast<double>(before.residentKilobytes);
     print("resident, for each host that is connected", grown / kHosts, "KiB");
 }
 

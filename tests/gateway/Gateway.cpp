@@ -66,8 +66,12 @@ std::size_t idleThreads() {
 #if defined(__SANITIZE_THREAD__)
     return kDaemonThreads + 1;
 #else
-    return environment("TESKD_EMULATOR").empty() ? kDaemonThreads : kDaemonThreads + 1;
+    return memoryShows() ? kDaemonThreads : kDaemonThreads + 1;
 #endif
+}
+
+bool memoryShows() {
+    return environment("TESKD_EMULATOR").empty();
 }
 
 DaemonProcess::Options daemonOptions(DaemonProcess::Options options) {

@@ -74,6 +74,9 @@ std::string named(std::string_view before, std::string_view name, std::string_vi
 // Threads of a daemon that serves nobody: main, three workers, the engine's timer. One sanitizer
 // has a thread of its own, and so has an emulator.
 std::size_t idleThreads();
+// Whether the daemon's memory can be seen from outside: of an emulated one, only the emulator's is,
+// which grows with what it has translated.
+bool memoryShows();
 
 // Processor time that a process has used so far, in seconds.
 double processorSeconds(pid_t pid);

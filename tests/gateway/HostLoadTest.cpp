@@ -58,7 +58,9 @@ TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
     round(600);
     ASSERT_TRUE(eventually(settled)) << daemon.threadCount();
     EXPECT_LE(daemon.openDescriptors(), descriptors);
-    EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
+    if (memoryShows()) {
+        EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
+    }
     EXPECT_CLEAN_STOP(daemon);
 }
 

@@ -73,7 +73,9 @@ TEST(Reconnection, AThousandLostConnectionsLeaveNothingBehind) {
     ASSERT_TRUE(turnedAway(2 * kPorts)) << doorkeeper.turnedAway();
     ASSERT_TRUE(eventually(settled, 20s)) << daemon.threadCount();
     EXPECT_LE(daemon.openDescriptors(), descriptors);
-    EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
+    if (memoryShows()) {
+        EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
+    }
 
     HostClient host = gateway.host();
     host.request(8, "");

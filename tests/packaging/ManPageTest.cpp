@@ -81,7 +81,10 @@ TEST(SettingsPage, HasEverySettingWithItsDefault) {
 
 // Settings are read by names that the sources have as they are in the files, whole or in two parts.
 TEST(SettingsPage, HasEverySettingThatTheSourcesName) {
-    const std::string source = readFile(TESKD_SOURCE "/src/config/ZqConfig.cpp");
+    std::string source;
+    for (const char* file : {"ConfigDefaults.h", "ConfigDefaults.cpp", "ZqConfig.cpp"}) {
+        source += readFile(TESKD_SOURCE "/src/config/" + std::string(file));
+    }
     std::set<std::string> known;
     for (const auto& [key, text] : documentedSettings()) known.insert(key);
     for (const auto& match :

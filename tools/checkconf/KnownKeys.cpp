@@ -22,9 +22,10 @@ const Map& defaults() {
     return map;
 }
 
-// Port 1 stands for every port, since all of them have the same names.
+// Port 1 stands for every port, since all of them have the same names. The daemon writes a port's
+// number without zeros in front.
 std::string withFirstPort(const std::string& text) {
-    static const std::regex number("^\\[PORT_ASYNC[0-9]+\\]");
+    static const std::regex number("^\\[PORT_ASYNC(0|[1-9][0-9]*)\\]");
     return std::regex_replace(text, number, "[PORT_ASYNC1]");
 }
 

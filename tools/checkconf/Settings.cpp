@@ -90,6 +90,8 @@ void Settings::readLine(LineReader& reader, const std::string& text, const Place
         find(place, "section header without \"]\" at its end: " + reader.section() + " goes on");
     } else if (line.newSection) {
         checkSection(reader.section(), place);
+    } else if (teskd::text::trim(text, kBlanks).starts_with('[') && text.front() != '[') {
+        find(place, "blanks before \"[\", so it is no header: " + reader.section() + " goes on");
     } else if (line.pairs.empty() && text.find('=') != std::string::npos) {
         find(place, "stores nothing: a name and a value are wanted around the \"=\"");
     } else if (line.pairs.empty() && known::name(firstWord(text))) {

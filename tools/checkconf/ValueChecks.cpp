@@ -29,6 +29,7 @@ constexpr char kLocal[] = "[IP_ADDRESS] IP_LOCAL";
 constexpr char kLocalPorts[] = "[IP_ADDRESS] TCP_LOCAL";
 constexpr char kSerialPorts[] = "[SLOT_MACHINE] PORT_ASYNC";
 constexpr char kEveryAddress[] = "*";
+constexpr char kAnyAddress[] = "0.0.0.0";  // means the same
 
 std::string quoted(const std::string& text) {
     return '"' + text + '"';
@@ -38,6 +39,11 @@ bool isNumber(const std::string& text, long lowest, long highest) {
     const teskd::text::Number number = teskd::text::parseNumber(text, 10);
     return !text.empty() && number.consumed == text.size() && number.value >= lowest &&
            number.value <= highest;
+}
+
+std::string noNumber(const std::string& text, long lowest, long highest) {
+    return quoted(text) + " is no number from " + std::to_string(lowest) + " to " +
+           std::to_string(highest);
 }
 
 // The daemon reads an address that is none as 0.0.0.0.
@@ -72,22 +78,30 @@ void ValueChecks::enable() {
     find(kEnable, quoted(text) + " is neither true nor false; the daemon stays disabled");
 }
 
-// Where 0 is not allowed, the daemon takes it for the lowest number.
-void ValueChecks::number(const std::string& key, long lowest, long highest) {
+// `below` tells what the daemon does with a number that is too low.
+void ValueChecks::number(const std::string& key, long lowest, long highest, const char* below) {
     const std::string text = value(key);
     if (isNumber(text, lowest, highest)) return;
     const long read = teskd::text::toInt(text);
-    find(key, quoted(text) + " is no number from " + std::to_string(lowest) + " to " +
-                  std::to_string(highest) + "; it is taken for " +
-                  std::to_string(read == 0 ? lowest : read));
+    const std::string consequence = read < lowest ? below
+                                    : read > highest
+                                        ? "it is taken for a little more than the highest"
+                                        : "it is taken for " + std::to_string(read);
+    find(key, noNumber(text, lowest, highest) + "; " + consequence);
 }
 
 void ValueChecks::numbers() {
-    number("[RICH_ORA] TOUT_ORA", 0, kHighestNumber);
-    number("[AAMS] TMP_APP_COLLEGATI", 1, kHighestNumber);
-    number("[AAMS] TMP_APP_ACCENSIONE", 0, kHighestNumber);
-    number("[AAMS] INVIO_APP_COLLEGATI", 0, 1);
-    number("[AAMS] INVIO_NO_APP_COLLEGATI", 0, 1);
+    constexpr long kMostSeconds = 4294967;  // of 32 bits of milliseconds
+    constexpr long kMostMinutes = 71582;
+    const char* const between = "[AAMS] TMP_APP_COLLEGATI";
+    number("[RICH_ORA] TOUT_ORA", 1, kMostSeconds, "the date is asked for at the start alone");
+    number(between, 1, kMostMinutes,
+           teskd::text::toInt(value(between)) == 0 ? "it is taken for 1"
+                                                   : "there is no pass but the first");
+    number("[AAMS] TMP_APP_ACCENSIONE", 0, kMostMinutes, "it is taken for 0");
+    for (const char* yesOrNo : {"[AAMS] INVIO_APP_COLLEGATI", "[AAMS] INVIO_NO_APP_COLLEGATI"}) {
+        number(yesOrNo, 0, kHighestNumber, "any number but 0 is yes");
+    }
 }
 
 void ValueChecks::address(const std::string& key, const std::string& host) {
@@ -128,7 +142,8 @@ void ValueChecks::listenersTogether() {
     for (const std::string& endpoint :
          ZqConfig::pair_endpoints(value(kLocal), value(kLocalPorts))) {
         const std::size_t colon = endpoint.rfind(':');
-        const std::string host = endpoint.substr(0, colon);
+        std::string host = endpoint.substr(0, colon);
+        if (host == kAnyAddress) host = kEveryAddress;
         std::vector<std::string>& others = hostsByPort[endpoint.substr(colon + 1)];
         const bool taken = std::any_of(others.begin(), others.end(), [&](const auto& other) {
             return other == host || other == kEveryAddress || host == kEveryAddress;
@@ -170,11 +185,20 @@ void ValueChecks::machine(int n) {
     }
     address(host, value(host));
     tcpPort(port, value(port));
-    for (const char* name : {"BAUDRATE", "DATASIZE", "STOPSIZE"}) lineSetting(n, name, false);
-    for (const char* name : {"PARITY", "FLOWCONTROL"}) lineSetting(n, name, true);
+    lineSetting(n, "BAUDRATE", 1, kHighestNumber);
+    lineSetting(n, "DATASIZE", 5, 8);
+    lineSetting(n, "STOPSIZE", 1, 3);
+    for (const char* name : {"PARITY", "FLOWCONTROL"}) lineWord(n, name);
 }
 
-void ValueChecks::lineSetting(int n, const char* name, bool word) {
+void ValueChecks::lineSetting(int n, const char* name, long lowest, long highest) {
+    const std::string key = portKey(n, name);
+    const std::string text = value(key);
+    if (!isNumber(text, lowest, highest)) find(key, noNumber(text, lowest, highest));
+}
+
+// A word that the serial line knows, or its number.
+void ValueChecks::lineWord(int n, const char* name) {
     const std::string key = portKey(n, name);
     const std::string text = value(key);
     try {
@@ -183,7 +207,7 @@ void ValueChecks::lineSetting(int n, const char* name, bool word) {
         return find(key, quoted(text) + " is no line setting");
     }
     const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
-    if (digits || (word && text.front() > '9')) return;
+    if (digits || text.front() > '9') return;
     find(key, quoted(text) + " is no number for this setting");
 }
 

@@ -32,10 +32,11 @@ class ValueChecks {
     // mended.
     std::string set(const std::string& key, const std::string& other) const;
     void find(const std::string& key, const std::string& text);
-    void number(const std::string& key, long lowest, long highest);
+    void number(const std::string& key, long lowest, long highest, const char* below);
     void address(const std::string& key, const std::string& host);
     void tcpPort(const std::string& key, const std::string& text);
-    void lineSetting(int n, const char* name, bool word);
+    void lineSetting(int n, const char* name, long lowest, long highest);
+    void lineWord(int n, const char* name);
     std::string value(const std::string& key) const { return settings_.get(key).value; }
 
     const Settings& settings_;

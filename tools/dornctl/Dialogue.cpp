@@ -1,6 +1,7 @@
 #include "dornctl/Dialogue.h"
 
 #include "host/ByteReader.h"
+#include "host/LinkError.h"
 #include "host/MachinesAnswer.h"
 
 namespace dornctl {
@@ -43,6 +44,9 @@ Answers Dialogue::ask(const Request& request, Scope scope) {
         answers.regular.push_back(frame);
         if (scope == Scope::OneFrame) break;
         const Place place = Place::of(frame);
+        if (place.total > 0 && answers.regular.size() > place.total) {
+            throw LinkError("more answers came than there are to be");
+        }
         if (place.total > 1) {
             progress.page(static_cast<unsigned>(place.number), static_cast<unsigned>(place.total));
         }
