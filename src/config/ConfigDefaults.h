@@ -19,7 +19,7 @@ inline constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";
 // Stores every default. Ports beyond the fourth have none.
 void storeDefaults(std::map<std::string, std::string>& map);
 
-// "[PORT_ASYNC3] NAME" for serial port 3.
+// "[PORT_ASYNC1] TCP_PORT" is this setting of serial port 1.
 std::string portKey(int n, const char* name);
 
 }  // namespace teskd
