@@ -6,6 +6,7 @@
 #include "support/Bytes.h"
 #include "support/Connection.h"
 #include "support/Listener.h"
+#include "support/ProcInfo.h"
 
 namespace teskd::test {
 namespace {
@@ -13,11 +14,17 @@ namespace {
 // One serial port, whose server is played by hand.
 class TelnetDialogue : public testing::Test {
   protected:
+    // The daemon waits a second for what follows, so nobody waits for it to listen first.
     Connection startAndAccept(Config config = {}) {
         config.serialPorts({listener_.port()});
-        gateway_ = std::make_unique<Gateway>(0, config);
+        gateway_ = std::make_unique<Gateway>(0, config,
+                                             DaemonProcess::Options{.waitUntilListening = false});
         gateway_->start();
         return listener_.accept();
+    }
+    HostClient host() {
+        EXPECT_TRUE(eventually([this] { return somebodyListens(gateway_->daemon().port()); }));
+        return gateway_->host();
     }
     // Reads what must come next.
     static void expect(Connection& server, const std::string& expected) {
@@ -71,7 +78,7 @@ TEST_F(TelnetDialogue, AWordThatIsNoSettingEndsTheAttemptAndNothingElse) {
     Connection server = startAndAccept(config);
     server.sendAll(bytes("FF FD 2C"));
     EXPECT_TRUE(server.closedByPeer());
-    HostClient host = gateway_->host();
+    HostClient host = this->host();
     host.request(7, "");
     EXPECT_EQ(30U, host.readFrame().body.size());
 }
@@ -89,7 +96,7 @@ TEST_F(TelnetDialogue, CommandsInTheMiddleOfAnAnswerAreNoData) {
     ASSERT_TRUE(line.has_value()) << gateway_->log().dump();
     EXPECT_EQ(182, line->priority);
 
-    HostClient host = gateway_->host();
+    HostClient host = this->host();
     host.request(1, named("\1", "ZA000000001"));
     expect(server, "113~0008");
     server.sendAll(kAnswer);
