@@ -12,8 +12,13 @@ namespace {
 
 constexpr char kFence[] = "```";
 
-bool isFence(const std::string& line) {
-    return line.compare(0, sizeof kFence - 1, kFence) == 0;
+bool isFence(const std::string& text) {
+    return text.compare(0, sizeof kFence - 1, kFence) == 0;
+}
+
+// Blocks in lists are indented.
+std::string withoutIndent(const std::string& line) {
+    return line.substr(std::min(line.find_first_not_of(' '), line.size()));
 }
 
 }  // namespace
@@ -24,11 +29,12 @@ Page::Page(const std::filesystem::path& name) : name_(name), text_(readFile(sour
     std::size_t number = 0;
     for (std::string line; std::getline(in, line);) {
         ++number;
-        if (isFence(line)) {
-            if (!open) blocks_.push_back({line.substr(sizeof kFence - 1), {}, number});
+        const std::string text = withoutIndent(line);
+        if (isFence(text)) {
+            if (!open) blocks_.push_back({text.substr(sizeof kFence - 1), {}, number});
             open = !open;
         } else if (open) {
-            blocks_.back().lines.push_back(line);
+            blocks_.back().lines.push_back(text);
         }
     }
     if (open) throw std::runtime_error(place(blocks_.back()) + ": this block does not end");

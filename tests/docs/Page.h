@@ -14,7 +14,7 @@ namespace teskd::test {
 
 class Page {
   public:
-    // What stands between "```language" and "```".
+    // What stands between "```language" and "```", its lines without their indent.
     struct Block {
         std::string language;
         std::vector<std::string> lines;
