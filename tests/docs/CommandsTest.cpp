@@ -97,9 +97,21 @@ TEST(Commands, ThatNeedNobodyRun) {
         std::string text = command.text;
         replace(text, kBuild, TESKD_BUILD "/");
         if (text.find("tesksim") != std::string::npos) text += " --command quit";
-        std::vector<std::string> run = {"bwrap",         "--ro-bind", "/",      "/",
-                                        "--dev",         "/dev",      "--proc", "/proc",
-                                        "--unshare-net", "--"};
+        std::vector<std::string> run = {"bwrap",
+                                        "--unshare-user",
+                                        "--cap-drop",
+                                        "ALL",
+                                        "--die-with-parent",
+                                        "--ro-bind",
+                                        "/",
+                                        "/",
+                                        "--dev",
+                                        "/dev",
+                                        "--proc",
+                                        "/proc",
+                                        "--unshare-net",
+                                        "--unshare-pid",
+                                        "--"};
         for (const std::string& word : shell(text)) run.push_back(word);
         expectSuccess(command, run);
     }

@@ -49,6 +49,9 @@ TEST(TryingAsTheFirstPageSays, ShowsTheMachinesAndTheirMeters) {
     writeFile(temp / "script", "set -e\ncd '" TESKD_SOURCE "'\n" + script);
     ChildProcess::Options options;
     options.command = {"bwrap",
+                       "--unshare-user",
+                       "--cap-drop",
+                       "ALL",
                        "--ro-bind",
                        "/",
                        "/",
