@@ -126,13 +126,17 @@ std::set<std::string> presets() {
     return names;
 }
 
-// The words that follow one, in all commands.
+// The words that follow one, up to the next option, in all commands.
 std::set<std::string> wordsBehind(const std::string& option) {
     std::set<std::string> result;
     for (const Command& command : commandsFor(Kind::Elsewhere)) {
-        const std::vector<std::string> words = command.words();
-        for (std::size_t i = 1; i < words.size(); ++i) {
-            if (words[i - 1] == option) result.insert(words[i]);
+        bool follows = false;
+        for (const std::string& word : command.words()) {
+            if (word.starts_with("--")) {
+                follows = word == option;
+            } else if (follows) {
+                result.insert(word);
+            }
         }
     }
     return result;
