@@ -132,7 +132,7 @@ std::set<std::string> wordsBehind(const std::string& option) {
     for (const Command& command : commandsFor(Kind::Elsewhere)) {
         bool follows = false;
         for (const std::string& word : command.words()) {
-            if (word.starts_with("--")) {
+            if (word.starts_with("-")) {
                 follows = word == option;
             } else if (follows) {
                 result.insert(word);
