@@ -142,15 +142,15 @@ local d = fieldsOf(dorn, {
     { uint16, "entry.values", "Values" },
     { uint8, "value.number", "Number" },
     { uint32, "value.value", "Value" },
-    { uint8, "time.first", "First number" },
-    { uint8, "time.second", "Second number" },
-    { uint8, "time.digit", "Digit" },
+    { uint8, "times.first", "First number" },
+    { uint8, "times.second", "Second number" },
+    { uint8, "times.digit", "Digit" },
     { ProtoField.int32, "answer.value", "Value" },
     { text, "answer.text", "Text" },
     { uint32, "message_length", "Length of the message" },
     { text, "version", "Software version" },
     { uint8, "count", "Machines" },
-    { uint8, "machine.state", "State" },
+    { uint8, "machine.port", "Serial port" },
     { uint8, "machine.zero", "Always 0" },
     { uint8, "machine.known", "Known", base.DEC, KNOWN },
     { bytes, "ignored", "Not used" },
@@ -160,7 +160,7 @@ local d = fieldsOf(dorn, {
 local a = fieldsOf(aams, {
     { uint32, "prefix", "Length prefix" },
     { uint16, "code", "Code id", base.DEC, AAMS_CODES },
-    { uint32, "length", "Length field", base.HEX },
+    { uint32, "length", "Length field", base.DEC_HEX },
     { text, "body", "Body" },
     { text, "mac", "MAC address" },
     { text, "result", "Result" },
@@ -299,8 +299,6 @@ end
 ---------------------------------------------------------------------------------------------------
 -- Requests and answers, kept for as long as a capture is open
 
-local streamOfTcp, streamOfUdp = Field.new("tcp.stream"), Field.new("udp.stream")
-
 -- What was found at the first reading of the capture: later ones only show it.
 local links       -- of a frame or message, by its key
 local askers      -- of a conversation, when no port tells who it is
@@ -310,10 +308,11 @@ dorn.init = function()
     links, askers, open = {}, {}, {}
 end
 
-local function conversation()
-    local tcp, udp = streamOfTcp(), streamOfUdp()
-    if tcp then return "tcp" .. tostring(tcp.value) end
-    return "udp" .. (udp and tostring(udp.value) or "")
+-- The same for both directions. Fields such as "tcp.stream" are not always there at the first reading.
+local function conversation(pinfo)
+    local ends = { tostring(pinfo.src) .. " " .. pinfo.src_port, tostring(pinfo.dst) .. " " .. pinfo.dst_port }
+    table.sort(ends)
+    return string.format("%d %s %s", pinfo.port_type, ends[1], ends[2])
 end
 
 local function linkOf(key)
@@ -388,14 +387,25 @@ end
 ---------------------------------------------------------------------------------------------------
 -- AAMS
 
-local function withWords(code, words)
-    return code .. " (" .. (words[code] or "not known") .. ")"
+-- "240131235959" as "2024-01-31 23:59:59"; nothing for what is no time.
+local function stampWords(stamp)
+    local readable, count = stamp:gsub("^(%d%d)(%d%d)(%d%d)(%d%d)(%d%d)(%d%d)$", "20%1-%2-%3 %4:%5:%6")
+    return count == 1 and readable or nil
 end
 
--- "240131235959" as "2024-01-31 23:59:59".
-local function stampText(stamp)
-    local readable, count = stamp:gsub("^(%d%d)(%d%d)(%d%d)(%d%d)(%d%d)(%d%d)$", "20%1-%2-%3 %4:%5:%6")
-    return count == 1 and readable or stamp
+local function wordsOf(codes)
+    return function(code) return codes[code] or "not known" end
+end
+
+local function yesOrNo(flag)
+    return tonumber(flag) == 0 and "no" or "yes"
+end
+
+-- Shows a value as it stands, and behind it what it means.
+local function addWithWords(tree, field, range, value, words)
+    local item = range and tree:add(field, range, value) or tree:add(field, value)
+    local meaning = words and words(value)
+    if meaning then item:append_text(" (" .. meaning .. ")") end
 end
 
 -- Fields with a "-" in front of each.
@@ -416,13 +426,11 @@ function AamsReader:separator()
     self:take(1)
 end
 
--- The next field, shown as words(value) when there is such a function.
+-- The next field, with what words(value) says about it when there is such a function.
 function AamsReader:field(tree, field, words)
     local value = self:peek()
     self:separator()
-    local range = #value > 0 and self:take(#value)
-    local shown = words and words(value) or value
-    if range then tree:add(field, range, shown) else tree:add(field, shown) end
+    addWithWords(tree, field, #value > 0 and self:take(#value), value, words)
     return value
 end
 
@@ -436,18 +444,10 @@ function AamsReader:message(tree)
 end
 
 function AamsReader:stamp(tree, field)
-    self:field(tree, field, stampText)
+    self:field(tree, field, stampWords)
 end
 
-local function words(table_)
-    return function(code) return withWords(code, table_) end
-end
-
-local function yesOrNo(flag)
-    return flag .. (tonumber(flag) == 0 and " (no)" or " (yes)")
-end
-
--- "10!1!0!5". A reader takes any character for a separator; this shows what the gateway would take.
+-- "10!1!0!5". Any character separates, as it does for the gateway.
 local function aamsParameters(range, tree)
     local whole = range:string()
     local item = tree:add(a.parameters, range, whole)
@@ -456,8 +456,8 @@ local function aamsParameters(range, tree)
         local start, stop = whole:find("^%s*[+-]?%d+", pos)
         if not start then malformed(string.format("external parameter %d is no number", i)) end
         local value = whole:sub(start, stop)
-        local flag = field == a.report or field == a.report_none
-        item:add(field, range:range(start - 1, stop - start + 1), flag and yesOrNo(value) or value)
+        local words = (field == a.report or field == a.report_none) and yesOrNo
+        addWithWords(item, field, range:range(start - 1, stop - start + 1), value, words)
         pos = stop + 2
     end
 end
@@ -479,7 +479,7 @@ end
 
 -- A polling pass that nobody answered ends behind the state.
 local function aamsMachines(reader, tree)
-    reader:field(tree, a.state, words(AAMS_STATES))
+    reader:field(tree, a.state, wordsOf(AAMS_STATES))
     while reader:left() > 0 do
         if #reader:peek() + 1 == reader:left() then return reader:stamp(tree, a.time) end
         aamsReading(reader, tree)
@@ -495,8 +495,8 @@ local function aamsHistory(reader, tree)
 end
 
 local function aamsFailedChecks(reader, tree)
-    reader:field(tree, a.state, words(AAMS_STATES))
-    while #(reader:peek() or "") == 2 do reader:field(tree, a.check, words(AAMS_CHECKS)) end
+    reader:field(tree, a.state, wordsOf(AAMS_STATES))
+    while #(reader:peek() or "") == 2 do reader:field(tree, a.check, wordsOf(AAMS_CHECKS)) end
     aamsReading(reader, tree)
     aamsReading(reader, tree)
     reader:stamp(tree, a.time)
@@ -516,7 +516,7 @@ local AAMS_ANSWERS = {
 
 local function aamsFailedCheck(reader, tree)
     reader:field(tree, a.context)
-    reader:field(tree, a.check, words(AAMS_CHECKS))
+    reader:field(tree, a.check, wordsOf(AAMS_CHECKS))
     reader:message(tree)
     reader:stamp(tree, a.time)
     if reader:left() == 0 then return end
@@ -532,7 +532,7 @@ local function aamsFromGateway(code, range, tree)
     if code == 5 then
         aamsFailedCheck(reader, tree)
     elseif code > 2 then
-        local result = reader:field(tree, a.result, words(AAMS_RESULTS))
+        local result = reader:field(tree, a.result, wordsOf(AAMS_RESULTS))
         if result == "00" and AAMS_ANSWERS[code] then AAMS_ANSWERS[code](reader, tree) end
     end
     reader:expectEnd()
@@ -549,7 +549,7 @@ local function aamsToGateway(code, range, tree)
     elseif code == 506 or code == 2 then
         aamsParameters(content, tree)
     elseif code == 507 or code == 1 then
-        tree:add(a.date_time, content, stampText(content:string()))
+        addWithWords(tree, a.date_time, content, content:string(), stampWords)
     else
         tree:add(a.body, content, content:string())
     end
@@ -680,9 +680,9 @@ local function dornTimes(reader, tree, info)
     reader:add(tree, d.one, 1)
     reader:text(tree, d.machine_date, 11)
     dornEntries(reader, tree, 3, function(value, item)
-        local first = value:add(item, d["time.first"], 1)
-        value:add(first, d["time.second"], 1)
-        value:add(first, d["time.digit"], 1)
+        local first = value:add(item, d["times.first"], 1)
+        value:add(first, d["times.second"], 1)
+        value:add(first, d["times.digit"], 1)
     end)
 end
 
@@ -696,7 +696,7 @@ local function dornMachines(reader, tree)
     for _ = 1, reader:number(tree, d.count, 1) do
         local range = reader:take(11)
         local item = tree:add(d.name, range, range:string():match("^[^\0]*"))
-        reader:add(item, d["machine.state"], 1)
+        reader:add(item, d["machine.port"], 1)
         reader:add(item, d["machine.zero"], 1)
         reader:add(item, d["machine.known"], 1)
     end
@@ -734,18 +734,18 @@ local function goesToAsked(pinfo, transport)
     local ports = dornPorts[transport]
     if ports[pinfo.dst_port] then return true end
     if ports[pinfo.src_port] then return false end
-    local key = conversation()
+    local key = conversation(pinfo)
     local sender = tostring(pinfo.src) .. " " .. pinfo.src_port
     askers[key] = askers[key] or sender
     return askers[key] == sender
 end
 
-local function openKey(frame)
-    return string.format("%s %d %d %d", conversation(), frame.type, frame.a, frame.b)
+local function openKey(frame, pinfo)
+    return string.format("%s %d %d %d", conversation(pinfo), frame.type, frame.a, frame.b)
 end
 
 local function openRequest(frame, link, pinfo)
-    local key = openKey(frame)
+    local key = openKey(frame, pinfo)
     open[key] = open[key] or {}
     local waiting = open[key]
     while waiting[1] and waiting[1].refused do table.remove(waiting, 1) end
@@ -755,7 +755,7 @@ end
 -- One request may have many answers, and the last one tells that it is. A refusal is the last one
 -- when one machine was asked.
 local function closeRequest(frame, link, pinfo)
-    local waiting = open[openKey(frame)]
+    local waiting = open[openKey(frame, pinfo)]
     local request = waiting and waiting[1]
     if not request then return end
     link.request, link.time = request.frame, elapsed(request.at, pinfo.rel_ts)
@@ -835,7 +835,7 @@ local function dornFrame(range, pinfo, root, transport)
     end)
     showChecksum(range, tree)
 
-    local link = linkOf(string.format("%d %d %d %s", pinfo.number, range:offset(), range:len(), openKey(frame)))
+    local link = linkOf(string.format("%d %d %d %s", pinfo.number, range:offset(), range:len(), openKey(frame, pinfo)))
     if not pinfo.visited then (frame.asks and openRequest or closeRequest)(frame, link, pinfo) end
     showLink(tree, d, link)
 
@@ -1030,7 +1030,7 @@ local function teskLink(message, pinfo, key)
     teskLinks[key] = teskLinks[key] or {}
     local link = teskLinks[key]
     if pinfo.visited then return link end
-    local stream = conversation()
+    local stream = conversation(pinfo)
     local last = teskOpen[stream] or {}
     if message.answers then
         link.request, link.time = last.frame, last.frame and elapsed(last.at, pinfo.rel_ts)

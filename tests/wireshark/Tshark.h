@@ -1,0 +1,37 @@
+// What tshark shows of a capture with the dissectors loaded.
+//
+// Ownership: plain values. Threads: one user at a time.
+// Errors: a tshark that fails or complains, and any Lua error, fail the test.
+
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "wireshark/CaptureFile.h"
+
+namespace teskd::test {
+
+class Shown {
+  public:
+    // A field's value in a packet, counting from 1; several values have a "|" between two.
+    std::string at(std::size_t packet, const std::string& field) const;
+    // "field=value", one after the other, for those that the packet has.
+    std::string line(std::size_t packet) const;
+    std::size_t packets() const { return rows_.size(); }
+
+    // The packet's values, by the fields' names, each present.
+    using Row = std::map<std::string, std::string>;
+    explicit Shown(std::vector<Row> rows) : rows_(std::move(rows)) {}
+
+  private:
+    std::vector<Row> rows_;
+};
+
+// Further arguments are tshark's own, "-2" for example.
+Shown tshark(const CaptureFile& capture, std::vector<std::string> fields,
+             const std::vector<std::string>& arguments = {});
+
+}  // namespace teskd::test
