@@ -13,7 +13,6 @@ constexpr CaptureFile::Side kHost{1, 40000};
 constexpr CaptureFile::Side kGateway{2, 5001};
 constexpr CaptureFile::Side kNotifier{2, 41000};
 constexpr CaptureFile::Side kServer{3, 5001};
-constexpr std::uint8_t kAams = 0xFE;
 
 const std::string kName = "ZA000000001";
 const std::string kDates = name11("15.03.21");
@@ -104,7 +103,7 @@ std::vector<Sample> answers() {
 std::vector<Sample> aamsRequests() {
     const auto request = [](const char* name, int code, const std::string& text,
                             const char* shown) {
-        return Sample{name, Road::Request, kAams, aamsBody(code, text), shown};
+        return Sample{name, Road::Request, kAamsFrame, aamsBody(code, text), shown};
     };
     return {
         request("AAMS 501", 501, "-", "aams.code=501 aams.length=9 aams.prefix=9"),
@@ -162,7 +161,7 @@ const std::string kStamp = "-240131235959";
 
 Sample aamsAnswer(const char* name, int code, const std::string& text, const std::string& shown) {
     const Road road = code > 500 ? Road::Answer : Road::Notification;
-    return {name, road, kAams, aamsBody(code, text), shown};
+    return {name, road, kAamsFrame, aamsBody(code, text), shown};
 }
 
 const std::string kTeskShown =
@@ -218,7 +217,7 @@ std::vector<Sample> aamsAnswers() {
         aamsAnswer("AAMS 507, not set", 507, kMac + "-FF",
                    "aams.code=507 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
                    "aams.result=FF"),
-        {"AAMS 506 or 507, done", Road::Answer, kAams, "", ""},
+        {"AAMS 506 or 507, done", Road::Answer, kAamsFrame, "", ""},
         aamsAnswer("notification 1", 1, kMac,
                    "aams.code=1 aams.length=26 aams.mac=00:01:02:0A:0B:0C aams.prefix=26"),
         aamsAnswer("notification 2", 2, kMac,
@@ -246,12 +245,13 @@ std::vector<Sample> aamsAnswers() {
             "aams.check=38 aams.code=5 aams.context=04 aams.length=124 aams.mac=00:01:02:0A:0B:0C "
             "aams.prefix=124 aams.reading_time=240131225959 aams.time=240131235959" +
                 kTwoTeskShown),
-        {"answer to notification 1", Road::NotificationAnswer, kAams, aamsBody(1, "-240131235959"),
+        {"answer to notification 1", Road::NotificationAnswer, kAamsFrame,
+         aamsBody(1, "-240131235959"),
          "aams.code=1 aams.date_time=240131235959 aams.length=21 aams.prefix=21"},
-        {"answer to notification 2", Road::NotificationAnswer, kAams, aamsBody(2, "-5!1!1!1"),
+        {"answer to notification 2", Road::NotificationAnswer, kAamsFrame, aamsBody(2, "-5!1!1!1"),
          "aams.code=2 aams.delay=1 aams.length=16 aams.parameters=5!1!1!1 aams.period=5 "
          "aams.prefix=16 aams.report=1 aams.report_none=1"},
-        {"answer to notification 3", Road::NotificationAnswer, kAams, aamsBody(3, ""),
+        {"answer to notification 3", Road::NotificationAnswer, kAamsFrame, aamsBody(3, ""),
          "aams.code=3 aams.length=8 aams.prefix=8"},
     };
 }

@@ -21,6 +21,8 @@ enum class Road {
     NotificationAnswer,  // back
 };
 
+inline constexpr std::uint8_t kAamsFrame = 0xFE;  // the type of frames with AAMS texts
+
 struct Sample {
     const char* name;
     Road road;

@@ -23,7 +23,7 @@ Shown::Row rowOf(const std::string& line, const std::vector<std::string>& fields
     std::vector<std::string> values = split(line, '\t');
     values.resize(fields.size());
     Shown::Row row;
-    for (std::size_t i = 0; i < fields.size(); ++i) row[fields[i]] = values[i];
+    for (std::size_t i = 0; i < fields.size(); ++i) row.emplace(fields[i], values[i]);
     return row;
 }
 
@@ -58,7 +58,8 @@ std::string Shown::at(std::size_t packet, const std::string& field) const {
 std::string Shown::line(std::size_t packet) const {
     std::string text;
     for (const auto& [field, value] : rows_.at(packet - 1)) {
-        if (!value.empty()) text += (text.empty() ? "" : " ") + field + "=" + value;
+        if (!value.empty() && field != kExpertMessage)
+            text += (text.empty() ? "" : " ") + field + "=" + value;
     }
     return text;
 }
@@ -67,7 +68,7 @@ Shown tshark(const CaptureFile& capture, std::vector<std::string> fields,
              const std::vector<std::string>& arguments) {
     const TempDir directory;
     capture.write(directory / "capture");
-    fields.insert(fields.begin(), kLuaError);  // first: a line's empty end is left out
+    fields.insert(fields.end(), {kLuaError, kExpertMessage});
 
     ChildProcess child(command(directory, fields, arguments));
     const auto status = child.waitForExit(std::chrono::seconds(60));
@@ -77,8 +78,8 @@ Shown tshark(const CaptureFile& capture, std::vector<std::string> fields,
     std::vector<Shown::Row> rows;
     for (const std::string& line : split(child.standardOutput(), '\n')) {
         rows.push_back(rowOf(line, fields));
-        EXPECT_EQ("", rows.back()[kLuaError]) << "packet " << rows.size();
-        rows.back().erase(kLuaError);
+        EXPECT_EQ("", rows.back()[kLuaError])
+            << "packet " << rows.size() << ": " << rows.back()[kExpertMessage];
     }
     return Shown(std::move(rows));
 }

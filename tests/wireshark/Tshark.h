@@ -14,11 +14,15 @@
 
 namespace teskd::test {
 
+// What is remarked on, of whatever severity; always there.
+inline constexpr char kExpertMessage[] = "_ws.expert.message";
+
 class Shown {
   public:
     // A field's value in a packet, counting from 1; several values have a "|" between two.
     std::string at(std::size_t packet, const std::string& field) const;
-    // "field=value", one after the other, for those that the packet has.
+    // "field=value", one after the other, for those that the packet has; without
+    // what is remarked on.
     std::string line(std::size_t packet) const;
     std::size_t packets() const { return rows_.size(); }
 

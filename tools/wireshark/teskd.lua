@@ -353,8 +353,8 @@ end
 
 local function teskAnswer(reader, tree)
     local answer = { id = teskField(reader, tree, t.id) }
-    local length = tonumber(teskField(reader, tree, t.length), 16)
-    if length ~= reader.size then malformed("Len does not count the message's bytes") end
+    local digits = teskField(reader, tree, t.length)
+    if not digits:match("^%x+$") or tonumber(digits, 16) ~= reader.size then malformed("Len does not count the message's bytes") end
     teskField(reader, tree, t.date)
     answer.machine = teskField(reader, tree, t.code_id)
     answer.outcome = reader:text(tree, t.outcome, 2)
@@ -561,13 +561,14 @@ local function aamsMessage(range, tree, fromGateway, info)
     guarded(item, expertAams, function()
         local reader = Reader.new(range)
         local prefix = reader:number(item, a.prefix, 4)
-        local code = tonumber(reader:raw():match("^%d%d%d", 5), 10)
-        if not code then malformed("no code id") end
+        local digits = reader:raw():match("^%d%d%d", 5)
+        if not digits then malformed("no code id") end
+        local code = tonumber(digits, 10)
         item:add(a.code, reader:take(3), code)
         info.text = string.format("%s %d (%s)", info.text, code, AAMS_CODES[code] or "not known")
         item:append_text(string.format(" %d: %s", code, AAMS_CODES[code] or "not known"))
         reader:take(1)
-        local digits = reader:raw():match("^%x+", 9)
+        digits = reader:raw():match("^%x+", 9)
         if not digits or #digits > 8 then malformed("no length field") end
         local length = tonumber(digits, 16)
         item:add(a.length, reader:take(#digits), length)
@@ -716,7 +717,7 @@ local DORN_ANSWERS = {
 
 local HEADER_SIZE = 42
 local LONGEST = 16 * 1024 * 1024
-local REGULAR, AAMS_TYPE = 0x81, 0xFE
+local REGULAR, NOBODY_KNOWN, AAMS_TYPE = 0x81, 0xFD, 0xFE
 
 -- Preferences as sets of ports.
 local function portsOf(range)
@@ -752,17 +753,19 @@ local function openRequest(frame, link, pinfo)
     waiting[#waiting + 1] = { link = link, frame = pinfo.number, at = pinfo.rel_ts, single = frame.info.single }
 end
 
--- One request may have many answers, and the last one tells that it is. A refusal is the last one
--- when one machine was asked.
+-- One request may have many answers, and the last one tells that it is. When every machine was asked
+-- others' answers may follow a refusal, so its request stays open until the next one.
 local function closeRequest(frame, link, pinfo)
     local waiting = open[openKey(frame, pinfo)]
     local request = waiting and waiting[1]
     if not request then return end
     link.request, link.time = request.frame, elapsed(request.at, pinfo.rel_ts)
     request.link.answer = request.link.answer or pinfo.number
-    request.refused = frame.kind ~= REGULAR
     local last = frame.info.last ~= false
-    if request.refused then last = request.single end
+    if frame.kind ~= REGULAR then
+        request.refused = true
+        last = request.single or frame.kind == NOBODY_KNOWN
+    end
     if last then table.remove(waiting, 1) end
 end
 
