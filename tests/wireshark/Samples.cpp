@@ -156,7 +156,7 @@ std::size_t Sample::send(CaptureFile& capture, std::string_view data) const {
 
 namespace {
 
-const std::string kMac = "-00:01:02:0A:0B:0C";
+const std::string kMac = "-0001020a0b0c";
 const std::string kStamp = "-240131235959";
 
 Sample aamsAnswer(const char* name, int code, const std::string& text, const std::string& shown) {
@@ -177,73 +177,73 @@ std::vector<Sample> aamsAnswers() {
     return {
         aamsAnswer(
             "AAMS 501", 501, kMac + identification,
-            "aams.code=501 aams.connection=2 aams.installed=240101000000 aams.length=74 "
-            "aams.mac=00:01:02:0A:0B:0C aams.manufacturer=ACME aams.model=TK4 aams.prefix=74 "
+            "aams.code=501 aams.connection=2 aams.installed=240101000000 aams.length=69 "
+            "aams.mac=0001020a0b0c aams.manufacturer=ACME aams.model=TK4 aams.prefix=69 "
             "aams.result=00 aams.software=1.2.3 aams.tesk_connection=1 aams.time=240131235959"),
         aamsAnswer("AAMS 501, not available", 501, kMac + "-0A",
-                   "aams.code=501 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
+                   "aams.code=501 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0A"),
         aamsAnswer("AAMS 502", 502, kMac + "-00-4" + reading + reading + kStamp,
-                   "aams.code=502 aams.length=136 aams.mac=00:01:02:0A:0B:0C aams.prefix=136 "
+                   "aams.code=502 aams.length=131 aams.mac=0001020a0b0c aams.prefix=131 "
                    "aams.reading_time=240131235959|240131235959 aams.result=00 aams.state=4 "
                    "aams.time=240131235959" +
                        kTwoTeskShown),
         aamsAnswer("AAMS 502, nothing read", 502, kMac + "-0B",
-                   "aams.code=502 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
+                   "aams.code=502 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0B"),
         aamsAnswer(
             "AAMS 503", 503, kMac + "-00-04" + reading + kStamp,
-            "aams.code=503 aams.context=04 aams.length=91 aams.mac=00:01:02:0A:0B:0C "
-            "aams.prefix=91 aams.reading_time=240131235959 aams.result=00 aams.time=240131235959" +
+            "aams.code=503 aams.context=04 aams.length=86 aams.mac=0001020a0b0c "
+            "aams.prefix=86 aams.reading_time=240131235959 aams.result=00 aams.time=240131235959" +
                 kTeskShown),
         aamsAnswer("AAMS 503, unknown machine", 503, kMac + "-0C",
-                   "aams.code=503 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
+                   "aams.code=503 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0C"),
         aamsAnswer("AAMS 504", 504, kMac + "-00-3-31-38" + reading + reading + kStamp,
-                   "aams.check=31|38 aams.code=504 aams.length=142 aams.mac=00:01:02:0A:0B:0C "
-                   "aams.prefix=142 aams.reading_time=240131235959|240131235959 aams.result=00 "
+                   "aams.check=31|38 aams.code=504 aams.length=137 aams.mac=0001020a0b0c "
+                   "aams.prefix=137 aams.reading_time=240131235959|240131235959 aams.result=00 "
                    "aams.state=3 aams.time=240131235959" +
                        kTwoTeskShown),
         aamsAnswer("AAMS 504, no failed check", 504, kMac + "-0E",
-                   "aams.code=504 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
+                   "aams.code=504 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0E"),
         aamsAnswer("AAMS 505", 505, kMac + "-00-10!1!0!5" + kStamp,
-                   "aams.code=505 aams.delay=5 aams.length=51 aams.mac=00:01:02:0A:0B:0C "
-                   "aams.parameters=10!1!0!5 aams.period=10 aams.prefix=51 aams.report=1 "
+                   "aams.code=505 aams.delay=5 aams.length=46 aams.mac=0001020a0b0c "
+                   "aams.parameters=10!1!0!5 aams.period=10 aams.prefix=46 aams.report=1 "
                    "aams.report_none=0 aams.result=00 aams.time=240131235959"),
         aamsAnswer("AAMS 505, not available", 505, kMac + "-0F",
-                   "aams.code=505 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
+                   "aams.code=505 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0F"),
         aamsAnswer("AAMS 507, not set", 507, kMac + "-FF",
-                   "aams.code=507 aams.length=29 aams.mac=00:01:02:0A:0B:0C aams.prefix=29 "
+                   "aams.code=507 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=FF"),
         {"AAMS 506 or 507, done", Road::Answer, kAamsFrame, "", ""},
         aamsAnswer("notification 1", 1, kMac,
-                   "aams.code=1 aams.length=26 aams.mac=00:01:02:0A:0B:0C aams.prefix=26"),
+                   "aams.code=1 aams.length=21 aams.mac=0001020a0b0c aams.prefix=21"),
         aamsAnswer("notification 2", 2, kMac,
-                   "aams.code=2 aams.length=26 aams.mac=00:01:02:0A:0B:0C aams.prefix=26"),
+                   "aams.code=2 aams.length=21 aams.mac=0001020a0b0c aams.prefix=21"),
         aamsAnswer(
             "notification 3", 3, kMac + identification,
-            "aams.code=3 aams.connection=2 aams.installed=240101000000 aams.length=74 "
-            "aams.mac=00:01:02:0A:0B:0C aams.manufacturer=ACME aams.model=TK4 aams.prefix=74 "
+            "aams.code=3 aams.connection=2 aams.installed=240101000000 aams.length=69 "
+            "aams.mac=0001020a0b0c aams.manufacturer=ACME aams.model=TK4 aams.prefix=69 "
             "aams.result=00 aams.software=1.2.3 aams.tesk_connection=1 aams.time=240131235959"),
         aamsAnswer(
             "notification 4", 4, kMac + "-00-4" + reading + kStamp,
-            "aams.code=4 aams.length=90 aams.mac=00:01:02:0A:0B:0C aams.prefix=90 "
+            "aams.code=4 aams.length=85 aams.mac=0001020a0b0c aams.prefix=85 "
             "aams.reading_time=240131235959 aams.result=00 aams.state=4 aams.time=240131235959" +
                 kTeskShown),
         aamsAnswer("notification 4, nobody answered", 4, kMac + "-00-4",
-                   "aams.code=4 aams.length=31 aams.mac=00:01:02:0A:0B:0C aams.prefix=31 "
+                   "aams.code=4 aams.length=26 aams.mac=0001020a0b0c aams.prefix=26 "
                    "aams.result=00 aams.state=4"),
         aamsAnswer("notification 5", 5, kMac + "-04-32-" + kMessage + kStamp,
-                   "aams.check=32 aams.code=5 aams.context=04 aams.length=78 "
-                   "aams.mac=00:01:02:0A:0B:0C aams.prefix=78 aams.time=240131235959" +
+                   "aams.check=32 aams.code=5 aams.context=04 aams.length=73 "
+                   "aams.mac=0001020a0b0c aams.prefix=73 aams.time=240131235959" +
                        kTeskShown),
         aamsAnswer(
             "notification 5, a counter", 5,
             kMac + "-04-38-" + kMessage + kStamp + "-" + kMessage + "-240131225959",
-            "aams.check=38 aams.code=5 aams.context=04 aams.length=124 aams.mac=00:01:02:0A:0B:0C "
-            "aams.prefix=124 aams.reading_time=240131225959 aams.time=240131235959" +
+            "aams.check=38 aams.code=5 aams.context=04 aams.length=119 aams.mac=0001020a0b0c "
+            "aams.prefix=119 aams.reading_time=240131225959 aams.time=240131235959" +
                 kTwoTeskShown),
         {"answer to notification 1", Road::NotificationAnswer, kAamsFrame,
          aamsBody(1, "-240131235959"),

@@ -55,13 +55,30 @@ std::string Shown::at(std::size_t packet, const std::string& field) const {
     return rows_.at(packet - 1).at(field);
 }
 
-std::string Shown::line(std::size_t packet) const {
+std::string Shown::line(std::size_t packet, const std::set<std::string>& without) const {
     std::string text;
     for (const auto& [field, value] : rows_.at(packet - 1)) {
-        if (!value.empty() && field != kExpertMessage)
-            text += (text.empty() ? "" : " ") + field + "=" + value;
+        if (value.empty() || field == kExpertMessage || without.count(field) > 0) continue;
+        text += (text.empty() ? "" : " ") + field + "=" + value;
     }
     return text;
+}
+
+std::vector<std::string> Shown::lines(const std::string& field,
+                                      const std::set<std::string>& without) const {
+    std::vector<std::string> result;
+    for (std::size_t packet = 1; packet <= packets(); ++packet) {
+        if (!at(packet, field).empty()) result.push_back(line(packet, without));
+    }
+    return result;
+}
+
+std::vector<std::string> Shown::values(const std::string& field) const {
+    std::vector<std::string> result;
+    for (const Row& row : rows_) {
+        for (const std::string& value : split(row.at(field), '|')) result.push_back(value);
+    }
+    return result;
 }
 
 Shown tshark(const CaptureFile& capture, std::vector<std::string> fields,

@@ -7,7 +7,9 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "wireshark/CaptureFile.h"
@@ -23,7 +25,12 @@ class Shown {
     std::string at(std::size_t packet, const std::string& field) const;
     // "field=value", one after the other, for those that the packet has; without
     // what is remarked on.
-    std::string line(std::size_t packet) const;
+    std::string line(std::size_t packet, const std::set<std::string>& without = {}) const;
+    // The lines of all packets that have this field, without some fields.
+    std::vector<std::string> lines(const std::string& field,
+                                   const std::set<std::string>& without) const;
+    // Every value of a field, in the packets' order.
+    std::vector<std::string> values(const std::string& field) const;
     std::size_t packets() const { return rows_.size(); }
 
     // The packet's values, by the fields' names, each present.
