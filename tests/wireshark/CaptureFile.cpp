@@ -47,13 +47,13 @@ std::string ipHeader(CaptureFile::Side from, CaptureFile::Side to, std::uint8_t 
 
 }  // namespace
 
-std::size_t CaptureFile::tcp(Side from, Side to, std::string_view data, Flag flag) {
+std::size_t CaptureFile::tcp(Side from, Side to, std::string_view data) {
     const std::lock_guard lock(mutex_);
     std::uint32_t& sent = sent_[{keyOf(from), keyOf(to)}];
     const std::uint32_t received = sent_[{keyOf(to), keyOf(from)}];
     std::string segment = big16(from.port) + big16(to.port);
     segment += big32(sent + 1) + big32(received + 1);
-    segment += bytes(flag == Flag::Last ? "50 19" : "50 18") + bytes("FF FF 00 00 00 00");
+    segment += bytes("50 18 FF FF 00 00 00 00");
     sent += static_cast<std::uint32_t>(data.size());
     return add(from, to, kTcp, segment.append(data));
 }
@@ -69,9 +69,10 @@ std::size_t CaptureFile::add(Side from, Side to, std::uint8_t protocol, std::str
     std::string packet = ethernet(from, to) + ipHeader(from, to, protocol, payload.size());
     packet += payload;
     const auto milliseconds = static_cast<std::uint32_t>(count_);
-    const auto size = big32(static_cast<std::uint32_t>(packet.size()));
+    const std::string kept = packet.substr(0, limit_);
     packets_ += big32(kFirstSecond + milliseconds / 1000) + big32(milliseconds % 1000 * 1000);
-    packets_ += size + size + packet;
+    packets_ += big32(static_cast<std::uint32_t>(kept.size()));
+    packets_ += big32(static_cast<std::uint32_t>(packet.size())) + kept;
     return ++count_;
 }
 

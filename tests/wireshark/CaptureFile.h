@@ -25,10 +25,12 @@ class CaptureFile {
         std::uint8_t host = 0;
         std::uint16_t port = 0;
     };
-    enum class Flag { None, Last };  // the sender's last segment says so (FIN)
+
+    // Keeps so many bytes of every packet.
+    explicit CaptureFile(std::size_t limit = 65535) : limit_(limit) {}
 
     // Each returns the packet's number, from 1. Data is at most 60000 bytes.
-    std::size_t tcp(Side from, Side to, std::string_view data, Flag flag = Flag::None);
+    std::size_t tcp(Side from, Side to, std::string_view data);
     std::size_t udp(Side from, Side to, std::string_view data);
 
     void write(const std::filesystem::path& file) const;
@@ -38,6 +40,7 @@ class CaptureFile {
 
     std::size_t add(Side from, Side to, std::uint8_t protocol, std::string_view payload);
 
+    const std::size_t limit_;
     mutable std::mutex mutex_;
     // Guarded by mutex_.
     std::string packets_;

@@ -122,6 +122,21 @@ TEST(Malformed, WhatAFrameHasWrongIsNamed) {
     EXPECT_EQ("30 bytes are missing|this is no frame", message(11));
 }
 
+TEST(Malformed, APacketThatWasNotCapturedWholeIsNoFaultOfTheSenders) {
+    Frame frame;
+    frame.type = 7;
+    CaptureFile capture(90);
+    capture.tcp(kHost, kGateway, frame.encode());
+    capture.udp(kHost, kServer, frame.encode());
+    capture.tcp(kMachine, kHost, "118~0100~210315~ZA42~00~" + std::string(232, ' '));
+
+    const Shown shown = tshark(capture, {});
+
+    EXPECT_EQ("a frame that was not captured whole", shown.at(1, kExpertMessage));
+    EXPECT_EQ("", shown.at(2, kExpertMessage));
+    EXPECT_EQ("a message that was not captured whole", shown.at(3, kExpertMessage));
+}
+
 // Bytes that anything may be made of: random ones, and samples with some bytes changed.
 class Noise {
   public:

@@ -334,6 +334,22 @@ local function showLink(tree, fields, link)
 end
 
 ---------------------------------------------------------------------------------------------------
+-- What does not end in the packet that it starts in
+
+-- Whether the rest may come in later segments. If so they are waited for, size bytes or just more.
+local function awaitRest(pinfo, pos, size)
+    if pinfo.can_desegment == 0 then return false end
+    pinfo.desegment_offset = pos
+    pinfo.desegment_len = size or DESEGMENT_ONE_MORE_SEGMENT
+    return true
+end
+
+local function cutReason(tvb, what)
+    if tvb:reported_length_remaining(0) > tvb:len() then return what .. " that was not captured whole" end
+    return what .. " that is cut off"
+end
+
+---------------------------------------------------------------------------------------------------
 -- Tesk messages
 
 local TRAILER_SIZE = 268
@@ -884,12 +900,10 @@ local function dissectDorn(tvb, pinfo, root, transport)
             return size
         end
         if whole == 0 or whole > size - pos then
-            if transport == "tcp" and pinfo.can_desegment > 0 then
-                pinfo.desegment_offset = pos
-                pinfo.desegment_len = whole == 0 and DESEGMENT_ONE_MORE_SEGMENT or whole - (size - pos)
-                return size
+            local missing = whole > 0 and whole - (size - pos) or nil
+            if transport == "udp" or not awaitRest(pinfo, pos, missing) then
+                showJunk(rest, pinfo, root, cutReason(tvb, "a frame"))
             end
-            showJunk(rest, pinfo, root, "a frame that is cut off")
             return size
         end
         appendInfo(pinfo, dornFrame(tvb:range(pos, whole), pinfo, root, transport))
@@ -1111,13 +1125,10 @@ function tesk.dissector(tvb, pinfo, root)
     local answers = teskPorts[pinfo.src_port] ~= nil and not teskPorts[pinfo.dst_port]
     while pos <= size do
         local used = teskUnit(tvb, raw, pos, pinfo, root, answers)
-        if not used and pinfo.can_desegment > 0 then
-            pinfo.desegment_offset = pos - 1
-            pinfo.desegment_len = DESEGMENT_ONE_MORE_SEGMENT
-            return size
-        end
         if not used then
-            showNoMessage(tvb:range(pos - 1), pinfo, root, "a message that is cut off")
+            if not awaitRest(pinfo, pos - 1) then
+                showNoMessage(tvb:range(pos - 1), pinfo, root, cutReason(tvb, "a message"))
+            end
             return size
         end
         pos = pos + used
