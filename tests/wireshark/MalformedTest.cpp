@@ -1,5 +1,6 @@
 // What is no frame, no AAMS text or no message of a slot machine.
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -73,6 +74,25 @@ TEST(Malformed, ABodyThatEndsTooEarlyIsMarkedAndItsFrameShownAllTheSame) {
         EXPECT_NE("", complaints(shown, i + 1)) << expected[i];
         EXPECT_EQ("1", shown.at(i + 1, "dorn.checksum.status")) << expected[i];
     }
+}
+
+TEST(Malformed, ABodyWithAnyByteChangedIsNeverALuaError) {
+    CaptureFile capture;
+    std::size_t packets = 0;
+    for (const Sample& sample : samples()) {
+        for (std::size_t at = 0; at < std::min<std::size_t>(sample.body.size(), 150); ++at) {
+            for (const char byte : {'x', '-', '~', '\xFF'}) {
+                Frame frame = sample.frame();
+                frame.body[at] = byte;
+                packets = sample.send(capture, frame.encode());
+            }
+        }
+    }
+
+    const Shown shown = tshark(capture, {"dorn.checksum.status"});
+
+    ASSERT_EQ(packets, shown.packets());
+    EXPECT_EQ(packets, shown.values("dorn.checksum.status").size());
 }
 
 TEST(Malformed, WhatAFrameHasWrongIsNamed) {

@@ -256,7 +256,8 @@ function Reader:left()
 end
 
 function Reader:raw()
-    return self.range and self.range:raw() or ""
+    self.bytes = self.bytes or (self.range and self.range:raw() or "")
+    return self.bytes
 end
 
 function Reader:take(count)
@@ -497,7 +498,7 @@ end
 local function aamsMachines(reader, tree)
     reader:field(tree, a.state, wordsOf(AAMS_STATES))
     while reader:left() > 0 do
-        if #reader:peek() + 1 == reader:left() then return reader:stamp(tree, a.time) end
+        if #(reader:peek() or "") + 1 == reader:left() then return reader:stamp(tree, a.time) end
         aamsReading(reader, tree)
     end
 end
