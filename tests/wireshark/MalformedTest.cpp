@@ -126,7 +126,7 @@ TEST(Malformed, WhatAFrameHasWrongIsNamed) {
     capture.udp(kServer, kHost, longer.encode());
     capture.udp(kServer, kHost, good + "more");
 
-    const Shown shown = tshark(capture, {});
+    const Shown shown = tshark(capture, {kInfo});
     const auto message = [&](std::size_t packet) { return shown.at(packet, "_ws.expert.message"); };
 
     EXPECT_EQ("30 bytes are missing|Bad checksum", message(1));
@@ -137,6 +137,7 @@ TEST(Malformed, WhatAFrameHasWrongIsNamed) {
     EXPECT_EQ("Timed out", message(6));
     EXPECT_EQ("Failed", message(7));
     EXPECT_EQ("None of the machines is known", message(8));
+    EXPECT_EQ("None of the machines is known: Software version answer [0 0]", shown.at(8, kInfo));
     EXPECT_EQ("a type that does not exist", message(9));
     EXPECT_EQ("1 bytes are left over", message(10));
     EXPECT_EQ("30 bytes are missing|this is no frame", message(11));

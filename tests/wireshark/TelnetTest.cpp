@@ -36,7 +36,7 @@ const std::vector<std::string> kFields = {"tesk.id",
                                           "tesk.telnet.stray",
                                           "tesk.com_port.command",
                                           "tesk.com_port.baudrate",
-                                          "tesk.com_port.value"};
+                                          "tesk.telnet.value"};
 
 // One connection.
 class TeskLine : public testing::Test {
@@ -65,8 +65,8 @@ TEST_F(TeskLine, ShowsLineSettingsRequestAnswerAndAcknowledgement) {
         "tesk.com_port.command=100 tesk.telnet.command=0xfd|0xfd|0xfa tesk.telnet.option=3|44|44",
         line.line(2));
     EXPECT_EQ(
-        "tesk.com_port.baudrate=9600 tesk.com_port.command=1|2 tesk.com_port.value=08 "
-        "tesk.telnet.command=0xfa|0xfa tesk.telnet.option=44|44",
+        "tesk.com_port.baudrate=9600 tesk.com_port.command=1|2 tesk.telnet.command=0xfa|0xfa "
+        "tesk.telnet.option=44|44 tesk.telnet.value=08",
         line.line(3));
     EXPECT_EQ(
         "tesk.com_port.baudrate=9600 tesk.com_port.command=101 tesk.telnet.command=0xfa|0xf1 "

@@ -19,6 +19,9 @@ namespace teskd::test {
 // What is remarked on, of whatever severity; always there.
 inline constexpr char kExpertMessage[] = "_ws.expert.message";
 
+// The list of packets' last column, a field like others.
+inline constexpr char kInfo[] = "_ws.col.Info";
+
 class Shown {
   public:
     // A field's value in a packet, counting from 1; several values have a "|" between two.

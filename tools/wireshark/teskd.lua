@@ -205,7 +205,7 @@ local t = fieldsOf(tesk, {
     { uint8, "telnet.option", "Telnet option", base.DEC, TELNET_OPTIONS },
     { uint8, "com_port.command", "COM-PORT-OPTION", base.DEC, COM_PORT_COMMANDS },
     { uint32, "com_port.baudrate", "Baud rate" },
-    { bytes, "com_port.value", "Value" },
+    { bytes, "telnet.value", "Value" },
     { bytes, "junk", "No message" },
 })
 
@@ -643,16 +643,16 @@ local DORN_REQUESTS = {
     [8] = function(reader, tree) reader:rest(tree, d.ignored) end,
 }
 
--- "answer 2 of 3" in the list of packets; the last one ends the request.
+-- "2 of 3" in the list of packets; the last one ends the request.
 local function countAnswer(info, what, number, total)
-    info.text = string.format("%s, %s %d of %d", info.text, what, number, total)
+    info.count = string.format(", %s%d of %d", what, number, total)
     info.last = number == total
 end
 
 local function dornAnswerHead(reader, tree, info)
     reader:text(tree, d.date, 8)
     local total = reader:number(tree, d.machines, 1)
-    countAnswer(info, "answer", reader:number(tree, d.number, 1), total)
+    countAnswer(info, "", reader:number(tree, d.number, 1), total)
     reader:add(tree, d.one, 1)
     reader:text(tree, d.machine_date, 11)
     reader:add(tree, d.outcome, 1)
@@ -681,7 +681,7 @@ end
 local function dornLists(reader, tree, info)
     reader:text(tree, d.date, 8)
     local total = reader:number(tree, d.pages, 1)
-    countAnswer(info, "page", reader:number(tree, d.page, 1), total)
+    countAnswer(info, "page ", reader:number(tree, d.page, 1), total)
     reader:text(tree, d.machine_date, 11)
     reader:add(tree, d.outcome, 1)
     dornEntries(reader, tree, 5, function(value, item)
@@ -693,7 +693,7 @@ end
 local function dornTimes(reader, tree, info)
     reader:text(tree, d.date, 8)
     local total = reader:number(tree, d.pages, 1)
-    countAnswer(info, "page", reader:number(tree, d.page, 1), total)
+    countAnswer(info, "page ", reader:number(tree, d.page, 1), total)
     reader:add(tree, d.outcome, 1)
     reader:add(tree, d.one, 1)
     reader:text(tree, d.machine_date, 11)
@@ -861,7 +861,8 @@ local function dornFrame(range, pinfo, root, transport)
 
     local side = frame.asks and "request" or "answer"
     local kind = frame.kind ~= REGULAR and (KINDS[frame.kind] or "Not a kind") .. ": " or ""
-    local info = string.format("%s%s %s [%d %d]", kind, frame.info.text, side, frame.a, frame.b)
+    local info = string.format("%s%s %s%s [%d %d]", kind, frame.info.text, side, frame.info.count or "",
+                               frame.a, frame.b)
     tree:append_text(", " .. info)
     return info
 end
@@ -979,34 +980,47 @@ local function commandSize(raw, pos)
     return pos + 2 <= #raw and 3 or nil
 end
 
-local function showSubnegotiation(range, tree)
-    local size = range:len()
-    if size < 5 then return end
-    local option = range:range(2, 1):uint()
-    tree:add(t["telnet.option"], range:range(2, 1))
-    if size < 6 then return end
-    if option ~= COM_PORT_OPTION then
-        tree:add(t["com_port.value"], range:range(3, size - 5))
-        return
-    end
-    local command = range:range(3, 1):uint()
-    tree:add(t["com_port.command"], range:range(3, 1))
-    if size < 7 then return end
-    local value = range:range(4, size - 6)
-    if command % 100 == SET_BAUDRATE and value:len() == 4 then
-        tree:add(t["com_port.baudrate"], value)
-    else
-        tree:add(t["com_port.value"], value)
-    end
+-- These return the name of what they show.
+local function showOption(range, tree)
+    tree:add(t["telnet.option"], range)
+    return TELNET_OPTIONS[range:uint()] or "option " .. range:uint()
 end
 
-local function showCommand(range, root)
+local function showComPort(range, tree)
+    local command = range:range(0, 1):uint()
+    tree:add(t["com_port.command"], range:range(0, 1))
+    if range:len() > 1 then
+        local value = range:range(1)
+        local isRate = command % 100 == SET_BAUDRATE and value:len() == 4
+        tree:add(isRate and t["com_port.baudrate"] or t["telnet.value"], value)
+    end
+    return COM_PORT_COMMANDS[command] or "COM-PORT-OPTION " .. command
+end
+
+local function showSubnegotiation(range, tree)
+    local size = range:len() - 4  -- its marks at both ends
+    if size < 1 then return "SB" end
+    local name = showOption(range:range(2, 1), tree)
+    if size < 2 then return name end
+    local content = range:range(3, size - 1)
+    if range:range(2, 1):uint() == COM_PORT_OPTION then return showComPort(content, tree) end
+    tree:add(t["telnet.value"], content)
+    return name
+end
+
+local function showCommand(range, pinfo, root)
     local tree = root:add(tesk, range)
     local command = range:range(1, 1):uint()
     if command < SE then return tree:add_proto_expert_info(expertStray) end
     local item = tree:add(t["telnet.command"], range:range(1, 1))
-    if command == SB then return showSubnegotiation(range, item) end
-    if range:len() == 3 then item:add(t["telnet.option"], range:range(2, 1)) end
+    local info = TELNET_COMMANDS[command]
+    if command == SB then
+        info = showSubnegotiation(range, item)
+    elseif range:len() == 3 then
+        info = info .. " " .. showOption(range:range(2, 1), item)
+    end
+    tree:append_text(", " .. info)
+    appendInfo(pinfo, info)
 end
 
 -- The data from here on, free of telnet, and where each of its bytes ends.
@@ -1098,7 +1112,7 @@ local function teskUnit(tvb, raw, pos, pinfo, root, answers)
             showNoMessage(tvb:range(pos - 1), pinfo, root, "a telnet command without an end")
             return #raw - pos + 1
         end
-        showCommand(tvb:range(pos - 1, size), root)
+        showCommand(tvb:range(pos - 1, size), pinfo, root)
         return size
     end
     local data, endOf = dataOf(raw, pos)
@@ -1134,7 +1148,6 @@ function tesk.dissector(tvb, pinfo, root)
         end
         pos = pos + used
     end
-    if not pinfo.private.teskd_info then pinfo.cols.info:set("Telnet") end
     return size
 end
 
