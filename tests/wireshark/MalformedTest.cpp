@@ -95,6 +95,27 @@ TEST(Malformed, ABodyWithAnyByteChangedIsNeverALuaError) {
     EXPECT_EQ(packets, shown.values("dorn.checksum.status").size());
 }
 
+// More fields than Wireshark lets a packet have.
+TEST(Malformed, APageOfMillionsOfValuesIsShownInPart) {
+    std::string entry = "CNTTOTIN" + bytes("FF FF");
+    entry.resize(entry.size() + 5 * 0xFFFF);
+    Frame frame;
+    frame.type = 2;
+    frame.body = "21.03.25" + bytes("01 01") + std::string(11, '0') + bytes("00 09");
+    for (int i = 0; i < 9; ++i) frame.body += entry;
+    const std::string data = frame.encode();
+    CaptureFile capture;
+    std::size_t packet = 0;
+    for (std::size_t at = 0; at < data.size(); at += 60000) {
+        packet = capture.tcp(kGateway, kHost, std::string_view(data).substr(at, 60000));
+    }
+
+    const Shown shown = tshark(capture, {"dorn.checksum.status", "dorn.page", "dorn.malformed"});
+
+    EXPECT_EQ("dorn.checksum.status=1 dorn.page=1", shown.line(packet));
+    EXPECT_EQ("not all fields are shown", shown.at(packet, kExpertMessage));
+}
+
 TEST(Malformed, WhatAFrameHasWrongIsNamed) {
     Frame frame;
     frame.type = 7;

@@ -21,7 +21,8 @@ tesk.prefs.tcp_ports = Pref.range("TCP ports", "2100,2200,2300,2400",
 -- Words
 
 local KINDS = {
-    [0x81] = "Regular", [0xAB] = "Failed", [0xFD] = "None of the machines is known", [0xFE] = "Timed out",
+    [0x81] = "Regular", [0xAB] = "Failed", [0xFD] = "None of the machines is known",
+    [0xFE] = "Timed out",
 }
 local TYPES = {
     [1] = "Counters", [2] = "Lists by fields", [3] = "Lists by numbers", [4] = "Times", [5] = "Value",
@@ -57,7 +58,9 @@ local AAMS_CHECKS = {
     ["38"] = "a counter went backwards", ["39"] = "item 3 is no multiple of 50",
     ["40"] = "CNTTOTIN is no multiple of 50", ["41"] = "item 5 is above 14000",
 }
-local AAMS_STATES = { ["1"] = "not polled yet", ["3"] = "first polling pass", ["4"] = "a later polling pass" }
+local AAMS_STATES = {
+    ["1"] = "not polled yet", ["3"] = "first polling pass", ["4"] = "a later polling pass",
+}
 
 local TESK_IDS = {
     ["113"] = "Counters", ["115"] = "Lists by fields", ["117"] = "Times", ["119"] = "Lists by numbers",
@@ -221,7 +224,9 @@ local expertKind = ProtoExpert.new("dorn.refused", "The request was not answered
                                    expert.group.RESPONSE_CODE, expert.severity.WARN)
 local expertStray = ProtoExpert.new("tesk.telnet.stray", "0xFF without a telnet command behind it",
                                     expert.group.PROTOCOL, expert.severity.WARN)
-dorn.experts = { expertDorn, expertChecksum, expertKind }
+local expertLong = ProtoExpert.new("dorn.long", "not all fields are shown", expert.group.UNDECODED,
+                                   expert.severity.WARN)
+dorn.experts = { expertDorn, expertChecksum, expertKind, expertLong }
 aams.experts = { expertAams }
 tesk.experts = { expertTesk, expertStray }
 
@@ -239,12 +244,20 @@ local function malformed(reason)
     error(setmetatable({ reason = reason }, Malformed), 0)
 end
 
+-- What a frame or message may have: Wireshark has a limit of its own, which is an error.
+local MOST_FIELDS = 100000
+local fieldsLeft = MOST_FIELDS
+
 -- Runs a function; what it finds malformed is noted on the item.
 local function guarded(item, expertItem, run)
     local ok, problem = pcall(run)
     if ok then return end
     if getmetatable(problem) ~= Malformed then error(problem, 0) end
-    item:add_proto_expert_info(expertItem, problem.reason)
+    if fieldsLeft < 0 then
+        item:add_proto_expert_info(expertLong)
+    else
+        item:add_proto_expert_info(expertItem, problem.reason)
+    end
 end
 
 function Reader.new(range)
@@ -261,6 +274,8 @@ function Reader:raw()
 end
 
 function Reader:take(count)
+    fieldsLeft = fieldsLeft - 1
+    if fieldsLeft < 0 then malformed("") end
     if count > self:left() then
         malformed(string.format("%d bytes are missing", count - self:left()))
     end
@@ -311,7 +326,9 @@ end
 
 -- The same for both directions. Fields such as "tcp.stream" are not always there at the first reading.
 local function conversation(pinfo)
-    local ends = { tostring(pinfo.src) .. " " .. pinfo.src_port, tostring(pinfo.dst) .. " " .. pinfo.dst_port }
+    local source = tostring(pinfo.src) .. " " .. pinfo.src_port
+    local destination = tostring(pinfo.dst) .. " " .. pinfo.dst_port
+    local ends = { source, destination }
     table.sort(ends)
     return string.format("%d %s %s", pinfo.port_type, ends[1], ends[2])
 end
@@ -346,8 +363,8 @@ local function awaitRest(pinfo, pos, size)
 end
 
 local function cutReason(tvb, what)
-    if tvb:reported_length_remaining(0) > tvb:len() then return what .. " that was not captured whole" end
-    return what .. " that is cut off"
+    local whole = tvb:reported_length_remaining(0) == tvb:len()
+    return what .. (whole and " that is cut off" or " that was not captured whole")
 end
 
 ---------------------------------------------------------------------------------------------------
@@ -371,7 +388,9 @@ end
 local function teskAnswer(reader, tree)
     local answer = { id = teskField(reader, tree, t.id) }
     local digits = teskField(reader, tree, t.length)
-    if not digits:match("^%x+$") or tonumber(digits, 16) ~= reader.size then malformed("Len does not count the message's bytes") end
+    if not digits:match("^%x+$") or tonumber(digits, 16) ~= reader.size then
+        malformed("Len does not count the message's bytes")
+    end
     teskField(reader, tree, t.date)
     answer.machine = teskField(reader, tree, t.code_id)
     answer.outcome = reader:text(tree, t.outcome, 2)
@@ -767,7 +786,9 @@ local function openRequest(frame, link, pinfo)
     open[key] = open[key] or {}
     local waiting = open[key]
     while waiting[1] and waiting[1].refused do table.remove(waiting, 1) end
-    waiting[#waiting + 1] = { link = link, frame = pinfo.number, at = pinfo.rel_ts, single = frame.info.single }
+    waiting[#waiting + 1] = {
+        link = link, frame = pinfo.number, at = pinfo.rel_ts, single = frame.info.single,
+    }
 end
 
 -- One request may have many answers, and the last one tells that it is. When every machine was asked
@@ -846,6 +867,7 @@ local function dornFrame(range, pinfo, root, transport)
     local fromGateway = frame.asks == (transport == "udp")
     local tree = root:add(dorn, range)
     tree:add(frame.asks and d.request or d.answer, true):set_generated()
+    fieldsLeft = MOST_FIELDS
     showHeader(Reader.new(range), tree, frame)
     local size = range:len()
     guarded(tree, expertDorn, function()
@@ -855,7 +877,8 @@ local function dornFrame(range, pinfo, root, transport)
     end)
     showChecksum(range, tree)
 
-    local link = linkOf(string.format("%d %d %d %s", pinfo.number, range:offset(), range:len(), openKey(frame, pinfo)))
+    local link = linkOf(string.format("%d %d %d %s", pinfo.number, range:offset(), range:len(),
+                                      openKey(frame, pinfo)))
     if not pinfo.visited then (frame.asks and openRequest or closeRequest)(frame, link, pinfo) end
     showLink(tree, d, link)
 
@@ -868,7 +891,11 @@ local function dornFrame(range, pinfo, root, transport)
 end
 
 local function appendInfo(pinfo, info)
-    if pinfo.private.teskd_info then pinfo.cols.info:append("; " .. info) else pinfo.cols.info:set(info) end
+    if pinfo.private.teskd_info then
+        pinfo.cols.info:append("; " .. info)
+    else
+        pinfo.cols.info:set(info)
+    end
     pinfo.private.teskd_info = "1"
 end
 
@@ -949,6 +976,7 @@ local IAC, SE, SB, WILL, DONT = 0xFF, 0xF0, 0xFA, 0xFB, 0xFE
 local COM_PORT_OPTION, SET_BAUDRATE = 44, 1
 local LONGEST_SUBNEGOTIATION = 4096
 local LONGEST_MESSAGE = 1024 * 1024
+local MOST_HEADER = 20  -- no message needs more to show its length
 
 local teskPorts = {}
 local teskLinks, teskOpen
@@ -1023,28 +1051,6 @@ local function showCommand(range, pinfo, root)
     appendInfo(pinfo, info)
 end
 
--- The data from here on, free of telnet, and where each of its bytes ends.
-local function dataOf(raw, pos)
-    if not raw:find("\255", pos, true) then
-        return raw:sub(pos), function(count) return pos + count - 1 end
-    end
-    local data, ends = {}, {}
-    while pos <= #raw do
-        local size, byte = 1, raw:sub(pos, pos)
-        if byte == "\255" then
-            size = commandSize(raw, pos)
-            if not size then break end
-            if raw:byte(pos + 1) ~= IAC then byte = nil end
-        end
-        pos = pos + size
-        if byte then
-            data[#data + 1] = byte
-            ends[#ends + 1] = pos - 1
-        end
-    end
-    return table.concat(data), function(count) return ends[count] end
-end
-
 -- The length of the message that data starts with; nothing when these are no message's; 0 when too
 -- few are there to know.
 local function messageSize(data, answer)
@@ -1054,8 +1060,39 @@ local function messageSize(data, answer)
         if size >= 8 and size <= LONGEST_MESSAGE then return size end
         return nil
     end
-    if #data < 20 and (data:match("^%d*$") or data:match("^%d+~%x*$")) then return 0 end
+    if #data < MOST_HEADER and (data:match("^%d*$") or data:match("^%d+~%x*$")) then return 0 end
     return nil
+end
+
+-- The data of the message that starts here, free of telnet, and where each of its bytes ends. There may
+-- be more behind it.
+local function dataOf(raw, pos, answer)
+    local iac = raw:find("\255", pos, true)
+    local plain = raw:sub(pos, iac and iac - 1)
+    local size = messageSize(plain, answer)
+    if not iac or (size and size > 0 and size <= #plain) then
+        return plain, function(count) return pos + count - 1 end
+    end
+    local data, ends, wanted = {}, {}, MOST_HEADER
+    while pos <= #raw do
+        if #data == wanted then
+            size = messageSize(table.concat(data), answer) or 0
+            if size <= wanted then break end
+            wanted = size
+        end
+        local used, byte = 1, raw:sub(pos, pos)
+        if byte == "\255" then
+            used = commandSize(raw, pos)
+            if not used then break end
+            if raw:byte(pos + 1) ~= IAC then byte = nil end
+        end
+        pos = pos + used
+        if byte then
+            data[#data + 1] = byte
+            ends[#ends + 1] = pos - 1
+        end
+    end
+    return table.concat(data), function(count) return ends[count] end
 end
 
 local function teskLink(message, pinfo, key)
@@ -1078,6 +1115,7 @@ end
 
 local function showMessage(range, pinfo, root, answers, key)
     local tree = root:add(tesk, range)
+    fieldsLeft = MOST_FIELDS
     local message
     guarded(tree, expertTesk, function()
         message = (answers and teskAnswer or teskRequest)(Reader.new(range), tree)
@@ -1115,7 +1153,7 @@ local function teskUnit(tvb, raw, pos, pinfo, root, answers)
         showCommand(tvb:range(pos - 1, size), pinfo, root)
         return size
     end
-    local data, endOf = dataOf(raw, pos)
+    local data, endOf = dataOf(raw, pos, answers)
     local size = messageSize(data, answers)
     if not size then
         showNoMessage(tvb:range(pos - 1), pinfo, root, "this is no message")
