@@ -44,6 +44,8 @@ foreach(tool IN LISTS TESKD_TOOLS)
 endforeach()
 if(TESKD_PACKAGED)
     list(APPEND CPACK_COMPONENTS_ALL tools)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/wireshark/teskd.lua
+        DESTINATION share/teskd-tools/wireshark COMPONENT tools)
 endif()
 
 set(CPACK_GENERATOR DEB)
@@ -90,7 +92,8 @@ Simulated slot machines and what else helps to set up and examine the gateway.")
 include(CPack)
 
 file(GLOB_RECURSE TESKD_PACKAGED_FILES CONFIGURE_DEPENDS
-    ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/README.md)
+    ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/README.md
+    ${PROJECT_SOURCE_DIR}/tools/wireshark/*)
 
 # Packages of what is built; they are made anew when a program or a packaged file changes.
 add_custom_command(

@@ -23,6 +23,7 @@ class Listener {
     Connection accept(Deadline deadline = {});
     // Whether somebody has connected, or does within the time.
     bool pendingWithin(std::chrono::milliseconds time);
+    int fd() const { return fd_.get(); }
     // From here on connections are refused.
     void close() { fd_.reset(); }
 
