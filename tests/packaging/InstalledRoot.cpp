@@ -123,7 +123,7 @@ void InstalledRoot::makeTree(Services services) {
     linkPrograms(root_, absentPrograms(services));
     linkAll(root_, "/usr/sbin", absentPrograms(services));
     linkAll(root_, "/usr/lib", {"systemd"});
-    linkAll(root_, "/usr/share", {"doc", "man"});
+    linkAll(root_, "/usr/share", {"bash-completion", "doc", "man"});
     for (const char* name : {"bin", "sbin", "lib"}) {
         fs::create_directory_symlink("usr/" + std::string(name), root_ / name);
     }
