@@ -92,7 +92,16 @@ TEST(TesksimProgram, BadArgumentsAndScenariosAreStatus2) {
     const std::string file = directory / "scenario.json";
     writeFile(file, R"({"machines": [{"port": "x"}]})");
     const std::vector<std::vector<std::string>> all = {
-        {"--scenario", file}, {"--machines", "0"}, {"--line", "fast"}, {"--other"}};
+        {"--scenario", file},
+        {"--machines", "0"},
+        {"--line", "fast"},
+        {"--other"},
+        {"--machines", "1", "--silent", "2"},
+        {"--machines", "1", "--port", "0", "--port", "0"},
+        {"--code-id", "TOOLONGPREFIX"},
+        {"--command", "silent 1 now", "--command", "nothing 1"},
+        {"--command", "slow 1 -5"},
+        {"--command", "cut 1 -1"}};
     for (const auto& arguments : all) {
         ChildProcess program(tesksim(arguments));
         EXPECT_EQ(2, program.waitForExit().value_or(ExitStatus{}).code) << arguments.front();

@@ -1,5 +1,8 @@
 #include "tesksim/CommandLine.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 #include "tesksim/Console.h"
 
 namespace tesksim {
@@ -12,7 +15,9 @@ std::string codeId(const std::string& prefix, std::size_t number) {
     constexpr std::size_t kSize = 11;
     const std::string digits = std::to_string(number);
     const std::size_t used = prefix.size() + digits.size();
-    return prefix + std::string(used < kSize ? kSize - used : 0, '0') + digits;
+    if (used > kSize)
+        throw std::invalid_argument("a CodeId has 11 characters, " + prefix + digits + " has more");
+    return prefix + std::string(kSize - used, '0') + digits;
 }
 
 void setTty(Machine::Options& options, const std::string& tty) {
@@ -75,6 +80,9 @@ void CommandLine::declare(CLI::App& app) {
 }
 
 Scenario CommandLine::scenario() const {
+    if (std::max(ports.size(), ttys.size()) > machines) {
+        throw std::invalid_argument("there are more ports or ttys than machines");
+    }
     Scenario result;
     if (!scenarioFile.empty()) result = Scenario::load(scenarioFile);
     for (std::size_t i = 0; scenarioFile.empty() && i < machines; ++i) {

@@ -1,5 +1,6 @@
 #include "tesksim/Console.h"
 
+#include <charconv>
 #include <chrono>
 #include <map>
 #include <sstream>
@@ -11,8 +12,15 @@ namespace {
 
 using Action = std::function<void(Machine&, const std::string&)>;
 
+unsigned wholeNumber(const std::string& text) {
+    unsigned value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc() && end == text.data() + text.size()) return value;
+    throw std::invalid_argument("a whole number is wanted");
+}
+
 std::chrono::milliseconds milliseconds(const std::string& text) {
-    return std::chrono::milliseconds(std::stol(text));
+    return std::chrono::milliseconds(wholeNumber(text));
 }
 
 // An action that changes the machine's faults.
@@ -47,7 +55,7 @@ const std::map<std::string, Action>& actions() {
         {"slow", fault([](Faults& faults, Text text) { faults.delay = milliseconds(text); })},
         {"dribble", fault([](Faults& faults, Text text) { faults.dribble = milliseconds(text); })},
         {"length", fault([](Faults& faults, Text text) { faults.lengthError = std::stoi(text); })},
-        {"cut", fault([](Faults& faults, Text text) { faults.closeAfter = std::stoul(text); })},
+        {"cut", fault([](Faults& faults, Text text) { faults.closeAfter = wholeNumber(text); })},
     };
     return table;
 }
@@ -86,7 +94,7 @@ std::string Console::execute(const std::string& line) {
     try {
         return command(verb, machineNumber(number), argument);
     } catch (const std::exception& e) {
-        return "error: " + line + ": " + e.what();
+        return kError + line + ": " + e.what();
     }
 }
 

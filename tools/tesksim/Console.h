@@ -22,6 +22,9 @@ class Console {
 
     explicit Console(Machines& machines) : machines_(machines) {}
 
+    // How what is told about a wrong command begins.
+    static constexpr const char* kError = "error: ";
+
     // Obeys one line and returns what to tell the user, without a line end.
     std::string execute(const std::string& line);
     // "quit" was met.

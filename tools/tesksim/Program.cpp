@@ -3,6 +3,7 @@
 #include <csignal>
 #include <iostream>
 #include <poll.h>
+#include <stdexcept>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -50,8 +51,8 @@ Program::Program(const CommandLine& commandLine, const Scenario& scenario)
 
 void Program::prepare() {
     park_.start();
-    for (const std::size_t number : commandLine_.silent) obey("silent " + std::to_string(number));
-    for (const std::string& line : commandLine_.commands) obey(line);
+    for (const std::size_t number : commandLine_.silent) begin("silent " + std::to_string(number));
+    for (const std::string& line : commandLine_.commands) begin(line);
     reportEndpoints();
 }
 
@@ -81,6 +82,13 @@ void Program::reportEndpoints() {
         }
     }
     std::cout.flush();
+}
+
+// What is wrong with a command at the start ends the program.
+void Program::begin(const std::string& line) {
+    const std::string answer = console_.execute(line);
+    if (answer.starts_with(Console::kError)) throw std::invalid_argument(answer);
+    std::cout << answer << std::endl;
 }
 
 void Program::obey(const std::string& line) {

@@ -26,6 +26,7 @@ class Program {
 
     void prepare();
     void reportEndpoints();
+    void begin(const std::string& line);
     void obey(const std::string& line);
     // Obeys the complete lines that have been read.
     void obeyLines();

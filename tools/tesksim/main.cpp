@@ -1,6 +1,7 @@
 // Runs simulated slot machines until it is told to end, by SIGTERM, SIGINT or "quit".
 
 #include <iostream>
+#include <stdexcept>
 
 #include "tesksim/Program.h"
 
@@ -22,6 +23,9 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kBadArguments;
     } catch (const tesksim::ScenarioError& error) {
+        std::cerr << "tesksim: " << error.what() << '\n';
+        return kBadArguments;
+    } catch (const std::invalid_argument& error) {
         std::cerr << "tesksim: " << error.what() << '\n';
         return kBadArguments;
     } catch (const std::exception& e) {
