@@ -190,13 +190,22 @@ TEST(ServerSocket, ListensAgainAtOnceAfterARestart) {
     EXPECT_NO_THROW(Connection::to(port));
 }
 
+// Whether this machine has the other family at all.
+bool inet6CanBeBound() {
+    const UniqueFd socket(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in6 any{};
+    any.sin6_family = AF_INET6;
+    return socket.valid() &&
+           ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&any), sizeof any) == 0;
+}
+
 TEST(ServerSocket, AHostWithASlashIsOfTheOtherFamily) {
     try {
         const StreamServerSocket server("/:0", AF_INET6);
         EXPECT_EQ(AF_INET6, boundTo(server).sin_family);
         EXPECT_NO_THROW(Connection::to(portOf(server)));
     } catch (const BindException& e) {
-        GTEST_SKIP() << e.getMessage();
+        EXPECT_FALSE(inet6CanBeBound()) << e.getMessage();
     }
 }
 
