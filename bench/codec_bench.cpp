@@ -18,8 +18,8 @@
 #include "net/OutputStream.h"
 #include "packet/PacketHandle.h"
 #include "support/TempDir.h"
+#include "support_src/NoOptions.h"
 #include "telnet/TelnetDecoder.h"
-#include "telnet/TelnetOptionInterface.h"
 #include "telnet/TelnetOutputStream.h"
 #include "tesk/TeskPacket.h"
 #include "tesksim/Message.h"
@@ -36,15 +36,6 @@ class Drain : public OutputStream {
     void write(int b) override { benchmark::DoNotOptimize(b); }
     void write(const char* buffer, std::size_t) override { benchmark::DoNotOptimize(buffer); }
     void write(const std::string& bytes) override { write(bytes.data(), bytes.size()); }
-};
-
-class NoOptions : public TelnetOptionInterface {
-  public:
-    void optionWill(int) override {}
-    void optionWont(int) override {}
-    void optionDo(int) override {}
-    void optionDont(int) override {}
-    void subnegotiation(int, const std::string&) override {}
 };
 
 // Opens what makes pages of an answer.
@@ -137,7 +128,7 @@ BENCHMARK(type2Paging)->Arg(60)->Arg(600)->Arg(6000)->Complexity(benchmark::oN);
 
 void telnetInput(benchmark::State& state) {
     const std::string bytes = answer(pairs(600));
-    NoOptions options;
+    test::NoOptions options;
     TelnetDecoder decoder(options);
     for (auto _ : state) {
         for (const char byte : bytes) {

@@ -14,8 +14,8 @@
 #include "net/BufferedInputStream.h"
 #include "net/MemoryInputStream.h"
 #include "packet/Packet.h"
+#include "support_src/NoOptions.h"
 #include "telnet/TelnetInputStream.h"
-#include "telnet/TelnetOptionInterface.h"
 #include "tesk/LateAnswers.h"
 #include "tesk/TeskPacket.h"
 
@@ -28,15 +28,6 @@ using teskd::fuzz::require;
 // More than any block that is taken before the bytes for it are there.
 constexpr std::size_t ALLOWANCE = 32768;
 constexpr char SEPARATOR = '~';
-
-class NoOptions : public teskd::TelnetOptionInterface {
-  public:
-    void optionWill(int) override {}
-    void optionWont(int) override {}
-    void optionDo(int) override {}
-    void optionDont(int) override {}
-    void subnegotiation(int, const std::string&) override {}
-};
 
 // The low bits of a byte say what is asked.
 void ask(TeskPacket& request, unsigned form) {
@@ -112,7 +103,7 @@ bool read_answer(teskd::LateAnswers& late, teskd::InputStream& input, TeskPacket
 void serve(unsigned form, const std::uint8_t* data, std::size_t size) {
     FragmentedInputStream bytes(data, size, FragmentedInputStream::TimeOuts::some);
     teskd::BufferedInputStream buffered(bytes);
-    NoOptions options;
+    teskd::test::NoOptions options;
     teskd::TelnetInputStream input(buffered, options);
     teskd::LateAnswers late;
     time_out(late, form);

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "docs/Commands.h"
+#include "docs/Confinement.h"
 #include "gateway/Gateway.h"
 #include "support/ChildProcess.h"
 
@@ -97,23 +98,7 @@ TEST(Commands, ThatNeedNobodyRun) {
         std::string text = command.text;
         replace(text, kBuild, TESKD_BUILD "/");
         if (text.find("tesksim") != std::string::npos) text += " --command quit";
-        std::vector<std::string> run = {"bwrap",
-                                        "--unshare-user",
-                                        "--cap-drop",
-                                        "ALL",
-                                        "--die-with-parent",
-                                        "--ro-bind",
-                                        "/",
-                                        "/",
-                                        "--dev",
-                                        "/dev",
-                                        "--proc",
-                                        "/proc",
-                                        "--unshare-net",
-                                        "--unshare-pid",
-                                        "--"};
-        for (const std::string& word : shell(text)) run.push_back(word);
-        expectSuccess(command, run);
+        expectSuccess(command, confined(shell(text)));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <regex>
 
+#include "docs/Confinement.h"
 #include "docs/Page.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -48,27 +49,7 @@ TEST(TryingAsTheFirstPageSays, ShowsTheMachinesAndTheirMeters) {
     script = std::regex_replace(script, std::regex("build/release"), TESKD_BUILD);
     writeFile(temp / "script", "set -e\ncd '" TESKD_SOURCE "'\n" + script);
     ChildProcess::Options options;
-    options.command = {"bwrap",
-                       "--unshare-user",
-                       "--cap-drop",
-                       "ALL",
-                       "--ro-bind",
-                       "/",
-                       "/",
-                       "--dev",
-                       "/dev",
-                       "--proc",
-                       "/proc",
-                       "--bind",
-                       temp.path(),
-                       temp.path(),
-                       "--unshare-net",
-                       "--unshare-pid",
-                       "--die-with-parent",
-                       "--",
-                       "bash",
-                       "-m",
-                       temp / "script"};
+    options.command = confined({"bash", "-m", temp / "script"}, temp.path());
     ChildProcess shell(options);
     const auto status = shell.waitForExit();
     ASSERT_TRUE(status.has_value()) << shell.standardOutput() << shell.standardError();

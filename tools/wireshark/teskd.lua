@@ -697,10 +697,14 @@ local function dornEntries(reader, tree, valueSize, showValue)
     end
 end
 
-local function dornLists(reader, tree, info)
+local function dornPageHead(reader, tree, info)
     reader:text(tree, d.date, 8)
     local total = reader:number(tree, d.pages, 1)
     countAnswer(info, "page ", reader:number(tree, d.page, 1), total)
+end
+
+local function dornLists(reader, tree, info)
+    dornPageHead(reader, tree, info)
     reader:text(tree, d.machine_date, 11)
     reader:add(tree, d.outcome, 1)
     dornEntries(reader, tree, 5, function(value, item)
@@ -710,9 +714,7 @@ local function dornLists(reader, tree, info)
 end
 
 local function dornTimes(reader, tree, info)
-    reader:text(tree, d.date, 8)
-    local total = reader:number(tree, d.pages, 1)
-    countAnswer(info, "page ", reader:number(tree, d.page, 1), total)
+    dornPageHead(reader, tree, info)
     reader:add(tree, d.outcome, 1)
     reader:add(tree, d.one, 1)
     reader:text(tree, d.machine_date, 11)

@@ -1,0 +1,22 @@
+// A telnet client that has no use for what the server negotiates.
+//
+// Ownership: no state. Threads: any. Errors: none.
+
+#pragma once
+
+#include <string>
+
+#include "telnet/TelnetOptionInterface.h"
+
+namespace teskd::test {
+
+class NoOptions : public TelnetOptionInterface {
+  public:
+    void optionWill(int) override {}
+    void optionWont(int) override {}
+    void optionDo(int) override {}
+    void optionDont(int) override {}
+    void subnegotiation(int, const std::string&) override {}
+};
+
+}  // namespace teskd::test
