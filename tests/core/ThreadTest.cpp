@@ -294,12 +294,30 @@ TEST(Thread, KillSendsASignalToItsThread) {
     EXPECT_EQ(SIGUSR1, received);
 }
 
+// A thread that is cancelled in a call of the system unwinds through a signal, which the
+// controller's emulator does not lay out so that it could.
+#if !defined(__powerpc__)
 TEST(Thread, CancelEndsAThreadThatIsBlocked) {
     Worker worker([](Thread&) {
         for (;;) ::pause();
     });
     worker.start();
     worker.cancel();
+    EXPECT_FALSE(worker.isRunning());
+    worker.join();
+    worker.awaitEnd();
+}
+#endif
+
+TEST(Thread, CancelEndsAThreadThatIsAboutToBlock) {
+    std::atomic<bool> cancelled = false;
+    Worker worker([&](Thread&) {
+        while (!cancelled) std::this_thread::yield();
+        for (;;) ::pause();
+    });
+    worker.start();
+    worker.cancel();
+    cancelled = true;
     EXPECT_FALSE(worker.isRunning());
     worker.join();
     worker.awaitEnd();
