@@ -205,18 +205,21 @@ TEST_F(HostWithMachine, OneThatDisconnectsWithAnswersOwedHarmsNobody) {
     EXPECT_TRUE(gateway_.log().waitForCount("Thread 'Dorn' Terminated", 3));
 }
 
-// The timer of each connection between two local ports, as /proc/net/tcp shows it.
+// The timer of the open connection from a local port (0: any) to a remote one, as /proc/net/tcp
+// shows it. A closed one that lingers there may have had the same ports.
 int timerOf(std::uint16_t local, std::uint16_t remote) {
+    constexpr unsigned kEstablished = 1;
     std::ifstream file("/proc/net/tcp");
     std::string line;
     std::getline(file, line);
     while (std::getline(file, line)) {
         unsigned from = 0;
         unsigned to = 0;
+        unsigned state = 0;
         int timer = 0;
-        if (std::sscanf(line.c_str(), " %*u: %*8X:%4X %*8X:%4X %*X %*X:%*X %2d", &from, &to,
-                        &timer) == 3 &&
-            (local == 0 || from == local) && to == remote) {
+        if (std::sscanf(line.c_str(), " %*u: %*8X:%4X %*8X:%4X %2X %*X:%*X %2d", &from, &to, &state,
+                        &timer) == 4 &&
+            state == kEstablished && (local == 0 || from == local) && to == remote) {
             return timer;
         }
     }

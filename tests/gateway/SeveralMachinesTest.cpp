@@ -193,9 +193,11 @@ void expectAllPolledAgain(Gateway& gateway) {
 TEST(SeveralMachines, TwoWithTheSameCodeIdAreBothServed) {
     Gateway gateway(2);
     gateway.machine(2).setCodeId("ZA000000001");
-    // A pass asks under the names of its beginning, so neither may answer before both are asked.
-    gateway.machine(1).setFaults({.delay = 300ms}, 1);
-    gateway.machine(2).setFaults({.delay = 300ms}, 1);
+    // A pass asks under the names of its beginning, and each answer takes the one name from the
+    // other machine: in neither pass may one answer before both are asked.
+    constexpr std::size_t kPasses = 2;
+    gateway.machine(1).setFaults({.delay = 1s}, kPasses);
+    gateway.machine(2).setFaults({.delay = 1s}, kPasses);
     gateway.startKnown();
     expectAllPolledAgain(gateway);
 
@@ -214,7 +216,7 @@ TEST(SeveralMachines, TwoWithTheSameCodeIdAreBothServed) {
 TEST(SeveralMachines, ACodeIdLikeTheNameOfAnotherPortDoesNoHarm) {
     Gateway gateway(2);
     gateway.machine(1).setCodeId("SlotMachine_2");
-    gateway.machine(2).setFaults({.delay = 300ms}, 1);
+    gateway.machine(2).setFaults({.delay = 1s}, 1);
     gateway.startKnown();
     expectAllPolledAgain(gateway);
 
