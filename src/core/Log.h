@@ -1,7 +1,7 @@
 // The daemon's one way to the system log.
 #pragma once
 
-#include <string>
+#include <cstdarg>
 
 namespace teskd {
 
@@ -10,7 +10,8 @@ namespace teskd {
 //
 // Threads: every operation may be called from any thread; setSink only while no other thread logs.
 // Locks: none of its own (SystemLog has its own). A cancellation point, as syslog(3) is.
-// Errors: none leave write(); a line that cannot be formatted is written as its bare format.
+// Errors: none leave write(); a long line for which there is no memory is written as its bare
+// format.
 class Log {
   public:
     // Full priorities, facility included (LOG_LOCAL6 | level).
@@ -35,6 +36,8 @@ class Log {
     static void setSink(Sink sink);
 
   private:
+    static void writeLong(int priority, const char* format, std::va_list arguments);
+
     static Sink sink_;
 };
 

@@ -22,6 +22,19 @@ iovec part(const char* bytes, std::size_t size) {
     return {const_cast<char*>(bytes), size};  // sendmsg and writev only read it
 }
 
+// The present second, local time. Each thread keeps its last one: many lines bear the same.
+const char* stamp() {
+    thread_local std::time_t second = -1;
+    thread_local char text[32];
+    const std::time_t now = std::time(nullptr);
+    if (now == second) return text;
+    std::tm local{};
+    localtime_r(&now, &local);
+    std::strftime(text, sizeof text, "%b %e %H:%M:%S", &local);
+    second = now;
+    return text;
+}
+
 bool isFull(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS;
 }
@@ -32,21 +45,30 @@ SystemLog::SystemLog(const char* path)
     : path_(path), process_(getpid()), identity_(program_invocation_short_name) {}
 
 void SystemLog::open(const char* identity, bool copies) {
-    const SynchronizedLock lock(lock_);
+    const WriteLock lock(lock_);
     identity_ = identity;
     copies_ = copies;
     connect();
 }
 
 void SystemLog::close() {
-    const SynchronizedLock lock(lock_);
+    const WriteLock lock(lock_);
     socket_.reset();
 }
 
 void SystemLog::write(int priority, const char* text) {
-    const SynchronizedLock lock(lock_);
+    if (offer(priority, text)) return;
+    const WriteLock lock(lock_);
     if (copies_) copyToStandardError(priority, text);
     if (!report_lost() || !deliver(priority, text)) ++lost_;
+}
+
+// The usual case: true when nothing else is to be done and the log took the line at once. A stream
+// takes one record after the other, so it is not shared.
+bool SystemLog::offer(int priority, const char* text) {
+    const ReadLock lock(lock_);
+    if (!socket_.isOpen() || stream_ || copies_ || lost_ != 0) return false;
+    return sendOnce(heading(priority), text, MSG_DONTWAIT);
 }
 
 // True when no line is lost, or the log has been told.
@@ -69,14 +91,8 @@ bool SystemLog::deliver(int priority, const char* text) {
 }
 
 SystemLog::Heading SystemLog::heading(int priority) const {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    char stamp[32];
-    std::strftime(stamp, sizeof stamp, "%b %e %H:%M:%S", &local);
-
-    Heading head{};
-    const int prefix = std::snprintf(head.bytes, sizeof head.bytes, "<%d>%s ", priority, stamp);
+    Heading head;
+    const int prefix = std::snprintf(head.bytes, sizeof head.bytes, "<%d>%s ", priority, stamp());
     head.identity = static_cast<std::size_t>(prefix);
     constexpr int LONGEST_IDENTITY = 400;
     const int rest = std::snprintf(head.bytes + prefix, sizeof head.bytes - head.identity,

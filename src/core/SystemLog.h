@@ -7,7 +7,7 @@
 #include <sys/types.h>
 
 #include "core/Descriptor.h"
-#include "core/Synchronized.h"
+#include "core/ReadWriteLock.h"
 
 namespace teskd {
 
@@ -19,8 +19,9 @@ namespace teskd {
 //
 // one datagram each, or ended by a zero byte where the log listens on a stream.
 //
-// Owner: Log, for the process's whole life. Threads: any. Locks: its own, innermost. A cancellation
-// point. Errors: none leave; nothing is allocated but the identity, so it works without memory.
+// Owner: Log, for the process's whole life. Threads: any. Locks: its own, innermost; threads send
+// side by side as long as the log takes their lines at once. A cancellation point. Errors: none
+// leave; nothing is allocated but the identity, so it works without memory.
 class SystemLog {
   public:
     // Most bytes of a line's text that are sent; common system logs keep no more.
@@ -55,21 +56,22 @@ class SystemLog {
         std::size_t identity;  // where "identity[pid]: " starts
     };
 
-    Heading heading(int priority) const TESKD_REQUIRES(lock_);
+    Heading heading(int priority) const TESKD_REQUIRES_SHARED(lock_);
+    bool offer(int priority, const char* text);
     bool report_lost() TESKD_REQUIRES(lock_);
     bool deliver(int priority, const char* text) TESKD_REQUIRES(lock_);
     bool connect() TESKD_REQUIRES(lock_);
     bool connectAs(int type) TESKD_REQUIRES(lock_);
     bool send(const Heading& heading, const char* text) TESKD_REQUIRES(lock_);
     // False with errno set, EPIPE for half a record on a stream.
-    bool sendOnce(const Heading& heading, const char* text, int flags) TESKD_REQUIRES(lock_);
+    bool sendOnce(const Heading& heading, const char* text, int flags) TESKD_REQUIRES_SHARED(lock_);
     bool mayWait() TESKD_REQUIRES(lock_);
     void countWait(Clock::time_point since, bool inVain) TESKD_REQUIRES(lock_);
     void copyToStandardError(int priority, const char* text) TESKD_REQUIRES(lock_);
 
     const char* const path_;
     const pid_t process_;
-    Synchronized lock_;
+    ReadWriteLock lock_;
     std::string identity_ TESKD_GUARDED_BY(lock_);
     bool copies_ TESKD_GUARDED_BY(lock_) = false;
     bool stream_ TESKD_GUARDED_BY(lock_) = false;

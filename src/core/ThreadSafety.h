@@ -12,6 +12,9 @@
 #define TESKD_SCOPED_CAPABILITY TESKD_ATTRIBUTE(scoped_lockable)
 #define TESKD_GUARDED_BY(lock) TESKD_ATTRIBUTE(guarded_by(lock))
 #define TESKD_REQUIRES(...) TESKD_ATTRIBUTE(requires_capability(__VA_ARGS__))
+#define TESKD_REQUIRES_SHARED(...) TESKD_ATTRIBUTE(requires_shared_capability(__VA_ARGS__))
+#define TESKD_ACQUIRE_SHARED(...) TESKD_ATTRIBUTE(acquire_shared_capability(__VA_ARGS__))
+#define TESKD_RELEASE_SHARED(...) TESKD_ATTRIBUTE(release_shared_capability(__VA_ARGS__))
 #define TESKD_ACQUIRE(...) TESKD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define TESKD_RELEASE(...) TESKD_ATTRIBUTE(release_capability(__VA_ARGS__))
 // For the layer that implements locking itself, and for locks that may be held already (recursion).

@@ -2,9 +2,9 @@
 
 #include <list>
 
-#include "core/Exception.h"
 #include "core/Text.h"
 #include "tesk/TeskController.h"
+#include "tesk/TeskMaster.h"
 
 namespace teskd {
 
@@ -12,28 +12,20 @@ namespace {
 
 constexpr std::size_t NAME_SIZE = 11;
 
-std::string record(TeskController& controller, const std::string& name) {
-    int port = 0;
-    bool known = false;
-    try {
-        port = controller.get_port(name);
-        known = controller.is_connected(name);
-    } catch (const UnknownCodeIdException&) {
-        // Renamed since the machines were listed: shown under the name it had, as not known.
-    }
-    std::string bytes = text::zeroFilled(name, NAME_SIZE);
-    bytes.push_back(static_cast<char>(port));
+std::string record(const TeskMaster& machine) {
+    std::string bytes = text::zeroFilled(machine.get_identity(), NAME_SIZE);
+    bytes.push_back(static_cast<char>(machine.get_port()));
     bytes.push_back(0);
-    bytes.push_back(known ? 0 : 1);
+    bytes.push_back(machine.is_connected() ? 0 : 1);
     return bytes;
 }
 
 }  // namespace
 
 void DornPacketType8::offer_to_controller(TeskController& controller) {
-    const std::list<std::string> names = controller.get_identities();
-    std::string body(1, static_cast<char>(names.size()));
-    for (const std::string& name : names) body += record(controller, name);
+    const std::list<TeskMaster*> machines = controller.get_machines();
+    std::string body(1, static_cast<char>(machines.size()));
+    for (const TeskMaster* const machine : machines) body += record(*machine);
     set_frame_body(body);
     notifyCompleted();
 }

@@ -8,7 +8,7 @@
 namespace teskd {
 
 TeskController::TeskController() {
-    const SynchronizedLock lock(namesLock_);
+    const WriteLock lock(namesLock_);
     try {
         for (const int port : ZqConfig::get_async_ports()) create_master(port);
     } catch (const IOException& e) {
@@ -35,7 +35,7 @@ void TeskController::shut_down() {
 }
 
 TeskMaster& TeskController::find(const std::string& identifier) {
-    const SynchronizedLock lock(namesLock_);
+    const ReadLock lock(namesLock_);
     const std::string fixed_name = registered(identifier);
     if (fixed_name.empty()) throw UnknownCodeIdException(identifier);
     return masters_.at(fixed_name);
@@ -82,7 +82,7 @@ int TeskController::get_port(const std::string& identifier) {
 }
 
 std::list<std::string> TeskController::get_identities() {
-    const SynchronizedLock lock(namesLock_);
+    const ReadLock lock(namesLock_);
     std::list<std::string> identities;
     for (const auto& [name, master] : masters_) identities.push_back(master.get_identity());
     return identities;
@@ -94,11 +94,16 @@ std::list<TeskMaster*> TeskController::get_machines() {
     return machines;
 }
 
+void TeskController::rename(const std::string& old_identifier, const std::string& new_identifier) {
+    const WriteLock lock(namesLock_);
+    move_name(old_identifier, new_identifier);
+}
+
 // An emptied registration and an absent one mean the same, so the old one is erased: CodeIds that
 // come and go do not pile up. It goes last: where memory ends before, the machine still has a name
 // and the next answer renames it.
-void TeskController::rename(const std::string& old_identifier, const std::string& new_identifier) {
-    const SynchronizedLock lock(namesLock_);
+void TeskController::move_name(const std::string& old_identifier,
+                               const std::string& new_identifier) {
     const std::string winner = registered(old_identifier);
     if (winner.empty()) throw UnknownCodeIdException(old_identifier);
     const std::string displaced = registered(new_identifier);
@@ -114,9 +119,9 @@ void TeskController::rename(const std::string& old_identifier, const std::string
 
 void TeskController::bind(TeskMaster& master, const std::string& code_id) {
     if (master.get_identity() == code_id) return;  // as nearly always; no line waits for another
-    const SynchronizedLock lock(namesLock_);
+    const WriteLock lock(namesLock_);
     const std::string identity = master.get_identity();
-    if (identity != code_id) rename(identity, code_id);
+    if (identity != code_id) move_name(identity, code_id);
 }
 
 }  // namespace teskd

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "core/Synchronized.h"
+#include "core/ReadWriteLock.h"
 #include "tesk/TeskMaster.h"
 
 namespace teskd {
@@ -15,7 +15,8 @@ namespace teskd {
 // its first answer, by its CodeId from then on.
 //
 // Owner: the application objects. Threads: any; the set of masters is fixed after construction.
-// Locks: namesLock_, taken before a master's name and never while a packet is handed over.
+// Locks: namesLock_, taken before a master's name and never while a packet is handed over. Requests
+// look names up side by side; only a rename waits for them.
 // Errors: an operation that takes an identifier throws UnknownCodeIdException, and nothing else,
 // for one that is not registered.
 class TeskController {
@@ -63,13 +64,15 @@ class TeskController {
   private:
     void create_master(int port) TESKD_REQUIRES(namesLock_);
     // The fixed name registered for the identifier, empty for none.
-    std::string registered(const std::string& identifier) const TESKD_REQUIRES(namesLock_);
+    std::string registered(const std::string& identifier) const TESKD_REQUIRES_SHARED(namesLock_);
+    void move_name(const std::string& old_identifier, const std::string& new_identifier)
+        TESKD_REQUIRES(namesLock_);
     void assign(const std::string& identifier, const std::string& fixed_name)
         TESKD_REQUIRES(namesLock_);
 
     std::map<std::string, TeskMaster> masters_;                              // by fixed name
     std::map<std::string, std::string> names_ TESKD_GUARDED_BY(namesLock_);  // to fixed name
-    Synchronized namesLock_;
+    ReadWriteLock namesLock_;
 };
 
 }  // namespace teskd

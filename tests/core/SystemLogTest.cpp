@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 #include "core/SystemLog.h"
 #include "net/DescriptorLimit.h"
@@ -45,6 +47,11 @@ std::string receive(const UniqueFd& fd) {
 
 class SystemLogTest : public testing::Test {
   protected:
+    static std::vector<std::jthread> fourThreads(const std::function<void()>& work) {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 4; ++i) threads.emplace_back(work);
+        return threads;
+    }
     std::string process() const { return std::to_string(::getpid()); }
 
     TempDir directory_;
@@ -148,6 +155,36 @@ TEST_F(SystemLogTest, ASlowLogLosesNothing) {
     for (int i = 0; i < 5000; ++i) log_.write(kWarning, "line");
     EXPECT_TRUE(socket.waitForCount("line", 5000));
     EXPECT_EQ(0U, socket.count("lost"));
+}
+
+TEST_F(SystemLogTest, LinesOfManyThreadsAllArrive) {
+    LogSocket socket(path_);
+    log_.open("gateway", false);
+    {
+        const auto writers = fourThreads([this] {
+            for (int line = 0; line < 500; ++line) log_.write(kWarning, "line");
+        });
+    }
+    EXPECT_TRUE(socket.waitForCount("line", 2000));
+    EXPECT_EQ(0U, socket.count("lost"));
+}
+
+TEST_F(SystemLogTest, ThreadsLogOnWhileTheLogComesAndGoes) {
+    log_.open("gateway", false);
+    std::atomic<bool> over{false};
+    {
+        const auto writers = fourThreads([&] {
+            while (!over) log_.write(kWarning, "line");
+        });
+        for (int i = 0; i < 20; ++i) {
+            LogSocket socket(path_);
+            EXPECT_TRUE(socket.waitFor("line"));
+        }
+        over = true;
+    }
+    LogSocket socket(path_);
+    log_.write(kWarning, "last");
+    EXPECT_TRUE(socket.waitFor("last"));
 }
 
 // Each line would wait for most of half a second, without an end.
