@@ -16,7 +16,7 @@ struct Parser {
     std::string section = FIRST_SECTION;
     unsigned line = 0;
 
-    void header(const std::string& token) {
+    void header(std::string_view token) {
         if (token.back() == ']') {
             section = token;
         } else {
@@ -25,10 +25,10 @@ struct Parser {
     }
 
     // The header test comes first for every token, so a value in brackets is a header as well.
-    void tokens(const std::string& text) {
+    void tokens(std::string_view text) {
         ++line;
         std::string pendingKey;
-        for (const std::string& token : text::splitDroppingEmpty(text, "=")) {
+        for (const std::string_view token : text::splitDroppingEmpty(text, "=")) {
             if (token.front() == '[') {
                 header(token);
             } else if (pendingKey.empty()) {
@@ -45,7 +45,7 @@ struct Parser {
 
 void IniFormat::parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError) {
     Parser parser{map, onSyntaxError};
-    for (const std::string& line : text::splitDroppingEmpty(text, "\n")) parser.tokens(line);
+    for (const std::string_view line : text::splitDroppingEmpty(text, "\n")) parser.tokens(line);
 }
 
 std::string IniFormat::format(const Map& map) {

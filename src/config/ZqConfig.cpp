@@ -83,10 +83,11 @@ void ZqConfig::write_file(const std::string& path, const Map& map) {
     Log::write(Log::WARNING, "ZqConfig: Cannot write %s: %s", path.c_str(), std::strerror(errno));
 }
 
-std::string ZqConfig::value_of(const std::string& key) {
+const std::string& ZqConfig::value_of(const std::string& key) {
+    static const std::string absent;
     const ZqConfig& config = getConfig();
     const auto found = config.find(key);
-    return found == config.end() ? std::string() : found->second;
+    return found == config.end() ? absent : found->second;
 }
 
 bool ZqConfig::is_tesk_enabled() {
@@ -115,7 +116,8 @@ std::list<std::string> ZqConfig::pair_endpoints(const std::string& addressList,
 }
 
 std::vector<std::string> ZqConfig::split_list(const std::string& list) {
-    return text::splitDroppingEmpty(list, LIST_SEPARATORS);
+    const auto items = text::splitDroppingEmpty(list, LIST_SEPARATORS);
+    return {items.begin(), items.end()};
 }
 
 std::vector<int> ZqConfig::get_async_ports() {

@@ -91,7 +91,8 @@ class ZqConfig : public std::map<std::string, std::string> {
 
   private:
     void write_software_update_file() const;
-    static std::string value_of(const std::string& key);
+    // Empty for an absent key; a view for as long as the store does not change.
+    static const std::string& value_of(const std::string& key);
     static int port_setting(int n, const char* name);
 };
 

@@ -7,12 +7,13 @@
 
 namespace teskd::text {
 
-std::vector<std::string> splitDroppingEmpty(std::string_view text, std::string_view separators) {
-    std::vector<std::string> pieces;
+std::vector<std::string_view> splitDroppingEmpty(std::string_view text,
+                                                 std::string_view separators) {
+    std::vector<std::string_view> pieces;
     std::size_t start = 0;
     while ((start = text.find_first_not_of(separators, start)) != std::string_view::npos) {
         const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
-        pieces.emplace_back(text.substr(start, end - start));
+        pieces.push_back(text.substr(start, end - start));
         start = end;
     }
     return pieces;

@@ -10,11 +10,13 @@
 
 namespace teskd::text {
 
-// The pieces between any of the separator characters; empty pieces are dropped.
-std::vector<std::string> splitDroppingEmpty(std::string_view text, std::string_view separators);
+// The pieces between any of the separator characters; empty pieces are dropped. They are views into
+// the text.
+std::vector<std::string_view> splitDroppingEmpty(std::string_view text,
+                                                 std::string_view separators);
 
-// The fields between single separators, empty fields kept, so that positions count.
-// An empty text has no field.
+// The fields between single separators, empty fields kept, so that positions count: views into the
+// text. An empty text has no field.
 std::vector<std::string_view> splitFields(std::string_view text, char separator);
 
 // The text without leading and trailing characters of the set.
