@@ -19,14 +19,8 @@
 #include "core/Text.h"
 #include "core/Timer.h"
 #include "dorn/Dorn.h"
-#include "dorn/DornPacketType1.h"
-#include "dorn/DornPacketType2.h"
-#include "dorn/DornPacketType3.h"
-#include "dorn/DornPacketType4.h"
-#include "dorn/DornPacketType5.h"
-#include "dorn/DornPacketType6.h"
-#include "dorn/DornPacketType7.h"
-#include "dorn/DornPacketType8.h"
+#include "dorn/DornPacket.h"
+#include "dorn/FrameReader.h"
 #include "fuzz/Fuzzer.h"
 #include "fuzz/ParkedMachines.h"
 #include "fuzz/Pieces.h"
@@ -53,27 +47,6 @@ constexpr std::uint8_t REGULAR = 0x81;
 constexpr std::uint8_t FAILED = 0xAB;
 constexpr std::uint8_t UNKNOWN = 0xFD;
 constexpr std::uint8_t TIMED_OUT = 0xFE;
-
-DornPacket* createRequest(int type) {
-    switch (type) {
-        case 1:
-            return new DornPacketType1;
-        case 2:
-            return new DornPacketType2;
-        case 3:
-            return new DornPacketType3;
-        case 4:
-            return new DornPacketType4;
-        case 5:
-            return new DornPacketType5;
-        case 6:
-            return new DornPacketType6;
-        case 7:
-            return new DornPacketType7;
-        default:
-            return new DornPacketType8;
-    }
-}
 
 // Machines by their number, and a connection for the one request that it answers itself.
 struct World {
@@ -134,7 +107,7 @@ class Exchange {
         : machines_(machines),
           type_(type),
           host_(static_cast<std::uint8_t>(type)),
-          request_(std::in_place, createRequest(type)) {
+          request_(std::in_place, FrameReader::create_packet(type)) {
         read(body);
         (*request_)->addListener(&host_);
         (*request_)->carry(pending_);

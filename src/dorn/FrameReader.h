@@ -34,6 +34,9 @@ class FrameReader {
     // the functions throw
     void serve_frame();
 
+    // A new packet for what a frame's type byte asks for, or null for a type that nobody knows.
+    static DornPacket* create_packet(int type);
+
   private:
     using Header = std::array<char, dornframe::HEADER_SIZE>;
 
@@ -42,9 +45,6 @@ class FrameReader {
     // Reads the packet whose header was peeked and dispatches it.
     void receive(int type);
     void hold_junk(const Exception& problem);
-
-    // A packet of the type, or null for none.
-    static DornPacket* create_packet(int type);
 
     BufferedInputStream& input_;
     Dispatch dispatch_;
