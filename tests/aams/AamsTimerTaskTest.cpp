@@ -281,6 +281,17 @@ class AamsTimes : public testing::Test {
         engine.board.answer(0, payload(text));
         ASSERT_TRUE(engine.clock.awaitSleeper());  // the timer has seen the new times
     }
+    // Whatever was due runs once, and the next pass comes three minutes later.
+    void expectOneOfEachAndTheNextPassInTime() {
+        after(1);
+        EXPECT_EQ(1U, passes());
+        EXPECT_EQ(2U, questions());
+        after(3 * kMinute - 1);
+        EXPECT_EQ(1U, passes());
+        after(2);
+        EXPECT_EQ(2U, passes());
+        EXPECT_EQ(2U, questions());
+    }
     std::size_t passes() const { return log.count(polled("ZA000000001")); }
     std::size_t questions() const { return engine.board.bodies(1).size(); }
 
@@ -358,27 +369,13 @@ TEST_F(AamsTimes, AClockSetBackRunsBothTasksAtTheNextPass) {
     // After its sleep the timer finds out, and that everything is due a moment later.
     engine.clock.advance(1'000'000);
     ASSERT_TRUE(eventually([&] { return engine.clock.readings() > before + 5; }));
-    after(1);
-    EXPECT_EQ(1U, passes());
-    EXPECT_EQ(2U, questions());
-    after(3 * kMinute - 1);
-    EXPECT_EQ(1U, passes());
-    after(2);
-    EXPECT_EQ(2U, passes());
-    EXPECT_EQ(2U, questions());
+    expectOneOfEachAndTheNextPassInTime();
 }
 
 TEST_F(AamsTimes, AClockSetForwardRunsEachDueTaskOnce) {
     start();
     engine.clock.step(24 * 60 * kMinute);
-    after(1);
-    EXPECT_EQ(1U, passes());
-    EXPECT_EQ(2U, questions());
-    after(3 * kMinute - 1);
-    EXPECT_EQ(1U, passes());
-    after(2);
-    EXPECT_EQ(2U, passes());
-    EXPECT_EQ(2U, questions());
+    expectOneOfEachAndTheNextPassInTime();
 }
 
 TEST_F(AamsTimes, AFailingReportOfAPassIsLoggedAndThePassesGoOn) {
