@@ -54,7 +54,7 @@ ExitStatus present(const Frame& frame, const Settings& settings) {
 
 ExitStatus ask(const Settings& settings, int code, const std::string& text) {
     Dialogue dialogue(settings.host, settings.timeout.value_or(Settings::kShort));
-    const Answers answers = dialogue.ask(Request::aams(code, text), Dialogue::Scope::OneFrame);
+    const Answers answers = dialogue.ask(Request::aams(code, text), Scope::OneFrame);
     if (answers.regular.empty()) return answers.report();
     return present(answers.regular.front(), settings);
 }

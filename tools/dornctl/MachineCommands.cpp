@@ -9,7 +9,6 @@
 namespace dornctl {
 
 using namespace teskhost;
-using Scope = Dialogue::Scope;
 
 namespace {
 

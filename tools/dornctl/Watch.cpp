@@ -43,7 +43,8 @@ class Watch {
     // The gateway may be started anew meanwhile, so every question has a connection of its own.
     MachinesAnswer question() const {
         Dialogue dialogue(settings_.host, settings_.timeout.value_or(kPatience));
-        const Answers answers = dialogue.ask(Request::machines(), Dialogue::Scope::OneFrame);
+        const Answers answers = dialogue.ask(Request::machines(), Scope::OneFrame);
+        answers.requireAll();
         if (answers.regular.empty()) throw LinkError("the gateway does not list its machines");
         return answers.decode<MachinesAnswer>().front();
     }
