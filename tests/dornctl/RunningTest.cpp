@@ -1,11 +1,13 @@
 // The subcommands that run until they are ended, and what a terminal shows.
 
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "dornctl/Dornctl.h"
 #include "gateway/AamsDialogue.h"
 #include "gateway/Gateway.h"
+#include "support/Listener.h"
 #include "support/TempDir.h"
 
 namespace teskd::test {
@@ -115,6 +117,16 @@ TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
               timeless(tool.standardOutput()));
     expectCleanEnd(tool, SIGINT);
     EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(DornctlWatch, EndsWhileTheGatewayOwesItAnAnswer) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Listener silent;
+        ChildProcess tool(dornctlCommand(silent.port(), {"watch", "--timeout", "86400000"}));
+        const Connection connection = silent.accept();
+        expectCleanEnd(tool, signal);
+        EXPECT_EQ("", tool.standardError());
+    }
 }
 
 // "script" gives the tool a terminal.

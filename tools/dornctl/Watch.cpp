@@ -42,6 +42,7 @@ class Watch {
   private:
     // The gateway may be started anew meanwhile, so every question has a connection of its own.
     MachinesAnswer question() const {
+        const EndSignals::AtOnce atOnce;  // nothing is half printed here
         Dialogue dialogue(settings_.host, settings_.timeout.value_or(kPatience));
         const Answers answers = dialogue.ask(Request::machines(), Scope::OneFrame);
         answers.requireAll();
