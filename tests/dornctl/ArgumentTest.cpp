@@ -71,6 +71,13 @@ TEST(DornctlArguments, HelpHasExamples) {
     EXPECT_THAT(printed.output, HasSubstr("dornctl --json meters ZA000000001"));
 }
 
+TEST(DornctlArguments, HelpAndManualTellWhichParameterDependsOnAnother) {
+    EXPECT_THAT(dornctl({"set-parameters", "--help"}).output,
+                testing::ContainsRegex("without effect +unless --report is yes"));
+    EXPECT_THAT(readFile(DORNCTL_DIRECTORY "/dornctl.1"),
+                HasSubstr("has no effect\nunless\n.Fl -report\nis\n.Cm yes"));
+}
+
 TEST(DornctlArguments, ManualAndCompletionKnowEverySubcommand) {
     const std::string help = dornctl({"--help"}).output;
     std::istringstream lines(help.substr(help.find("Subcommands:")));

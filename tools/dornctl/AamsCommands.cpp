@@ -99,7 +99,8 @@ void declareSetParameters(CLI::App& app, Action& chosen) {
         ->type_name("yes|no");
     command
         .add_option("--report-unanswered", given->unanswered,
-                    "Whether passes that nobody answered are reported too")
+                    "Whether passes that nobody answered are reported too; without effect unless "
+                    "--report is yes")
         ->required()
         ->check(arguments::yesOrNo)
         ->type_name("yes|no");
