@@ -65,8 +65,8 @@ std::string describe(Machine& machine) {
     text << (machine.isRunning() ? "running" : "stopped") << " port=" << machine.port()
          << " code-id=" << machine.codeId()
          << (machine.journal().isConnected() ? " connected" : " alone")
-         << " requests=" << machine.journal().requests().size()
-         << " acknowledged=" << machine.journal().acknowledgements().size();
+         << " requests=" << machine.journal().requestCount()
+         << " acknowledged=" << machine.journal().acknowledgementCount();
     return text.str();
 }
 
