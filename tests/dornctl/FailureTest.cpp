@@ -163,6 +163,23 @@ TEST(DornctlFailure, PagesThatCameAreNotLostIfNoMoreComes) {
         testing::EndsWith(": no complete answer came in time; what follows page 1 is missing\n"));
 }
 
+TEST(DornctlFailure, OutputThatIsNotTakenIsStatus1) {
+    Gateway gateway(1);
+    gateway.startKnown();
+    for (const char* arguments : {"machines", "--json meters", "parameters",
+                                  "watch --interval 86400000", "watch --json --count 2"}) {
+        ChildProcess::Options options;
+        options.command = {"sh", "-c",
+                           std::string(DORNCTL) +
+                               " --host 127.0.0.1:" + std::to_string(gateway.daemon().port()) +
+                               " " + arguments + " > /dev/full"};
+        ChildProcess tool(options);
+        EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code) << arguments;
+        EXPECT_EQ("dornctl: the output is not taken\n", tool.standardError()) << arguments;
+    }
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
 TEST(DornctlFailure, AnAnswerThatIsNotUnderstoodIsStatus1) {
     Listener gateway;
     ChildProcess tool(dornctlCommand(gateway.port(), {"version"}));

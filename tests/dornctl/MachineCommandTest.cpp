@@ -289,6 +289,14 @@ TEST_F(MachineCommand, TimesOfEveryMachineComeInOneTableOrOfOneAlone) {
               output({"times", "A", "B", "ZA000000001", "--json"}));
 }
 
+TEST_F(MachineCommand, NumbersAreDecimalAlsoWithZerosInFront) {
+    gateway_.machine(1).journal().clear();
+    output({"value", "0120", "ZA000000001"});
+    output({"list-by-numbers", "010", "0065", "ZA000000001"});
+    EXPECT_EQ("10~65", gateway_.machine(1).journal().waitForRequest(119)->payload);
+    EXPECT_TRUE(gateway_.machine(1).journal().waitForRequest(120).has_value());
+}
+
 // The frames number their pages with 8 bits.
 TEST(DornctlPages, MoreThan255OfSeveralMachinesAreJoined) {
     constexpr std::size_t kMachines = 4;

@@ -92,7 +92,7 @@ void declareSetParameters(CLI::App& app, Action& chosen) {
                                 kSetParameters, [given] { return given->text(); });
     command.add_option("--every", given->every, "Minutes between two polling passes")
         ->required()
-        ->check(CLI::Range(0, kMostMinutes));
+        ->transform(arguments::number(0, kMostMinutes));
     command.add_option("--report", given->report, "Whether passes are reported")
         ->required()
         ->check(arguments::yesOrNo)
@@ -106,7 +106,7 @@ void declareSetParameters(CLI::App& app, Action& chosen) {
         ->type_name("yes|no");
     command.add_option("--first", given->first, "Minutes from start to the first polling pass")
         ->required()
-        ->check(CLI::Range(0, kMostMinutes));
+        ->transform(arguments::number(0, kMostMinutes));
     command.footer(
         "Example:\n  dornctl set-parameters --every 5 --report yes --report-unanswered no "
         "--first 2");
