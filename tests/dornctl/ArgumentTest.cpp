@@ -116,6 +116,14 @@ TEST(DornctlArguments, CompletionOffersWhatMayFollow) {
     EXPECT_EQ("--parameters\n", completionOf("dornctl --json listen --pa"));
     EXPECT_EQ("yes no\n", completionOf("dornctl set-parameters --report ''"));
     EXPECT_EQ("\n", completionOf("dornctl --host 127"));
+    // Words as bash splits them.
+    EXPECT_EQ("\n", completionOf("dornctl --host 127.0.0.1 : ''"));
+    EXPECT_EQ("\n", completionOf("dornctl --host 127.0.0.1 :"));
+    EXPECT_EQ("meters\n", completionOf("dornctl --host 127.0.0.1 : 5001 me"));
+    EXPECT_EQ("meters\n", completionOf("dornctl --host = 127.0.0.1 : 5001 me"));
+    EXPECT_EQ("yes\n", completionOf("dornctl set-parameters --report = y"));
+    EXPECT_EQ("yes no\n", completionOf("dornctl set-parameters --report ="));
+    EXPECT_EQ("\n", completionOf("dornctl raw watch --int"));
 }
 
 }  // namespace

@@ -297,6 +297,18 @@ TEST_F(MachineCommand, NumbersAreDecimalAlsoWithZerosInFront) {
     EXPECT_TRUE(gateway_.machine(1).journal().waitForRequest(120).has_value());
 }
 
+TEST_F(MachineCommand, PagesWithoutEntriesAndEntriesWithoutValuesAreShown) {
+    answers(1).setBody(117, "");
+    answers(2).setBody(117, "OPENDOOR~");
+    const std::string times = output({"times", "A", "B"});
+    EXPECT_NE(std::string::npos, times.find("1 of 2  dd.mm.yy")) << times;
+    EXPECT_NE(std::string::npos, times.find("2 of 2  dd.mm.yy")) << times;
+    EXPECT_NE(std::string::npos, times.find("OPENDOOR")) << times;
+    answers(1).setBody(119, "ERRORS~~RESETS~01:5");
+    const std::string list = output({"list-by-numbers", "1", "2", "ZA000000001"});
+    EXPECT_NE(std::string::npos, list.find("ERRORS\nRESETS       1      5\n")) << list;
+}
+
 // The frames number their pages with 8 bits.
 TEST(DornctlPages, MoreThan255OfSeveralMachinesAreJoined) {
     constexpr std::size_t kMachines = 4;
