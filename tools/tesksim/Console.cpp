@@ -12,15 +12,16 @@ namespace {
 
 using Action = std::function<void(Machine&, const std::string&)>;
 
-unsigned wholeNumber(const std::string& text) {
-    unsigned value = 0;
+template <typename Number>
+Number wholeNumber(const std::string& text) {
+    Number value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc() && end == text.data() + text.size()) return value;
     throw std::invalid_argument("a whole number is wanted");
 }
 
 std::chrono::milliseconds milliseconds(const std::string& text) {
-    return std::chrono::milliseconds(wholeNumber(text));
+    return std::chrono::milliseconds(wholeNumber<unsigned>(text));
 }
 
 // An action that changes the machine's faults.
@@ -30,6 +31,14 @@ Action fault(const std::function<void(Faults&, const std::string&)>& change) {
         change(faults, argument);
         machine.setFaults(faults);
     };
+}
+
+void setCodeId(Machine& machine, const std::string& text) {
+    constexpr std::size_t kSize = 11;
+    if (text.empty() || text.size() > kSize) {
+        throw std::invalid_argument("1 to 11 characters are wanted");
+    }
+    machine.setCodeId(text);
 }
 
 void setBody(Machine& machine, const std::string& argument) {
@@ -46,7 +55,7 @@ const std::map<std::string, Action>& actions() {
         {"start", [](Machine& machine, Text) { machine.start(); }},
         {"stop", [](Machine& machine, Text) { machine.stop(); }},
         {"ok", [](Machine& machine, Text) { machine.clearFaults(); }},
-        {"code-id", [](Machine& machine, Text text) { machine.setCodeId(text); }},
+        {"code-id", setCodeId},
         {"disconnect", [](Machine& machine, Text) { machine.disconnect(); }},
         {"body", setBody},
         {"silent", fault([](Faults& faults, Text) { faults.silent = true; })},
@@ -54,8 +63,10 @@ const std::map<std::string, Action>& actions() {
         {"deaf", fault([](Faults& faults, Text) { faults.deaf = true; })},
         {"slow", fault([](Faults& faults, Text text) { faults.delay = milliseconds(text); })},
         {"dribble", fault([](Faults& faults, Text text) { faults.dribble = milliseconds(text); })},
-        {"length", fault([](Faults& faults, Text text) { faults.lengthError = std::stoi(text); })},
-        {"cut", fault([](Faults& faults, Text text) { faults.closeAfter = wholeNumber(text); })},
+        {"length",
+         fault([](Faults& faults, Text text) { faults.lengthError = wholeNumber<int>(text); })},
+        {"cut",
+         fault([](Faults& faults, Text text) { faults.closeAfter = wholeNumber<unsigned>(text); })},
     };
     return table;
 }
