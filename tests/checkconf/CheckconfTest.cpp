@@ -216,6 +216,15 @@ TEST_F(Checkconf, KeysThatAreSetTwiceInOneFileAreFound) {
         findings("ZQ_MODEL=a\n[AAMS]\n[INTERNAL]\nZQ_MODEL=b\nZQ_MODEL=b\n"));
 }
 
+// As a loss of power may leave a file.
+TEST_F(Checkconf, ZeroBytesAreFound) {
+    using namespace std::string_literals;
+    EXPECT_EQ("/etc/tesk_v2.ini:2: 3 zero bytes from this line on: the file is damaged\n",
+              findings("TESKv2_ENABLE=true\n\0\0\n\0"s));
+    EXPECT_EQ("/etc/tesk_v2.ini:1: 1 zero byte from this line on: the file is damaged\n",
+              findings("\0\n"s));
+}
+
 TEST_F(Checkconf, BracketsQuotesAndByteOrderMarksAreFound) {
     EXPECT_EQ(
         R"json(/etc/tesk_v2.ini:1: byte order mark at the start of the file: it belongs to the first line, and spoils a header

@@ -79,10 +79,22 @@ void Settings::readText(const std::string& file, const std::string& text) {
         if (line.back() == '\r' && returns++ == 0) firstReturn.line = place.line;
         readLine(reader, line, place);
     }
+    checkZeros(file, text);
     if (returns == 0) return;
     find(firstReturn, "carriage return at the end of " + std::to_string(returns) +
                           (returns == 1 ? " line" : " lines") +
                           ": it becomes part of the value, and spoils a header");
+}
+
+void Settings::checkZeros(const std::string& file, const std::string& text) {
+    const std::size_t first = text.find('\0');
+    if (first == std::string::npos) return;
+    const auto start = text.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto line = 1 + std::count(text.begin(), start, '\n');
+    const auto zeros = std::count(start, text.end(), '\0');
+    find({file, static_cast<unsigned>(line)}, std::to_string(zeros) +
+                                                  (zeros == 1 ? " zero byte" : " zero bytes") +
+                                                  " from this line on: the file is damaged");
 }
 
 void Settings::readLine(LineReader& reader, const std::string& text, const Place& place) {

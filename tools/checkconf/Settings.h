@@ -37,6 +37,7 @@ class Settings {
 
   private:
     void readText(const std::string& file, const std::string& text);
+    void checkZeros(const std::string& file, const std::string& text);
     void readLine(LineReader& reader, const std::string& text, const Place& place);
     void store(const std::string& key, const Setting& setting);
     void checkSection(const std::string& section, const Place& place);
