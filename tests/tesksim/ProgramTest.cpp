@@ -114,9 +114,9 @@ TEST(TesksimProgram, BadArgumentsAndScenariosAreStatus2) {
     EXPECT_FALSE(std::filesystem::is_symlink(file + ".tty"));
     ChildProcess program(tesksim({"--scenario", file}));
     ASSERT_TRUE(program.waitForExit().has_value());
-    EXPECT_EQ(
-        "tesksim: " + file + ": machines[0].port: a whole number from 0 to 65535 is expected\n",
-        program.standardError());
+    EXPECT_EQ("tesksim: " + file +
+                  ": line 1: machines[0].port: a whole number from 0 to 65535 is expected\n",
+              program.standardError());
 }
 
 TEST(TesksimProgram, TellsWhatWasExpectedOfAnArgument) {
