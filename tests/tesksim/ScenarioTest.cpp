@@ -105,6 +105,10 @@ TEST(Scenario, TellsTheLineOfAMistake) {
               problemOf("{\"machines\": [{\n\"port\": 1,\n\"port\": 2}]}"));
 }
 
+TEST(Scenario, DeepNestingIsRefused) {
+    EXPECT_THAT(problemOf(std::string(100000, '[')), testing::EndsWith("[0]: nested too deeply"));
+}
+
 TEST(Scenario, AFileWithoutAnEndIsRefused) {
     try {
         Scenario::load("/dev/zero");

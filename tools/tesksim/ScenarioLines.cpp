@@ -13,6 +13,8 @@ namespace {
 
 using nlohmann::json;
 
+constexpr std::size_t kDeepest = 16;  // more than anything in a scenario
+
 // What JSON's parser says, without the name of its exception.
 std::string withoutName(const std::string& problem) {
     const std::size_t end = problem.find("] ");
@@ -80,6 +82,7 @@ class Follower : public json::json_sax_t {
 
     bool enter(bool isArray) {
         value();
+        if (levels_.size() == kDeepest) throw ScenarioError(place_ + ": nested too deeply");
         levels_.push_back({place_, isArray});
         return true;
     }
