@@ -124,6 +124,8 @@ TEST(TesksimProgram, TellsWhatWasExpectedOfAnArgument) {
         {{"--port", "x"}, "--port: Value x not in range 0 to 65535"},
         {{"--silent", "x"}, "--silent: Value x not in range 1 to 99"},
         {{"--seed", "x"}, "--seed: Value x not in range 0 to 4294967295"},
+        {{"--command", "bogus"}, "error: bogus: no such command"},
+        {{"--command", "show"}, "error: show: no such machine"},
         {{"--command", "length 1 abc"}, "error: length 1 abc: a whole number is wanted"},
         {{"--command", "length 1 99999999999"}, "a whole number is wanted"},
         {{"--command", "code-id 1"}, "1 to 11 characters are wanted"}};

@@ -10,6 +10,8 @@ namespace tesksim {
 
 namespace {
 
+constexpr char kShow[] = "show";
+
 using Action = std::function<void(Machine&, const std::string&)>;
 
 template <typename Number>
@@ -103,6 +105,9 @@ std::string Console::execute(const std::string& line) {
         return "bye";
     }
     try {
+        if (verb != kShow && actions().count(verb) == 0) {
+            throw std::invalid_argument("no such command");
+        }
         return command(verb, machineNumber(number), argument);
     } catch (const std::exception& e) {
         return kError + line + ": " + e.what();
@@ -111,10 +116,8 @@ std::string Console::execute(const std::string& line) {
 
 std::string Console::command(const std::string& verb, Machine& machine,
                              const std::string& argument) {
-    if (verb == "show") return describe(machine);
-    const auto found = actions().find(verb);
-    if (found == actions().end()) throw std::invalid_argument("no such command");
-    found->second(machine, argument);
+    if (verb == kShow) return describe(machine);
+    actions().at(verb)(machine, argument);
     return "ok";
 }
 
