@@ -156,17 +156,82 @@ TEST_F(Checkconf, ValuesThatDoNotConvertAreFound) {
 /etc/tesk_v2.ini:2: [INTERNAL] MAC_ADDR_eth0: "00:11" is no hardware address of six pairs of digits
 /etc/tesk_v2.ini:4: [AAMS] TMP_APP_COLLEGATI: "0" is no number from 1 to 71582; it is taken for 1
 /etc/tesk_v2.ini:5: [AAMS] TMP_APP_ACCENSIONE: "2x" is no number from 0 to 71582; it is taken for 2
-/etc/tesk_v2.ini:6: [AAMS] INVIO_APP_COLLEGATI: "yes" is no number from 0 to 2147483647; it is taken for 0
+/etc/tesk_v2.ini:6: [AAMS] INVIO_APP_COLLEGATI: "yes" is no number from 0 to 1; it is taken for 0
 /etc/tesk_v2.ini:8: [RICH_ORA] TOUT_ORA: "-1" is no number from 1 to 4294967; the date is asked for at the start alone
 /etc/tesk_v2.ini:10: [PORT_ASYNC1] BAUDRATE: "fast" is no number from 1 to 2147483647
 /etc/tesk_v2.ini:11: [PORT_ASYNC1] DATASIZE: "NONE" is no number from 5 to 8
-/etc/tesk_v2.ini:12: [PORT_ASYNC1] PARITY: "8N" is no number for this setting
+/etc/tesk_v2.ini:12: [PORT_ASYNC1] PARITY: "8N" is no parity from 1 to 5
 /etc/tesk_v2.ini:13: [PORT_ASYNC1] TCP_PORT: "70000" is no port number from 1 to 65535
 )json",
         findings("TESKv2_ENABLE=yes\nMAC_ADDR_eth0=00:11\n[AAMS]\nTMP_APP_COLLEGATI=0\n"
                  "TMP_APP_ACCENSIONE=2x\nINVIO_APP_COLLEGATI=yes\n[RICH_ORA]\nTOUT_ORA=-1\n"
                  "[PORT_ASYNC1]\nBAUDRATE=fast\nDATASIZE=NONE\nPARITY=8N\nTCP_PORT=70000\n"
                  "[PORT_ASYNC9]\nPARITY=never used\n"));
+}
+
+TEST_F(Checkconf, LineSettingsThatMeanSomethingElseAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:2: [PORT_ASYNC1] PARITY: "SPACE" is taken for MARK; 5 stands for space parity
+/etc/tesk_v2.ini:3: [PORT_ASYNC1] FLOWCONTROL: "MARK" is no flow control; it is sent as 4, and the line keeps the one it has
+/etc/tesk_v2.ini:4: [PORT_ASYNC1] DATASIZE: "+8" is no number from 5 to 8
+/etc/tesk_v2.ini:6: [PORT_ASYNC2] PARITY: "CTS/RTS" is no parity; it is taken for EVEN
+/etc/tesk_v2.ini:7: [PORT_ASYNC2] FLOWCONTROL: "ODD" is no flow control; it is taken for XON/XOFF
+/etc/tesk_v2.ini:9: [PORT_ASYNC3] PARITY: "260" is no parity from 1 to 5
+/etc/tesk_v2.ini:10: [PORT_ASYNC3] FLOWCONTROL: "5" is no flow control from 1 to 3
+/etc/tesk_v2.ini:13: [PORT_ASYNC4] FLOWCONTROL: "none" is no line setting
+)json",
+        findings("[PORT_ASYNC1]\nPARITY=SPACE\nFLOWCONTROL=MARK\nDATASIZE=+8\n"
+                 "[PORT_ASYNC2]\nPARITY=CTS/RTS\nFLOWCONTROL=ODD\n"
+                 "[PORT_ASYNC3]\nPARITY=260\nFLOWCONTROL=5\n"
+                 "[PORT_ASYNC4]\nPARITY=5\nFLOWCONTROL=none\n"));
+    EXPECT_EQ("", findings("[PORT_ASYNC1]\nPARITY=MARK\nFLOWCONTROL=XON/XOFF\n"
+                           "[PORT_ASYNC2]\nPARITY=3\nFLOWCONTROL=3\n"
+                           "[PORT_ASYNC3]\nPARITY=ODD\nFLOWCONTROL=NONE\n"));
+}
+
+TEST_F(Checkconf, ValuesThatTheDaemonTakesSilentlyForSomethingElseAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:1: [INTERNAL] ZQ_MODEL: "-" separates the fields of the identification, so that hosts read the rest as the next field
+/etc/tesk_v2.ini:2: [INTERNAL] ZQ_SW_VERSION: longer than 30 characters; hosts that ask for the version see no more
+/etc/tesk_v2.ini:4: [AAMS] INVIO_APP_COLLEGATI: "2" is no number from 0 to 1; any number but 0 is yes
+/etc/tesk_v2.ini:5: [AAMS] TMP_APP_COLLEGATI: "+3" is no number from 1 to 71582; it is taken for 3
+/etc/tesk_v2.ini:7: [IP_ADDRESS] IP_SERVER: "0.0.0.0" is no address of a server
+/etc/tesk_v2.ini:9: [PORT_ASYNC1] IP_ADDRESS: "0.0.0.0" is no address of a server
+)json",
+        findings("ZQ_MODEL=ZQ-7\nZQ_SW_VERSION=1234567890123456789012345678901\n"
+                 "[AAMS]\nINVIO_APP_COLLEGATI=2\nTMP_APP_COLLEGATI=+3\n"
+                 "[IP_ADDRESS]\nIP_SERVER=0.0.0.0\n[PORT_ASYNC1]\nIP_ADDRESS=0.0.0.0\n"));
+}
+
+TEST_F(Checkconf, ANamedFileThatIsNamedTooLateIsFound) {
+    write("config/config.ini", "ZQ_CONFIG_FILE=other.ini\n");
+    EXPECT_EQ("/config/config.ini:1: [INTERNAL] ZQ_CONFIG_FILE: comes too late to choose a file\n",
+              findings("TESKv2_ENABLE=true\n"));
+}
+
+TEST_F(Checkconf, KeysThatAreSetTwiceInOneFileAreFound) {
+    write("config/config.ini", "ZQ_MODEL=c\n");
+    EXPECT_EQ(
+        "/etc/tesk_v2.ini:4: [INTERNAL] ZQ_MODEL was set in line 1 already, to another value\n",
+        findings("ZQ_MODEL=a\n[AAMS]\n[INTERNAL]\nZQ_MODEL=b\nZQ_MODEL=b\n"));
+}
+
+// As a loss of power may leave a file.
+TEST_F(Checkconf, ZeroBytesAreFound) {
+    using namespace std::string_literals;
+    EXPECT_EQ("/etc/tesk_v2.ini:2: 3 zero bytes from this line on: the file is damaged\n",
+              findings("TESKv2_ENABLE=true\n\0\0\n\0"s));
+    EXPECT_EQ("/etc/tesk_v2.ini:1: 1 zero byte from this line on: the file is damaged\n",
+              findings("\0\n"s));
+}
+
+TEST_F(Checkconf, BracketsQuotesAndByteOrderMarksAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:1: byte order mark at the start of the file: it belongs to the first line, and spoils a header
+/etc/tesk_v2.ini:2: the value in brackets is a header: what follows is in [AAMS]
+/etc/tesk_v2.ini:4: the quotes are part of the value
+)json",
+        findings("\xEF\xBB\xBF[AAMS]\nZQ_MODEL=[AAMS]\n[INTERNAL]\nZQ_MODEL=\"x\"\n"));
 }
 
 TEST_F(Checkconf, AddressesThatAreNoneAreFound) {

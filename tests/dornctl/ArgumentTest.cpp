@@ -26,11 +26,13 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
         {{"meters", "TWELVELETTER"}, "a machine's name of 1 to 11 characters is expected"},
         {{"meters", "A", "B"}, "B"},
         {{"value"}, "CODE is required"},
-        {{"value", "256"}, "Value 256 not in range 1 to 255"},
-        {{"value", "x"}, "not in range 1 to 255"},
+        {{"value", "256"}, "CODE: a whole number from 1 to 255 is expected, not \"256\""},
+        {{"value", "x"}, "a whole number from 1 to 255 is expected, not \"x\""},
+        {{"value", "0x10"}, "a whole number from 1 to 255 is expected, not \"0x10\""},
+        {{"value", "99999999999999999999"}, "a whole number from 1 to 255 is expected"},
         {{"list-by-fields", "A", "B"}, "MACHINE is required"},
         {{"list-by-fields", "123456789", "B", "M"}, "a text of 1 to 8 characters is expected"},
-        {{"list-by-numbers", "1", "65536", "M"}, "Value 65536 not in range 0 to 65535"},
+        {{"list-by-numbers", "1", "65536", "M"}, "Y: a whole number from 0 to 65535 is expected"},
         {{"raw", "", "M"}, "a message of 1 to 65535 bytes, such as 113~0008, is expected"},
         {{"history"}, "MACHINE is required"},
         {{"set-parameters", "--every", "1"}, "is required"},
@@ -42,8 +44,9 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
         {{"--host", "127.0.0.1:0", "version"}, "a port other than 0 is expected"},
         {{"listen", "--bind", "localhost:5001"}, "an IPv4 address as a number is expected"},
         {{"listen", "--parameters", "1!2!3!4"}, "parameters such as 5!1!0!2 are expected"},
-        {{"watch", "--interval", "99"}, "not in range 100 to 86400000"},
-        {{"--timeout", "0", "version"}, "Value 0 not in range 1 to 86400000"},
+        {{"watch", "--interval", "99"}, "a whole number from 100 to 86400000 is expected"},
+        {{"watch", "--count", "-1"}, "a whole number from 0 to 1000000000 is expected, not \"-1\""},
+        {{"--timeout", "0", "version"}, "a whole number from 1 to 86400000 is expected, not \"0\""},
     };
     for (const Bad& bad : all) {
         const Printed printed = dornctl(listener.port(), bad.arguments);
@@ -69,6 +72,13 @@ TEST(DornctlArguments, HelpHasExamples) {
     const Printed printed = dornctl({"meters", "--help"});
     EXPECT_EQ(0, printed.status);
     EXPECT_THAT(printed.output, HasSubstr("dornctl --json meters ZA000000001"));
+}
+
+TEST(DornctlArguments, HelpAndManualTellWhichParameterDependsOnAnother) {
+    EXPECT_THAT(dornctl({"set-parameters", "--help"}).output,
+                testing::ContainsRegex("without effect +unless --report is yes"));
+    EXPECT_THAT(readFile(DORNCTL_DIRECTORY "/dornctl.1"),
+                HasSubstr("has no effect\nunless\n.Fl -report\nis\n.Cm yes"));
 }
 
 TEST(DornctlArguments, ManualAndCompletionKnowEverySubcommand) {
@@ -106,6 +116,14 @@ TEST(DornctlArguments, CompletionOffersWhatMayFollow) {
     EXPECT_EQ("--parameters\n", completionOf("dornctl --json listen --pa"));
     EXPECT_EQ("yes no\n", completionOf("dornctl set-parameters --report ''"));
     EXPECT_EQ("\n", completionOf("dornctl --host 127"));
+    // Words as bash splits them.
+    EXPECT_EQ("\n", completionOf("dornctl --host 127.0.0.1 : ''"));
+    EXPECT_EQ("\n", completionOf("dornctl --host 127.0.0.1 :"));
+    EXPECT_EQ("meters\n", completionOf("dornctl --host 127.0.0.1 : 5001 me"));
+    EXPECT_EQ("meters\n", completionOf("dornctl --host = 127.0.0.1 : 5001 me"));
+    EXPECT_EQ("yes\n", completionOf("dornctl set-parameters --report = y"));
+    EXPECT_EQ("yes no\n", completionOf("dornctl set-parameters --report ="));
+    EXPECT_EQ("\n", completionOf("dornctl raw watch --int"));
 }
 
 }  // namespace

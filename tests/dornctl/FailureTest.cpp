@@ -39,14 +39,30 @@ TEST(DornctlFailure, ARequestThatTheGatewayCannotCarryOutIsStatus5) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
+Frame readRequest(Connection& connection) {
+    const std::string header = connection.readExactly(Frame::kHeaderSize);
+    return *parseFrame(header + connection.readExactly(frameLength(header)));
+}
+
+void send(Connection& connection, const Frame& request, std::vector<Frame> frames) {
+    for (Frame& frame : frames) {
+        frame.type = request.type;
+        frame.identifierB = request.identifierB;
+        connection.sendAll(frame.encode());
+    }
+}
+
 // Stands for a gateway: reads a request on the connection and answers it with these frames.
 void answer(Connection& connection, const std::vector<Frame>& frames) {
-    std::string request = connection.readExactly(Frame::kHeaderSize);
-    request += connection.readExactly(frameLength(request));
-    for (Frame frame : frames) {
-        frame.type = parseFrame(request)->type;
-        frame.identifierB = parseFrame(request)->identifierB;
-        connection.sendAll(frame.encode());
+    send(connection, readRequest(connection), frames);
+}
+
+// The same for a question to every machine, which comes with one for the list of them.
+void answer(Connection& connection, const Frame& listing, const std::vector<Frame>& frames) {
+    constexpr std::uint8_t kMachines = 8;
+    for (int requests = 0; requests < 2; ++requests) {
+        const Frame request = readRequest(connection);
+        send(connection, request, request.type == kMachines ? std::vector{listing} : frames);
     }
 }
 
@@ -69,24 +85,99 @@ TEST(DornctlFailure, AMachineThatGivesNoAnswerIsStatus4) {
     EXPECT_EQ(kTimedOut, tool.standardError());
 }
 
+struct Listed {
+    std::string name;
+    bool known = true;
+};
+
+Frame listing(const std::vector<Listed>& machines) {
+    std::string body(1, static_cast<char>(machines.size()));
+    for (const auto& [name, known] : machines) {
+        body += name + std::string(13 - name.size(), '\0') + std::string(1, known ? '\0' : '\1');
+    }
+    return frameOf(0x81, body);
+}
+
+Frame valueFrame(char total, char number) {
+    const std::string head = "15.03.26" + std::string{total, number, '\1'} + "15.03.26";
+    return frameOf(0x81, head + std::string(7, '\0') + "*" + std::string(8, '\0'));
+}
+
+constexpr char kOneValueOfTwo[] =
+    "answer  date (daemon)  date (machine)  outcome  number  text\n"
+    "------  -------------  --------------  -------  ------  ----\n"
+    "1 of 2  15.03.26       15.03.26        0 (00)       42\n";
+
 TEST(DornctlFailure, WhatTheOtherMachinesAnswerIsPrinted) {
     Listener gateway;
     ChildProcess tool(dornctlCommand(gateway.port(), {"value", "120"}));
     Connection connection = gateway.accept();
-    const std::string machine(13, 'M');
-    answer(connection, {frameOf(0x81, '\2' + machine + '\0' + machine + std::string(1, '\0'))});
-    const std::string value =
-        "15.03.26\2\1\1"
-        "15.03.26" +
-        std::string(7, '\0') + "*";
-    answer(connection, {frameOf(0xFE, ""), frameOf(0x81, value + std::string(8, '\0'))});
+    answer(connection, listing({{"A"}, {"B"}}), {frameOf(0xFE, ""), valueFrame(2, 1)});
     EXPECT_EQ(4, tool.waitForExit().value_or(ExitStatus{}).code);
-    EXPECT_EQ(
-        "answer  date (daemon)  date (machine)  outcome  number  text\n"
-        "------  -------------  --------------  -------  ------  ----\n"
-        "1 of 2  15.03.26       15.03.26        0 (00)       42\n",
-        tool.standardOutput());
+    EXPECT_EQ(kOneValueOfTwo, tool.standardOutput());
     EXPECT_EQ(kTimedOut, tool.standardError());
+}
+
+TEST(DornctlFailure, AMachineWhoseAnswerIsMissingIsNamedAndTheOthersAreNotLost) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(gateway.port(), {"--timeout", "300", "value", "120"}));
+    Connection connection = gateway.accept();
+    answer(connection, listing({{"A"}, {"B"}}), {valueFrame(2, 1)});
+    Connection next = gateway.accept();
+    answer(next, {listing({{"A"}, {"B", false}})});
+    EXPECT_EQ(6, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ(kOneValueOfTwo, tool.standardOutput());
+    EXPECT_EQ("dornctl: 127.0.0.1:" + std::to_string(gateway.port()) +
+                  ": no complete answer came in time; 1 machines answered and 0 failed of 2 that "
+                  "were asked (A, B); not known to the gateway now: B\n",
+              tool.standardError());
+}
+
+TEST(DornctlFailure, FailuresAreToldEvenIfNoMoreComes) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(gateway.port(), {"--timeout", "300", "value", "120"}));
+    Connection connection = gateway.accept();
+    answer(connection, listing({{"A"}, {"B"}}), {frameOf(0xFE, "")});
+    connection.close();
+    gateway.close();
+    EXPECT_EQ(6, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ("", tool.standardOutput());
+    EXPECT_EQ(kTimedOut + ("dornctl: 127.0.0.1:" + std::to_string(gateway.port())) +
+                  ": the daemon closed the connection; 0 machines answered and 1 failed of 2 that "
+                  "were asked (A, B)\n",
+              tool.standardError());
+}
+
+TEST(DornctlFailure, PagesThatCameAreNotLostIfNoMoreComes) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(
+        gateway.port(), {"--json", "--timeout", "300", "list-by-numbers", "1", "2", "A"}));
+    Connection connection = gateway.accept();
+    std::string page = "15.03.26" + std::string{2, 1} + std::string(12, '\0') + '\xFF';
+    for (int entry = 0; entry < 255; ++entry) page += "ENTRYxyz" + std::string(2, '\0');
+    answer(connection, {frameOf(0x81, page)});
+    EXPECT_EQ(6, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_THAT(tool.standardOutput(), testing::HasSubstr("ENTRYxyz"));
+    EXPECT_THAT(
+        tool.standardError(),
+        testing::EndsWith(": no complete answer came in time; what follows page 1 is missing\n"));
+}
+
+TEST(DornctlFailure, OutputThatIsNotTakenIsStatus1) {
+    Gateway gateway(1);
+    gateway.startKnown();
+    for (const char* arguments : {"machines", "--json meters", "parameters",
+                                  "watch --interval 86400000", "watch --json --count 2"}) {
+        ChildProcess::Options options;
+        options.command = {"sh", "-c",
+                           std::string(DORNCTL) +
+                               " --host 127.0.0.1:" + std::to_string(gateway.daemon().port()) +
+                               " " + arguments + " > /dev/full"};
+        ChildProcess tool(options);
+        EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code) << arguments;
+        EXPECT_EQ("dornctl: the output is not taken\n", tool.standardError()) << arguments;
+    }
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 TEST(DornctlFailure, AnAnswerThatIsNotUnderstoodIsStatus1) {

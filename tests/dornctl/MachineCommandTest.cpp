@@ -1,6 +1,7 @@
 // The subcommands for the eight request types, one at a time.
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "dornctl/Dornctl.h"
 #include "gateway/Gateway.h"
@@ -286,6 +287,50 @@ TEST_F(MachineCommand, TimesOfEveryMachineComeInOneTableOrOfOneAlone) {
 }
 )json",
               output({"times", "A", "B", "ZA000000001", "--json"}));
+}
+
+TEST_F(MachineCommand, NumbersAreDecimalAlsoWithZerosInFront) {
+    gateway_.machine(1).journal().clear();
+    output({"value", "0120", "ZA000000001"});
+    output({"list-by-numbers", "010", "0065", "ZA000000001"});
+    EXPECT_EQ("10~65", gateway_.machine(1).journal().waitForRequest(119)->payload);
+    EXPECT_TRUE(gateway_.machine(1).journal().waitForRequest(120).has_value());
+}
+
+TEST_F(MachineCommand, PagesWithoutEntriesAndEntriesWithoutValuesAreShown) {
+    answers(1).setBody(117, "");
+    answers(2).setBody(117, "OPENDOOR~");
+    const std::string times = output({"times", "A", "B"});
+    EXPECT_NE(std::string::npos, times.find("1 of 2  dd.mm.yy")) << times;
+    EXPECT_NE(std::string::npos, times.find("2 of 2  dd.mm.yy")) << times;
+    EXPECT_NE(std::string::npos, times.find("OPENDOOR")) << times;
+    answers(1).setBody(119, "ERRORS~~RESETS~01:5");
+    const std::string list = output({"list-by-numbers", "1", "2", "ZA000000001"});
+    EXPECT_NE(std::string::npos, list.find("ERRORS\nRESETS       1      5\n")) << list;
+}
+
+// The frames number their pages with 8 bits.
+TEST(DornctlPages, MoreThan255OfSeveralMachinesAreJoined) {
+    constexpr std::size_t kMachines = 4;
+    constexpr std::size_t kEntries = 21000;  // on 83 pages
+    Gateway gateway(kMachines);
+    gateway.startKnown();
+    std::string body;
+    for (std::size_t i = 0; i < kEntries; ++i) body += "A~~";
+    for (std::size_t n = 1; n <= kMachines; ++n) gateway.machine(n).answers().setBody(117, body);
+    const Printed printed =
+        dornctl(gateway.daemon().port(), {"--timeout", "20000", "--json", "times", "A", "B"});
+    EXPECT_EQ(0, printed.status) << printed.error;
+    const auto pages = nlohmann::json::parse(printed.output, nullptr, false)
+                           .value("pages", nlohmann::json::array());
+    EXPECT_EQ(kMachines * 83, pages.size());
+    std::size_t entries = 0;
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        EXPECT_EQ(i + 1, pages[i]["page"]);
+        entries += pages[i]["entries"].size();
+    }
+    EXPECT_EQ(kMachines * kEntries, entries);
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 TEST_F(MachineCommand, RawShowsTheMachinesWholeMessage) {

@@ -1,11 +1,13 @@
 // The subcommands that run until they are ended, and what a terminal shows.
 
+#include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "dornctl/Dornctl.h"
 #include "gateway/AamsDialogue.h"
 #include "gateway/Gateway.h"
+#include "support/Listener.h"
 #include "support/TempDir.h"
 
 namespace teskd::test {
@@ -72,10 +74,44 @@ TEST(DornctlListen, TellsWhatIsNoNotificationAndGoesOn) {
     UdpPeer stranger;
     stranger.sendTo(portOf(tool), "junk");
     EXPECT_TRUE(eventually([&] {
-        return tool.standardError().find("a datagram is left unanswered") != std::string::npos;
+        return tool.standardError().find(" is left unanswered: this is no frame") !=
+               std::string::npos;
     }));
     expectCleanEnd(tool, SIGINT);
     EXPECT_EQ("", tool.standardOutput());
+}
+
+TEST(DornctlListen, TellsWhoSentWhatIsNoNotificationInFewHarmlessCharacters) {
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
+    ChildProcess tool(options);
+    const std::uint16_t port = portOf(tool);
+    Frame notification;
+    notification.type = kAamsType;
+    notification.body = std::string(4, '\0') + "001-\x1B[2J" + std::string(2000, '9');
+    UdpPeer stranger;
+    stranger.sendTo(port, notification.encode());
+    EXPECT_TRUE(eventually([&] {
+        return tool.standardError().find(
+                   "a datagram from 127.0.0.1:" + std::to_string(stranger.port()) +
+                   " is left unanswered: not a number in an AAMS message: "
+                   "\"\\x1B[2J9") != std::string::npos;
+    }));
+    expectCleanEnd(tool, SIGINT);
+    EXPECT_THAT(tool.standardError(), Not(HasSubstr("\x1B")));
+    EXPECT_LT(tool.standardError().size(), 400U);
+}
+
+TEST(DornctlListen, EndsWhenItsOutputTakesNoMore) {
+    ChildProcess::Options options;
+    options.command = {"sh", "-c", DORNCTL " listen --bind 127.0.0.1:0 > /dev/full"};
+    ChildProcess tool(options);
+    Frame notification;
+    notification.type = kAamsType;
+    notification.body = aamsPayload(1, "-0011");
+    UdpPeer daemon;
+    daemon.sendTo(portOf(tool), notification.encode());
+    EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
 }
 
 TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
@@ -91,7 +127,7 @@ TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
     daemon.sendTo(portOf(tool), notification.encode());
     EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
     EXPECT_THAT(tool.standardError(),
-                testing::EndsWith("dornctl: the file takes no more notifications\n"));
+                testing::EndsWith("dornctl: the output or the file takes no more notifications\n"));
 }
 
 TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
@@ -115,6 +151,16 @@ TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
               timeless(tool.standardOutput()));
     expectCleanEnd(tool, SIGINT);
     EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(DornctlWatch, EndsWhileTheGatewayOwesItAnAnswer) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Listener silent;
+        ChildProcess tool(dornctlCommand(silent.port(), {"watch", "--timeout", "86400000"}));
+        const Connection connection = silent.accept();
+        expectCleanEnd(tool, signal);
+        EXPECT_EQ("", tool.standardError());
+    }
 }
 
 // "script" gives the tool a terminal.

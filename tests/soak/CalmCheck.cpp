@@ -107,8 +107,8 @@ std::string CalmCheck::story() {
                   std::to_string(park_.machine(index).port()) + ": " +
                   (journal.isConnected() ? "connected" : "not connected") + ", " +
                   std::to_string(journal.connections()) + " connections, " +
-                  std::to_string(journal.requests().size()) + " requests, " +
-                  std::to_string(journal.acknowledgements().size()) +
+                  std::to_string(journal.requestCount()) + " requests, " +
+                  std::to_string(journal.acknowledgementCount()) +
                   " acknowledgements; it received " +
                   test::hex(std::string_view(raw).substr(0, kMost)) + "\n    and sent " +
                   test::hex(journal.rawSent().substr(0, kMost));

@@ -51,7 +51,7 @@ MachinePark::~MachinePark() noexcept {
 void MachinePark::makeKnown(std::size_t n) {
     tesksim::Journal& journal = machine(n).journal();
     const std::size_t before = introductions_.outcomes().size();
-    const std::size_t acknowledged = journal.acknowledgements().size();
+    const std::size_t acknowledged = journal.acknowledgementCount();
     machine(n).setFaults({.silent = true}, 1);  // the greeting is the answer
     const PacketHandle<TeskPacket> question(new TeskPacket);
     question->set_id(120);

@@ -44,7 +44,7 @@ class MasterFixture : public testing::Test {
     // Hands the request over and returns when the machine, which stays silent, has it.
     void sendUnanswered(const Request& request) {
         machine().setFaults({.silent = true}, 1);
-        const std::size_t before = journal().requests().size();
+        const std::size_t before = journal().requestCount();
         send(request);
         EXPECT_TRUE(journal().waitForRequests(before + 1));
     }

@@ -9,6 +9,7 @@
 
 #include "support/ChildProcess.h"
 #include "support/Connection.h"
+#include "support/Listener.h"
 #include "support/TempDir.h"
 
 namespace teskd::test {
@@ -101,17 +102,58 @@ TEST(TesksimProgram, BadArgumentsAndScenariosAreStatus2) {
         {"--code-id", "TOOLONGPREFIX"},
         {"--command", "silent 1 now", "--command", "nothing 1"},
         {"--command", "slow 1 -5"},
-        {"--command", "cut 1 -1"}};
+        {"--command", "cut 1 -1"},
+        {"--command", "code-id 1"},
+        {"--command", "code-id 1 TWELVELETTER"},
+        {"--machines", "2", "--tty", "pty:" + file + ".tty", "--tty", "pty:" + file + ".tty"}};
     for (const auto& arguments : all) {
         ChildProcess program(tesksim(arguments));
         EXPECT_EQ(2, program.waitForExit().value_or(ExitStatus{}).code) << arguments.front();
         EXPECT_NE("", program.standardError());
     }
+    EXPECT_FALSE(std::filesystem::is_symlink(file + ".tty"));
     ChildProcess program(tesksim({"--scenario", file}));
     ASSERT_TRUE(program.waitForExit().has_value());
-    EXPECT_EQ(
-        "tesksim: " + file + ": machines[0].port: a whole number from 0 to 65535 is expected\n",
-        program.standardError());
+    EXPECT_EQ("tesksim: " + file +
+                  ": line 1: machines[0].port: a whole number from 0 to 65535 is expected\n",
+              program.standardError());
+}
+
+TEST(TesksimProgram, TellsWhatWasExpectedOfAnArgument) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> all = {
+        {{"--port", "x"}, "--port: Value x not in range 0 to 65535"},
+        {{"--silent", "x"}, "--silent: Value x not in range 1 to 99"},
+        {{"--seed", "x"}, "--seed: Value x not in range 0 to 4294967295"},
+        {{"--command", "bogus"}, "error: bogus: no such command"},
+        {{"--command", "show"}, "error: show: no such machine"},
+        {{"--command", "length 1 abc"}, "error: length 1 abc: a whole number is wanted"},
+        {{"--command", "length 1 99999999999"}, "a whole number is wanted"},
+        {{"--command", "code-id 1"}, "1 to 11 characters are wanted"}};
+    for (const auto& [arguments, expected] : all) {
+        ChildProcess program(tesksim(arguments));
+        EXPECT_EQ(2, program.waitForExit().value_or(ExitStatus{}).code);
+        EXPECT_NE(std::string::npos, program.standardError().find(expected))
+            << program.standardError();
+    }
+}
+
+TEST(TesksimProgram, EndpointsThatAreNotToBeHadAreNamed) {
+    const TempDir directory;
+    const std::string none = directory / "ttyNone";
+    const std::string file = directory / "file";
+    writeFile(file, "");
+    const Listener taken;
+    const std::string port = std::to_string(taken.port());
+    const std::vector<std::pair<std::vector<std::string>, std::string>> all = {
+        {{"--machines", "1", "--tty", none}, none + ": No such file or directory"},
+        {{"--machines", "1", "--tty", file}, file + ": Inappropriate ioctl for device"},
+        {{"--machines", "1", "--port", port}, "port " + port + ": Address already in use"}};
+    for (const auto& [arguments, expected] : all) {
+        ChildProcess program(tesksim(arguments));
+        EXPECT_EQ(1, program.waitForExit().value_or(ExitStatus{}).code) << expected;
+        EXPECT_EQ("tesksim: " + expected + "\n", program.standardError());
+        EXPECT_EQ("", program.standardOutput());
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Scenario files: what they say, and what is told when they say it wrong.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tesksim/Scenario.h"
@@ -64,29 +65,57 @@ TEST(Scenario, ReadsEveryMember) {
 }
 
 TEST(Scenario, TellsWhereAMistakeIsAndWhatWasExpected) {
-    EXPECT_EQ("the scenario: an object is expected", problemOf("[]"));
-    EXPECT_EQ("machines: a list of 1 to 99 machines is expected", problemOf("{}"));
-    EXPECT_EQ("machines: a list is expected", problemOf(R"({"machines": 3})"));
-    EXPECT_EQ("machines[0]: an object is expected", problemOf(R"({"machines": [1]})"));
-    EXPECT_EQ("machines[0].code: nothing has this name", problemOfMachine(R"("code": 1)"));
-    EXPECT_EQ("machines[0].code_id: 1 to 11 characters is expected",
+    EXPECT_EQ("line 1: the scenario: an object is expected", problemOf("[]"));
+    EXPECT_EQ("line 1: machines: a list of 1 to 99 machines is expected", problemOf("{}"));
+    EXPECT_EQ("line 1: machines: a list is expected", problemOf(R"({"machines": 3})"));
+    EXPECT_EQ("line 1: machines[0]: an object is expected", problemOf(R"({"machines": [1]})"));
+    EXPECT_EQ("line 1: machines[0].code: nothing has this name", problemOfMachine(R"("code": 1)"));
+    EXPECT_EQ("line 1: machines[0].code_id: 1 to 11 characters is expected",
               problemOfMachine(R"("code_id": "TWELVELETTER")"));
-    EXPECT_EQ("machines[0].port: a whole number from 0 to 65535 is expected",
+    EXPECT_EQ("line 1: machines[0].port: a whole number from 0 to 65535 is expected",
               problemOfMachine(R"("port": 65536)"));
-    EXPECT_EQ("machines[0].trailer: true or false is expected",
+    EXPECT_EQ("line 1: machines[0].trailer: true or false is expected",
               problemOfMachine(R"("trailer": 1)"));
-    EXPECT_EQ("machines[0].meters.every_ms: a whole number from 1 to 86400000 is expected",
+    EXPECT_EQ("line 1: machines[0].meters.every_ms: a whole number from 1 to 86400000 is expected",
               problemOfMachine(R"("meters": {"every_ms": 0})"));
-    EXPECT_EQ("machines[0].answers: a message code from 1 to 255 as each name is expected",
+    EXPECT_EQ("line 1: machines[0].answers: a message code from 1 to 255 as each name is expected",
               problemOfMachine(R"("answers": {"256": "x"})"));
-    EXPECT_EQ("machines[0].answers.118: a text is expected",
+    EXPECT_EQ("line 1: machines[0].answers.118: a text is expected",
               problemOfMachine(R"("answers": {"118": 5})"));
-    EXPECT_EQ("machines[0].faults[0].again_ms: [shortest, longest] in milliseconds is expected",
-              problemOfMachine(R"("faults": [{"again_ms": [2, 1]}])"));
-    EXPECT_EQ(R"(machines[0].line: a line setting such as "19200 8N1" is expected, not "fast")",
-              problemOfMachine(R"("line": "fast")"));
-    EXPECT_NE("none", problemOf("{"));
+    EXPECT_EQ(
+        "line 1: machines[0].faults[0].again_ms: [shortest, longest] in milliseconds is expected",
+        problemOfMachine(R"("faults": [{"again_ms": [2, 1]}])"));
+    EXPECT_EQ(
+        R"(line 1: machines[0].line: a line setting such as "19200 8N1" is expected, not "fast")",
+        problemOfMachine(R"("line": "fast")"));
+    EXPECT_THAT(problemOf("{\n\"seed\" 1}"),
+                testing::StartsWith("parse error at line 2, column 8"));
     EXPECT_NE("none", problemOfMachine(R"("tty": "a", "pty": "b")"));
+}
+
+TEST(Scenario, TellsTheLineOfAMistake) {
+    EXPECT_EQ("line 3: seed: a whole number from 0 to 4294967295 is expected",
+              problemOf("{\n // seed\n \"seed\": -1, \"machines\": [{}]}"));
+    EXPECT_EQ("line 4: machines[1].faults[1].silent: true or false is expected",
+              problemOf("{\"machines\": [{},\n {\"faults\": [{},\n {\"at_ms\": 1,\n "
+                        "\"silent\":\n 1}]}\n]}"));
+    EXPECT_EQ("line 3: machines[1]: an object is expected",
+              problemOf("{\"machines\": [\n{},\n 1]}"));
+    EXPECT_EQ("machines[0].port: is there twice, in lines 2 and 3",
+              problemOf("{\"machines\": [{\n\"port\": 1,\n\"port\": 2}]}"));
+}
+
+TEST(Scenario, DeepNestingIsRefused) {
+    EXPECT_THAT(problemOf(std::string(100000, '[')), testing::EndsWith("[0]: nested too deeply"));
+}
+
+TEST(Scenario, AFileWithoutAnEndIsRefused) {
+    try {
+        Scenario::load("/dev/zero");
+        FAIL() << "it is read";
+    } catch (const ScenarioError& e) {
+        EXPECT_STREQ("/dev/zero: larger than 16 MiB", e.what());
+    }
 }
 
 TEST(Meters, TheSameSeedMovesTheSameWayHoweverOftenItIsAsked) {

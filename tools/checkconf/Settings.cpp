@@ -14,6 +14,7 @@ namespace checkconf {
 namespace {
 
 constexpr char kBlanks[] = " \t\r";
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 std::string quoted(const std::string& text) {
     return '"' + text + '"';
@@ -67,29 +68,46 @@ void Settings::readText(const std::string& file, const std::string& text) {
     Place place{file, 0};
     Place firstReturn{file, 0};
     unsigned returns = 0;
+    if (text.starts_with(kByteOrderMark)) {
+        find({file, 1},
+             "byte order mark at the start of the file: it belongs to the first line, and spoils a "
+             "header");
+    }
     while (std::getline(lines, line)) {
         ++place.line;
         if (line.empty()) continue;
         if (line.back() == '\r' && returns++ == 0) firstReturn.line = place.line;
         readLine(reader, line, place);
     }
+    checkZeros(file, text);
     if (returns == 0) return;
     find(firstReturn, "carriage return at the end of " + std::to_string(returns) +
                           (returns == 1 ? " line" : " lines") +
                           ": it becomes part of the value, and spoils a header");
 }
 
+void Settings::checkZeros(const std::string& file, const std::string& text) {
+    const std::size_t first = text.find('\0');
+    if (first == std::string::npos) return;
+    const auto start = text.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto line = 1 + std::count(text.begin(), start, '\n');
+    const auto zeros = std::count(start, text.end(), '\0');
+    find({file, static_cast<unsigned>(line)}, std::to_string(zeros) +
+                                                  (zeros == 1 ? " zero byte" : " zero bytes") +
+                                                  " from this line on: the file is damaged");
+}
+
 void Settings::readLine(LineReader& reader, const std::string& text, const Place& place) {
+    const std::string before = reader.section();
     const LineReader::Line line = reader.read(text);
-    for (const auto& [key, value] : line.pairs) {
-        all_[key] = {value, place};
-        checkKey(key, place);
-    }
+    for (const auto& [key, value] : line.pairs) store(key, {value, place});
     if (looksLikeComment(text)) return;
     if (line.syntaxError) {
         find(place, "section header without \"]\" at its end: " + reader.section() + " goes on");
     } else if (line.newSection) {
         checkSection(reader.section(), place);
+    } else if (reader.section() != before) {
+        find(place, "the value in brackets is a header: what follows is in " + reader.section());
     } else if (teskd::text::trim(text, kBlanks).starts_with('[') && text.front() != '[') {
         find(place, "blanks before \"[\", so it is no header: " + reader.section() + " goes on");
     } else if (line.pairs.empty() && text.find('=') != std::string::npos) {
@@ -100,6 +118,20 @@ void Settings::readLine(LineReader& reader, const std::string& text, const Place
     const auto equals = std::count(text.begin(), text.end(), '=');
     if (!line.pairs.empty() && equals > 1) {
         find(place, "more than one \"=\": the value ends at the second");
+    }
+}
+
+void Settings::store(const std::string& key, const Setting& setting) {
+    const Setting before = get(key);
+    all_[key] = setting;
+    checkKey(key, setting.place);
+    if (before.place.file == setting.place.file && before.value != setting.value) {
+        find(setting.place, key + " was set in line " + std::to_string(before.place.line) +
+                                " already, to another value");
+    }
+    if (setting.value.size() < 2 || !known::key(key)) return;
+    if (setting.value.front() == '"' && setting.value.back() == '"') {
+        find(setting.place, "the quotes are part of the value");
     }
 }
 

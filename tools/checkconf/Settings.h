@@ -37,7 +37,9 @@ class Settings {
 
   private:
     void readText(const std::string& file, const std::string& text);
+    void checkZeros(const std::string& file, const std::string& text);
     void readLine(LineReader& reader, const std::string& text, const Place& place);
+    void store(const std::string& key, const Setting& setting);
     void checkSection(const std::string& section, const Place& place);
     void checkKey(const std::string& key, const Place& place);
     void find(const Place& place, const std::string& text) { findings_.emplace_back(place, text); }

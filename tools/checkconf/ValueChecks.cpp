@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <limits>
 #include <map>
+#include <optional>
 #include <regex>
 
 #include "config/ConfigDefaults.h"
@@ -23,6 +24,11 @@ namespace {
 constexpr long kHighestPort = 65535;
 constexpr long kHighestNumber = std::numeric_limits<std::int32_t>::max();
 constexpr char kEnable[] = "[INTERNAL] TESKv2_ENABLE";
+constexpr char kModel[] = "[INTERNAL] ZQ_MODEL";
+constexpr char kVersion[] = "[INTERNAL] ZQ_SW_VERSION";
+constexpr char kMaker[] = "[INTERNAL] ZQ_MANUFACTURER_ID";
+constexpr char kMachineConnection[] = "[INTERNAL] TESK_CONNECTION_TYPE";
+constexpr char kHostConnection[] = "[INTERNAL] ZQ_CONNECTION_TYPE";
 constexpr char kServer[] = "[IP_ADDRESS] IP_SERVER";
 constexpr char kServerPort[] = "[IP_ADDRESS] UDP_SERVER";
 constexpr char kLocal[] = "[IP_ADDRESS] IP_LOCAL";
@@ -30,15 +36,18 @@ constexpr char kLocalPorts[] = "[IP_ADDRESS] TCP_LOCAL";
 constexpr char kSerialPorts[] = "[SLOT_MACHINE] PORT_ASYNC";
 constexpr char kEveryAddress[] = "*";
 constexpr char kAnyAddress[] = "0.0.0.0";  // means the same
+constexpr char kNone[] = "NONE";
+constexpr char kSpace[] = "SPACE";
 
 std::string quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
+// The daemon takes blanks and a "+" in front for some keys and not for others.
 bool isNumber(const std::string& text, long lowest, long highest) {
     const teskd::text::Number number = teskd::text::parseNumber(text, 10);
-    return !text.empty() && number.consumed == text.size() && number.value >= lowest &&
-           number.value <= highest;
+    return text.find_first_not_of("-0123456789") == std::string::npos && !text.empty() &&
+           number.consumed == text.size() && number.value >= lowest && number.value <= highest;
 }
 
 std::string noNumber(const std::string& text, long lowest, long highest) {
@@ -52,10 +61,20 @@ bool isAddress(const std::string& host) {
     return ::inet_pton(AF_INET, host.c_str(), &address) == 1;
 }
 
+// What the daemon sends for a word.
+std::optional<int> wordNumber(const std::string& word) {
+    try {
+        return teskd::serialSettingValue(word);
+    } catch (const teskd::Exception&) {
+        return {};
+    }
+}
+
 }  // namespace
 
 std::vector<Finding> ValueChecks::run() {
     enable();
+    texts();
     numbers();
     server();
     listeners();
@@ -78,15 +97,29 @@ void ValueChecks::enable() {
     find(kEnable, quoted(text) + " is neither true nor false; the daemon stays disabled");
 }
 
+// A host finds the fields of the identification by what separates them.
+void ValueChecks::texts() {
+    constexpr std::size_t kVersionSize = 30;
+    for (const char* key :
+         {kModel, kVersion, kMaker, teskd::KEY_UPDATE_B, kMachineConnection, kHostConnection}) {
+        if (value(key).find('-') == std::string::npos) continue;
+        find(key,
+             "\"-\" separates the fields of the identification, so that hosts read the rest as the "
+             "next field");
+    }
+    if (value(kVersion).size() <= kVersionSize) return;
+    find(kVersion, "longer than 30 characters; hosts that ask for the version see no more");
+}
+
 // `below` tells what the daemon does with a number that is too low.
 void ValueChecks::number(const std::string& key, long lowest, long highest, const char* below) {
     const std::string text = value(key);
     if (isNumber(text, lowest, highest)) return;
     const long read = teskd::text::toInt(text);
-    const std::string consequence = read < lowest ? below
-                                    : read > highest
-                                        ? "it is taken for a little more than the highest"
-                                        : "it is taken for " + std::to_string(read);
+    const bool tooHigh = read > highest;
+    const std::string consequence = read < lowest || (tooHigh && highest == 1) ? below
+                                    : tooHigh ? "it is taken for a little more than the highest"
+                                              : "it is taken for " + std::to_string(read);
     find(key, noNumber(text, lowest, highest) + "; " + consequence);
 }
 
@@ -100,7 +133,7 @@ void ValueChecks::numbers() {
                                                    : "there is no pass but the first");
     number("[AAMS] TMP_APP_ACCENSIONE", 0, kMostMinutes, "it is taken for 0");
     for (const char* yesOrNo : {"[AAMS] INVIO_APP_COLLEGATI", "[AAMS] INVIO_NO_APP_COLLEGATI"}) {
-        number(yesOrNo, 0, kHighestNumber, "any number but 0 is yes");
+        number(yesOrNo, 0, 1, "any number but 0 is yes");
     }
 }
 
@@ -110,13 +143,18 @@ void ValueChecks::address(const std::string& key, const std::string& host) {
     }
 }
 
+void ValueChecks::serverAddress(const std::string& key) {
+    address(key, value(key));
+    if (value(key) == kAnyAddress) find(key, quoted(kAnyAddress) + " is no address of a server");
+}
+
 void ValueChecks::tcpPort(const std::string& key, const std::string& text) {
     if (isNumber(text, 1, kHighestPort)) return;
     find(key, quoted(text) + " is no port number from 1 to 65535");
 }
 
 void ValueChecks::server() {
-    address(kServer, value(kServer));
+    serverAddress(kServer);
     tcpPort(kServerPort, value(kServerPort));
 }
 
@@ -183,12 +221,13 @@ void ValueChecks::machine(int n) {
                                ", and there is no default beyond port 4");
         return;
     }
-    address(host, value(host));
+    serverAddress(host);
     tcpPort(port, value(port));
     lineSetting(n, "BAUDRATE", 1, kHighestNumber);
     lineSetting(n, "DATASIZE", 5, 8);
     lineSetting(n, "STOPSIZE", 1, 3);
-    for (const char* name : {"PARITY", "FLOWCONTROL"}) lineWord(n, name);
+    lineWord(portKey(n, "PARITY"), {"parity", {kNone, "ODD", "EVEN", "MARK", kSpace}});
+    lineWord(portKey(n, "FLOWCONTROL"), {"flow control", {"No Flow", "XON/XOFF", "CTS/RTS"}});
 }
 
 void ValueChecks::lineSetting(int n, const char* name, long lowest, long highest) {
@@ -197,18 +236,28 @@ void ValueChecks::lineSetting(int n, const char* name, long lowest, long highest
     if (!isNumber(text, lowest, highest)) find(key, noNumber(text, lowest, highest));
 }
 
-// A word that the serial line knows, or its number.
-void ValueChecks::lineWord(int n, const char* name) {
-    const std::string key = portKey(n, name);
+// A word of the setting, or its number. The daemon takes the words of both settings for each.
+void ValueChecks::lineWord(const std::string& key, const LineWords& words) {
     const std::string text = value(key);
-    try {
-        teskd::serialSettingValue(text);
-    } catch (const teskd::Exception&) {
-        return find(key, quoted(text) + " is no line setting");
+    const auto highest = static_cast<long>(words.values.size());
+    const bool hasDigit = !text.empty() && text.front() >= '0' && text.front() <= '9';
+    if (hasDigit) {
+        if (isNumber(text, 1, highest)) return;
+        return find(
+            key, quoted(text) + " is no " + words.name + " from 1 to " + std::to_string(highest));
     }
-    const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
-    if (digits || text.front() > '9') return;
-    find(key, quoted(text) + " is no number for this setting");
+    const std::optional<int> number = wordNumber(text);
+    if (!number) return find(key, quoted(text) + " is no line setting");
+    const bool beyond = *number > highest;
+    const std::string taken = beyond ? "" : words.values[static_cast<std::size_t>(*number) - 1];
+    if (text == taken || (text == kNone && *number == 1)) return;
+    if (text == kSpace && !beyond) {
+        return find(key, quoted(text) + " is taken for " + taken + "; 5 stands for space parity");
+    }
+    find(key, quoted(text) + " is no " + words.name +
+                  (beyond ? "; it is sent as " + std::to_string(*number) +
+                                ", and the line keeps the one it has"
+                          : "; it is taken for " + taken));
 }
 
 void ValueChecks::macAddresses() {

@@ -19,7 +19,14 @@ class ValueChecks {
     std::vector<Finding> run();
 
   private:
+    // What the numbers of a setting from 1 on stand for.
+    struct LineWords {
+        const char* name;
+        std::vector<std::string> values;
+    };
+
     void enable();
+    void texts();
     void numbers();
     void server();
     void listeners();
@@ -34,9 +41,10 @@ class ValueChecks {
     void find(const std::string& key, const std::string& text);
     void number(const std::string& key, long lowest, long highest, const char* below);
     void address(const std::string& key, const std::string& host);
+    void serverAddress(const std::string& key);
     void tcpPort(const std::string& key, const std::string& text);
     void lineSetting(int n, const char* name, long lowest, long highest);
-    void lineWord(int n, const char* name);
+    void lineWord(const std::string& key, const LineWords& words);
     std::string value(const std::string& key) const { return settings_.get(key).value; }
 
     const Settings& settings_;

@@ -55,6 +55,11 @@ void mergeUnder(const std::string& root, Settings& settings, std::vector<Finding
         findings.push_back(
             {name.place, std::string(teskd::KEY_CONFIG_FILE) + ": there is no file " + file});
     }
+    const checkconf::Setting late = settings.get(teskd::KEY_CONFIG_FILE);
+    if (late.value != name.value) {
+        findings.emplace_back(
+            late.place, std::string(teskd::KEY_CONFIG_FILE) + ": comes too late to choose a file");
+    }
     if (!hasMain && !hasNamed) {
         const checkconf::Place place{root + teskd::MAIN_FILE, 0};
         findings.emplace_back(place, "no configuration file is there");

@@ -54,7 +54,7 @@ ExitStatus present(const Frame& frame, const Settings& settings) {
 
 ExitStatus ask(const Settings& settings, int code, const std::string& text) {
     Dialogue dialogue(settings.host, settings.timeout.value_or(Settings::kShort));
-    const Answers answers = dialogue.ask(Request::aams(code, text), Dialogue::Scope::OneFrame);
+    const Answers answers = dialogue.ask(Request::aams(code, text), Scope::OneFrame);
     if (answers.regular.empty()) return answers.report();
     return present(answers.regular.front(), settings);
 }
@@ -92,20 +92,21 @@ void declareSetParameters(CLI::App& app, Action& chosen) {
                                 kSetParameters, [given] { return given->text(); });
     command.add_option("--every", given->every, "Minutes between two polling passes")
         ->required()
-        ->check(CLI::Range(0, kMostMinutes));
+        ->transform(arguments::number(0, kMostMinutes));
     command.add_option("--report", given->report, "Whether passes are reported")
         ->required()
         ->check(arguments::yesOrNo)
         ->type_name("yes|no");
     command
         .add_option("--report-unanswered", given->unanswered,
-                    "Whether passes that nobody answered are reported too")
+                    "Whether passes that nobody answered are reported too; without effect unless "
+                    "--report is yes")
         ->required()
         ->check(arguments::yesOrNo)
         ->type_name("yes|no");
     command.add_option("--first", given->first, "Minutes from start to the first polling pass")
         ->required()
-        ->check(CLI::Range(0, kMostMinutes));
+        ->transform(arguments::number(0, kMostMinutes));
     command.footer(
         "Example:\n  dornctl set-parameters --every 5 --report yes --report-unanswered no "
         "--first 2");

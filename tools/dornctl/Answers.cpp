@@ -32,8 +32,14 @@ Words wordsFor(Kind kind) {
 
 }  // namespace
 
+void Answers::requireAll() const {
+    if (brokenOff) std::rethrow_exception(brokenOff);
+}
+
 ExitStatus Answers::report() const {
+    std::cout.flush();
     for (const Kind kind : failures) std::cerr << "dornctl: " << wordsFor(kind).sentence << '\n';
+    requireAll();
     return failures.empty() ? ExitStatus::Success : wordsFor(failures.front()).status;
 }
 

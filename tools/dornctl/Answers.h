@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <exception>
 #include <vector>
 
 #include "dornctl/ExitStatus.h"
@@ -14,6 +15,7 @@ namespace dornctl {
 struct Answers {
     std::vector<teskhost::Frame> regular{};
     std::vector<teskhost::Kind> failures{};
+    std::exception_ptr brokenOff{};  // why not all have come
 
     template <typename Answer>
     std::vector<Answer> decode() const {
@@ -22,7 +24,10 @@ struct Answers {
         return result;
     }
 
+    // Throws why not all have come, if so.
+    void requireAll() const;
     // Says on standard error what failed. The status of the first failure, or success.
+    // @throws what requireAll() throws
     ExitStatus report() const;
 };
 

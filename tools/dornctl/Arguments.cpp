@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <charconv>
 #include <chrono>
+#include <optional>
 #include <regex>
 #include <stdexcept>
 
@@ -50,7 +52,29 @@ std::string parsed(const std::string& text) {
     return "";
 }
 
+// Nothing unless the text is digits alone.
+std::optional<long> decimal(const std::string& text) {
+    long value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const bool good = error == std::errc() && stop == end && text.front() != '-';
+    return good ? std::optional(value) : std::nullopt;
+}
+
 }  // namespace
+
+CLI::Validator number(long lowest, long highest) {
+    const std::string range = std::to_string(lowest) + " to " + std::to_string(highest);
+    const auto check = [=](std::string& text) -> std::string {
+        const std::optional<long> value = decimal(text);
+        if (!value || *value < lowest || *value > highest) {
+            return unless(false, "a whole number from " + range + " is", text);
+        }
+        text = std::to_string(*value);
+        return "";
+    };
+    return CLI::Validator(check, range);
+}
 
 std::string machine(const std::string& text) {
     return unless(inRange(text, kNameSize), "a machine's name of 1 to 11 characters is", text);

@@ -5,10 +5,13 @@
 
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <string>
 
 namespace dornctl::arguments {
 
+// A whole decimal number, also with zeros in front, which make it octal to others; for transform().
+CLI::Validator number(long lowest, long highest);
 // A machine's name: 1 to 11 characters that can be printed.
 std::string machine(const std::string& text);
 // What chooses entries of a list: 1 to 8 characters.

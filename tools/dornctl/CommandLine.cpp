@@ -10,6 +10,7 @@
 #include "dornctl/Watch.h"
 #include "host/DecodeError.h"
 #include "host/HostLink.h"
+#include "host/Table.h"
 
 namespace dornctl {
 
@@ -64,7 +65,7 @@ void CommandLine::declareOptions() {
             "--timeout", [this](int value) { settings_.timeout = Milliseconds(value); },
             "Milliseconds to wait for the connection and for each frame; 305000 for lists and "
             "15000 for all else without it")
-        ->check(CLI::Range(1, kLongestTimeout))
+        ->transform(arguments::number(1, kLongestTimeout))
         ->type_name("MS");
     app_.add_flag("--json", settings_.json, "Print JSON instead of tables");
 }
@@ -90,9 +91,12 @@ ExitStatus CommandLine::refuse(const CLI::ParseError& error) {
 
 ExitStatus CommandLine::obey() {
     try {
-        return chosen_(settings_);
+        const ExitStatus status = chosen_(settings_);
+        std::cout.flush();
+        return std::cout ? status : fail(ExitStatus::Failure, "the output is not taken");
     } catch (const teskhost::DecodeError& e) {
-        return fail(ExitStatus::Failure, std::string("the answer is not understood: ") + e.what());
+        return fail(ExitStatus::Failure,
+                    "the answer is not understood: " + teskhost::printable(e.what()));
     } catch (const teskhost::LinkError& e) {
         return fail(ExitStatus::NoConnection, settings_.host.text() + ": " + e.what());
     } catch (const std::system_error& e) {

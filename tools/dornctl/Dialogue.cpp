@@ -1,6 +1,9 @@
 #include "dornctl/Dialogue.h"
 
-#include "host/ByteReader.h"
+#include <algorithm>
+
+#include "dornctl/Progress.h"
+#include "host/DecodeError.h"
 #include "host/LinkError.h"
 #include "host/MachinesAnswer.h"
 
@@ -10,74 +13,80 @@ using namespace teskhost;
 
 namespace {
 
-// Answers that come in several frames say behind the date how many there are, and which one it is.
-struct Place {
-    static constexpr std::size_t kDateSize = 8;
+constexpr Milliseconds kShortPatience{1000};
 
-    std::size_t total = 0;
-    std::size_t number = 0;
-
-    static Place of(const Frame& frame) {
-        ByteReader in(frame.body);
-        in.bytes(kDateSize);
-        const std::size_t total = in.byte();
-        return {total, in.byte()};
+std::vector<std::string> namesIn(const Frame& listing, bool known) {
+    std::vector<std::string> names;
+    for (const auto& machine : MachinesAnswer::decode(listing.body).machines) {
+        if (machine.known == known) names.push_back(machine.name);
     }
-};
+    return names;
+}
 
 }  // namespace
 
 Dialogue::Dialogue(const Endpoint& host, Milliseconds patience)
-    : patience_(patience), link_(host, patience) {}
+    : host_(host), patience_(patience), link_(host, patience) {}
 
 Answers Dialogue::ask(const Request& request, Scope scope) {
-    const std::size_t machines = scope == Scope::EveryMachine ? knownMachines() : 1;
-    const std::uint32_t identifier = link_.send(request);
-    Progress progress;
+    Expectation expectation(scope);
     Answers answers;
-    do {
-        const Frame frame = receive(identifier);
+    try {
+        receiveAll(request, scope, expectation, answers);
+    } catch (const DecodeError& e) {
+        answers.brokenOff =
+            std::make_exception_ptr(DecodeError(story(e.what(), scope, expectation)));
+    } catch (const std::exception& e) {
+        answers.brokenOff = std::make_exception_ptr(LinkError(story(e.what(), scope, expectation)));
+    }
+    return answers;
+}
+
+// A machine that fails sends no frame that says how many there are to be. Behind the question, on
+// the same connection, the gateway is therefore asked for its machines: it then lists those that
+// the question went to.
+void Dialogue::receiveAll(const Request& request, Scope scope, Expectation& expectation,
+                          Answers& answers) {
+    const std::uint32_t question = link_.send(request);
+    std::uint32_t listing = 0;
+    if (scope == Scope::EveryMachine) listing = link_.send(Request::machines());
+    Progress progress;
+    while (listing != 0 || !expectation.met()) {
+        const Frame frame = link_.receive(patience_);
+        if (listing != 0 && frame.identifierB == listing) {
+            expectation.takeMachines(namesIn(frame, true));
+            listing = 0;
+            continue;
+        }
+        if (frame.identifierB != question) throw LinkError("the answer belongs to another request");
+        expectation.take(frame);
         if (frame.kind != Kind::Regular) {
             answers.failures.push_back(frame.kind);
             continue;
         }
         answers.regular.push_back(frame);
-        if (scope == Scope::OneFrame) break;
-        const Place place = Place::of(frame);
-        if (place.total > 0 && answers.regular.size() > place.total) {
-            throw LinkError("more answers came than there are to be");
-        }
-        if (place.total > 1) {
-            progress.page(static_cast<unsigned>(place.number), static_cast<unsigned>(place.total));
-        }
-    } while (incomplete(answers, scope, machines));
-    return answers;
-}
-
-// A machine that fails sends no frame that says how many there are to be.
-std::size_t Dialogue::knownMachines() {
-    const std::uint32_t identifier = link_.send(Request::machines());
-    std::size_t count = 0;
-    for (const auto& machine : MachinesAnswer::decode(receive(identifier).body).machines) {
-        if (machine.known) ++count;
+        if (expectation.total() > 1) progress.page(expectation.number(), expectation.total());
     }
-    return count;
 }
 
-Frame Dialogue::receive(std::uint32_t identifier) {
-    Frame frame = link_.receive(patience_);
-    if (frame.identifierB != identifier) throw LinkError("the answer belongs to another request");
-    return frame;
+std::string Dialogue::story(const char* reason, Scope scope, const Expectation& expectation) const {
+    const std::string missing = expectation.missing();
+    std::string text = reason;
+    if (!missing.empty()) text += "; " + missing;
+    if (scope != Scope::EveryMachine) return text;
+    std::string gone;
+    for (const std::string& name : notKnown()) gone += (gone.empty() ? "" : ", ") + name;
+    return gone.empty() ? text : text + "; not known to the gateway now: " + gone;
 }
 
-bool Dialogue::incomplete(const Answers& answers, Scope scope, std::size_t machines) const {
-    if (!answers.failures.empty()) {
-        if (scope != Scope::EveryMachine) return false;
-        if (answers.failures.front() == Kind::UnknownMachine) return false;
+std::vector<std::string> Dialogue::notKnown() const {
+    try {
+        const Milliseconds patience = std::min(patience_, kShortPatience);
+        HostLink link(host_, patience);
+        return namesIn(link.ask(Request::machines(), patience), false);
+    } catch (const std::exception&) {
+        return {};
     }
-    if (answers.regular.empty()) return answers.failures.size() < machines;
-    const Place place = Place::of(answers.regular.back());
-    return place.number + answers.failures.size() < place.total;
 }
 
 }  // namespace dornctl

@@ -15,6 +15,16 @@ class EndSignals {
   public:
     EndSignals();
 
+    // While it lives, SIGINT and SIGTERM end the process at once, with success: for what cannot
+    // wait for them. Make it on the only thread, and with all output flushed.
+    class AtOnce {
+      public:
+        AtOnce();
+        ~AtOnce();
+        AtOnce(const AtOnce&) = delete;
+        AtOnce& operator=(const AtOnce&) = delete;
+    };
+
     // Whether the end is asked for, within the time; a negative time waits for ever.
     bool arriveWithin(Milliseconds time) const;
     // Readable once the end is asked for.

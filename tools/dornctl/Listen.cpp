@@ -55,7 +55,7 @@ class Listen {
         while (::poll(fds, 2, -1) < 0) {
         }
         if (fds[1].revents == 0) return ExitStatus::Success;
-        throw std::runtime_error("the file takes no more notifications");
+        throw std::runtime_error("the output or the file takes no more notifications");
     }
 
   private:
@@ -64,7 +64,9 @@ class Listen {
                     log_.add(notification, answer);
                     if (log_.full()) ::eventfd_write(wake_.get(), 1);
                 },
-                [this](const std::string& problem) { log_.addProblem(problem); }};
+                [this](const std::string& sender, const std::string& problem) {
+                    log_.addProblem(sender, problem);
+                }};
     }
 
     // The server comes last: its thread uses all the others.

@@ -9,7 +9,6 @@
 namespace dornctl {
 
 using namespace teskhost;
-using Scope = Dialogue::Scope;
 
 namespace {
 
@@ -103,7 +102,7 @@ void declareValue(CLI::App& app, Action& chosen) {
     const auto given = std::make_shared<Given>();
     command.add_option("CODE", given->code, "Code of the message to the machine, 1 to 255")
         ->required()
-        ->check(CLI::Range(1, 255));
+        ->transform(arguments::number(1, 255));
     addOptionalMachine(command, given);
     command.footer("Examples:\n  dornctl value 118\n  dornctl value 118 ZA000000001");
     whenMet<ValueAnswer>(command, chosen, given, Settings::kShort,
@@ -137,10 +136,10 @@ void declareListByNumbers(CLI::App& app, Action& chosen) {
     const auto given = std::make_shared<Given>();
     command.add_option("X", given->x, "First number, 0 to 65535")
         ->required()
-        ->check(CLI::Range(0, 65535));
+        ->transform(arguments::number(0, 65535));
     command.add_option("Y", given->y, "Second number, 0 to 65535")
         ->required()
-        ->check(CLI::Range(0, 65535));
+        ->transform(arguments::number(0, 65535));
     addMachine(command, given)->required();
     command.footer("Example:\n  dornctl list-by-numbers 1 300 ZA000000001");
     whenMet<ListAnswer>(command, chosen, given, Settings::kLong,

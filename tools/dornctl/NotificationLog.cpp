@@ -1,6 +1,5 @@
 #include "dornctl/NotificationLog.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -20,12 +19,6 @@ namespace {
 
 constexpr int kOneLine = -1;
 
-std::string senderOf(const Notification& notification) {
-    char address[INET_ADDRSTRLEN] = "";
-    ::inet_ntop(AF_INET, &notification.sender.sin_addr, address, sizeof address);
-    return Endpoint{address, ntohs(notification.sender.sin_port)}.text();
-}
-
 Json contentOf(const Notification& notification) {
     try {
         return toJson(AamsContent::decode(notification.message));
@@ -38,7 +31,7 @@ Json contentOf(const Notification& notification) {
 
 Json lineOf(const Notification& notification, const std::string& answer) {
     Json json = {{"received", nowText()},
-                 {"from", senderOf(notification)},
+                 {"from", notifyserver::textOf(notification.sender)},
                  {"identifiers", {notification.frame.identifierA, notification.frame.identifierB}}};
     json.update(contentOf(notification));
     json["answer"] = answer;
@@ -59,8 +52,9 @@ std::string tablesOf(const AamsMessage& message) {
 
 std::string textOf(const Notification& notification, const std::string& answer) {
     const int code = notification.message.code();
-    return nowText() + "  " + senderOf(notification) + "  notification " + std::to_string(code) +
-           ": " + aamswords::message(code) + '\n' + tablesOf(notification.message) +
+    return nowText() + "  " + notifyserver::textOf(notification.sender) + "  notification " +
+           std::to_string(code) + ": " + aamswords::message(code) + '\n' +
+           tablesOf(notification.message) +
            "  answered: " + (answer.empty() ? "received" : answer) + "\n\n";
 }
 
@@ -76,11 +70,13 @@ void NotificationLog::add(const Notification& notification, const std::string& a
     const Json line = lineOf(notification, answer);
     std::cout << (json_ ? dornctl::textOf(line, kOneLine) : textOf(notification, answer))
               << std::flush;
+    full_ = full_ || !std::cout;
     if (file_.is_open()) keep(line);
 }
 
-void NotificationLog::addProblem(const std::string& problem) const {
-    std::cerr << "dornctl: " << nowText() << ": a datagram is left unanswered: " << problem << '\n';
+void NotificationLog::addProblem(const std::string& sender, const std::string& problem) const {
+    std::cerr << "dornctl: " << nowText() << ": a datagram from " << sender
+              << " is left unanswered: " << problem << '\n';
 }
 
 void NotificationLog::keep(const Json& line) {

@@ -20,8 +20,8 @@ class NotificationLog {
     NotificationLog(bool json, const std::string& file);
 
     void add(const notifyserver::Notification& notification, const std::string& answer);
-    void addProblem(const std::string& problem) const;
-    // The file does not take what it should keep.
+    void addProblem(const std::string& sender, const std::string& problem) const;
+    // Standard output, or the file, does not take what it should.
     bool full() const { return full_; }
 
   private:

@@ -17,7 +17,7 @@ Progress::~Progress() {
     if (written_) std::cerr << kStartOfClearedLine;
 }
 
-void Progress::page(unsigned number, unsigned total) {
+void Progress::page(std::size_t number, std::size_t total) {
     if (!shown_) return;
     std::cerr << kStartOfClearedLine << "page " << number << " of " << total << std::flush;
     written_ = true;

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include <cstddef>
+
 namespace dornctl {
 
 class Progress {
@@ -14,7 +16,7 @@ class Progress {
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void page(unsigned number, unsigned total);
+    void page(std::size_t number, std::size_t total);
 
   private:
     const bool shown_;

@@ -44,6 +44,17 @@ std::string listText(const std::vector<ListAnswer>& pages) {
     return head.text(0) + '\n' + entriesOf(whole, std::numeric_limits<std::size_t>::max()).text(0);
 }
 
+// Pages with the numbers that their 8 bits cannot tell.
+std::vector<TimesAnswer> numbered(std::vector<TimesAnswer> pages) {
+    constexpr std::size_t kMostTold = 255;
+    if (pages.size() <= kMostTold) return pages;
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        pages[i].page = static_cast<unsigned>(i + 1);
+        pages[i].pages = static_cast<unsigned>(pages.size());
+    }
+    return pages;
+}
+
 }  // namespace
 
 void show(const std::vector<CountersAnswer>& answers, const Settings& settings) {
@@ -59,7 +70,9 @@ void show(const std::vector<ListAnswer>& pages, const Settings& settings) {
 }
 
 void show(const std::vector<TimesAnswer>& pages, const Settings& settings) {
-    if (!pages.empty()) put(pages, settings, [&] { return entriesOf(pages).text(0); });
+    if (pages.empty()) return;
+    const std::vector<TimesAnswer> whole = numbered(pages);
+    put(whole, settings, [&] { return entriesOf(whole).text(0); });
 }
 
 void show(const std::vector<MessageAnswer>& answers, const Settings& settings) {

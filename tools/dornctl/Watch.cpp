@@ -4,6 +4,7 @@
 #include <memory>
 #include <unistd.h>
 
+#include "dornctl/Arguments.h"
 #include "dornctl/Dialogue.h"
 #include "dornctl/EndSignals.h"
 #include "dornctl/Json.h"
@@ -19,6 +20,7 @@ namespace {
 constexpr char kClearScreen[] = "\x1B[H\x1B[2J";
 constexpr Milliseconds kPatience{5000};
 constexpr int kLongestInterval = 86400000;
+constexpr int kMostTables = 1000000000;
 
 struct Options {
     int interval = 2000;
@@ -32,7 +34,7 @@ class Watch {
 
     ExitStatus run() {
         print(question());
-        for (unsigned n = 1; n != options_.count; ++n) {
+        for (unsigned n = 1; n != options_.count && std::cout; ++n) {
             if (signals_.arriveWithin(Milliseconds(options_.interval))) break;
             again();
         }
@@ -42,8 +44,10 @@ class Watch {
   private:
     // The gateway may be started anew meanwhile, so every question has a connection of its own.
     MachinesAnswer question() const {
+        const EndSignals::AtOnce atOnce;  // nothing is half printed here
         Dialogue dialogue(settings_.host, settings_.timeout.value_or(kPatience));
-        const Answers answers = dialogue.ask(Request::machines(), Dialogue::Scope::OneFrame);
+        const Answers answers = dialogue.ask(Request::machines(), Scope::OneFrame);
+        answers.requireAll();
         if (answers.regular.empty()) throw LinkError("the gateway does not list its machines");
         return answers.decode<MachinesAnswer>().front();
     }
@@ -78,10 +82,11 @@ void declareWatch(CLI::App& app, Action& chosen) {
     const auto options = std::make_shared<Options>();
     CLI::App& command = *app.add_subcommand("watch", "The machines' table, again and again");
     command.add_option("--interval", options->interval, "Milliseconds between two tables")
-        ->check(CLI::Range(100, kLongestInterval))
+        ->transform(arguments::number(100, kLongestInterval))
         ->type_name("MS")
         ->capture_default_str();
     command.add_option("--count", options->count, "End after so many tables; 0 goes on")
+        ->transform(arguments::number(0, kMostTables))
         ->type_name("N")
         ->capture_default_str();
     command.footer("Examples:\n  dornctl watch\n  dornctl --json watch --interval 500 --count 10");

@@ -6,13 +6,22 @@ _dornctl() {
         identification readings history checks parameters set-parameters set-clock watch listen"
     local options="--host --timeout --json --help"
 
+    # bash takes "=" and ":" for words of their own. An address ends in a port, which nobody knows.
+    if [[ ${COMP_WORDS[COMP_CWORD]} == : || $previous == : ]]; then
+        return
+    elif [[ $current == "=" ]]; then
+        current=""
+    elif [[ $previous == "=" ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        [[ " ${subcommands//$'\n'/ } " == *" $word "* ]] && subcommand=$word
+        [[ " ${subcommands//$'\n'/ } " == *" $word "* ]] && subcommand=$word && break
     done
     case $previous in
         --host | --timeout | --interval | --count | --bind | --parameters | --every | --first)
             return ;;
         --keep)
+            compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return ;;
         --report | --report-unanswered)

@@ -8,6 +8,7 @@
 #include "host/ByteReader.h"
 #include "host/ByteWriter.h"
 #include "host/DecodeError.h"
+#include "host/Table.h"
 
 namespace teskhost {
 
@@ -15,12 +16,14 @@ namespace {
 
 constexpr std::size_t kHeadSize = 8;  // "NNN-XXXX"
 constexpr std::size_t kCodeSize = 3;
+constexpr std::size_t kMostQuoted = 32;
 
 std::uint32_t number(std::string_view text, int base) {
     std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
     if (error != std::errc() || end != text.data() + text.size()) {
-        throw DecodeError("not a number in an AAMS message: \"" + std::string(text) + '"');
+        const std::string start = printable(std::string(text.substr(0, kMostQuoted)));
+        throw DecodeError("not a number in an AAMS message: \"" + start + '"');
     }
     return value;
 }

@@ -32,6 +32,11 @@ std::string twoDigits(unsigned number) {
 
 // The page's head stands before its first line only, an entry's name before its first value.
 void addEntry(Table& table, Table::Row& head, const TimesAnswer::Entry& entry) {
+    if (entry.values.empty()) {
+        table.add(joined(head, {entry.name}));
+        head.assign(head.size(), "");
+        return;
+    }
     std::string name = entry.name;
     for (const TimesAnswer::Value& value : entry.values) {
         const std::string time = twoDigits(value.first) + ":" + twoDigits(value.second);
@@ -81,6 +86,7 @@ Table entriesOf(const ListAnswer& page, std::size_t most) {
     Table table({{"entry"}, {"number", kRight}, {"value", kRight}});
     for (std::size_t i = 0; i < std::min(most, page.entries.size()); ++i) {
         const ListAnswer::Entry& entry = page.entries[i];
+        if (entry.values.empty()) table.add({entry.name});
         for (const ListAnswer::Value& value : entry.values) {
             const bool first = &value == &entry.values.front();
             table.add({first ? entry.name : "", std::to_string(value.number),
@@ -103,6 +109,7 @@ Table entriesOf(const std::vector<TimesAnswer>& pages) {
     for (const TimesAnswer& page : pages) {
         Table::Row head = {ofTotal(page.page, page.pages), page.date, page.machineDate,
                            outcomeText(page.outcome)};
+        if (page.entries.empty()) table.add(head);
         for (const TimesAnswer::Entry& entry : page.entries) addEntry(table, head, entry);
     }
     return table;

@@ -24,8 +24,8 @@ struct TimesAnswer {
     };
 
     std::string date{};  // of the daemon, dd.mm.yy
-    std::uint8_t pages = 0;
-    std::uint8_t page = 0;  // from 1, over all machines
+    unsigned pages = 0;  // the low 8 bits, like the next
+    unsigned page = 0;   // from 1, over all machines
     std::uint8_t outcome = 0;
     std::string machineDate{};
     std::vector<Entry> entries{};

@@ -37,6 +37,12 @@ sockaddr_in toSystem(const teskhost::Endpoint& endpoint) {
 
 }  // namespace
 
+std::string textOf(const sockaddr_in& address) {
+    char host[INET_ADDRSTRLEN] = "";
+    ::inet_ntop(AF_INET, &address.sin_addr, host, sizeof host);
+    return teskhost::Endpoint{host, ntohs(address.sin_port)}.text();
+}
+
 NotificationServer::NotificationServer(const teskhost::Endpoint& at, Observer observer,
                                        Answers answers)
     : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
@@ -112,7 +118,7 @@ void NotificationServer::receive() {
     try {
         take(std::string_view(datagram).substr(0, static_cast<std::size_t>(count)), sender);
     } catch (const std::exception& e) {
-        keepProblem(e.what());
+        keepProblem(sender, e.what());
     }
 }
 
@@ -146,8 +152,8 @@ void NotificationServer::keep(const Notification& notification) {
     arrived_.notify_all();
 }
 
-void NotificationServer::keepProblem(const std::string& problem) {
-    if (observer_.refused) return observer_.refused(problem);
+void NotificationServer::keepProblem(const sockaddr_in& sender, const std::string& problem) {
+    if (observer_.refused) return observer_.refused(textOf(sender), problem);
     const std::lock_guard lock(mutex_);
     problems_.push_back(problem);
 }

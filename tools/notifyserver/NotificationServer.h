@@ -36,6 +36,9 @@ struct Notification {
     sockaddr_in sender;
 };
 
+// "ADDRESS:PORT".
+std::string textOf(const sockaddr_in& address);
+
 class NotificationServer {
   public:
     // The text of an answer, which goes out behind a "-"; an empty text goes out as no text at all.
@@ -47,7 +50,7 @@ class NotificationServer {
     // Sees what comes instead of its being kept, so that a server can run for ever.
     struct Observer {
         std::function<void(const Notification&, const std::string& answer)> answered;
-        std::function<void(const std::string& problem)> refused;
+        std::function<void(const std::string& sender, const std::string& problem)> refused;
     };
 
     // Keeps what comes, on a port of 127.0.0.1 that the kernel chooses.
@@ -79,7 +82,7 @@ class NotificationServer {
     void answer(const Notification& notification, const std::string& text);
     void take(std::string_view datagram, const sockaddr_in& sender);
     void keep(const Notification& notification);
-    void keepProblem(const std::string& problem);
+    void keepProblem(const sockaddr_in& sender, const std::string& problem);
     std::string textFor(const Notification& notification) const;
     const Notification* find(int code, std::size_t nth) const;
 

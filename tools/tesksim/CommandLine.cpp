@@ -1,6 +1,9 @@
 #include "tesksim/CommandLine.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <set>
 #include <stdexcept>
 
 #include "tesksim/Console.h"
@@ -10,6 +13,8 @@ namespace tesksim {
 namespace {
 
 constexpr char kPtyPrefix[] = "pty:";
+constexpr int kMostMachines = 99;
+constexpr int kHighestPort = 65535;
 
 std::string codeId(const std::string& prefix, std::size_t number) {
     constexpr std::size_t kSize = 11;
@@ -28,6 +33,17 @@ void setTty(Machine::Options& options, const std::string& tty) {
     }
 }
 
+// A tty has one machine.
+void requireDifferentTtys(const Scenario& scenario) {
+    std::set<std::string> seen;
+    for (const MachineScenario& machine : scenario.machines) {
+        const Machine::Options& options = machine.options;
+        const std::string& name = options.tty.empty() ? options.ptyLink : options.tty;
+        if (name.empty() || seen.insert(name).second) continue;
+        throw std::invalid_argument("two machines are on " + name);
+    }
+}
+
 std::string checkLine(const std::string& text) {
     try {
         SerialLine::parse(text);
@@ -43,10 +59,11 @@ void CommandLine::declare(CLI::App& app) {
     auto* const file =
         app.add_option("--scenario", scenarioFile, "File that describes the machines")
             ->check(CLI::ExistingFile);
-    app.add_option("--seed", seed, "Start of everything random; the scenario's own without it");
+    app.add_option("--seed", seed, "Start of everything random; the scenario's own without it")
+        ->check(CLI::Range(std::numeric_limits<std::uint32_t>::max()));
     app.add_flag("-l,--live", live, "Show what is asked and answered");
     app.add_option("-m,--machines", machines, "Number of slot machines")
-        ->check(CLI::Range(1, 99))
+        ->check(CLI::Range(1, kMostMachines))
         ->excludes(file)
         ->capture_default_str();
     app.add_option("-c,--code-id", codeIdPrefix,
@@ -57,6 +74,7 @@ void CommandLine::declare(CLI::App& app) {
                    "File for the TCP ports chosen, a line \"<number> <port>\" for each machine");
     app.add_option("-p,--port", ports,
                    "TCP port of the next machine; machines without one let the kernel choose")
+        ->check(CLI::Range(0, kHighestPort))
         ->excludes(file);
     app.add_option("-t,--tty", ttys,
                    "Serve the next machine on this tty, without telnet, instead of on TCP; "
@@ -66,7 +84,8 @@ void CommandLine::declare(CLI::App& app) {
         ->check(checkLine)
         ->excludes(file)
         ->capture_default_str();
-    app.add_option("-s,--silent", silent, "Machine N never answers");
+    app.add_option("-s,--silent", silent, "Machine N never answers")
+        ->check(CLI::Range(1, kMostMachines));
     app.add_option("-x,--command", commands,
                    "Console command to obey at the start, as typed on standard input");
     app.footer(
@@ -95,6 +114,7 @@ Scenario CommandLine::scenario() const {
         result.machines.push_back(machine);
     }
     if (seed) result.seed = *seed;
+    requireDifferentTtys(result);
     return result;
 }
 

@@ -10,17 +10,20 @@ namespace tesksim {
 
 namespace {
 
+constexpr char kShow[] = "show";
+
 using Action = std::function<void(Machine&, const std::string&)>;
 
-unsigned wholeNumber(const std::string& text) {
-    unsigned value = 0;
+template <typename Number>
+Number wholeNumber(const std::string& text) {
+    Number value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc() && end == text.data() + text.size()) return value;
     throw std::invalid_argument("a whole number is wanted");
 }
 
 std::chrono::milliseconds milliseconds(const std::string& text) {
-    return std::chrono::milliseconds(wholeNumber(text));
+    return std::chrono::milliseconds(wholeNumber<unsigned>(text));
 }
 
 // An action that changes the machine's faults.
@@ -30,6 +33,14 @@ Action fault(const std::function<void(Faults&, const std::string&)>& change) {
         change(faults, argument);
         machine.setFaults(faults);
     };
+}
+
+void setCodeId(Machine& machine, const std::string& text) {
+    constexpr std::size_t kSize = 11;
+    if (text.empty() || text.size() > kSize) {
+        throw std::invalid_argument("1 to 11 characters are wanted");
+    }
+    machine.setCodeId(text);
 }
 
 void setBody(Machine& machine, const std::string& argument) {
@@ -46,7 +57,7 @@ const std::map<std::string, Action>& actions() {
         {"start", [](Machine& machine, Text) { machine.start(); }},
         {"stop", [](Machine& machine, Text) { machine.stop(); }},
         {"ok", [](Machine& machine, Text) { machine.clearFaults(); }},
-        {"code-id", [](Machine& machine, Text text) { machine.setCodeId(text); }},
+        {"code-id", setCodeId},
         {"disconnect", [](Machine& machine, Text) { machine.disconnect(); }},
         {"body", setBody},
         {"silent", fault([](Faults& faults, Text) { faults.silent = true; })},
@@ -54,8 +65,10 @@ const std::map<std::string, Action>& actions() {
         {"deaf", fault([](Faults& faults, Text) { faults.deaf = true; })},
         {"slow", fault([](Faults& faults, Text text) { faults.delay = milliseconds(text); })},
         {"dribble", fault([](Faults& faults, Text text) { faults.dribble = milliseconds(text); })},
-        {"length", fault([](Faults& faults, Text text) { faults.lengthError = std::stoi(text); })},
-        {"cut", fault([](Faults& faults, Text text) { faults.closeAfter = wholeNumber(text); })},
+        {"length",
+         fault([](Faults& faults, Text text) { faults.lengthError = wholeNumber<int>(text); })},
+        {"cut",
+         fault([](Faults& faults, Text text) { faults.closeAfter = wholeNumber<unsigned>(text); })},
     };
     return table;
 }
@@ -65,8 +78,8 @@ std::string describe(Machine& machine) {
     text << (machine.isRunning() ? "running" : "stopped") << " port=" << machine.port()
          << " code-id=" << machine.codeId()
          << (machine.journal().isConnected() ? " connected" : " alone")
-         << " requests=" << machine.journal().requests().size()
-         << " acknowledged=" << machine.journal().acknowledgements().size();
+         << " requests=" << machine.journal().requestCount()
+         << " acknowledged=" << machine.journal().acknowledgementCount();
     return text.str();
 }
 
@@ -92,6 +105,9 @@ std::string Console::execute(const std::string& line) {
         return "bye";
     }
     try {
+        if (verb != kShow && actions().count(verb) == 0) {
+            throw std::invalid_argument("no such command");
+        }
         return command(verb, machineNumber(number), argument);
     } catch (const std::exception& e) {
         return kError + line + ": " + e.what();
@@ -100,10 +116,8 @@ std::string Console::execute(const std::string& line) {
 
 std::string Console::command(const std::string& verb, Machine& machine,
                              const std::string& argument) {
-    if (verb == "show") return describe(machine);
-    const auto found = actions().find(verb);
-    if (found == actions().end()) throw std::invalid_argument("no such command");
-    found->second(machine, argument);
+    if (verb == kShow) return describe(machine);
+    actions().at(verb)(machine, argument);
     return "ok";
 }
 

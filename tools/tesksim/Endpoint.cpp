@@ -6,7 +6,9 @@
 #include <netinet/in.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace tesksim {
 
@@ -14,7 +16,7 @@ namespace {
 
 constexpr int kBacklog = 16;
 
-[[noreturn]] void fail(const char* what) {
+[[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
@@ -30,7 +32,7 @@ Fd bindPort(std::uint16_t port) {
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        fail("bind");
+        fail("port " + std::to_string(port));
     }
     return fd;
 }
@@ -57,6 +59,15 @@ Fd openTty(const std::string& path, const SerialLine& line) {
     line.apply(settings);
     if (::tcsetattr(fd.get(), TCSANOW, &settings) != 0) return Fd();
     return fd;
+}
+
+void requireTty(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) fail(path);
+    if (::access(path.c_str(), R_OK | W_OK) != 0) fail(path);
+    if (S_ISCHR(status.st_mode)) return;
+    errno = ENOTTY;
+    fail(path);
 }
 
 Fd makeWakeUp() {

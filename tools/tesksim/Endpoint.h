@@ -23,6 +23,8 @@ Fd listenOn(std::uint16_t port);
 // Opens a tty and makes it raw, with this line setting where it has one. Returns an invalid
 // descriptor when it cannot be opened.
 Fd openTty(const std::string& path, const SerialLine& line);
+// Throws when nothing that can be a tty has this name, or it is not ours to use.
+void requireTty(const std::string& path);
 
 // A descriptor that becomes readable by wakeUp() until clearWakeUp().
 Fd makeWakeUp();

@@ -1,8 +1,20 @@
 #include "tesksim/Journal.h"
 
-#include <algorithm>
-
 namespace tesksim {
+
+namespace {
+
+void append(std::string& text, std::string_view more) {
+    text += more;
+    if (text.size() > Journal::kMostText) text.erase(0, text.size() - Journal::kMostText / 2);
+}
+
+template <typename Item>
+std::vector<Item> listOf(const std::deque<Item>& items) {
+    return {items.begin(), items.end()};
+}
+
+}  // namespace
 
 template <typename Change>
 void Journal::change(Change&& apply) {
@@ -37,26 +49,44 @@ void Journal::disconnected() {
 }
 
 void Journal::received(std::string_view raw) {
-    change([&] { raw_ += raw; });
+    change([&] { append(raw_, raw); });
 }
 
 void Journal::data(std::string_view bytes) {
-    change([&] { data_ += bytes; });
+    change([&] { append(data_, bytes); });
 }
 
 void Journal::message(const Message& message) {
-    change([&] { messages_.push_back(message); });
+    change([&] {
+        messages_.push_back(message);
+        messageBytes_ += message.raw.size();
+        ++(message.isAcknowledgement() ? acknowledgements_ : requests_);
+        dropOldMessages();
+    });
+}
+
+// The latest stays, whatever its size.
+void Journal::dropOldMessages() {
+    while (messages_.size() > 1 &&
+           (messages_.size() > kMostMessages || messageBytes_ > kMostMessageBytes)) {
+        const Message& oldest = messages_.front();
+        if (!oldest.isAcknowledgement()) ++droppedRequests_[oldest.id];
+        messageBytes_ -= oldest.raw.size();
+        messages_.pop_front();
+    }
 }
 
 void Journal::setting(const LineSetting& setting) {
     change([&] {
         settings_.push_back(setting);
+        if (settings_.size() > kMostSettings) settings_.pop_front();
+        ++settingCount_;
         apply(setting, line_);
     });
 }
 
 void Journal::sent(std::string_view raw) {
-    change([&] { sent_ += raw; });
+    change([&] { append(sent_, raw); });
 }
 
 std::string Journal::rawReceived() const {
@@ -69,13 +99,19 @@ std::string Journal::rawSent() const {
     return read(sent_);
 }
 std::vector<Message> Journal::messages() const {
-    return read(messages_);
+    return listOf(read(messages_));
 }
 std::vector<LineSetting> Journal::settings() const {
-    return read(settings_);
+    return listOf(read(settings_));
 }
 Line Journal::line() const {
     return read(line_);
+}
+std::size_t Journal::requestCount() const {
+    return read(requests_);
+}
+std::size_t Journal::acknowledgementCount() const {
+    return read(acknowledgements_);
 }
 std::size_t Journal::connections() const {
     return read(connections_);
@@ -96,7 +132,12 @@ void Journal::clear() {
         data_.clear();
         sent_.clear();
         messages_.clear();
+        messageBytes_ = 0;
+        requests_ = 0;
+        acknowledgements_ = 0;
+        droppedRequests_.clear();
         settings_.clear();
+        settingCount_ = 0;
         line_ = {};
         connections_ = connected_ ? 1 : 0;
     });
@@ -112,17 +153,13 @@ std::vector<Message> Journal::select(bool acknowledgements) const {
 }
 
 const Message* Journal::findRequest(int id, std::size_t nth) const {
+    const auto dropped = droppedRequests_.find(id);
+    std::size_t number = dropped == droppedRequests_.end() ? 0 : dropped->second;
     for (const Message& message : messages_) {
-        if (message.id == id && !message.isAcknowledgement() && --nth == 0) return &message;
+        if (message.id != id || message.isAcknowledgement()) continue;
+        if (++number == nth) return &message;
     }
     return nullptr;
-}
-
-std::size_t Journal::countMessages(bool acknowledgements) const {
-    const auto wanted = [=](const Message& message) {
-        return message.isAcknowledgement() == acknowledgements;
-    };
-    return static_cast<std::size_t>(std::count_if(messages_.begin(), messages_.end(), wanted));
 }
 
 std::optional<Message> Journal::waitForRequest(int id, std::size_t nth,
@@ -136,15 +173,15 @@ std::optional<Message> Journal::waitForRequest(int id, std::size_t nth,
 }
 
 bool Journal::waitForRequests(std::size_t count, Milliseconds timeout) const {
-    return wait(timeout, [&] { return countMessages(false) >= count; });
+    return wait(timeout, [&] { return requests_ >= count; });
 }
 
 bool Journal::waitForAcknowledgements(std::size_t count, Milliseconds timeout) const {
-    return wait(timeout, [&] { return countMessages(true) >= count; });
+    return wait(timeout, [&] { return acknowledgements_ >= count; });
 }
 
 bool Journal::waitForSettings(std::size_t count, Milliseconds timeout) const {
-    return wait(timeout, [&] { return settings_.size() >= count; });
+    return wait(timeout, [&] { return settingCount_ >= count; });
 }
 
 bool Journal::waitForConnections(std::size_t count, Milliseconds timeout) const {

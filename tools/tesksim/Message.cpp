@@ -7,6 +7,7 @@ namespace tesksim {
 
 namespace {
 
+constexpr std::size_t kMostJunk = 8192;
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kIdDigits = 3;
 constexpr std::size_t kLengthDigits = 4;
@@ -83,6 +84,7 @@ std::optional<Message> MessageParser::next() {
             return message;
         }
         junk_ += pending_.front();
+        if (junk_.size() > kMostJunk) junk_.erase(0, kMostJunk / 2);
         pending_.erase(0, 1);
     }
     return std::nullopt;

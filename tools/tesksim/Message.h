@@ -45,7 +45,7 @@ class MessageParser {
   public:
     void feed(std::string_view data) { pending_.append(data); }
     // The next complete message, if there is one. Bytes in front of it that belong to no message
-    // go to junk().
+    // go to junk(), of which the latest are kept.
     std::optional<Message> next();
     const std::string& junk() const { return junk_; }
     void reset();

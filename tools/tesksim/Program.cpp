@@ -7,6 +7,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "tesksim/Endpoint.h"
 #include "tesksim/PortFile.h"
 
 namespace tesksim {
@@ -50,6 +51,9 @@ Program::Program(const CommandLine& commandLine, const Scenario& scenario)
       console_(park_.machines()) {}
 
 void Program::prepare() {
+    for (const auto& machine : park_.machines()) {
+        if (!machine->tty().empty()) requireTty(machine->tty());
+    }
     park_.start();
     for (const std::size_t number : commandLine_.silent) begin("silent " + std::to_string(number));
     for (const std::string& line : commandLine_.commands) begin(line);

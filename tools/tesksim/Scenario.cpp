@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tesksim/Entries.h"
+#include "tesksim/ScenarioLines.h"
 #include "tesksim/ScenarioReader.h"
 
 namespace tesksim {
@@ -14,6 +15,7 @@ using nlohmann::json;
 
 namespace {
 
+constexpr std::size_t kLargestFile = std::size_t{16} * 1024 * 1024;
 constexpr std::int64_t kHighest = std::numeric_limits<std::uint32_t>::max();
 constexpr std::int64_t kDay = 86400000;  // milliseconds
 constexpr std::int64_t kMostEntries = 2500;
@@ -173,15 +175,8 @@ MachineScenario machine(const json& value, const std::string& place) {
     return result;
 }
 
-}  // namespace
-
-Scenario Scenario::parse(const std::string& text) {
-    json document;
-    try {
-        document = json::parse(text, nullptr, true, true);
-    } catch (const json::parse_error& e) {
-        throw ScenarioError(e.what());
-    }
+Scenario read(const std::string& text) {
+    const json document = json::parse(text, nullptr, true, true);
     ScenarioReader reader(document, "");
     Scenario scenario;
     reader.take("seed", scenario.seed, 0, kHighest);
@@ -196,13 +191,26 @@ Scenario Scenario::parse(const std::string& text) {
     return scenario;
 }
 
+}  // namespace
+
+Scenario Scenario::parse(const std::string& text) {
+    const ScenarioLines lines(text);
+    try {
+        return read(text);
+    } catch (const ScenarioError& e) {
+        throw ScenarioError("line " + std::to_string(lines.lineOf(e.what())) + ": " + e.what());
+    }
+}
+
 Scenario Scenario::load(const std::string& file) {
     std::ifstream in(file);
     if (!in) throw ScenarioError(file + ": the file cannot be read");
-    std::ostringstream text;
-    text << in.rdbuf();
+    std::string text(kLargestFile + 1, '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(in.gcount()));
+    if (text.size() > kLargestFile) throw ScenarioError(file + ": larger than 16 MiB");
     try {
-        return parse(text.str());
+        return parse(text);
     } catch (const ScenarioError& e) {
         throw ScenarioError(file + ": " + e.what());
     }

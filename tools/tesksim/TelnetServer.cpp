@@ -114,8 +114,8 @@ void TelnetServer::step(std::uint8_t byte, std::string& data) {
         case State::Sub:
             if (byte == kIac) {
                 state_ = State::SubCommand;
-            } else if (parameters_.size() < kLongestParameters) {
-                parameters_ += asChar(byte);
+            } else {
+                parameter(byte);
             }
             break;
         case State::SubCommand:
@@ -123,10 +123,14 @@ void TelnetServer::step(std::uint8_t byte, std::string& data) {
             if (byte == kSe) {
                 subnegotiation();
             } else {
-                parameters_ += asChar(byte);
+                parameter(byte);
             }
             break;
     }
+}
+
+void TelnetServer::parameter(std::uint8_t byte) {
+    if (parameters_.size() < kLongestParameters) parameters_ += asChar(byte);
 }
 
 void TelnetServer::command(std::uint8_t byte, std::string& data) {

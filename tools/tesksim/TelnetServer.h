@@ -66,6 +66,7 @@ class TelnetServer {
     void step(std::uint8_t byte, std::string& data);
     void command(std::uint8_t byte, std::string& data);
     void negotiate(std::uint8_t option);
+    void parameter(std::uint8_t byte);
     void subnegotiation();
     void comPort(std::string_view parameters);
 
