@@ -9,11 +9,11 @@
 #include <cstdint>
 #include <string_view>
 
-#include "support/UniqueFd.h"
+#include "common/UniqueFd.h"
 
 namespace teskd::bench {
 
-using test::UniqueFd;
+using tools::UniqueFd;
 
 [[noreturn]] void throwSystemError(const char* what);
 

@@ -1,11 +1,11 @@
 #include "support/Listener.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
+
+#include "tesksim/Endpoint.h"
 
 namespace teskd::test {
 
@@ -15,30 +15,6 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-UniqueFd boundSocket(std::uint16_t port) {
-    UniqueFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd.valid()) fail("socket");
-    const int on = 1;
-    ::setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        fail("bind");
-    }
-    return fd;
-}
-
-std::uint16_t boundPort(const UniqueFd& fd) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (::getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        fail("getsockname");
-    }
-    return ntohs(address.sin_port);
-}
-
 bool pollIn(int fd, std::chrono::milliseconds time) {
     pollfd entry{fd, POLLIN, 0};
     return ::poll(&entry, 1, static_cast<int>(time.count())) > 0;
@@ -46,9 +22,9 @@ bool pollIn(int fd, std::chrono::milliseconds time) {
 
 }  // namespace
 
-Listener::Listener(std::uint16_t port, int backlog) : fd_(boundSocket(port)) {
+Listener::Listener(std::uint16_t port, int backlog) : fd_(tesksim::bindPort(port)) {
     if (::listen(fd_.get(), backlog) != 0) fail("listen");
-    port_ = boundPort(fd_);
+    port_ = tesksim::portOf(fd_);
 }
 
 Connection Listener::accept(Deadline deadline) {
@@ -69,7 +45,7 @@ TcpPair::TcpPair() {
 }
 
 std::uint16_t freeTcpPort() {
-    return boundPort(boundSocket(0));
+    return tesksim::portOf(tesksim::bindPort(0));
 }
 
 }  // namespace teskd::test

@@ -43,7 +43,7 @@ EndSignals::AtOnce::~AtOnce() {
 EndSignals::EndSignals() {
     const sigset_t set = endSignals();
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
-    signals_ = teskhost::Descriptor(::signalfd(-1, &set, SFD_CLOEXEC));
+    signals_ = tools::UniqueFd(::signalfd(-1, &set, SFD_CLOEXEC));
     if (!signals_.valid()) throw std::system_error(errno, std::generic_category(), "signalfd");
 }
 

@@ -6,8 +6,8 @@
 
 #pragma once
 
+#include "common/UniqueFd.h"
 #include "dornctl/Settings.h"
-#include "host/Descriptor.h"
 
 namespace dornctl {
 
@@ -31,7 +31,7 @@ class EndSignals {
     int fd() const { return signals_.get(); }
 
   private:
-    teskhost::Descriptor signals_;
+    tools::UniqueFd signals_;
 };
 
 }  // namespace dornctl

@@ -72,7 +72,7 @@ class Listen {
     // The server comes last: its thread uses all the others.
     const EndSignals signals_;
     NotificationLog log_;
-    Descriptor wake_;
+    tools::UniqueFd wake_;
     NotificationServer server_;
 };
 

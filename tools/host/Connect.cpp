@@ -31,7 +31,7 @@ Addresses resolve(const Endpoint& endpoint) {
 }
 
 // 0, or why no connection came about.
-int awaitConnection(const Descriptor& socket, Milliseconds patience) {
+int awaitConnection(const tools::UniqueFd& socket, Milliseconds patience) {
     pollfd entry{socket.get(), POLLOUT, 0};
     const int ready = ::poll(&entry, 1, static_cast<int>(patience.count()));
     if (ready < 0) return errno;
@@ -41,13 +41,13 @@ int awaitConnection(const Descriptor& socket, Milliseconds patience) {
     return ::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0 ? errno : error;
 }
 
-int connectOne(const Descriptor& socket, const addrinfo& address, Milliseconds patience) {
+int connectOne(const tools::UniqueFd& socket, const addrinfo& address, Milliseconds patience) {
     if (!socket.valid()) return errno;
     if (::connect(socket.get(), address.ai_addr, address.ai_addrlen) == 0) return 0;
     return errno == EINPROGRESS ? awaitConnection(socket, patience) : errno;
 }
 
-void makeBlocking(const Descriptor& socket, Milliseconds patience) {
+void makeBlocking(const tools::UniqueFd& socket, Milliseconds patience) {
     ::fcntl(socket.get(), F_SETFL, ::fcntl(socket.get(), F_GETFL) & ~O_NONBLOCK);
     constexpr Milliseconds::rep second = 1000;
     timeval limit{};
@@ -58,11 +58,11 @@ void makeBlocking(const Descriptor& socket, Milliseconds patience) {
 
 }  // namespace
 
-Descriptor connectTo(const Endpoint& endpoint, Milliseconds patience) {
+tools::UniqueFd connectTo(const Endpoint& endpoint, Milliseconds patience) {
     const Addresses addresses = resolve(endpoint);
     int error = EHOSTUNREACH;
     for (const addrinfo* entry = addresses.get(); entry != nullptr; entry = entry->ai_next) {
-        Descriptor socket(
+        tools::UniqueFd socket(
             ::socket(entry->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         error = connectOne(socket, *entry, patience);
         if (error != 0) continue;

@@ -8,13 +8,13 @@
 
 #include <chrono>
 
-#include "host/Descriptor.h"
+#include "common/UniqueFd.h"
 #include "host/Endpoint.h"
 
 namespace teskhost {
 
 // A connected socket that blocks. Addresses of the name are tried one after another, for as long
 // as `patience` each; sending on the socket then waits no longer either.
-Descriptor connectTo(const Endpoint& endpoint, std::chrono::milliseconds patience);
+tools::UniqueFd connectTo(const Endpoint& endpoint, std::chrono::milliseconds patience);
 
 }  // namespace teskhost

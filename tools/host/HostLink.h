@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/Descriptor.h"
+#include "common/UniqueFd.h"
 #include "host/Endpoint.h"
 #include "host/Frame.h"
 #include "host/LinkError.h"
@@ -41,7 +41,7 @@ class HostLink {
 
     std::string read(std::size_t count, Clock::time_point until);
 
-    Descriptor socket_;
+    tools::UniqueFd socket_;
     std::uint32_t lastIdentifier_ = 0;
 };
 

@@ -14,8 +14,8 @@
 namespace notifyserver {
 
 using teskhost::AamsMessage;
-using teskhost::Descriptor;
 using teskhost::Frame;
+using tools::UniqueFd;
 
 namespace {
 

@@ -22,8 +22,8 @@
 #include <thread>
 #include <vector>
 
+#include "common/UniqueFd.h"
 #include "host/AamsMessage.h"
-#include "host/Descriptor.h"
 #include "host/Endpoint.h"
 #include "host/Frame.h"
 
@@ -86,8 +86,8 @@ class NotificationServer {
     std::string textFor(const Notification& notification) const;
     const Notification* find(int code, std::size_t nth) const;
 
-    teskhost::Descriptor socket_;
-    teskhost::Descriptor wake_;
+    tools::UniqueFd socket_;
+    tools::UniqueFd wake_;
     std::uint16_t port_ = 0;
     const Observer observer_;
 

@@ -22,8 +22,8 @@ constexpr int kBacklog = 16;
 
 }  // namespace
 
-Fd bindPort(std::uint16_t port) {
-    Fd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+tools::UniqueFd bindPort(std::uint16_t port) {
+    tools::UniqueFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd.valid()) fail("socket");
     const int on = 1;
     ::setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -37,7 +37,7 @@ Fd bindPort(std::uint16_t port) {
     return fd;
 }
 
-std::uint16_t portOf(const Fd& socket) {
+std::uint16_t portOf(const tools::UniqueFd& socket) {
     sockaddr_in address{};
     socklen_t size = sizeof address;
     if (::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
@@ -46,18 +46,18 @@ std::uint16_t portOf(const Fd& socket) {
     return ntohs(address.sin_port);
 }
 
-Fd listenOn(std::uint16_t port) {
-    Fd fd = bindPort(port);
+tools::UniqueFd listenOn(std::uint16_t port) {
+    tools::UniqueFd fd = bindPort(port);
     if (::listen(fd.get(), kBacklog) != 0) fail("listen");
     return fd;
 }
 
-Fd openTty(const std::string& path, const SerialLine& line) {
-    Fd fd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+tools::UniqueFd openTty(const std::string& path, const SerialLine& line) {
+    tools::UniqueFd fd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     termios settings{};
-    if (!fd.valid() || ::tcgetattr(fd.get(), &settings) != 0) return Fd();
+    if (!fd.valid() || ::tcgetattr(fd.get(), &settings) != 0) return tools::UniqueFd();
     line.apply(settings);
-    if (::tcsetattr(fd.get(), TCSANOW, &settings) != 0) return Fd();
+    if (::tcsetattr(fd.get(), TCSANOW, &settings) != 0) return tools::UniqueFd();
     return fd;
 }
 
@@ -70,17 +70,17 @@ void requireTty(const std::string& path) {
     fail(path);
 }
 
-Fd makeWakeUp() {
-    Fd fd(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+tools::UniqueFd makeWakeUp() {
+    tools::UniqueFd fd(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
     if (!fd.valid()) fail("eventfd");
     return fd;
 }
 
-void wakeUp(const Fd& wake) {
+void wakeUp(const tools::UniqueFd& wake) {
     ::eventfd_write(wake.get(), 1);
 }
 
-void clearWakeUp(const Fd& wake) {
+void clearWakeUp(const tools::UniqueFd& wake) {
     eventfd_t count = 0;
     ::eventfd_read(wake.get(), &count);
 }

@@ -8,27 +8,27 @@
 #include <cstdint>
 #include <string>
 
-#include "tesksim/Fd.h"
+#include "common/UniqueFd.h"
 #include "tesksim/SerialLine.h"
 
 namespace tesksim {
 
 // A bound socket that does not listen: keeps the port for us while connections are refused.
 // Port 0 lets the kernel choose.
-Fd bindPort(std::uint16_t port);
-std::uint16_t portOf(const Fd& socket);
+tools::UniqueFd bindPort(std::uint16_t port);
+std::uint16_t portOf(const tools::UniqueFd& socket);
 // A second socket on a port of bindPort(), listening.
-Fd listenOn(std::uint16_t port);
+tools::UniqueFd listenOn(std::uint16_t port);
 
 // Opens a tty and makes it raw, with this line setting where it has one. Returns an invalid
 // descriptor when it cannot be opened.
-Fd openTty(const std::string& path, const SerialLine& line);
+tools::UniqueFd openTty(const std::string& path, const SerialLine& line);
 // Throws when nothing that can be a tty has this name, or it is not ours to use.
 void requireTty(const std::string& path);
 
 // A descriptor that becomes readable by wakeUp() until clearWakeUp().
-Fd makeWakeUp();
-void wakeUp(const Fd& wake);
-void clearWakeUp(const Fd& wake);
+tools::UniqueFd makeWakeUp();
+void wakeUp(const tools::UniqueFd& wake);
+void clearWakeUp(const tools::UniqueFd& wake);
 
 }  // namespace tesksim

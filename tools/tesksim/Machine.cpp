@@ -145,7 +145,7 @@ void Machine::acceptOne() {
         dropOrders();
         return;
     }
-    Fd fd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    tools::UniqueFd fd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!fd.valid()) return;
     const int on = 1;
     ::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -155,7 +155,7 @@ void Machine::acceptOne() {
 }
 
 void Machine::serveTty() {
-    Fd fd = pty_ ? pty_->open() : openTty(options_.tty, options_.line);
+    tools::UniqueFd fd = pty_ ? pty_->open() : openTty(options_.tty, options_.line);
     if (fd.valid()) {
         Session session(std::move(fd), std::nullopt, journal_);
         serve(session);

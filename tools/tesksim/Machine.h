@@ -20,9 +20,9 @@
 #include <string_view>
 #include <thread>
 
+#include "common/UniqueFd.h"
 #include "tesksim/AnswerTable.h"
 #include "tesksim/Faults.h"
-#include "tesksim/Fd.h"
 #include "tesksim/Journal.h"
 #include "tesksim/Pty.h"
 #include "tesksim/SerialLine.h"
@@ -102,9 +102,9 @@ class Machine {
     std::uint16_t port_ = 0;
     Journal journal_;
     AnswerTable answers_;
-    Fd wake_;
+    tools::UniqueFd wake_;
     std::unique_ptr<Pty> pty_;
-    Fd reservation_;  // keeps the port while nobody listens
+    tools::UniqueFd reservation_;  // keeps the port while nobody listens
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
@@ -116,7 +116,7 @@ class Machine {
     Hangup hangup_ = Hangup::No;
 
     // The machine's own thread only, while it runs.
-    Fd listener_;
+    tools::UniqueFd listener_;
 
     std::thread thread_;
 };

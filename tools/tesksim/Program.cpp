@@ -14,14 +14,14 @@ namespace tesksim {
 
 namespace {
 
-Fd blockSignals() {
+tools::UniqueFd blockSignals() {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGINT);
     sigprocmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    return Fd(::signalfd(-1, &set, SFD_CLOEXEC));
+    return tools::UniqueFd(::signalfd(-1, &set, SFD_CLOEXEC));
 }
 
 std::vector<std::string> namesOf(const Scenario& scenario) {

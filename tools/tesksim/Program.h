@@ -7,9 +7,9 @@
 
 #include <string>
 
+#include "common/UniqueFd.h"
 #include "tesksim/CommandLine.h"
 #include "tesksim/Console.h"
-#include "tesksim/Fd.h"
 #include "tesksim/LiveView.h"
 #include "tesksim/Park.h"
 
@@ -34,7 +34,7 @@ class Program {
     bool readCommands();
 
     const CommandLine commandLine_;
-    const Fd signals_;
+    const tools::UniqueFd signals_;
     LiveView view_;
     Park park_;
     Console console_;

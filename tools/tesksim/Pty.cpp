@@ -36,8 +36,8 @@ Pty::~Pty() {
     if (!link_.empty()) ::unlink(link_.c_str());
 }
 
-Fd Pty::open() const {
-    return Fd(::fcntl(near_.get(), F_DUPFD_CLOEXEC, 0));
+tools::UniqueFd Pty::open() const {
+    return tools::UniqueFd(::fcntl(near_.get(), F_DUPFD_CLOEXEC, 0));
 }
 
 void Pty::makeLink() {

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "tesksim/Fd.h"
+#include "common/UniqueFd.h"
 
 namespace tesksim {
 
@@ -23,14 +23,15 @@ class Pty {
     // The name of the far end.
     const std::string& name() const { return name_; }
     // A descriptor of the near end, the caller's own.
-    Fd open() const;
+    tools::UniqueFd open() const;
 
   private:
     void makeLink();
 
     const std::string link_;
-    Fd near_;
-    Fd far_;  // kept open, so that the near end does not fail while nobody else has it open
+    tools::UniqueFd near_;
+    tools::UniqueFd
+        far_;  // kept open, so that the near end does not fail while nobody else has it open
     std::string name_;
 };
 

@@ -18,7 +18,7 @@ ssize_t writeQuietly(int fd, const char* data, std::size_t size) {
 
 }  // namespace
 
-Session::Session(Fd fd, std::optional<Negotiation> negotiation, Journal& journal)
+Session::Session(tools::UniqueFd fd, std::optional<Negotiation> negotiation, Journal& journal)
     : fd_(std::move(fd)), journal_(journal) {
     if (negotiation) telnet_.emplace(*negotiation);
     ::fcntl(fd_.get(), F_SETFL, ::fcntl(fd_.get(), F_GETFL) | O_NONBLOCK);

@@ -13,8 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/UniqueFd.h"
 #include "tesksim/Faults.h"
-#include "tesksim/Fd.h"
 #include "tesksim/Journal.h"
 #include "tesksim/Message.h"
 #include "tesksim/TelnetServer.h"
@@ -26,7 +26,7 @@ class Session {
     using Clock = std::chrono::steady_clock;
 
     // Without a negotiation the line is plain, without telnet. `journal` must outlive the session.
-    Session(Fd fd, std::optional<Negotiation> negotiation, Journal& journal);
+    Session(tools::UniqueFd fd, std::optional<Negotiation> negotiation, Journal& journal);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -64,7 +64,7 @@ class Session {
     bool writeAnswer(Output& output);
     std::size_t unitAt(const std::string& bytes) const;
 
-    Fd fd_;
+    tools::UniqueFd fd_;
     Journal& journal_;
     std::optional<TelnetServer> telnet_;
     MessageParser parser_;

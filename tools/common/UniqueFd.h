@@ -7,21 +7,22 @@
 #include <unistd.h>
 #include <utility>
 
-namespace tesksim {
+namespace tools {
 
-class Fd {
+class UniqueFd {
   public:
-    Fd() = default;
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd() { reset(); }
-    Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Fd& operator=(Fd&& other) noexcept {
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : fd_(fd) {}
+    ~UniqueFd() { reset(); }
+    UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept {
         if (this != &other) reset(std::exchange(other.fd_, -1));
         return *this;
     }
 
     int get() const { return fd_; }
     bool valid() const { return fd_ >= 0; }
+    int release() { return std::exchange(fd_, -1); }
     void reset(int fd = -1) {
         if (fd_ >= 0) ::close(fd_);
         fd_ = fd;
@@ -31,4 +32,4 @@ class Fd {
     int fd_ = -1;
 };
 
-}  // namespace tesksim
+}  // namespace tools
