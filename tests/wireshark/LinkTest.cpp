@@ -95,6 +95,23 @@ TEST(Links, AMachineThatDoesNotAnswerLeavesTheOthersAnswersTheirRequest) {
     EXPECT_EQ(answers(5, "0.001000000"), shown.line(6));
 }
 
+// The gateway sets its clock, and may be where the capture is made.
+TEST(Links, AnAnswerBeforeItsRequestHasATimeBelowZero) {
+    CaptureFile capture;
+    capture.setClock(5000);
+    capture.tcp(kHost, kGateway, frame(7, "", 1));
+    capture.setClock(4500);
+    capture.tcp(kGateway, kHost, frame(7, std::string(30, 'v'), 1));
+    capture.tcp(kHost, kGateway, frame(7, "", 2));
+    capture.setClock(2250);
+    capture.tcp(kGateway, kHost, frame(7, std::string(30, 'v'), 2));
+
+    const Shown shown = tshark(capture, kLinks);
+
+    EXPECT_EQ(answers(1, "-0.500000000"), shown.line(2));
+    EXPECT_EQ(answers(3, "-2.251000000"), shown.line(4));
+}
+
 // A dialogue on ports that are nobody's default.
 CaptureFile& elsewhere(CaptureFile& capture) {
     const Side gateway{2, 46001};
