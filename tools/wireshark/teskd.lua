@@ -117,6 +117,7 @@ local d = fieldsOf(dorn, {
     { ProtoField.bool, "answer", "Answer" },
     { framenum, "request_in", "Request in", base.NONE, frametype.REQUEST },
     { framenum, "answer_in", "First answer in", base.NONE, frametype.RESPONSE },
+    { ProtoField.bool, "unanswered", "No answer" },
     { ProtoField.relative_time, "time", "Time since the request" },
     { uint8, "selector", "Selector", base.DEC, SELECTORS },
     { text, "name", "Machine" },
@@ -889,6 +890,8 @@ local function dornFrame(range, pinfo, root, transport)
                                       openKey(frame, pinfo)))
     if not pinfo.visited then (frame.asks and openRequest or closeRequest)(frame, link, pinfo) end
     showLink(tree, d, link)
+    -- Known only when the whole capture has been read once.
+    if frame.asks and pinfo.visited and not link.answer then tree:add(d.unanswered, true):set_generated() end
 
     local side = frame.asks and "request" or "answer"
     local kind = frame.kind ~= REGULAR and (KINDS[frame.kind] or "Not a kind") .. ": " or ""
