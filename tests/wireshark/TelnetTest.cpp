@@ -141,6 +141,15 @@ TEST_F(TeskLine, AHeaderThatNothingButCommandsFollowIsNoMessage) {
     EXPECT_EQ(1U, line.values("tesk.malformed").size());
 }
 
+TEST_F(TeskLine, NamesWhatAServerTellsAboutTheLine) {
+    toGateway(bytes("FF FA 2C 6B 30 FF F0"));
+
+    const Shown line = tshark(capture_, {kInfo, "tesk.telnet.value"});
+
+    EXPECT_EQ("NOTIFY-MODEMSTATE (server)", line.at(1, kInfo));
+    EXPECT_EQ("30", line.at(1, "tesk.telnet.value"));
+}
+
 TEST_F(TeskLine, WhatIsNoMessageIsMarkedAndTheNextSegmentShown) {
     toGateway("What is this?");
     toGateway("113~0007~");

@@ -75,9 +75,11 @@ local TELNET_COMMANDS = {
 local TELNET_OPTIONS = { [0] = "BINARY", [3] = "SUPPRESS-GO-AHEAD", [44] = "COM-PORT-OPTION" }
 local COM_PORT_COMMANDS = {
     [0] = "SIGNATURE", [1] = "SET-BAUDRATE", [2] = "SET-DATASIZE", [3] = "SET-PARITY",
-    [4] = "SET-STOPSIZE", [5] = "SET-CONTROL",
+    [4] = "SET-STOPSIZE", [5] = "SET-CONTROL", [6] = "NOTIFY-LINESTATE", [7] = "NOTIFY-MODEMSTATE",
+    [8] = "FLOWCONTROL-SUSPEND", [9] = "FLOWCONTROL-RESUME", [10] = "SET-LINESTATE-MASK",
+    [11] = "SET-MODEMSTATE-MASK", [12] = "PURGE-DATA",
 }
-for command = 0, 5 do  -- the server's answers
+for command = 0, 12 do  -- the server's answers
     COM_PORT_COMMANDS[command + 100] = COM_PORT_COMMANDS[command] .. " (server)"
 end
 
