@@ -199,6 +199,8 @@ std::vector<Sample> aamsAnswers() {
                    "aams.reading_time=240131235959|240131235959 aams.result=00 aams.state=4 "
                    "aams.time=240131235959" +
                        kTwoTeskShown),
+        aamsAnswer("AAMS 508, which comes back as it was asked", 508, "-XN42",
+                   "aams.body=-XN42 aams.code=508 aams.length=13 aams.prefix=13"),
         aamsAnswer("AAMS 502, nothing read", 502, kMac + "-0B",
                    "aams.code=502 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0B"),

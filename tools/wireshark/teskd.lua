@@ -573,6 +573,7 @@ end
 local function aamsFromGateway(code, range, tree)
     local reader = AamsReader.new(range)
     if reader:left() == 0 then return end
+    if not AAMS_CODES[code] then return tree:add(a.body, range) end  -- a host's request, sent back
     reader:field(tree, a.mac)
     if code == 5 then
         aamsFailedCheck(reader, tree)
