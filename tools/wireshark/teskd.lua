@@ -1116,14 +1116,19 @@ end
 -- The size of the message that starts here, as messageSize() has it. If the message is whole, also its
 -- data, free of telnet, and how many bytes it takes.
 local function messageAt(raw, pos, answer, sender)
-    local iac = raw:find("\255", pos, true)
-    local plain = raw:sub(pos, iac and iac - 1)
-    local size = messageSize(plain, answer)
-    if size and size > 0 and size <= #plain then return size, plain:sub(1, size), size end
-    if not iac then return size end
+    local head = raw:sub(pos, pos + MOST_HEADER - 1)
+    if not head:find("\255", 1, true) then
+        local size = messageSize(head, answer)
+        if not size or size == 0 then return size end
+        local data = raw:sub(pos, pos + size - 1)
+        if not data:find("\255", 1, true) then
+            if #data < size then return size end
+            return size, data, size
+        end
+    end
     local known = goneOn(raw, pos, sender)
     readOn(known, raw, pos, answer)
-    size = sizeOf(known.data, answer)
+    local size = sizeOf(known.data, answer)
     local whole = size and size > 0 and size <= #known.data
     teskPartial[sender] = not whole and known or nil
     if whole then return size, table.concat(known.data, "", 1, size), known.ends[size] end
