@@ -894,7 +894,8 @@ local function dornFrame(range, pinfo, root, transport)
     if not pinfo.visited then (frame.asks and openRequest or closeRequest)(frame, link, pinfo) end
     showLink(tree, d, link)
     -- Known only when the whole capture has been read once.
-    if frame.asks and pinfo.visited and not link.answer then tree:add(d.unanswered, true):set_generated() end
+    local unanswered = frame.asks and pinfo.visited and not link.answer
+    if unanswered then tree:add(d.unanswered, true):set_generated() end
 
     local side = frame.asks and "request" or "answer"
     local kind = frame.kind ~= REGULAR and (KINDS[frame.kind] or "Not a kind") .. ": " or ""
