@@ -68,12 +68,17 @@ std::size_t CaptureFile::udp(Side from, Side to, std::string_view data) {
 std::size_t CaptureFile::add(Side from, Side to, std::uint8_t protocol, std::string_view payload) {
     std::string packet = ethernet(from, to) + ipHeader(from, to, protocol, payload.size());
     packet += payload;
-    const auto milliseconds = static_cast<std::uint32_t>(count_);
     const std::string kept = packet.substr(0, limit_);
-    packets_ += big32(kFirstSecond + milliseconds / 1000) + big32(milliseconds % 1000 * 1000);
+    packets_ += big32(kFirstSecond + milliseconds_ / 1000) + big32(milliseconds_ % 1000 * 1000);
     packets_ += big32(static_cast<std::uint32_t>(kept.size()));
     packets_ += big32(static_cast<std::uint32_t>(packet.size())) + kept;
+    ++milliseconds_;
     return ++count_;
+}
+
+void CaptureFile::setClock(std::uint32_t milliseconds) {
+    const std::lock_guard lock(mutex_);
+    milliseconds_ = milliseconds;
 }
 
 void CaptureFile::write(const std::filesystem::path& file) const {

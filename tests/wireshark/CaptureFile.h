@@ -1,5 +1,6 @@
 // A capture as a network interface would have given it, made from what the caller says was sent:
-// Ethernet, IPv4, TCP or UDP around it, one millisecond between two packets.
+// Ethernet, IPv4, TCP or UDP around it, one millisecond between two packets unless the clock is
+// set.
 //
 // Ownership: the object holds all packets in memory.
 // Threads: packets may be added from any thread.
@@ -33,6 +34,9 @@ class CaptureFile {
     std::size_t tcp(Side from, Side to, std::string_view data);
     std::size_t udp(Side from, Side to, std::string_view data);
 
+    // When the next packet comes, after a first second of the capture's own.
+    void setClock(std::uint32_t milliseconds);
+
     void write(const std::filesystem::path& file) const;
 
   private:
@@ -45,6 +49,7 @@ class CaptureFile {
     // Guarded by mutex_.
     std::string packets_;
     std::size_t count_ = 0;
+    std::uint32_t milliseconds_ = 0;
     std::map<Direction, std::uint32_t> sent_;  // bytes of each side of a connection
 };
 

@@ -95,6 +95,42 @@ TEST(Links, AMachineThatDoesNotAnswerLeavesTheOthersAnswersTheirRequest) {
     EXPECT_EQ(answers(5, "0.001000000"), shown.line(6));
 }
 
+// Of several frames in a packet, each counts by itself.
+TEST(Links, FiltersFindARequestWithoutAnswerAndARefusalBesideOthers) {
+    const std::string version(30, 'v');
+    CaptureFile capture;
+    capture.tcp(kHost, kGateway, frame(7, "", 1) + frame(7, "", 2));
+    capture.tcp(kGateway, kHost, frame(7, version, 1));
+    capture.tcp(kHost, kGateway, frame(7, "", 3) + frame(5, bytes("01") + name11("A") + "v", 4));
+    capture.tcp(kGateway, kHost, frame(7, version, 3) + frame(5, "", 4, 0xFD));
+
+    const std::vector<std::string> fields = {"dorn.unanswered", "dorn.refused"};
+    const Shown shown = tshark(capture, fields, {"-2"});
+
+    EXPECT_EQ("dorn.unanswered=1", shown.line(1));
+    EXPECT_EQ("", shown.line(2));
+    EXPECT_EQ("", shown.line(3));
+    EXPECT_NE("", shown.at(4, "dorn.refused"));
+    EXPECT_EQ(0U, tshark(capture, fields).values("dorn.unanswered").size());
+}
+
+// The gateway sets its clock, and may be where the capture is made.
+TEST(Links, AnAnswerBeforeItsRequestHasATimeBelowZero) {
+    CaptureFile capture;
+    capture.setClock(5000);
+    capture.tcp(kHost, kGateway, frame(7, "", 1));
+    capture.setClock(4500);
+    capture.tcp(kGateway, kHost, frame(7, std::string(30, 'v'), 1));
+    capture.tcp(kHost, kGateway, frame(7, "", 2));
+    capture.setClock(2250);
+    capture.tcp(kGateway, kHost, frame(7, std::string(30, 'v'), 2));
+
+    const Shown shown = tshark(capture, kLinks);
+
+    EXPECT_EQ(answers(1, "-0.500000000"), shown.line(2));
+    EXPECT_EQ(answers(3, "-2.251000000"), shown.line(4));
+}
+
 // A dialogue on ports that are nobody's default.
 CaptureFile& elsewhere(CaptureFile& capture) {
     const Side gateway{2, 46001};

@@ -116,6 +116,26 @@ TEST(Malformed, APageOfMillionsOfValuesIsShownInPart) {
     EXPECT_EQ("not all fields are shown", shown.at(packet, kExpertMessage));
 }
 
+// Each of the messages is one byte, as it seems to the reader, and their only length is at the end.
+TEST(Malformed, ALengthFarFromItsMessageIsNotSearchedForAgainAndAgain) {
+    Frame frame;
+    frame.type = kAamsFrame;
+    std::string readings = "-AB-00-4";
+    while (readings.size() < 1000000) readings += "-a-b";
+    frame.body = aamsBody(502, readings + "~1~");
+    const std::string data = frame.encode();
+    CaptureFile capture;
+    std::size_t packet = 0;
+    for (std::size_t at = 0; at < data.size(); at += 60000) {
+        packet = capture.tcp(kGateway, kHost, std::string_view(data).substr(at, 60000));
+    }
+
+    const Shown shown = tshark(capture, {"dorn.checksum.status"});
+
+    EXPECT_EQ("dorn.checksum.status=1", shown.line(packet));
+    EXPECT_EQ("a machine's message without a length", shown.at(packet, kExpertMessage));
+}
+
 TEST(Malformed, WhatAFrameHasWrongIsNamed) {
     Frame frame;
     frame.type = 7;

@@ -66,11 +66,17 @@ std::vector<Sample> answers() {
          "dorn.item3=2147483647 "
          "dorn.item4=70000 dorn.item5=9 dorn.machine_date=15.03.21 dorn.machines=3 dorn.number=2 "
          "dorn.one=1 dorn.outcome=0"},
+        {"counters below zero", Road::Answer, 1,
+         "21.03.25" + bytes("01 01 01") + kDates + bytes("00") +
+             bytes("FF FF FF FB  FF FF FF FC  FF FF") + bytes("FF FF FF FD  80 00 00 00  FF FE"),
+         "dorn.cntcl=65535 dorn.cnttotin=-5 dorn.cnttotot=-4 dorn.date=21.03.25 dorn.item3=-3 "
+         "dorn.item4=-2147483648 dorn.item5=65534 dorn.machine_date=15.03.21 dorn.machines=1 "
+         "dorn.number=1 dorn.one=1 dorn.outcome=0"},
         {"lists by fields", Road::Answer, 2,
          "21.03.25" + bytes("02 01") + kDates + bytes("03 02") + entries,
          "dorn.date=21.03.25 dorn.entries=2 dorn.entry.name=CNTTOTIN|DROP dorn.entry.values=2|0 "
          "dorn.machine_date=15.03.21 dorn.outcome=3 dorn.page=1 dorn.pages=2 "
-         "dorn.value.number=1|99 dorn.value.value=100|4294967295"},
+         "dorn.value.number=1|99 dorn.value.value=100|-1"},
         {"lists by numbers, without entries", Road::Answer, 3,
          "21.03.25" + bytes("01 01") + kDates + bytes("09 00"),
          "dorn.date=21.03.25 dorn.entries=0 dorn.machine_date=15.03.21 dorn.outcome=9 "
@@ -110,11 +116,16 @@ std::vector<Sample> aamsRequests() {
         request("AAMS 502", 502, "", "aams.code=502 aams.length=8 aams.prefix=8"),
         request("AAMS 503", 503, "-XN42",
                 "aams.code=503 aams.length=13 aams.machine=XN42 aams.prefix=13"),
+        request("AAMS 503, text that is none", 503, "-" + bytes("E9 E9 E9") + "42",
+                "aams.code=503 aams.length=14 aams.machine=���42 aams.prefix=14"),
         request("AAMS 504", 504, "-XN42",
                 "aams.code=504 aams.length=13 aams.machine=XN42 aams.prefix=13"),
         request("AAMS 505", 505, "-", "aams.code=505 aams.length=9 aams.prefix=9"),
         request("AAMS 506", 506, "-10!1!0!5",
                 "aams.code=506 aams.delay=5 aams.length=17 aams.parameters=10!1!0!5 "
+                "aams.period=10 aams.prefix=17 aams.report=1 aams.report_none=0"),
+        request("AAMS 506, other separators", 506, "-10" + bytes("FF") + "1~0 5",
+                "aams.code=506 aams.delay=5 aams.length=17 aams.parameters=10�1~0 5 "
                 "aams.period=10 aams.prefix=17 aams.report=1 aams.report_none=0"),
         request("AAMS 507", 507, "-240131235959",
                 "aams.code=507 aams.date_time=240131235959 aams.length=21 aams.prefix=21"),
@@ -188,6 +199,8 @@ std::vector<Sample> aamsAnswers() {
                    "aams.reading_time=240131235959|240131235959 aams.result=00 aams.state=4 "
                    "aams.time=240131235959" +
                        kTwoTeskShown),
+        aamsAnswer("AAMS 508, which comes back as it was asked", 508, "-XN42",
+                   "aams.body=-XN42 aams.code=508 aams.length=13 aams.prefix=13"),
         aamsAnswer("AAMS 502, nothing read", 502, kMac + "-0B",
                    "aams.code=502 aams.length=24 aams.mac=0001020a0b0c aams.prefix=24 "
                    "aams.result=0B"),

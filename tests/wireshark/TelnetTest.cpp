@@ -114,6 +114,42 @@ TEST_F(TeskLine, AMessageIsFreeOfTelnetAndWholeHoweverItIsCut) {
     }
 }
 
+// It is not read anew with each of its segments, which would take minutes.
+TEST_F(TeskLine, AMessageOfAMegabyteIsShownAtItsEnd) {
+    const std::string body = bytes("FF FF") + std::string(0xFFFFF - 30, 'b');
+    const std::string answer = "118~FFFFF~15.03.21~ZA42~00~" + bytes("FF FF FF FF") + body;
+    for (std::size_t at = 0; at < answer.size(); at += 1460) {
+        toGateway(std::string_view(answer).substr(at, 1460));
+    }
+
+    const Shown line = shown();
+
+    EXPECT_EQ("118", line.at(line.packets(), "tesk.id"));
+    EXPECT_EQ(0U, line.values("tesk.malformed").size());
+}
+
+TEST_F(TeskLine, AHeaderThatNothingButCommandsFollowIsNoMessage) {
+    toGateway("113");
+    std::string commands;
+    for (int i = 0; i < 100; ++i) commands += bytes("FF F1");
+    for (int i = 0; i < 30; ++i) toGateway(commands);
+    toGateway("113~001C~15.03.21~ZA42~00~OK");
+
+    const Shown line = shown();
+
+    EXPECT_EQ("OK", line.at(line.packets(), "tesk.body"));
+    EXPECT_EQ(1U, line.values("tesk.malformed").size());
+}
+
+TEST_F(TeskLine, NamesWhatAServerTellsAboutTheLine) {
+    toGateway(bytes("FF FA 2C 6B 30 FF F0"));
+
+    const Shown line = tshark(capture_, {kInfo, "tesk.telnet.value"});
+
+    EXPECT_EQ("NOTIFY-MODEMSTATE (server)", line.at(1, kInfo));
+    EXPECT_EQ("30", line.at(1, "tesk.telnet.value"));
+}
+
 TEST_F(TeskLine, WhatIsNoMessageIsMarkedAndTheNextSegmentShown) {
     toGateway("What is this?");
     toGateway("113~0007~");

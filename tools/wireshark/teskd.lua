@@ -75,9 +75,11 @@ local TELNET_COMMANDS = {
 local TELNET_OPTIONS = { [0] = "BINARY", [3] = "SUPPRESS-GO-AHEAD", [44] = "COM-PORT-OPTION" }
 local COM_PORT_COMMANDS = {
     [0] = "SIGNATURE", [1] = "SET-BAUDRATE", [2] = "SET-DATASIZE", [3] = "SET-PARITY",
-    [4] = "SET-STOPSIZE", [5] = "SET-CONTROL",
+    [4] = "SET-STOPSIZE", [5] = "SET-CONTROL", [6] = "NOTIFY-LINESTATE", [7] = "NOTIFY-MODEMSTATE",
+    [8] = "FLOWCONTROL-SUSPEND", [9] = "FLOWCONTROL-RESUME", [10] = "SET-LINESTATE-MASK",
+    [11] = "SET-MODEMSTATE-MASK", [12] = "PURGE-DATA",
 }
-for command = 0, 5 do  -- the server's answers
+for command = 0, 12 do  -- the server's answers
     COM_PORT_COMMANDS[command + 100] = COM_PORT_COMMANDS[command] .. " (server)"
 end
 
@@ -98,6 +100,7 @@ local function fieldsOf(proto, list)
 end
 
 local uint8, uint16, uint32 = ProtoField.uint8, ProtoField.uint16, ProtoField.uint32
+local int32 = ProtoField.int32
 local text, bytes, framenum = ProtoField.string, ProtoField.bytes, ProtoField.framenum
 
 local d = fieldsOf(dorn, {
@@ -116,6 +119,7 @@ local d = fieldsOf(dorn, {
     { ProtoField.bool, "answer", "Answer" },
     { framenum, "request_in", "Request in", base.NONE, frametype.REQUEST },
     { framenum, "answer_in", "First answer in", base.NONE, frametype.RESPONSE },
+    { ProtoField.bool, "unanswered", "No answer" },
     { ProtoField.relative_time, "time", "Time since the request" },
     { uint8, "selector", "Selector", base.DEC, SELECTORS },
     { text, "name", "Machine" },
@@ -134,21 +138,21 @@ local d = fieldsOf(dorn, {
     { uint8, "one", "Always 1" },
     { text, "machine_date", "Date of the machine" },
     { uint8, "outcome", "Outcome", base.DEC, OUTCOMES },
-    { uint32, "cnttotin", "CNTTOTIN" },
-    { uint32, "cnttotot", "CNTTOTOT" },
+    { int32, "cnttotin", "CNTTOTIN" },
+    { int32, "cnttotot", "CNTTOTOT" },
     { uint16, "cntcl", "CNTCL" },
-    { uint32, "item3", "Item 3" },
-    { uint32, "item4", "Item 4" },
+    { int32, "item3", "Item 3" },
+    { int32, "item4", "Item 4" },
     { uint16, "item5", "Item 5" },
     { uint8, "entries", "Entries on this page" },
     { text, "entry.name", "Entry" },
     { uint16, "entry.values", "Values" },
     { uint8, "value.number", "Number" },
-    { uint32, "value.value", "Value" },
+    { int32, "value.value", "Value" },
     { uint8, "times.first", "First number" },
     { uint8, "times.second", "Second number" },
     { uint8, "times.digit", "Digit" },
-    { ProtoField.int32, "answer.value", "Value" },
+    { int32, "answer.value", "Value" },
     { text, "answer.text", "Text" },
     { uint32, "message_length", "Length of the message" },
     { text, "version", "Software version" },
@@ -295,13 +299,13 @@ function Reader:number(tree, field, count)
     return range:uint()
 end
 
--- Shows text that fills its bytes up with zeros, and returns it. No bytes, no item.
+-- Shows text that fills its bytes up with zeros, and returns it. No bytes, no item. Wireshark takes the
+-- text from the bytes: one that it is given it cuts where bytes above 127 have made it longer.
 function Reader:text(tree, field, count)
     if count == 0 then return "" end
     local range = self:take(count)
-    local value = range:string():match("^[^\0]*")
-    tree:add(field, range, value)
-    return value
+    tree:add(field, range)
+    return range:string():match("^[^\0]*")
 end
 
 function Reader:rest(tree, field)
@@ -338,9 +342,11 @@ local function linkOf(key)
     return links[key]
 end
 
+-- A clock that was set in between may give less than nothing; both parts have the same sign then.
 local function elapsed(from, to)
-    local seconds = math.floor(to - from)
-    return NSTime.new(seconds, math.floor((to - from - seconds) * 1e9 + 0.5))
+    local sign = to < from and -1 or 1
+    local seconds, fraction = math.modf(math.abs(to - from))
+    return NSTime.new(sign * seconds, sign * math.floor(fraction * 1e9 + 0.5))
 end
 
 local function showLink(tree, fields, link)
@@ -371,6 +377,7 @@ end
 -- Tesk messages
 
 local TRAILER_SIZE = 268
+local MOST_HEADER = 20  -- no message needs more to show its length
 
 local function describe(id)
     return TESK_IDS[id] and id .. " (" .. TESK_IDS[id] .. ")" or id
@@ -439,7 +446,7 @@ end
 
 -- Shows a value as it stands, and behind it what it means.
 local function addWithWords(tree, field, range, value, words)
-    local item = range and tree:add(field, range, value) or tree:add(field, value)
+    local item = range and tree:add(field, range) or tree:add(field, value)
     local meaning = words and words(value)
     if meaning then item:append_text(" (" .. meaning .. ")") end
 end
@@ -474,8 +481,10 @@ end
 function AamsReader:message(tree)
     self:separator()
     if self:left() == 0 or self:peek() then return end
-    local length = self:raw():match("^[^~]*~(%x+)~", self.pos + 1)
-    if not length or #length > 8 then malformed("a machine's message without a length") end
+    -- The length is near the start. A search to the end, for each of many messages, might last for hours.
+    local start = self:raw():sub(self.pos + 1, self.pos + MOST_HEADER)
+    local length = start:match("^[^~]*~(%x+)~")
+    if not length then malformed("a machine's message without a length") end
     embeddedAnswer(self:take(tonumber(length, 16)), tree)
 end
 
@@ -485,8 +494,8 @@ end
 
 -- "10!1!0!5". Any character separates, as it does for the gateway.
 local function aamsParameters(range, tree)
-    local whole = range:string()
-    local item = tree:add(a.parameters, range, whole)
+    local whole = range:raw()
+    local item = tree:add(a.parameters, range)
     local fields, pos = { a.period, a.report, a.report_none, a.delay }, 1
     for i, field in ipairs(fields) do
         local start, stop = whole:find("^%s*[+-]?%d+", pos)
@@ -564,6 +573,7 @@ end
 local function aamsFromGateway(code, range, tree)
     local reader = AamsReader.new(range)
     if reader:left() == 0 then return end
+    if not AAMS_CODES[code] then return tree:add(a.body, range) end  -- a host's request, sent back
     reader:field(tree, a.mac)
     if code == 5 then
         aamsFailedCheck(reader, tree)
@@ -581,13 +591,13 @@ local function aamsToGateway(code, range, tree)
     reader:take(1)
     local content = reader:take(reader:left())
     if code == 503 or code == 504 then
-        tree:add(a.machine, content, content:string())
+        tree:add(a.machine, content)
     elseif code == 506 or code == 2 then
         aamsParameters(content, tree)
     elseif code == 507 or code == 1 then
         addWithWords(tree, a.date_time, content, content:string(), stampWords)
     else
-        tree:add(a.body, content, content:string())
+        tree:add(a.body, content)
     end
 end
 
@@ -691,7 +701,7 @@ end
 local function dornEntries(reader, tree, valueSize, showValue)
     for _ = 1, reader:number(tree, d.entries, 1) do
         local range = reader:take(8)
-        local item = tree:add(d["entry.name"], range, range:string():match("^[^\0]*"))
+        local item = tree:add(d["entry.name"], range)
         local count = reader:number(item, d["entry.values"], 2)
         for _ = 1, count do showValue(Reader.new(reader:take(valueSize)), item) end
     end
@@ -734,7 +744,7 @@ end
 local function dornMachines(reader, tree)
     for _ = 1, reader:number(tree, d.count, 1) do
         local range = reader:take(11)
-        local item = tree:add(d.name, range, range:string():match("^[^\0]*"))
+        local item = tree:add(d.name, range)
         reader:add(item, d["machine.port"], 1)
         reader:add(item, d["machine.zero"], 1)
         reader:add(item, d["machine.known"], 1)
@@ -883,6 +893,9 @@ local function dornFrame(range, pinfo, root, transport)
                                       openKey(frame, pinfo)))
     if not pinfo.visited then (frame.asks and openRequest or closeRequest)(frame, link, pinfo) end
     showLink(tree, d, link)
+    -- Known only when the whole capture has been read once.
+    local unanswered = frame.asks and pinfo.visited and not link.answer
+    if unanswered then tree:add(d.unanswered, true):set_generated() end
 
     local side = frame.asks and "request" or "answer"
     local kind = frame.kind ~= REGULAR and (KINDS[frame.kind] or "Not a kind") .. ": " or ""
@@ -978,13 +991,12 @@ local IAC, SE, SB, WILL, DONT = 0xFF, 0xF0, 0xFA, 0xFB, 0xFE
 local COM_PORT_OPTION, SET_BAUDRATE = 44, 1
 local LONGEST_SUBNEGOTIATION = 4096
 local LONGEST_MESSAGE = 1024 * 1024
-local MOST_HEADER = 20  -- no message needs more to show its length
 
 local teskPorts = {}
-local teskLinks, teskOpen
+local teskLinks, teskOpen, teskPartial
 
 tesk.init = function()
-    teskLinks, teskOpen = {}, {}
+    teskLinks, teskOpen, teskPartial = {}, {}, {}
 end
 
 -- Where the subnegotiation that starts here ends. Nothing when its end is not there yet.
@@ -1066,35 +1078,62 @@ local function messageSize(data, answer)
     return nil
 end
 
--- The data of the message that starts here, free of telnet, and where each of its bytes ends. There may
--- be more behind it.
-local function dataOf(raw, pos, answer)
-    local iac = raw:find("\255", pos, true)
-    local plain = raw:sub(pos, iac and iac - 1)
-    local size = messageSize(plain, answer)
-    if not iac or (size and size > 0 and size <= #plain) then
-        return plain, function(count) return pos + count - 1 end
-    end
-    local data, ends, wanted = {}, {}, MOST_HEADER
-    while pos <= #raw do
-        if #data == wanted then
-            size = messageSize(table.concat(data), answer) or 0
-            if size <= wanted then break end
-            wanted = size
+-- What has been read of a message with telnet in it, by who sends it: the next segment goes on from
+-- there, since reading a long one anew with each of its segments might last for hours.
+local function goneOn(raw, pos, sender)
+    local known = teskPartial[sender]
+    if known and raw:sub(pos, pos + #known.read - 1) == known.read then return known end
+    return { read = "", data = {}, ends = {}, wanted = MOST_HEADER }
+end
+
+local function sizeOf(data, answer)
+    return messageSize(table.concat(data, "", 1, math.min(#data, MOST_HEADER)), answer)
+end
+
+-- Reads until the message is whole or there is no more; "ends" has where each of its bytes ends.
+local function readOn(known, raw, pos, answer)
+    local at, data, ends = pos + #known.read, known.data, known.ends
+    while at <= #raw do
+        if #data == known.wanted then
+            local size = sizeOf(data, answer) or 0
+            if size <= known.wanted then break end
+            known.wanted = size
         end
-        local used, byte = 1, raw:sub(pos, pos)
+        local used, byte = 1, raw:sub(at, at)
         if byte == "\255" then
-            used = commandSize(raw, pos)
+            used = commandSize(raw, at)
             if not used then break end
-            if raw:byte(pos + 1) ~= IAC then byte = nil end
+            if raw:byte(at + 1) ~= IAC then byte = nil end
         end
-        pos = pos + used
+        at = at + used
         if byte then
             data[#data + 1] = byte
-            ends[#ends + 1] = pos - 1
+            ends[#ends + 1] = at - pos
         end
     end
-    return table.concat(data), function(count) return ends[count] end
+    known.read = raw:sub(pos, at - 1)
+end
+
+-- The size of the message that starts here, as messageSize() has it. If the message is whole, also its
+-- data, free of telnet, and how many bytes it takes.
+local function messageAt(raw, pos, answer, sender)
+    local head = raw:sub(pos, pos + MOST_HEADER - 1)
+    if not head:find("\255", 1, true) then
+        local size = messageSize(head, answer)
+        if not size or size == 0 then return size end
+        local data = raw:sub(pos, pos + size - 1)
+        if not data:find("\255", 1, true) then
+            if #data < size then return size end
+            return size, data, size
+        end
+    end
+    local known = goneOn(raw, pos, sender)
+    readOn(known, raw, pos, answer)
+    local size = sizeOf(known.data, answer)
+    local whole = size and size > 0 and size <= #known.data
+    teskPartial[sender] = not whole and known or nil
+    if whole then return size, table.concat(known.data, "", 1, size), known.ends[size] end
+    return size
 end
 
 local function teskLink(message, pinfo, key)
@@ -1144,7 +1183,7 @@ local function showNoMessage(range, pinfo, root, reason)
 end
 
 -- Shows what starts at pos and returns how many bytes that was. Nothing when it is not whole.
-local function teskUnit(tvb, raw, pos, pinfo, root, answers)
+local function teskUnit(tvb, raw, pos, pinfo, root, answers, sender)
     if raw:byte(pos) == IAC and raw:byte(pos + 1) ~= IAC then
         local size = commandSize(raw, pos)
         if not size and #raw - pos < LONGEST_SUBNEGOTIATION then return nil end
@@ -1155,21 +1194,18 @@ local function teskUnit(tvb, raw, pos, pinfo, root, answers)
         showCommand(tvb:range(pos - 1, size), pinfo, root)
         return size
     end
-    local data, endOf = dataOf(raw, pos, answers)
-    local size = messageSize(data, answers)
+    local size, data, used = messageAt(raw, pos, answers, sender)
+    if size == 0 and #raw - pos >= LONGEST_SUBNEGOTIATION then size = nil end
     if not size then
         showNoMessage(tvb:range(pos - 1), pinfo, root, "this is no message")
         return #raw - pos + 1
     end
-    if size == 0 or size > #data then return nil end
-    local stop = endOf(size)
-    local range = tvb:range(pos - 1, stop - pos + 1)
-    if range:len() ~= size then
-        range = ByteArray.new(data:sub(1, size), true):tvb("Without telnet"):range()
-    end
+    if not data then return nil end
+    local range = tvb:range(pos - 1, used)
+    if used ~= size then range = ByteArray.new(data, true):tvb("Without telnet"):range() end
     local key = string.format("%d %d %d", pinfo.number, pos, #raw)
     showMessage(range, pinfo, root, answers, key)
-    return stop - pos + 1
+    return used
 end
 
 function tesk.dissector(tvb, pinfo, root)
@@ -1178,8 +1214,9 @@ function tesk.dissector(tvb, pinfo, root)
     pinfo.cols.protocol = "Tesk"
     local raw, pos = tvb:raw(), 1
     local answers = teskPorts[pinfo.src_port] ~= nil and not teskPorts[pinfo.dst_port]
+    local sender = string.format("%s %d %s %d", pinfo.src, pinfo.src_port, pinfo.dst, pinfo.dst_port)
     while pos <= size do
-        local used = teskUnit(tvb, raw, pos, pinfo, root, answers)
+        local used = teskUnit(tvb, raw, pos, pinfo, root, answers, sender)
         if not used then
             if not awaitRest(pinfo, pos - 1) then
                 showNoMessage(tvb:range(pos - 1), pinfo, root, cutReason(tvb, "a message"))
