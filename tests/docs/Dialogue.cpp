@@ -6,6 +6,7 @@
 
 #include "host/Frame.h"
 #include "support/Bytes.h"
+#include "support/ProcInfo.h"
 
 namespace teskd::test {
 
@@ -49,10 +50,18 @@ std::string foreignAnswer() {
 }  // namespace
 
 Dialogue::Dialogue(const std::string& settings)
-    : gateway_(0, configOf(settings, serialPort_.port())) {
+    : gateway_(0, configOf(settings, serialPort_.port()),
+               DaemonProcess::Options{.waitUntilListening = false}) {
     gateway_.start();
     machine_ = serialPort_.accept();
-    host_ = std::make_unique<HostClient>(gateway_.host());
+}
+
+HostClient& Dialogue::host() {
+    if (!host_) {
+        EXPECT_TRUE(eventually([this] { return somebodyListens(gateway_.daemon().port()); }));
+        host_ = std::make_unique<HostClient>(gateway_.host());
+    }
+    return *host_;
 }
 
 void Dialogue::play(const AnnotatedBytes& block) {
@@ -67,7 +76,7 @@ void Dialogue::play(const AnnotatedBytes& block) {
 
 void Dialogue::send(const AnnotatedBytes& block) {
     if (block.from == "machine") return machine_.sendAll(block.bytes);
-    if (block.from == "host") return host_->sendRaw(block.bytes);
+    if (block.from == "host") return host().sendRaw(block.bytes);
     if (block.from == "server") return reply(block.bytes);
     FAIL() << "who is '" << block.from << "'?";
 }
@@ -81,8 +90,8 @@ std::string Dialogue::receive(const AnnotatedBytes& block) {
 }
 
 std::string Dialogue::receiveFrame() {
-    const std::string header = host_->connection().readExactly(Frame::kHeaderSize);
-    return header + host_->connection().readExactly(frameLength(header));
+    const std::string header = host().connection().readExactly(Frame::kHeaderSize);
+    return header + host().connection().readExactly(frameLength(header));
 }
 
 // Notifications come as they arise; the page has them in an order for readers.

@@ -31,6 +31,9 @@ class Dialogue {
     std::string receiveFrame();
     std::string receiveNotification(const AnnotatedBytes& expected);
     void reply(std::string frame);
+    // Connects at its first use: the daemon waits a second for its line, so nobody waits for it to
+    // listen first.
+    HostClient& host();
 
     Listener serialPort_;
     Gateway gateway_;

@@ -27,22 +27,23 @@ TEST(HostAnswer, Counters) {
     EXPECT_EQ(2, answer.number);
     EXPECT_EQ("15.03.26", answer.machineDate);
     EXPECT_EQ(3, answer.outcome);
-    EXPECT_EQ((std::array<std::int64_t, 6>{100, 4294967295, 12, 5, 6, 65535}), answer.items);
+    EXPECT_EQ((std::array<std::int32_t, 6>{100, -1, 12, 5, 6, 65535}), answer.items);
     EXPECT_THROW(CountersAnswer::decode(body + "x"), DecodeError);
     EXPECT_THROW(CountersAnswer::decode(body.substr(1)), DecodeError);
 }
 
 TEST(HostAnswer, List) {
     const std::string body = "21.11.26" + bytes("03 02") + kMachineDate + bytes("00 02") +
-                             "CNTTOTIN" + bytes("00 02 01 00 00 00 64 63 00 01 00 00") +
+                             "CNTTOTIN" + bytes("00 02 01 FF FF FF FE 63 00 01 00 00") +
                              "NOTHING " + bytes("00 00");
     const ListAnswer answer = ListAnswer::decode(body);
     EXPECT_EQ(3, answer.pages);
     EXPECT_EQ(2, answer.page);
     ASSERT_EQ(2U, answer.entries.size());
     EXPECT_EQ("CNTTOTIN", answer.entries[0].name);
+    EXPECT_EQ(-2, answer.entries[0].values.at(0).value);
     EXPECT_EQ(99, answer.entries[0].values.at(1).number);
-    EXPECT_EQ(65536U, answer.entries[0].values.at(1).value);
+    EXPECT_EQ(65536, answer.entries[0].values.at(1).value);
     EXPECT_TRUE(answer.entries[1].values.empty());
     EXPECT_THROW(ListAnswer::decode(body.substr(0, body.size() - 1)), DecodeError);
 }

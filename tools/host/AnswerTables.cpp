@@ -54,7 +54,7 @@ Table tableOf(const std::vector<CountersAnswer>& answers) {
     for (const CountersAnswer& answer : answers) {
         Table::Row row = {ofTotal(answer.number, answer.machines), answer.date, answer.machineDate,
                           outcomeText(answer.outcome)};
-        for (const std::int64_t item : answer.items) row.push_back(std::to_string(item));
+        for (const std::int32_t item : answer.items) row.push_back(std::to_string(item));
         table.add(row);
     }
     return table;

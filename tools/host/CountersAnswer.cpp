@@ -14,7 +14,7 @@ CountersAnswer CountersAnswer::decode(std::string_view body) {
     answer.machineDate = in.text(11);
     answer.outcome = in.byte();
     for (std::size_t i = 0; i < answer.items.size(); ++i) {
-        answer.items[i] = i % 3 == 2 ? in.number16() : in.number32();
+        answer.items[i] = i % 3 == 2 ? in.number16() : in.signed32();
     }
     in.expectEnd();
     return answer;

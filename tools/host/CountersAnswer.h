@@ -18,7 +18,7 @@ struct CountersAnswer {
     std::string machineDate{};
     std::uint8_t outcome = 0;
     // CNTTOTIN, CNTTOTOT, CNTCL, and three values without a name.
-    std::array<std::int64_t, 6> items{};
+    std::array<std::int32_t, 6> items{};
 
     static CountersAnswer decode(std::string_view body);
 };

@@ -12,7 +12,7 @@ ListAnswer::Entry readEntry(ByteReader& in) {
     entry.values.resize(in.number16());
     for (ListAnswer::Value& value : entry.values) {
         value.number = in.byte();
-        value.value = in.number32();
+        value.value = in.signed32();
     }
     return entry;
 }

@@ -15,7 +15,7 @@ namespace teskhost {
 struct ListAnswer {
     struct Value {
         std::uint8_t number = 0;
-        std::uint32_t value = 0;
+        std::int32_t value = 0;
     };
     struct Entry {
         std::string name{};
