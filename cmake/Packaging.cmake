@@ -26,7 +26,7 @@ install(FILES ${TESKD_PACKAGING}/teskd.logrotate
 install(FILES ${TESKD_PACKAGING}/man/teskd.8 DESTINATION share/man/man8 COMPONENT daemon)
 install(FILES ${TESKD_PACKAGING}/man/tesk_v2.ini.5 DESTINATION share/man/man5 COMPONENT daemon)
 install(FILES README.md DESTINATION share/doc/teskd COMPONENT daemon)
-install(DIRECTORY docs/ DESTINATION share/doc/teskd COMPONENT daemon
+install(DIRECTORY docs DESTINATION share/doc/teskd COMPONENT daemon
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.yaml")
 
 set(CPACK_COMPONENTS_ALL daemon)
