@@ -13,7 +13,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kLongestStop = 2500ms;
+// Less than any time-out of the daemon's that it might wait for; the machine may be slow.
+constexpr auto kLongestStop = 8s;
 
 Config eagerConfig() {
     Config config;
@@ -107,16 +108,11 @@ bool FaultyGateway::returnsToBaseline() {
 }
 
 std::string problemOfStop(DaemonProcess& daemon) {
-    const auto start = std::chrono::steady_clock::now();
     daemon.terminate();
-    const auto status = daemon.waitForExit();
-    const auto taken = std::chrono::steady_clock::now() - start;
+    const auto status = daemon.waitForExit(kLongestStop);
     if (!status) return "it does not end on SIGTERM";
     if (!status->ok()) return "it ended by " + status->describe() + daemon.standardError();
-    if (!daemon.sanitizerReport().empty()) return daemon.sanitizerReport();
-    if (taken < kLongestStop * timeScale()) return "";
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(taken);
-    return "it took " + std::to_string(milliseconds.count()) + " ms to end";
+    return daemon.sanitizerReport();
 }
 
 }  // namespace teskd::test
