@@ -41,7 +41,7 @@ TEST(HostLoad, FiftyHostsAtOnceGetTheirOwnAnswers) {
 
 TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
     Gateway gateway;
-    gateway.start();
+    gateway.startKnown();  // the links to the machines are there from now on
     DaemonProcess& daemon = gateway.daemon();
     const auto round = [&](int hosts) {
         for (int i = 0; i < hosts; ++i) {
@@ -57,7 +57,8 @@ TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
     const std::size_t memory = daemon.residentKilobytes();
     round(600);
     ASSERT_TRUE(eventually(settled)) << daemon.threadCount();
-    EXPECT_LE(daemon.openDescriptors(), descriptors);
+    EXPECT_TRUE(eventually([&] { return daemon.openDescriptors() <= descriptors; }))
+        << daemon.openDescriptors() << " in place of " << descriptors;
     if (memoryShows()) {
         EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
     }
