@@ -33,6 +33,16 @@ void expectCleanEnd(ChildProcess& tool, int signal) {
     EXPECT_TRUE(status->ok()) << status->describe() << tool.standardError();
 }
 
+// How the tool ends that is sent a notification.
+int statusAfterANotification(ChildProcess& tool) {
+    Frame notification;
+    notification.type = kAamsType;
+    notification.body = aamsPayload(1, "-0011");
+    UdpPeer daemon;
+    daemon.sendTo(portOf(tool), notification.encode());
+    return tool.waitForExit().value_or(ExitStatus{}).code;
+}
+
 TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
     const TempDir directory;
     const std::string file = directory / "kept.jsonl";
@@ -106,12 +116,7 @@ TEST(DornctlListen, EndsWhenItsOutputTakesNoMore) {
     ChildProcess::Options options;
     options.command = {"sh", "-c", DORNCTL " listen --bind 127.0.0.1:0 > /dev/full"};
     ChildProcess tool(options);
-    Frame notification;
-    notification.type = kAamsType;
-    notification.body = aamsPayload(1, "-0011");
-    UdpPeer daemon;
-    daemon.sendTo(portOf(tool), notification.encode());
-    EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ(1, statusAfterANotification(tool));
 }
 
 TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
@@ -120,12 +125,7 @@ TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
     ChildProcess::Options options;
     options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0", "--keep", "/dev/full"};
     ChildProcess tool(options);
-    Frame notification;
-    notification.type = kAamsType;
-    notification.body = aamsPayload(1, "-0011");
-    UdpPeer daemon;
-    daemon.sendTo(portOf(tool), notification.encode());
-    EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ(1, statusAfterANotification(tool));
     EXPECT_THAT(tool.standardError(),
                 testing::EndsWith("dornctl: the output or the file takes no more notifications\n"));
 }
