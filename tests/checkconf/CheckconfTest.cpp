@@ -174,16 +174,18 @@ TEST_F(Checkconf, LineSettingsThatMeanSomethingElseAreFound) {
         R"json(/etc/tesk_v2.ini:2: [PORT_ASYNC1] PARITY: "SPACE" is taken for MARK; 5 stands for space parity
 /etc/tesk_v2.ini:3: [PORT_ASYNC1] FLOWCONTROL: "MARK" is no flow control; it is sent as 4, and the line keeps the one it has
 /etc/tesk_v2.ini:4: [PORT_ASYNC1] DATASIZE: "+8" is no number from 5 to 8
-/etc/tesk_v2.ini:6: [PORT_ASYNC2] PARITY: "CTS/RTS" is no parity; it is taken for EVEN
-/etc/tesk_v2.ini:7: [PORT_ASYNC2] FLOWCONTROL: "ODD" is no flow control; it is taken for XON/XOFF
-/etc/tesk_v2.ini:9: [PORT_ASYNC3] PARITY: "260" is no parity from 1 to 5
-/etc/tesk_v2.ini:10: [PORT_ASYNC3] FLOWCONTROL: "5" is no flow control from 1 to 3
-/etc/tesk_v2.ini:13: [PORT_ASYNC4] FLOWCONTROL: "none" is no line setting
+/etc/tesk_v2.ini:5: [PORT_ASYNC1] BAUDRATE: "99999999999" is no number from 1 to 2147483647
+/etc/tesk_v2.ini:7: [PORT_ASYNC2] PARITY: "CTS/RTS" is no parity; it is taken for EVEN
+/etc/tesk_v2.ini:8: [PORT_ASYNC2] FLOWCONTROL: "ODD" is no flow control; it is taken for XON/XOFF
+/etc/tesk_v2.ini:10: [PORT_ASYNC3] PARITY: "260" is no parity from 1 to 5
+/etc/tesk_v2.ini:11: [PORT_ASYNC3] FLOWCONTROL: "5" is no flow control from 1 to 3
+/etc/tesk_v2.ini:14: [PORT_ASYNC4] FLOWCONTROL: "none" is no line setting
 )json",
-        findings("[PORT_ASYNC1]\nPARITY=SPACE\nFLOWCONTROL=MARK\nDATASIZE=+8\n"
-                 "[PORT_ASYNC2]\nPARITY=CTS/RTS\nFLOWCONTROL=ODD\n"
-                 "[PORT_ASYNC3]\nPARITY=260\nFLOWCONTROL=5\n"
-                 "[PORT_ASYNC4]\nPARITY=5\nFLOWCONTROL=none\n"));
+        findings(
+            "[PORT_ASYNC1]\nPARITY=SPACE\nFLOWCONTROL=MARK\nDATASIZE=+8\nBAUDRATE=99999999999\n"
+            "[PORT_ASYNC2]\nPARITY=CTS/RTS\nFLOWCONTROL=ODD\n"
+            "[PORT_ASYNC3]\nPARITY=260\nFLOWCONTROL=5\n"
+            "[PORT_ASYNC4]\nPARITY=5\nFLOWCONTROL=none\n"));
     EXPECT_EQ("", findings("[PORT_ASYNC1]\nPARITY=MARK\nFLOWCONTROL=XON/XOFF\n"
                            "[PORT_ASYNC2]\nPARITY=3\nFLOWCONTROL=3\n"
                            "[PORT_ASYNC3]\nPARITY=ODD\nFLOWCONTROL=NONE\n"));
@@ -293,6 +295,15 @@ TEST_F(Checkconf, FilesThatAreNotThereAreFound) {
     std::filesystem::create_directories(root_ / "config/config.ini");
     EXPECT_EQ("/config/config.ini: the file cannot be read, is none, or is larger than 1 MiB\n",
               findings("TESKv2_ENABLE=true\n"));
+}
+
+TEST_F(Checkconf, OutputThatIsNotTakenIsNotClean) {
+    write("etc/tesk_v2.ini", "TESKv2_ENABLE=true\n");
+    ChildProcess::Options options;
+    options.command = {"sh", "-c", CHECKCONF " --root " + rootName() + " > /dev/full"};
+    ChildProcess child(options);
+    EXPECT_EQ(1, child.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_EQ("teskd-checkconf: the output is not taken\n", child.standardError());
 }
 
 TEST_F(Checkconf, BadArgumentsAreStatus2) {

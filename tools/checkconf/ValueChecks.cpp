@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <charconv>
+#include <cstdint>
 #include <limits>
 #include <map>
 #include <optional>
@@ -45,9 +47,10 @@ std::string quoted(const std::string& text) {
 
 // The daemon takes blanks and a "+" in front for some keys and not for others.
 bool isNumber(const std::string& text, long lowest, long highest) {
-    const teskd::text::Number number = teskd::text::parseNumber(text, 10);
-    return text.find_first_not_of("-0123456789") == std::string::npos && !text.empty() &&
-           number.consumed == text.size() && number.value >= lowest && number.value <= highest;
+    std::int32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end && number >= lowest && number <= highest;
 }
 
 std::string noNumber(const std::string& text, long lowest, long highest) {
