@@ -18,8 +18,10 @@ class TESKD_CAPABILITY("mutex") ReadWriteLock {
     ReadWriteLock& operator=(const ReadWriteLock&) = delete;
     ~ReadWriteLock() = default;
 
+    // Waits until nobody else has the lock, and keeps it alone.
     void lock() TESKD_ACQUIRE() TESKD_NO_ANALYSIS { mutex_.lock(); }
     void unlock() TESKD_RELEASE() TESKD_NO_ANALYSIS { mutex_.unlock(); }
+    // Waits until nobody has the lock alone, and keeps it beside other readers.
     void lockShared() TESKD_ACQUIRE_SHARED() TESKD_NO_ANALYSIS { mutex_.lock_shared(); }
     void unlockShared() TESKD_RELEASE_SHARED() TESKD_NO_ANALYSIS { mutex_.unlock_shared(); }
 
