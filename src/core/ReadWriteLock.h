@@ -1,32 +1,40 @@
 // A lock for what is read nearly always: readers do not exclude each other.
 #pragma once
 
-#include <shared_mutex>
+#include <pthread.h>
 
 #include "core/ThreadSafety.h"
 
 namespace teskd {
 
-// A thin layer over std::shared_mutex that a Clang build checks. Not recursive.
+// A thin layer over the POSIX lock that a Clang build checks. Not recursive. A writer waits for the
+// readers who have the lock and for nobody who comes later: std::shared_mutex lets readers past it,
+// and where many read there is always another one.
 //
 // Threads: every operation from any thread. Ownership: belongs to the object it guards and outlives
-// every ReadLock and WriteLock on it. Errors: none.
+// every ReadLock and WriteLock on it. Errors: none; the POSIX results are ignored.
 class TESKD_CAPABILITY("mutex") ReadWriteLock {
   public:
-    ReadWriteLock() = default;
+    ReadWriteLock() {
+        pthread_rwlockattr_t attributes;
+        pthread_rwlockattr_init(&attributes);
+        pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+        pthread_rwlock_init(&lock_, &attributes);
+        pthread_rwlockattr_destroy(&attributes);
+    }
     ReadWriteLock(const ReadWriteLock&) = delete;
     ReadWriteLock& operator=(const ReadWriteLock&) = delete;
-    ~ReadWriteLock() = default;
+    ~ReadWriteLock() { pthread_rwlock_destroy(&lock_); }
 
     // Waits until nobody else has the lock, and keeps it alone.
-    void lock() TESKD_ACQUIRE() TESKD_NO_ANALYSIS { mutex_.lock(); }
-    void unlock() TESKD_RELEASE() TESKD_NO_ANALYSIS { mutex_.unlock(); }
-    // Waits until nobody has the lock alone, and keeps it beside other readers.
-    void lockShared() TESKD_ACQUIRE_SHARED() TESKD_NO_ANALYSIS { mutex_.lock_shared(); }
-    void unlockShared() TESKD_RELEASE_SHARED() TESKD_NO_ANALYSIS { mutex_.unlock_shared(); }
+    void lock() TESKD_ACQUIRE() TESKD_NO_ANALYSIS { pthread_rwlock_wrlock(&lock_); }
+    void unlock() TESKD_RELEASE() TESKD_NO_ANALYSIS { pthread_rwlock_unlock(&lock_); }
+    // Waits until nobody has the lock alone or waits for that, and keeps it beside other readers.
+    void lockShared() TESKD_ACQUIRE_SHARED() TESKD_NO_ANALYSIS { pthread_rwlock_rdlock(&lock_); }
+    void unlockShared() TESKD_RELEASE_SHARED() TESKD_NO_ANALYSIS { pthread_rwlock_unlock(&lock_); }
 
   private:
-    std::shared_mutex mutex_;
+    pthread_rwlock_t lock_;
 };
 
 // Holds a ReadWriteLock for reading, for a scope, beside other readers.

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t NAME_SIZE = 11;
 
-std::string record(const TeskMaster& machine) {
-    std::string bytes = text::zeroFilled(machine.get_identity(), NAME_SIZE);
+std::string record(const std::string& name, const TeskMaster& machine) {
+    std::string bytes = text::zeroFilled(name, NAME_SIZE);
     bytes.push_back(static_cast<char>(machine.get_port()));
     bytes.push_back(0);
     bytes.push_back(machine.is_connected() ? 0 : 1);
@@ -22,10 +22,14 @@ std::string record(const TeskMaster& machine) {
 
 }  // namespace
 
+// The names are taken all at once, so that a machine renamed meanwhile does not show a name that
+// another record has, or leave one out.
 void DornPacketType8::offer_to_controller(TeskController& controller) {
     const std::list<TeskMaster*> machines = controller.get_machines();
+    const std::list<std::string> names = controller.get_identities();
     std::string body(1, static_cast<char>(machines.size()));
-    for (const TeskMaster* const machine : machines) body += record(*machine);
+    auto name = names.begin();
+    for (const TeskMaster* const machine : machines) body += record(*name++, *machine);
     set_frame_body(body);
     notifyCompleted();
 }

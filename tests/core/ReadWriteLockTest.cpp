@@ -49,5 +49,15 @@ TEST_F(ReadWriteLockTest, AWriterExcludesReadersAndWriters) {
     EXPECT_EQ("written", writer.result());
 }
 
+TEST_F(ReadWriteLockTest, AReaderDoesNotPassAWriterWhoWaits) {
+    std::optional<ReadLock> held(std::in_place, lock_);
+    BlockedCall writer([this] { return write(); });
+    BlockedCall reader([this] { return read(); });
+    EXPECT_FALSE(reader.ended());
+    held.reset();
+    EXPECT_EQ("written", writer.result());
+    EXPECT_EQ("read", reader.result());
+}
+
 }  // namespace
 }  // namespace teskd::test

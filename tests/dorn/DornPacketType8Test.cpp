@@ -1,7 +1,11 @@
 // The list of machines.
 
+#include <atomic>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
+#include <thread>
 
 #include "HostLink.h"
 #include "dorn/DornPacketType8.h"
@@ -11,6 +15,9 @@
 
 namespace teskd::test {
 namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
 
 std::string list(HostLink& link) {
     link.host().request(8, "ignored", 7, 8);
@@ -57,6 +64,15 @@ TEST(DornPacketType8Test, AMachineThatNoLongerAnswersIsListedAsNotKnown) {
         list(link));
 }
 
+// The body of an answer of the controller's.
+std::string listFrom(TeskController& controller) {
+    const PacketHandle<DornPacketType8> packet(new DornPacketType8);
+    packet->offer_to_controller(controller);
+    ByteSink sink;
+    packet->write(sink);
+    return sink.bytes.substr(42);
+}
+
 TEST(DornPacketType8Test, AMachineThatNeverAnsweredIsListedUnderItsFixedNameCutAsNotKnown) {
     const KeptConfig config;
     KeptConfig::set("[SLOT_MACHINE] PORT_ASYNC", "1,300");
@@ -68,6 +84,32 @@ TEST(DornPacketType8Test, AMachineThatNeverAnsweredIsListedUnderItsFixedNameCutA
     EXPECT_BYTES(
         bytes("02") + "SlotMachine" + bytes("01 00 01") + "SlotMachine" + bytes("2C 00 01"),
         sink.bytes.substr(42, 29));
+}
+
+// Two machines claim one CodeId in turn: at any moment one of them has it, and the list shows that.
+TEST(DornPacketType8Test, AListThatARenameMeetsShowsTheNameOnceAndNotLessOften) {
+    const KeptConfig config;
+    KeptConfig::set("[SLOT_MACHINE] PORT_ASYNC", "1,2");
+    TeskController controller;
+    TeskMaster& first = *controller.get_machines().front();
+    TeskMaster& second = *controller.get_machines().back();
+    controller.bind(first, "ZA000000001");
+    std::atomic<bool> over{false};
+    std::jthread machines([&] {
+        while (!over) {
+            controller.bind(second, "ZA000000001");
+            controller.bind(first, "ZA000000001");
+        }
+    });
+    std::map<int, int> lists;  // by how often the name is in it
+    for (int i = 0; i < 20000; ++i) {
+        const std::string records = listFrom(controller);
+        const bool isFirst = records.substr(1, 11) == "ZA000000001";
+        const bool isSecond = records.substr(15, 11) == "ZA000000001";
+        ++lists[int{isFirst} + int{isSecond}];
+    }
+    over = true;
+    EXPECT_THAT(lists, ElementsAre(Pair(1, 20000)));
 }
 
 }  // namespace
