@@ -1,5 +1,6 @@
 #include "bench/Lines.h"
 
+#include <chrono>
 #include <string>
 
 #include "support/Deadline.h"
@@ -30,7 +31,7 @@ std::string bodyFor(int type, std::size_t size) {
 Machine::Answers answersOf(std::size_t n, const Setup& setup) {
     constexpr int COUNTERS = 1;  // asks with the poll's message
     return {Lines::codeIdOf(n), bodyFor(COUNTERS, setup.type == COUNTERS ? setup.answerSize : 0),
-            bodyFor(setup.type, setup.answerSize)};
+            bodyFor(setup.type, setup.answerSize), std::chrono::microseconds(setup.answerAfter)};
 }
 
 }  // namespace

@@ -88,6 +88,7 @@ bool Machine::answerAll(int fd, std::string& pending) {
             continue;
         }
         const std::string& answer = answerTo(id);
+        if (answers_.after.count() > 0) std::this_thread::sleep_for(answers_.after);
         if (!writeAll(fd, answer)) return false;
         remember(request_, message);
         remember(answer_, answer);

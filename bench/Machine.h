@@ -1,5 +1,5 @@
-// A slot machine that answers at once, behind a telnet endpoint or a tty: one thread that reads,
-// looks its answer up and writes, so that what is measured is the road to it.
+// A slot machine that answers at once or after a pause, behind a telnet endpoint or a tty: one
+// thread that reads, looks its answer up and writes, so that what is measured is the road to it.
 //
 // Ownership: the object owns its sockets and its thread; the destructor stops it. One with a tty
 // ends when nobody has the other side of the tty open any more.
@@ -9,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -29,6 +30,7 @@ class Machine {
         std::string codeId;
         std::string toPoll;  // body of the answer to POLL_ID
         std::string toAll;   // and to everything else
+        std::chrono::microseconds after{0};
     };
 
     // Behind telnet, on a port that the kernel chooses.

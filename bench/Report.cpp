@@ -125,6 +125,7 @@ Report::Report(const Setup& setup, const Measurement& measurement) {
                       {"machines", setup.machines},
                       {"type", setup.type},
                       {"answer_size", setup.answerSize},
+                      {"answer_after_us", setup.answerAfter},
                       {"seconds", setup.seconds},
                       {"rounds", setup.rounds},
                       {"serial_port_server", setup.serial},

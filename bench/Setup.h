@@ -17,6 +17,7 @@ struct Setup {
     std::size_t machines = 1;
     int type = 1;                        // of the requests
     std::size_t answerSize = 0;          // least bytes of a machine's answer body
+    std::size_t answerAfter = 0;         // microseconds that a machine takes to answer
     double seconds = 5;                  // for each road, all rounds together
     std::size_t rounds = 10;             // in each of them every road gets its share
     std::size_t countedRequests = 1000;  // for the count of system calls, 0: none

@@ -22,6 +22,8 @@ int main(int argc, char** argv) {
     app.add_option("--machines", setup.machines, "Slot machines")->check(CLI::Range(1, 250));
     app.add_option("--type", setup.type, "Type of the requests")->check(CLI::Range(1, 8));
     app.add_option("--answer-size", setup.answerSize, "Least bytes of a machine's answer body");
+    app.add_option("--answer-after", setup.answerAfter,
+                   "Microseconds that a machine takes to answer");
     app.add_option("--seconds", setup.seconds, "Time for each road")->check(CLI::PositiveNumber);
     app.add_option("--rounds", setup.rounds, "Parts of that time")->check(CLI::PositiveNumber);
     app.add_option("--counted-requests", setup.countedRequests,

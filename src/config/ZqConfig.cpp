@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <string_view>
 
 #include "config/ConfigDefaults.h"
 #include "config/ConfigFile.h"
@@ -183,9 +184,11 @@ std::string ZqConfig::get_mac_string(const std::string& interface) {
 }
 
 void ZqConfig::get_mac_bytes(const std::string& interface, std::array<std::uint8_t, 6>& out) {
-    const auto items = text::splitDroppingEmpty(value_of(MAC_KEY + interface), ":");
-    for (std::size_t i = 0; i < std::min(items.size(), out.size()); ++i) {
-        out[i] = static_cast<std::uint8_t>(text::toInt(items[i], 16));
+    std::string_view rest = value_of(MAC_KEY + interface);
+    for (std::uint8_t& byte : out) {
+        const std::string_view item = text::takePiece(rest, ":");
+        if (item.empty()) return;
+        byte = static_cast<std::uint8_t>(text::toInt(item, 16));
     }
 }
 

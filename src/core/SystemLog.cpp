@@ -2,15 +2,20 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <iterator>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
+
+#include "core/Text.h"
 
 namespace teskd {
 
@@ -22,17 +27,23 @@ iovec part(const char* bytes, std::size_t size) {
     return {const_cast<char*>(bytes), size};  // sendmsg and writev only read it
 }
 
-// The present second, local time. Each thread keeps its last one: many lines bear the same.
-const char* stamp() {
+// The present second, local time, and a blank. Each thread keeps its last one: many lines bear the
+// same.
+std::string_view stamp() {
     thread_local std::time_t second = -1;
     thread_local char text[32];
+    thread_local std::size_t size = 0;
     const std::time_t now = std::time(nullptr);
-    if (now == second) return text;
+    if (now == second) return {text, size};
     std::tm local{};
     localtime_r(&now, &local);
-    std::strftime(text, sizeof text, "%b %e %H:%M:%S", &local);
+    size = std::strftime(text, sizeof text, "%b %e %H:%M:%S ", &local);
     second = now;
-    return text;
+    return {text, size};
+}
+
+std::string makeTag(const char* identity) {
+    return text::format("%.400s[%ld]: ", identity, static_cast<long>(getpid()));
 }
 
 bool isFull(int error) {
@@ -42,11 +53,11 @@ bool isFull(int error) {
 }  // namespace
 
 SystemLog::SystemLog(const char* path)
-    : path_(path), process_(getpid()), identity_(program_invocation_short_name) {}
+    : path_(path), tag_(makeTag(program_invocation_short_name)) {}
 
 void SystemLog::open(const char* identity, bool copies) {
     const WriteLock lock(lock_);
-    identity_ = identity;
+    tag_ = makeTag(identity);
     copies_ = copies;
     connect();
 }
@@ -92,13 +103,15 @@ bool SystemLog::deliver(int priority, const char* text) {
 
 SystemLog::Heading SystemLog::heading(int priority) const {
     Heading head;
-    const int prefix = std::snprintf(head.bytes, sizeof head.bytes, "<%d>%s ", priority, stamp());
-    head.identity = static_cast<std::size_t>(prefix);
-    constexpr int LONGEST_IDENTITY = 400;
-    const int rest = std::snprintf(head.bytes + prefix, sizeof head.bytes - head.identity,
-                                   "%.*s[%ld]: ", LONGEST_IDENTITY, identity_.c_str(),
-                                   static_cast<long>(process_));
-    head.size = head.identity + static_cast<std::size_t>(rest);
+    const std::string_view second = stamp();
+    char* end = head.bytes;
+    *end++ = '<';
+    end = std::to_chars(end, std::end(head.bytes), priority).ptr;
+    *end++ = '>';
+    end = std::copy(second.begin(), second.end(), end);
+    head.tag = static_cast<std::size_t>(end - head.bytes);
+    end = std::copy(tag_.begin(), tag_.end(), end);
+    head.size = static_cast<std::size_t>(end - head.bytes);
     return head;
 }
 
@@ -170,7 +183,7 @@ bool SystemLog::sendOnce(const Heading& heading, const char* text, int flags) {
 
 void SystemLog::copyToStandardError(int priority, const char* text) {
     const Heading head = heading(priority);
-    iovec parts[] = {part(head.bytes + head.identity, head.size - head.identity),
+    iovec parts[] = {part(head.bytes + head.tag, head.size - head.tag),
                      part(text, std::strlen(text)), part("\n", 1)};
     [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts, 3);
 }

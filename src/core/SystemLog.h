@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstddef>
 #include <string>
-#include <sys/types.h>
 
 #include "core/Descriptor.h"
 #include "core/ReadWriteLock.h"
@@ -53,7 +52,7 @@ class SystemLog {
     struct Heading {
         char bytes[512];
         std::size_t size;
-        std::size_t identity;  // where "identity[pid]: " starts
+        std::size_t tag;  // where "identity[pid]: " starts
     };
 
     Heading heading(int priority) const TESKD_REQUIRES_SHARED(lock_);
@@ -70,9 +69,8 @@ class SystemLog {
     void copyToStandardError(int priority, const char* text) TESKD_REQUIRES(lock_);
 
     const char* const path_;
-    const pid_t process_;
     ReadWriteLock lock_;
-    std::string identity_ TESKD_GUARDED_BY(lock_);
+    std::string tag_ TESKD_GUARDED_BY(lock_);  // "identity[pid]: "
     bool copies_ TESKD_GUARDED_BY(lock_) = false;
     bool stream_ TESKD_GUARDED_BY(lock_) = false;
     Descriptor socket_ TESKD_GUARDED_BY(lock_);

@@ -7,16 +7,21 @@
 
 namespace teskd::text {
 
+std::string_view takePiece(std::string_view& rest, std::string_view separators) {
+    rest.remove_prefix(std::min(rest.find_first_not_of(separators), rest.size()));
+    const std::string_view piece = rest.substr(0, rest.find_first_of(separators));
+    rest.remove_prefix(piece.size());
+    return piece;
+}
+
 std::vector<std::string_view> splitDroppingEmpty(std::string_view text,
                                                  std::string_view separators) {
     std::vector<std::string_view> pieces;
-    std::size_t start = 0;
-    while ((start = text.find_first_not_of(separators, start)) != std::string_view::npos) {
-        const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
-        pieces.push_back(text.substr(start, end - start));
-        start = end;
+    for (;;) {
+        const std::string_view piece = takePiece(text, separators);
+        if (piece.empty()) return pieces;
+        pieces.push_back(piece);
     }
-    return pieces;
 }
 
 std::vector<std::string_view> splitFields(std::string_view text, char separator) {

@@ -10,8 +10,11 @@
 
 namespace teskd::text {
 
-// The pieces between any of the separator characters; empty pieces are dropped. They are views into
-// the text.
+// Cuts the first piece between any of the separator characters off the rest, which goes on behind
+// it: a view into the text, empty when there is no more. Empty pieces are passed over.
+std::string_view takePiece(std::string_view& rest, std::string_view separators);
+
+// All of these pieces.
 std::vector<std::string_view> splitDroppingEmpty(std::string_view text,
                                                  std::string_view separators);
 

@@ -63,6 +63,14 @@ TEST(LoadGenerator, ComparesARequestToAMachineWithTheRelay) {
     expectRoads(figures, {"daemon", "relay", "crowded daemon"});
 }
 
+TEST(LoadGenerator, HasMachinesThatTakeTheirTimeToAnswer) {
+    constexpr double MICROSECONDS = 5000;
+    const json figures =
+        figuresOf({"--type", "1", "--answer-after", "5000", "--counted-requests", "0"});
+    expectRoads(figures, {"daemon", "relay"});
+    for (const json& road : figures["roads"]) EXPECT_GE(road["latency_us"]["p50"], MICROSECONDS);
+}
+
 TEST(LoadGenerator, ComparesAnImmediateAnswerWithTheEcho) {
     const json figures = figuresOf({"--type", "7", "--counted-requests", "10"});
     expectRoads(figures, {"daemon", "echo"});

@@ -26,6 +26,15 @@ TEST(SplitDroppingEmpty, KeepsATextWithoutSeparatorsWhole) {
     EXPECT_THAT(text::splitDroppingEmpty("a b", "="), ElementsAre("a b"));
 }
 
+TEST(TakePiece, CutsTheFirstPieceOffWhatIsLeft) {
+    std::string_view rest = "::0a:1b";
+    EXPECT_EQ(text::takePiece(rest, ":"), "0a");
+    EXPECT_EQ(rest, ":1b");
+    EXPECT_EQ(text::takePiece(rest, ":"), "1b");
+    EXPECT_EQ(text::takePiece(rest, ":"), "");
+    EXPECT_EQ(rest, "");
+}
+
 TEST(SplitFields, KeepsEmptyFields) {
     EXPECT_THAT(text::splitFields("a~~b~", '~'), ElementsAre("a", "", "b", ""));
     EXPECT_THAT(text::splitFields("~", '~'), ElementsAre("", ""));

@@ -189,6 +189,22 @@ TEST(DornctlFailure, AnAnswerThatIsNotUnderstoodIsStatus1) {
     EXPECT_THAT(tool.standardError(), testing::StartsWith("dornctl: the answer is not understood"));
 }
 
+TEST(DornctlFailure, AnAnswerToARequestOfAnotherTypeIsStatus6) {
+    for (const char* question : {"version", "machines"}) {
+        Listener gateway;
+        ChildProcess tool(dornctlCommand(gateway.port(), {question}));
+        Connection connection = gateway.accept();
+        Frame foreign = frameOf(0x81, std::string(30, '\0'));
+        foreign.type = 5;
+        foreign.identifierB = readRequest(connection).identifierB;
+        connection.sendAll(foreign.encode());
+        EXPECT_EQ(6, tool.waitForExit().value_or(ExitStatus{}).code);
+        EXPECT_EQ("", tool.standardOutput());
+        EXPECT_THAT(tool.standardError(),
+                    testing::EndsWith(": the answer belongs to another request\n"));
+    }
+}
+
 TEST(DornctlFailure, NobodyListeningIsStatus6) {
     const std::uint16_t port = freeTcpPort();
     const Printed printed = dornctl(port, {"version"});

@@ -58,7 +58,7 @@ void Dialogue::receiveAll(const Request& request, Scope scope, Expectation& expe
             listing = 0;
             continue;
         }
-        if (frame.identifierB != question) throw LinkError("the answer belongs to another request");
+        HostLink::expectAnswer(frame, request, question);
         expectation.take(frame);
         if (frame.kind != Kind::Regular) {
             answers.failures.push_back(frame.kind);

@@ -45,8 +45,13 @@ Frame HostLink::receive(Milliseconds patience) {
 Frame HostLink::ask(const Request& request, Milliseconds patience) {
     const std::uint32_t identifier = send(request);
     Frame frame = receive(patience);
-    if (frame.identifierB != identifier) throw LinkError("the answer belongs to another request");
+    expectAnswer(frame, request, identifier);
     return frame;
+}
+
+void HostLink::expectAnswer(const Frame& frame, const Request& request, std::uint32_t identifier) {
+    if (frame.identifierB == identifier && frame.type == request.type) return;
+    throw LinkError("the answer belongs to another request");
 }
 
 std::string HostLink::read(std::size_t count, Clock::time_point until) {

@@ -35,6 +35,8 @@ class HostLink {
     Frame receive(Milliseconds patience = kPatience);
     // Sends a request and returns the first frame that comes back.
     Frame ask(const Request& request, Milliseconds patience = kPatience);
+    // Throws LinkError when the frame answers another request than this, sent with the identifier.
+    static void expectAnswer(const Frame& frame, const Request& request, std::uint32_t identifier);
 
   private:
     using Clock = std::chrono::steady_clock;
