@@ -82,8 +82,9 @@ TEST(Restart, StopsWhileAnAddressIsInUse) {
 
 TEST(Restart, SeveralEndpointsAreServedAtOnce) {
     Config config;
-    const std::uint16_t second = freeTcpPort();
-    const std::uint16_t first = freeTcpPort();
+    const ReservedPort reserved[2];
+    const std::uint16_t first = reserved[0].number();
+    const std::uint16_t second = reserved[1].number();
     config.set("IP_ADDRESS", "IP_LOCAL", "127.0.0.1 127.0.0.2, 127.0.0.1;127.0.0.3");
     config.set("IP_ADDRESS", "TCP_LOCAL",
                std::to_string(first) + "," + std::to_string(first) + " " + std::to_string(second));

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "support/Config.h"
-#include "support/Listener.h"
 #include "support/ProcInfo.h"
 #include "support/TempDir.h"
 
@@ -13,7 +12,6 @@ namespace teskd::test {
 
 namespace {
 
-constexpr int kPortAttempts = 5;
 constexpr char kPidFile[] = "tmp/daemon-under-test";
 
 }  // namespace
@@ -29,11 +27,10 @@ Service::~Service() {
 }
 
 void Service::configure() {
-    port_ = freeTcpPort();
     Config()
         .serialPorts({machine_.port()})
         .server(server_.port())
-        .tcpLocal(port_)
+        .tcpLocal(port())
         .write(root_ / "config/config.ini");
 }
 
@@ -41,20 +38,15 @@ void Service::start(const Words& command, const InstalledRoot::Confinement& conf
     Words words = {"/bin/sh", "-c", "echo $$ > /" + std::string(kPidFile) + " && exec \"$@\"",
                    "sh"};
     words.insert(words.end(), command.begin(), command.end());
-    for (int attempt = 0; attempt < kPortAttempts; ++attempt) {
-        configure();
-        process_ = root_.start(words, confinement);
-        eventually([this] { return listens() || !process_->running(); });
-        if (!process_->running()) break;
-        if (listens()) return;
-        stop();
-    }
-    throw std::runtime_error("the service does not listen:\n" + story());
+    configure();
+    process_ = root_.start(words, confinement);
+    eventually([this] { return listens() || !process_->running(); });
+    if (!listens()) throw std::runtime_error("the service does not listen:\n" + story());
 }
 
 bool Service::listens() const {
     const auto ports = listeningPorts(pid());
-    return std::find(ports.begin(), ports.end(), port_) != ports.end();
+    return std::find(ports.begin(), ports.end(), port()) != ports.end();
 }
 
 ExitStatus Service::stop() {

@@ -12,6 +12,7 @@
 
 #include "packaging/InstalledRoot.h"
 #include "support/ChildProcess.h"
+#include "support/Listener.h"
 #include "support/UdpPeer.h"
 #include "tesksim/Machine.h"
 
@@ -24,7 +25,7 @@ class Service {
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    // Writes what the configuration tool would, for a port that was free a moment ago.
+    // Writes what the configuration tool would.
     void configure();
     // configure(), and the command, which ends up as the daemon; returns once it listens.
     void start(const Words& command, const InstalledRoot::Confinement& confinement);
@@ -34,7 +35,7 @@ class Service {
 
     tesksim::Machine& machine() { return machine_; }
     UdpPeer& server() { return server_; }
-    std::uint16_t port() const { return port_; }
+    std::uint16_t port() const { return port_.number(); }
     pid_t pid() const;
     // What the process printed.
     std::string story() const;
@@ -45,7 +46,7 @@ class Service {
     InstalledRoot& root_;
     tesksim::Machine machine_;
     UdpPeer server_;
-    std::uint16_t port_ = 0;
+    const ReservedPort port_;
     std::unique_ptr<ChildProcess> process_;
 };
 

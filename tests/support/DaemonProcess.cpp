@@ -22,7 +22,6 @@ namespace {
 // The sandbox reports a death by signal as an exit status above this.
 constexpr int kSignalOffset = 128;
 constexpr int kLastSignal = 64;
-constexpr int kPortAttempts = 5;
 
 // Status of a program that a sanitizer found fault with.
 constexpr char kSanitizerStatus[] = "exitcode=66";
@@ -66,11 +65,8 @@ DaemonProcess::DaemonProcess(Options options, Config config)
       root_(temp_ / "root"),
       log_(temp_ / "log") {
     for (const char* name : {"etc", "config", "tmp"}) fs::create_directories(root_ / name);
-    if (config_.has("IP_ADDRESS", "TCP_LOCAL")) {
-        port_ =
-            static_cast<std::uint16_t>(std::atoi(config_.get("IP_ADDRESS", "TCP_LOCAL").c_str()));
-        portFixed_ = true;
-    }
+    if (!config_.has("IP_ADDRESS", "TCP_LOCAL")) config_.tcpLocal(reserved_.emplace().number());
+    port_ = static_cast<std::uint16_t>(std::atoi(config_.get("IP_ADDRESS", "TCP_LOCAL").c_str()));
 }
 
 DaemonProcess::~DaemonProcess() {
@@ -78,21 +74,10 @@ DaemonProcess::~DaemonProcess() {
 }
 
 void DaemonProcess::start(Deadline deadline) {
-    for (int attempt = 0; attempt < kPortAttempts; ++attempt) {
-        kill();
-        if (!portFixed_) {
-            port_ = freeTcpPort();
-            config_.tcpLocal(port_);
-        }
-        config_.write(root_ / options_.configFile);
-        launch(deadline);
-        if (!options_.waitUntilListening) return;
-        if (awaitListening(deadline)) {
-            portFixed_ = true;
-            return;
-        }
-    }
-    throw std::runtime_error("no free port for the daemon");
+    kill();
+    config_.write(root_ / options_.configFile);
+    launch(deadline);
+    if (options_.waitUntilListening) awaitListening(deadline);
 }
 
 void DaemonProcess::launch(Deadline deadline) {
@@ -131,28 +116,18 @@ fs::path DaemonProcess::rootInside() const {
     return fs::path("/proc") / std::to_string(pid_) / "root" / root_.relative_path();
 }
 
-// True when the daemon listens on its port, false when somebody else does.
-bool DaemonProcess::awaitListening(Deadline deadline) {
+void DaemonProcess::awaitListening(Deadline deadline) {
     const auto listens = [this] {
         const auto ports = listeningPorts(pid_);
         return std::find(ports.begin(), ports.end(), port_) != ports.end();
     };
-    const auto settled = [&] { return listens() || portTaken() || !child_->running(); };
+    const auto settled = [&] { return listens() || !child_->running(); };
     if (!eventually(settled, deadline)) {
         throw std::runtime_error("the daemon does not listen:\n" + story());
     }
-    if (!child_->running()) {
-        child_->waitForExit();
-        throw std::runtime_error("the daemon ended at once:\n" + story());
-    }
-    return listens();
-}
-
-// A port that was given cannot be exchanged, so it does not matter who has it.
-bool DaemonProcess::portTaken() const {
-    if (portFixed_ || !somebodyListens(port_)) return false;
-    const auto ports = listeningPorts(pid_);
-    return std::find(ports.begin(), ports.end(), port_) == ports.end();
+    if (child_->running()) return;
+    child_->waitForExit();
+    throw std::runtime_error("the daemon ended at once:\n" + story());
 }
 
 // The daemon goes first, so that the sandbox around it can reap it.

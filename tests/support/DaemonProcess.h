@@ -21,6 +21,7 @@
 #include "support/ChildProcess.h"
 #include "support/Config.h"
 #include "support/Deadline.h"
+#include "support/Listener.h"
 #include "support/LogSocket.h"
 #include "support/Sandbox.h"
 #include "support/TempDir.h"
@@ -56,7 +57,7 @@ class DaemonProcess {
     std::filesystem::path rootInside() const;
     Config& config() { return config_; }
 
-    // TCP port for hosts; known once start() has returned.
+    // TCP port for hosts.
     std::uint16_t port() const { return port_; }
     // The daemon itself, not the sandbox around it.
     pid_t pid() const { return pid_; }
@@ -79,8 +80,7 @@ class DaemonProcess {
 
   private:
     void launch(Deadline deadline);
-    bool awaitListening(Deadline deadline);
-    bool portTaken() const;
+    void awaitListening(Deadline deadline);
     bool isSurrounding(const std::string& executable) const;
     void kill();
     std::string story() const;
@@ -91,8 +91,8 @@ class DaemonProcess {
     const std::filesystem::path root_;
     LogSocket log_;
     std::unique_ptr<ChildProcess> child_;
+    std::optional<ReservedPort> reserved_;  // unless the configuration names a port
     std::uint16_t port_ = 0;
-    bool portFixed_ = false;
     pid_t pid_ = -1;
 };
 

@@ -44,6 +44,8 @@ TcpPair::TcpPair() {
     server = listener.accept();
 }
 
+ReservedPort::ReservedPort() : fd_(tesksim::bindPort(0)), number_(tesksim::portOf(fd_)) {}
+
 std::uint16_t freeTcpPort() {
     return tesksim::portOf(tesksim::bindPort(0));
 }

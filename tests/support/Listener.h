@@ -40,6 +40,19 @@ struct TcpPair {
     Connection server;
 };
 
+// A TCP port of 127.0.0.1 that the kernel gives to nobody else: bound, but not listened on. Whoever
+// sets SO_REUSEADDR, as servers do, can listen on it meanwhile; nobody else is connected to by
+// mistake.
+class ReservedPort {
+  public:
+    ReservedPort();
+    std::uint16_t number() const { return number_; }
+
+  private:
+    UniqueFd fd_;
+    std::uint16_t number_;
+};
+
 // A TCP port of 127.0.0.1 that was free a moment ago. Somebody else may take it meanwhile.
 std::uint16_t freeTcpPort();
 
