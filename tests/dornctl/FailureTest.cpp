@@ -205,6 +205,22 @@ TEST(DornctlFailure, AnAnswerToARequestOfAnotherTypeIsStatus6) {
     }
 }
 
+TEST(DornctlFailure, AListOfMachinesOfAnotherTypeIsStatus6) {
+    Listener gateway;
+    ChildProcess tool(dornctlCommand(gateway.port(), {"--timeout", "300", "meters"}));
+    Connection connection = gateway.accept();
+    readRequest(connection);
+    Frame foreign = listing({{"A"}});
+    foreign.type = 5;
+    foreign.identifierB = readRequest(connection).identifierB;
+    connection.sendAll(foreign.encode());
+    connection.close();
+    gateway.close();
+    EXPECT_EQ(6, tool.waitForExit().value_or(ExitStatus{}).code);
+    EXPECT_THAT(tool.standardError(),
+                testing::HasSubstr(": the answer belongs to another request"));
+}
+
 TEST(DornctlFailure, NobodyListeningIsStatus6) {
     const std::uint16_t port = freeTcpPort();
     const Printed printed = dornctl(port, {"version"});

@@ -54,6 +54,7 @@ void Dialogue::receiveAll(const Request& request, Scope scope, Expectation& expe
     while (listing != 0 || !expectation.met()) {
         const Frame frame = link_.receive(patience_);
         if (listing != 0 && frame.identifierB == listing) {
+            HostLink::expectAnswer(frame, Request::machines(), listing);
             expectation.takeMachines(namesIn(frame, true));
             listing = 0;
             continue;
