@@ -5,6 +5,7 @@
 #include <string>
 
 #include "aams/ExternalParameters.h"
+#include "core/Exception.h"
 
 namespace teskd {
 
@@ -26,6 +27,8 @@ template <class Build>
 std::string or_failure(const char* code, Build build) {
     try {
         return build();
+    } catch (const Exception&) {
+        return failure(code);
     } catch (const std::exception&) {
         return failure(code);
     }

@@ -78,21 +78,28 @@ void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     try {
         TeskController::send(machine, message.pointer());
     } catch (const Exception& e) {
-        Log::write(Log::WARNING, "A request has failed: %s", e.text());
-        packetError(message.pointer(), e);
+        fail(e);
+        Packet::put(this);
     } catch (const std::exception& e) {
-        Log::write(Log::WARNING, "A request has failed: %s", e.what());
-        packetError(message.pointer(), Exception(e.what()));
+        fail(Exception(e.what()));
+        Packet::put(this);
     }
+}
+
+// For what went wrong in here, which nobody else has logged.
+void DornMachineRequest::fail(const Exception& e) {
+    Log::write(Log::WARNING, "A request has failed: %s", e.text());
+    notifyError(e);
 }
 
 void DornMachineRequest::packetCompleted(Packet* packet) {
     std::size_t frames = 0;
     try {
         frames = answer_with(dynamic_cast<TeskPacket&>(*packet));
+    } catch (const Exception& e) {
+        fail(e);
     } catch (const std::exception& e) {
-        Log::write(Log::WARNING, "A request has failed: %s", e.what());
-        notifyError(Exception(e.what()));
+        fail(Exception(e.what()));
     }
     for (; frames > 0; --frames) Packet::notifyCompleted();
     Packet::put(this);

@@ -75,6 +75,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     static std::list<TeskMaster*> known_targets(TeskController& controller,
                                                 const Question& question);
     void send(TeskMaster& machine, const Question& question);
+    void fail(const Exception& e);
     void lay_down(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
     void lay_down_empty(dornframe::Kind kind);
     std::size_t answer_with(const TeskPacket& answer);

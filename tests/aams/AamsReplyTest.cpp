@@ -6,6 +6,7 @@
 #include "Engine.h"
 #include "aams/AamsCache.h"
 #include "aams/AamsReply.h"
+#include "core/Exception.h"
 
 namespace teskd::test {
 namespace {
@@ -43,6 +44,8 @@ TEST_F(AamsReply, ABodyThatCannotBeBuiltIsAFailure) {
     const auto broken = []() -> std::string { throw std::runtime_error("unreadable"); };
     EXPECT_EQ("-001122AABBCC-0A", aamsreply::or_failure("0A", broken));
     EXPECT_EQ("-001122AABBCC-0F", aamsreply::or_failure("0F", broken));
+    const auto outside = []() -> std::string { throw OutOfBoundException("unreadable"); };
+    EXPECT_EQ("-001122AABBCC-0A", aamsreply::or_failure("0A", outside));
 }
 
 TEST_F(AamsReply, ConnectedListWithoutMachinesIsAFailure) {

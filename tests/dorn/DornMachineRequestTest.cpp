@@ -6,7 +6,14 @@
 #include <string>
 
 #include "HostLink.h"
+#include "core/Exception.h"
+#include "dorn/DornMachineRequest.h"
+#include "packet/PacketHandle.h"
 #include "support/Bytes.h"
+#include "support/Deadline.h"
+#include "support_src/ByteSink.h"
+#include "support_src/MachinePark.h"
+#include "support_src/RecordingListener.h"
 #include "tesk/TeskController.h"
 
 namespace teskd::test {
@@ -209,6 +216,43 @@ TEST(DornMachineRequestTest, TwoMachinesThatClaimOneCodeIdAreEachAskedOnceByEver
     }
     EXPECT_EQ(kRequests, link.machine(1).journal().requests().size());
     EXPECT_EQ(kRequests, link.machine(2).journal().requests().size());
+}
+
+// A request whose answer cannot be made of what the machine said.
+class RequestWithoutEncoding : public DornMachineRequest {
+  public:
+    RequestWithoutEncoding() : DornMachineRequest(1) {}
+
+  protected:
+    Question decode(std::string_view) const override {
+        Question question;
+        question.every_machine = true;
+        question.id = 113;
+        return question;
+    }
+    std::vector<std::string> encode(const TeskPacket&, Progress&) const override {
+        throw OutOfBoundException("beyond the answer");
+    }
+};
+
+TEST(DornMachineRequestTest, AnAnswerThatCannotBeEncodedIsAnsweredAsFailedAndTheLineGoesOn) {
+    const unsigned long before = packet_counter;
+    MachinePark park(1);
+    park.makeAllKnown();
+    RecordingListener listener;
+    ByteSink sink;
+    {
+        const PacketHandle<RequestWithoutEncoding> request(new RequestWithoutEncoding);
+        request->addListener(&listener);
+        request->offer_to_controller(park.controller());
+        ASSERT_TRUE(eventually([&] { return !listener.outcomes().empty(); }));
+        const Outcome failed{"error", request.pointer(), "Out-Of-Bound: beyond the answer"};
+        EXPECT_EQ(std::vector{failed}, listener.outcomes());
+        request->write(sink);
+    }
+    EXPECT_BYTES(bytes("FF AB"), sink.bytes.substr(0, 2));
+    EXPECT_TRUE(eventually([&] { return packet_counter == before; }));
+    EXPECT_TRUE(park.controller().is_connected("ZA000000001"));
 }
 
 TEST(DornMachineRequestTest, ARequestLeftWhenTheMachinesAreShutDownFails) {
