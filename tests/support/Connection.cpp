@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <system_error>
 
+#include "support/Address.h"
 #include "support/Hex.h"
 
 namespace teskd::test {
@@ -31,6 +32,11 @@ bool isReset(int error) {
     return error == ECONNRESET || error == EPIPE;
 }
 
+void bindTo(int fd, const std::string& host) {
+    const sockaddr_in address = ipv4(host, 0);
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) fail("bind");
+}
+
 std::string arrived(const std::string& data) {
     return " after " + std::to_string(data.size()) + " bytes: " + hex(data);
 }
@@ -43,12 +49,15 @@ Connection::Connection(UniqueFd fd) : fd_(std::move(fd)) {
 }
 
 Connection Connection::to(std::uint16_t port, Deadline deadline) {
+    return between("", kLoopback, port, deadline);
+}
+
+Connection Connection::between(const std::string& from, const std::string& to, std::uint16_t port,
+                               Deadline deadline) {
     UniqueFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!fd.valid()) fail("socket");
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (!from.empty()) bindTo(fd.get(), from);
+    const sockaddr_in address = ipv4(to, port);
     if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         if (errno != EINPROGRESS) fail("connect");
         if (!pollFor(fd.get(), POLLOUT, deadline.pollTimeout())) throw Timeout("connect");

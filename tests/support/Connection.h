@@ -1,4 +1,5 @@
-// One end of a TCP connection on loopback, with deadlines on everything that can block.
+// One end of a TCP connection, on loopback unless said otherwise, with deadlines on everything that
+// can block.
 //
 // Ownership: the object owns its descriptor.
 // Threads: none of its own; one thread may send while another reads.
@@ -24,6 +25,9 @@ class Connection {
 
     // Connects to a port of 127.0.0.1. A refusal throws at once; connectEventually retries it.
     static Connection to(std::uint16_t port, Deadline deadline = {});
+    // From one of this side's addresses (empty: the system chooses) to one of the peer's.
+    static Connection between(const std::string& from, const std::string& to, std::uint16_t port,
+                              Deadline deadline = {});
     static Connection connectEventually(std::uint16_t port, Deadline deadline = {});
 
     void sendAll(std::string_view data, Deadline deadline = {});

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "support/Connection.h"
 #include "support/Deadline.h"
@@ -21,6 +22,8 @@ class HostClient {
   public:
     // Connects to the daemon's port on 127.0.0.1.
     explicit HostClient(std::uint16_t port, Deadline deadline = {});
+    // On a connection made elsewhere, in another network for example.
+    explicit HostClient(Connection connection) : connection_(std::move(connection)) {}
 
     void request(std::uint8_t type, std::string_view body, std::uint32_t identifierA = 0,
                  std::uint32_t identifierB = 0);

@@ -5,11 +5,14 @@
 #include <sys/socket.h>
 #include <system_error>
 
+#include "support/Address.h"
 #include "tesksim/Endpoint.h"
 
 namespace teskd::test {
 
 namespace {
+
+constexpr int kBacklog = 16;
 
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -24,6 +27,15 @@ bool pollIn(int fd, std::chrono::milliseconds time) {
 
 Listener::Listener(std::uint16_t port, int backlog) : fd_(tesksim::bindPort(port)) {
     if (::listen(fd_.get(), backlog) != 0) fail("listen");
+    port_ = tesksim::portOf(fd_);
+}
+
+Listener::Listener(const std::string& host, std::uint16_t port)
+    : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const sockaddr_in address = ipv4(host, port);
+    const auto* const raw = reinterpret_cast<const sockaddr*>(&address);
+    if (::bind(fd_.get(), raw, sizeof address) != 0) fail("bind");
+    if (::listen(fd_.get(), kBacklog) != 0) fail("listen");
     port_ = tesksim::portOf(fd_);
 }
 

@@ -1,4 +1,4 @@
-// A listening TCP socket on 127.0.0.1, on a port that the kernel chooses.
+// A listening TCP socket, on 127.0.0.1 unless said otherwise, on a port that the kernel chooses.
 //
 // Ownership: the object owns its descriptor; accepted connections belong to the caller.
 // Threads: none of its own; one user at a time.
@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "support/Connection.h"
 #include "support/Deadline.h"
@@ -18,6 +19,8 @@ class Listener {
   public:
     // Port 0 lets the kernel choose.
     explicit Listener(std::uint16_t port = 0, int backlog = 16);
+    // On another address of the machine, or of the network that the thread is in.
+    explicit Listener(const std::string& host, std::uint16_t port = 0);
 
     std::uint16_t port() const { return port_; }
     Connection accept(Deadline deadline = {});

@@ -17,23 +17,14 @@ constexpr std::size_t kLargestDatagram = 65536;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-sockaddr_in loopback(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 }  // namespace
 
-UdpPeer::UdpPeer(std::uint16_t port) : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = loopback(port);
-    auto* const raw = reinterpret_cast<sockaddr*>(&address);
-    socklen_t size = sizeof address;
+UdpPeer::UdpPeer(std::uint16_t port, const std::string& host)
+    : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), address_(ipv4(host, port)) {
+    auto* const raw = reinterpret_cast<sockaddr*>(&address_);
+    socklen_t size = sizeof address_;
     if (!fd_.valid() || ::bind(fd_.get(), raw, size) != 0) fail("UDP socket");
     if (::getsockname(fd_.get(), raw, &size) != 0) fail("getsockname");
-    port_ = ntohs(address.sin_port);
 }
 
 std::string UdpPeer::receive(Deadline deadline) {
@@ -62,12 +53,21 @@ void UdpPeer::reply(std::string_view data) {
 }
 
 void UdpPeer::sendTo(std::uint16_t port, std::string_view data) {
-    sendToAddress(loopback(port), data);
+    sockaddr_in address = address_;
+    address.sin_port = htons(port);
+    sendToAddress(address, data);
+}
+
+std::string UdpPeer::senderHost() const {
+    if (!lastSender_) throw std::logic_error("no datagram has come");
+    char text[INET_ADDRSTRLEN] = "";
+    ::inet_ntop(AF_INET, &lastSender_->sin_addr, text, sizeof text);
+    return text;
 }
 
 // A socket that is connected, to itself here, takes nothing from anybody else.
 void UdpPeer::setRefusing(bool refusing) {
-    sockaddr_in address = loopback(port_);
+    sockaddr_in address = address_;
     if (!refusing) address.sin_family = AF_UNSPEC;
     if (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         fail("connect");
