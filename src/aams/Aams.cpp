@@ -66,10 +66,10 @@ void Aams::run() {
     insist([this] { start_timer(); });
     insist([this] { announce(); });
     while (isRunning()) {
-        Packet* const packet = nextPacket(this);
-        if (packet == nullptr || !isRunning()) break;
+        const PacketHandle<Packet> packet = nextPacket(this);
+        if (!packet || !isRunning()) break;
         serve(*packet);
-        removePacket(packet);
+        removePacket(packet.pointer());
     }
     closeContainer();
 }

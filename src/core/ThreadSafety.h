@@ -11,6 +11,7 @@
 #define TESKD_CAPABILITY(name) TESKD_ATTRIBUTE(capability(name))
 #define TESKD_SCOPED_CAPABILITY TESKD_ATTRIBUTE(scoped_lockable)
 #define TESKD_GUARDED_BY(lock) TESKD_ATTRIBUTE(guarded_by(lock))
+#define TESKD_RETURNS_LOCK(lock) TESKD_ATTRIBUTE(lock_returned(lock))
 #define TESKD_REQUIRES(...) TESKD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define TESKD_REQUIRES_SHARED(...) TESKD_ATTRIBUTE(requires_shared_capability(__VA_ARGS__))
 #define TESKD_ACQUIRE_SHARED(...) TESKD_ATTRIBUTE(acquire_shared_capability(__VA_ARGS__))

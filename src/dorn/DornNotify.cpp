@@ -38,7 +38,7 @@ void DornNotify::interrupt() {
 
 void DornNotify::run() {
     while (isRunning()) {
-        if (nextPacket(this) == nullptr) break;
+        if (!nextPacket(this)) break;
         try {
             exchange();
         } catch (const ReadTimeoutException&) {
@@ -81,10 +81,10 @@ void DornNotify::send_queued() {
     socket_->takePendingError();  // of an earlier datagram that was refused
     BufferedOutputStream output(socket_->getOutputStream());
     while (!isEmpty()) {
-        Packet* const head = nextPacket(this);
-        if (head == nullptr) return;
+        const PacketHandle<Packet> head = nextPacket(this);
+        if (!head) return;
         pending_.emplace_back(&dynamic_cast<DornPacket&>(*head));
-        removePacket(head);
+        removePacket(head.pointer());
         pending_.back()->write(output);
         output.flush();
     }

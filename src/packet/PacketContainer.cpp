@@ -1,7 +1,6 @@
 #include "packet/PacketContainer.h"
 
 #include "core/Thread.h"
-#include "packet/PacketHandle.h"
 
 namespace teskd {
 
@@ -40,16 +39,10 @@ void PacketContainer::removePacket(Packet* packet) {
     if (queue_.remove(packet) > 0) Packet::put(packet);
 }
 
-Packet* PacketContainer::nextPacket(const Thread* worker) {
+PacketHandle<Packet> PacketContainer::nextPacket(const Thread* worker) {
     const auto keepWaiting = [worker] { return worker == nullptr || worker->isRunning(); };
-    for (;;) {
-        if (!queue_.waitForElement(keepWaiting)) return nullptr;
-        try {
-            return queue_.front();
-        } catch (const EmptyListException&) {
-            continue;  // another thread took it meanwhile
-        }
-    }
+    const SynchronizedLock lock(queue_.guard());
+    return PacketHandle<Packet>(queue_.waitForElement(keepWaiting) ? queue_.front() : nullptr);
 }
 
 void PacketContainer::failAll(const Exception& e) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "packet/Packet.h"
+#include "packet/PacketHandle.h"
 #include "packet/SynchronizedList.h"
 
 namespace teskd {
@@ -29,9 +30,11 @@ class PacketContainer {
     // not queued (any more) is left alone.
     virtual void removePacket(Packet* packet);
 
-    // The first packet, which stays queued and gains no reference; waits while there is none. With
-    // a worker given, returns null once that thread has been stopped and the queue is empty.
-    Packet* nextPacket(const Thread* worker = nullptr);
+    // The first packet, which stays queued; waits while there is none. The handle's reference is
+    // taken under the queue's lock, so the packet stays alive when another thread takes it out.
+    // With a worker given, returns a handle on null once that thread has been stopped and the queue
+    // is empty.
+    PacketHandle<Packet> nextPacket(const Thread* worker = nullptr);
     // Makes a waiting nextPacket look at its worker's running flag again.
     void wakeConsumer() { queue_.wakeAll(); }
     bool isEmpty() const { return queue_.isEmpty(); }

@@ -7,19 +7,23 @@
 
 namespace teskd {
 
-// Packet::get on construction, Packet::put on destruction. Movable, not copyable.
+// Packet::get on construction, Packet::put on destruction. Movable, not copyable. A handle on null
+// holds nothing.
 //
 // Threads: the handle itself belongs to one thread at a time; the count is safe.
 template <class T>
 class PacketHandle {
   public:
-    explicit PacketHandle(T* packet) : packet_(packet) { Packet::get(packet_); }
+    explicit PacketHandle(T* packet) : packet_(packet) {
+        if (packet_ != nullptr) Packet::get(packet_);
+    }
     PacketHandle(PacketHandle&& other) noexcept : packet_(std::exchange(other.packet_, nullptr)) {}
     PacketHandle& operator=(PacketHandle&&) = delete;
     ~PacketHandle() noexcept(false) {
         if (packet_ != nullptr) Packet::put(packet_);
     }
 
+    explicit operator bool() const { return packet_ != nullptr; }
     T* operator->() const { return packet_; }
     T& operator*() const { return *packet_; }
     T* pointer() const { return packet_; }

@@ -15,7 +15,8 @@ namespace teskd {
 // Ownership: never owns what its pointers point to.
 // Threads: any number of producers and consumers; every operation takes the lock itself, for the
 // list operation alone, except lock, unlock, begin and end, which serve a caller that walks the
-// list. The lock is recursive, so a walker may call the other operations.
+// list, and waitForElement and append. The lock is recursive, so a walker may call the other
+// operations.
 template <class T>
 class SynchronizedList {
   public:
@@ -79,11 +80,10 @@ class SynchronizedList {
     // Waits on the condition once.
     void wait() { guard_.wait(); }
 
-    // Waits until the list has an element or keepWaiting() says no; test and wait are one holding
-    // of the lock, so no element slips in between. True when there is an element.
+    // For a caller who holds the lock, once: waits until the list has an element or keepWaiting()
+    // says no. True when there is an element, which stays while the lock is held.
     template <class Predicate>
-    bool waitForElement(Predicate keepWaiting) {
-        const SynchronizedLock lock(guard_);
+    bool waitForElement(Predicate keepWaiting) TESKD_REQUIRES(guard_) {
         while (list_.empty() && keepWaiting()) guard_.waitLocked();
         return !list_.empty();
     }
@@ -105,7 +105,7 @@ class SynchronizedList {
     iterator end() { return list_.end(); }
 
     // The lock itself, for a caller that combines several operations or waits on the condition.
-    Synchronized& guard() { return guard_; }
+    Synchronized& guard() TESKD_RETURNS_LOCK(guard_) { return guard_; }
 
   private:
     std::list<T> list_;

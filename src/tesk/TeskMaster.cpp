@@ -104,8 +104,8 @@ void TeskMaster::report(const char* problem) {
 void TeskMaster::serve(Telnet& telnet) {
     late_.forget();
     while (isRunning()) {
-        Packet* const next = nextPacket(this);
-        if (next == nullptr || !isRunning()) return;
+        const PacketHandle<Packet> next = nextPacket(this);
+        if (!next || !isRunning()) return;
         const PacketHandle<TeskPacket> packet(&dynamic_cast<TeskPacket&>(*next));
         const bool answered = exchange(telnet, *packet);
         connected_ = answered;

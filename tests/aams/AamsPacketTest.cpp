@@ -144,7 +144,7 @@ TEST(AamsPacket, GoesToTheEngineAndNowhereElse) {
     EXPECT_TRUE(engine.aams.isEmpty());
     packet->offer_to_engine(engine.aams);
     ASSERT_FALSE(engine.aams.isEmpty());
-    EXPECT_EQ(packet.pointer(), engine.aams.nextPacket());
+    EXPECT_EQ(packet.pointer(), engine.aams.nextPacket().pointer());
     engine.aams.removePacket(packet.pointer());
 }
 
@@ -188,9 +188,9 @@ TEST(AamsPacketU, SendNumbersThePacketAndQueuesIt) {
     const PacketHandle<AamsPacketU4> second(new AamsPacketU4);
     first->send(target);
     second->send(target);
-    EXPECT_EQ(first.pointer(), target.nextPacket());
+    EXPECT_EQ(first.pointer(), target.nextPacket().pointer());
     target.removePacket(first.pointer());
-    EXPECT_EQ(second.pointer(), target.nextPacket());
+    EXPECT_EQ(second.pointer(), target.nextPacket().pointer());
     target.removePacket(second.pointer());
     EXPECT_EQ(0U, frameOf(*first).identifierA);
     EXPECT_NE(0U, frameOf(*first).identifierB);

@@ -71,7 +71,7 @@ TEST_F(PacketContainerTest, TheQueueKeepsAPacketThatNobodyElseHolds) {
     bool gone = false;
     auto* const packet = new TestPacket(gone);
     container.addPacket(packet);
-    EXPECT_EQ(packet, container.nextPacket());
+    EXPECT_EQ(packet, container.nextPacket().pointer());
     EXPECT_FALSE(gone);
     container.removePacket(packet);
     EXPECT_TRUE(gone);
@@ -79,28 +79,33 @@ TEST_F(PacketContainerTest, TheQueueKeepsAPacketThatNobodyElseHolds) {
 
 TEST_F(PacketContainerTest, NextPacketReturnsTheSamePacketUntilItIsRemoved) {
     addAll();
-    EXPECT_EQ(one, container.nextPacket());
-    EXPECT_EQ(one, container.nextPacket());
+    EXPECT_EQ(one, container.nextPacket().pointer());
+    EXPECT_EQ(one, container.nextPacket().pointer());
     container.removePacket(one);
-    EXPECT_EQ(two, container.nextPacket());
+    EXPECT_EQ(two, container.nextPacket().pointer());
     container.removePacket(two);
-    EXPECT_EQ(three, container.nextPacket());
+    EXPECT_EQ(three, container.nextPacket().pointer());
     container.removePacket(three);
 }
 
-TEST_F(PacketContainerTest, NextPacketTakesNoReference) {
-    container.addPacket(one);
-    EXPECT_EQ(before + 4, packet_counter);
-    container.nextPacket();
-    EXPECT_EQ(before + 4, packet_counter);
-    container.removePacket(one);
+TEST_F(PacketContainerTest, NextPacketHoldsThePacketThatAnotherThreadTakesOut) {
+    bool gone = false;
+    auto* const packet = new TestPacket(gone);
+    container.addPacket(packet);
+    {
+        const auto next = container.nextPacket();
+        EXPECT_EQ(before + 5, packet_counter);
+        std::thread([&] { container.removePacket(packet); }).join();
+        EXPECT_FALSE(gone);
+    }
+    EXPECT_TRUE(gone);
 }
 
 TEST_F(PacketContainerTest, APacketCanBeRemovedFromTheMiddle) {
     addAll();
     container.removePacket(two);
     container.removePacket(one);
-    EXPECT_EQ(three, container.nextPacket());
+    EXPECT_EQ(three, container.nextPacket().pointer());
     container.removePacket(three);
     EXPECT_EQ(before + 3, packet_counter);
 }
@@ -110,7 +115,7 @@ TEST_F(PacketContainerTest, RemovingTakesOutEveryOccurrence) {
     container.addPacket(two);
     container.addPacket(one);
     container.removePacket(one);
-    EXPECT_EQ(two, container.nextPacket());
+    EXPECT_EQ(two, container.nextPacket().pointer());
     container.removePacket(two);
     EXPECT_TRUE(container.isEmpty());
     Packet::put(one);  // the queue's second reference, which one removal leaves
@@ -126,7 +131,7 @@ TEST_F(PacketContainerTest, RemovingAPacketThatIsNotQueuedLeavesItAlone) {
 
 TEST_F(PacketContainerTest, NextPacketWaitsForAPacket) {
     std::atomic<Packet*> next = nullptr;
-    std::thread worker([&] { next = container.nextPacket(); });
+    std::thread worker([&] { next = container.nextPacket().pointer(); });
     container.addPacket(one);
     worker.join();
     EXPECT_EQ(one, next);
@@ -137,9 +142,9 @@ struct Consumer : Thread {
     explicit Consumer(PacketContainer& queue) : container(queue) {}
     void run() override {
         started.count_down();
-        while (Packet* const packet = container.nextPacket(this)) {
-            handled.push_back(packet);
-            container.removePacket(packet);
+        while (const PacketHandle<Packet> packet = container.nextPacket(this)) {
+            handled.push_back(packet.pointer());
+            container.removePacket(packet.pointer());
             ++count;
         }
     }
@@ -258,7 +263,7 @@ TEST_F(PacketContainerTest, AnyOtherExceptionOfAListenerLeavesFailAll) {
     container.addPacket(one);
     container.addPacket(two);
     EXPECT_THROW(container.failAll(Exception("lost")), TeskException);
-    EXPECT_EQ(two, container.nextPacket());
+    EXPECT_EQ(two, container.nextPacket().pointer());
     container.removePacket(two);
     Packet::put(one);
     Packet::put(one);

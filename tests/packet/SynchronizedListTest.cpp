@@ -233,10 +233,16 @@ TEST(SynchronizedList, WaitWakesAfterAPushFromAnotherThread) {
 
 const auto always = [] { return true; };
 
+template <class Predicate>
+bool waitForElement(List& list, Predicate keepWaiting) {
+    const SynchronizedLock lock(list.guard());
+    return list.waitForElement(keepWaiting);
+}
+
 TEST(SynchronizedList, WaitForElementReturnsAtOnceWhenThereIsOne) {
     List list;
     list.push_back(&a);
-    EXPECT_TRUE(list.waitForElement(always));
+    EXPECT_TRUE(waitForElement(list, always));
     EXPECT_EQ((std::vector{1}), contents(list));
 }
 
@@ -244,7 +250,7 @@ TEST(SynchronizedList, WaitForElementGivesUpWhenToldTo) {
     List list;
     std::atomic<bool> wanted = true;
     bool found = true;
-    std::thread waiter([&] { found = list.waitForElement([&] { return wanted.load(); }); });
+    std::thread waiter([&] { found = waitForElement(list, [&] { return wanted.load(); }); });
     wanted = false;
     list.wakeAll();
     waiter.join();
@@ -254,7 +260,7 @@ TEST(SynchronizedList, WaitForElementGivesUpWhenToldTo) {
 TEST(SynchronizedList, WaitForElementPrefersTheElement) {
     List list;
     list.push_back(&a);
-    EXPECT_TRUE(list.waitForElement([] { return false; }));
+    EXPECT_TRUE(waitForElement(list, [] { return false; }));
 }
 
 // One element at a time: a push that slips between the consumer's look and its wait, and is lost
@@ -267,7 +273,7 @@ TEST(SynchronizedList, NoElementIsOverlookedBetweenLookAndWait) {
     std::thread consumer([&] {
         const auto patient = [&] { return !giveUp; };
         int* out = nullptr;
-        while (taken < rounds && list.waitForElement(patient)) {
+        while (taken < rounds && waitForElement(list, patient)) {
             list.pop_front(out);
             ++taken;
         }
@@ -289,7 +295,7 @@ TEST(SynchronizedList, ProducersAndConsumersShareItWithoutLoss) {
     std::atomic<int> taken = 0;
     std::atomic<bool> done = false;
     const auto consume = [&] {
-        while (list.waitForElement([&] { return !done; })) {
+        while (waitForElement(list, [&] { return !done; })) {
             try {
                 int* out = nullptr;
                 list.pop_front(out);
