@@ -1,11 +1,13 @@
 #include "config/ConfigFile.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "core/Descriptor.h"
@@ -16,6 +18,7 @@ namespace teskd {
 namespace {
 
 constexpr mode_t FILE_MODE = 0644;
+constexpr mode_t PRIVATE_MODE = 0600;
 
 // A handler, because an ignored signal would stay ignored in the program that may take over.
 void ignoreSignal(int) {}
@@ -47,32 +50,64 @@ void syncDirectoryOf(const std::string& path) {
     if (directory.isOpen()) fsync(directory.get());
 }
 
-// True where everybody may make files and only touch their own.
-bool isSticky(const std::string& directory) {
-    struct stat status {};
-    return stat(directory.c_str(), &status) == 0 && (status.st_mode & S_ISVTX) != 0;
+// Where a chain of symbolic links leads to; there need be nothing. The path itself when it is none.
+std::string behindLinks(std::string path) {
+    constexpr int MOST_LINKS = 40;  // as many as the system follows
+    char link[PATH_MAX];
+    for (int followed = 0; followed < MOST_LINKS; ++followed) {
+        const ssize_t size = ::readlink(path.c_str(), link, sizeof link);
+        if (size <= 0) return path;
+        const std::string next(link, static_cast<std::size_t>(size));
+        path = next.front() == '/' ? next : directoryOf(path) + next;
+    }
+    return path;
 }
 
-// True when the directory, rather than the moment, is what does not allow a new file in it.
-bool isForbidden(int error) {
-    return error == EACCES || error == EPERM || error == EROFS || error == EBUSY ||
-           error == EEXIST || error == ENAMETOOLONG;
-}
+// A file beside the path that is to take its place; removed when it does not.
+class TemporaryFile {
+  public:
+    TemporaryFile(const std::string& path, mode_t mode) : path_(path), temporary_(path + ".tmp") {
+        ::unlink(temporary_.c_str());  // left over from a power cut
+        file_.reset(
+            ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!file_.isOpen() || moved_) return;
+        const int reason = errno;
+        ::unlink(temporary_.c_str());
+        errno = reason;
+    }
 
-Descriptor createNew(const std::string& path) {
-    ::unlink(path.c_str());  // left over from a power cut
-    return Descriptor(
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
-}
+    bool isOpen() const { return file_.isOpen(); }
 
-// A file that has a second name is somebody else's too.
-bool isOurs(int fd, const std::string& path) {
-    struct stat status {};
-    const bool known = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
-    if (known && (status.st_uid == geteuid() || !isSticky(directoryOf(path)))) return true;
-    errno = EEXIST;
-    return false;
-}
+    // Takes over the other file's owner, group and mode. False when the daemon may not give files
+    // to that owner.
+    bool copyOwnership(const struct stat& other) {
+        return fchown(file_.get(), other.st_uid, other.st_gid) == 0 &&
+               fchmod(file_.get(), other.st_mode & ALL_PERMISSIONS) == 0;
+    }
+
+    bool write(const std::string& content) {
+        return writeAll(file_.get(), content) && fsync(file_.get()) == 0;
+    }
+
+    bool moveIntoPlace() {
+        if (std::rename(temporary_.c_str(), path_.c_str()) != 0) return false;
+        moved_ = true;
+        syncDirectoryOf(path_);
+        return true;
+    }
+
+  private:
+    static constexpr mode_t ALL_PERMISSIONS = 07777;
+
+    const std::string path_;
+    const std::string temporary_;
+    Descriptor file_;
+    bool moved_ = false;
+};
 
 // False when the disk has no room; true as well where it cannot be told beforehand.
 bool reserve(int fd, std::size_t size) {
@@ -82,11 +117,35 @@ bool reserve(int fd, std::size_t size) {
 
 // The room comes first and the cut last, so that a full disk leaves the old content.
 bool writeInPlace(const std::string& path, const std::string& content) {
-    const Descriptor file(
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, FILE_MODE));
-    return file.isOpen() && isOurs(file.get(), path) && reserve(file.get(), content.size()) &&
-           writeAll(file.get(), content) &&
+    const Descriptor file(::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    return file.isOpen() && reserve(file.get(), content.size()) && writeAll(file.get(), content) &&
            ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && fsync(file.get()) == 0;
+}
+
+// Opening a device to write may have effects of its own (a watchdog starts), so only files are.
+bool isFile(const struct stat& status) {
+    if (S_ISREG(status.st_mode)) return true;
+    errno = S_ISDIR(status.st_mode) ? EISDIR : S_ISLNK(status.st_mode) ? ELOOP : EEXIST;
+    return false;
+}
+
+// What a new file would not keep: other names, an access control list.
+bool hasMoreThanOwnership(const std::string& path, const struct stat& status) {
+    return status.st_nlink > 1 || getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
+}
+
+// A write that fails, as on a full disk, is not tried again in place: there it could cost the old
+// content.
+bool rewrite(const std::string& path, const struct stat& old, const std::string& content) {
+    if (hasMoreThanOwnership(path, old)) return writeInPlace(path, content);
+    TemporaryFile file(path, PRIVATE_MODE);
+    if (!file.isOpen() || !file.copyOwnership(old)) return writeInPlace(path, content);
+    return file.write(content) && (file.moveIntoPlace() || writeInPlace(path, content));
+}
+
+// From now on a write beyond the limit of file sizes fails with EFBIG and does not end the process.
+void catchSizeLimit() {
+    std::signal(SIGXFSZ, ignoreSignal);
 }
 
 // A path that leads to no file is as good as an empty one; what the machine could not read is worth
@@ -117,22 +176,18 @@ std::optional<std::string> ConfigFile::read(const std::string& path) {
     }
 }
 
-// A full disk must not cost the old content, so nothing is truncated then.
 bool ConfigFile::replace(const std::string& path, const std::string& content) {
-    // Where files may not grow so large, a write fails with EFBIG instead of ending the process.
-    std::signal(SIGXFSZ, ignoreSignal);
-    const std::string temporary = path + ".tmp";
-    const Descriptor file = createNew(temporary);
-    if (!file.isOpen()) return isForbidden(errno) && writeInPlace(path, content);
-    const bool written = writeAll(file.get(), content) && fsync(file.get()) == 0;
-    if (written && std::rename(temporary.c_str(), path.c_str()) == 0) {
-        syncDirectoryOf(path);
-        return true;
-    }
-    const int reason = errno;
-    ::unlink(temporary.c_str());
-    errno = reason;
-    return written && isForbidden(reason) && writeInPlace(path, content);
+    catchSizeLimit();
+    TemporaryFile file(path, FILE_MODE);
+    return file.isOpen() && file.write(content) && file.moveIntoPlace();
+}
+
+bool ConfigFile::update(const std::string& path, const std::string& content) {
+    const std::string target = behindLinks(path);
+    struct stat old {};
+    if (lstat(target.c_str(), &old) != 0) return replace(target, content);
+    catchSizeLimit();
+    return isFile(old) && rewrite(target, old, content);
 }
 
 }  // namespace teskd

@@ -68,7 +68,8 @@ ZqConfig::ZqConfig() {
 void ZqConfig::write_software_update_file() const {
     const std::string& current = at(KEY_UPDATE_B);
     const Map stamps{{KEY_UPDATE_A, current}, {KEY_UPDATE_B, current}};
-    write_file(systemPath(CONFIG_DIRECTORY) + SOFTWARE_UPDATE_FILE, stamps);
+    const std::string path = systemPath(CONFIG_DIRECTORY) + SOFTWARE_UPDATE_FILE;
+    if (!ConfigFile::update(path, IniFormat::format(stamps))) log_unwritten(path);
 }
 
 void ZqConfig::parse_file(const std::string& path, Map& map) {
@@ -80,7 +81,10 @@ void ZqConfig::parse_file(const std::string& path, Map& map) {
 }
 
 void ZqConfig::write_file(const std::string& path, const Map& map) {
-    if (ConfigFile::replace(path, IniFormat::format(map))) return;
+    if (!ConfigFile::replace(path, IniFormat::format(map))) log_unwritten(path);
+}
+
+void ZqConfig::log_unwritten(const std::string& path) {
     Log::write(Log::WARNING, "ZqConfig: Cannot write %s: %s", path.c_str(), std::strerror(errno));
 }
 

@@ -91,6 +91,8 @@ class ZqConfig : public std::map<std::string, std::string> {
 
   private:
     void write_software_update_file() const;
+    // Says that the file could not be written, and why, as errno has it.
+    static void log_unwritten(const std::string& path);
     // Empty for an absent key; a view for as long as the store does not change.
     static const std::string& value_of(const std::string& key);
     static int port_setting(int n, const char* name);

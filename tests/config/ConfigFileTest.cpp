@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "config/ConfigFile.h"
+#include "config/Unprivileged.h"
 #include "support/ProcInfo.h"
 #include "support/TempDir.h"
 #include "support/UniqueFd.h"
@@ -19,24 +20,6 @@ namespace teskd::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Files as somebody sees them whom permissions apply to: root becomes nobody for a while.
-class Unprivileged {
-  public:
-    // Where privileges cannot be given up, the test cannot pass.
-    Unprivileged() {
-        if (::geteuid() == 0 && ::seteuid(65534) != 0) {
-            throw std::system_error(errno, std::generic_category(), "seteuid");
-        }
-    }
-    ~Unprivileged() {
-        if (::getuid() == 0) {
-            EXPECT_EQ(0, ::seteuid(0));
-        }
-    }
-    Unprivileged(const Unprivileged&) = delete;
-    Unprivileged& operator=(const Unprivileged&) = delete;
-};
 
 // No file of this process grows beyond a size, as on a full disk.
 class FullDisk {
@@ -169,10 +152,19 @@ TEST_F(ConfigFileTest, WhatAPowerCutLeftBehindIsInNobodysWay) {
     EXPECT_EQ(1U, fileCount());
 }
 
-TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameLeavesWritingInPlace) {
+TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameKeepsTheOldFile) {
     writeFile(path, "a longer old content");
     fs::create_directory(path + ".tmp");
-    EXPECT_TRUE(ConfigFile::replace(path, "new"));
+    EXPECT_FALSE(ConfigFile::replace(path, "new"));
+    EXPECT_EQ(EEXIST, errno);
+    EXPECT_EQ("a longer old content", readFile(path));
+    EXPECT_TRUE(fs::is_directory(path + ".tmp"));
+}
+
+TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameLeavesUpdatingInPlace) {
+    writeFile(path, "a longer old content");
+    fs::create_directory(path + ".tmp");
+    EXPECT_TRUE(ConfigFile::update(path, "new"));
     EXPECT_EQ("new", readFile(path));
 }
 
@@ -261,58 +253,60 @@ class LockedDirectory : public ConfigFileTest {
     }
     ~LockedDirectory() override { ::chmod(directory.path().c_str(), 0777); }
 
-    // What replace() answers there.
-    bool replaceAsNobody(const std::string& content, mode_t mode = 0555) {
+    using Write = bool (*)(const std::string&, const std::string&);
+    bool writeAsNobody(Write write, mode_t mode = 0555) {
         ::chmod(directory.path().c_str(), mode);
         const Unprivileged unprivileged;
-        return ConfigFile::replace(path, content);
+        return write(path, "new");
     }
 };
 
-TEST_F(LockedDirectory, TheFileIsWrittenInPlace) {
-    EXPECT_TRUE(replaceAsNobody("new"));
+TEST_F(LockedDirectory, AFileIsUpdatedInPlace) {
+    EXPECT_TRUE(writeAsNobody(ConfigFile::update));
     EXPECT_EQ("new", readFile(path));
+}
+
+TEST_F(LockedDirectory, AFileIsNotReplaced) {
+    EXPECT_FALSE(writeAsNobody(ConfigFile::replace));
+    EXPECT_EQ(EACCES, errno);
+    EXPECT_EQ("a longer old content", readFile(path));
 }
 
 TEST_F(LockedDirectory, AFileBeyondTheReadingLimitIsTruncatedAsWell) {
     writeFile(path, std::string(1'048'577, 'x'));
-    EXPECT_TRUE(replaceAsNobody("new"));
+    EXPECT_TRUE(writeAsNobody(ConfigFile::update));
     EXPECT_EQ(3U, fs::file_size(path));
 }
 
-TEST_F(LockedDirectory, ASymbolicLinkIsStillNotFollowed) {
-    writeFile(in("victim"), "precious");
-    ::chmod(in("victim").c_str(), 0666);
+TEST_F(LockedDirectory, AMissingFileCannotBeMade) {
     fs::remove(path);
-    fs::create_symlink("victim", path);
-    EXPECT_FALSE(replaceAsNobody("new"));
-    EXPECT_EQ("precious", readFile(in("victim")));
+    EXPECT_FALSE(writeAsNobody(ConfigFile::update));
+    EXPECT_EQ(EACCES, errno);
 }
 
-TEST_F(LockedDirectory, AFileWithASecondNameIsNotWrittenTo) {
-    fs::create_hard_link(path, in("other"));
-    EXPECT_FALSE(replaceAsNobody("new"));
-    EXPECT_EQ(EEXIST, errno);
-    EXPECT_EQ("a longer old content", readFile(in("other")));
-}
-
-TEST_F(LockedDirectory, SomebodyElsesFileInAStickyDirectoryIsNotWrittenTo) {
-    EXPECT_FALSE(replaceAsNobody("new", 01777));
+TEST_F(LockedDirectory, SomebodyElsesFileInAStickyDirectoryIsNotReplaced) {
+    EXPECT_FALSE(writeAsNobody(ConfigFile::replace, 01777));
     EXPECT_EQ("a longer old content", readFile(path));
     EXPECT_EQ(1U, fileCount());
 }
 
 TEST_F(LockedDirectory, SomebodyElsesFilesInAStickyDirectoryAreNotWrittenTo) {
     writeFile(path + ".tmp", "precious");
-    EXPECT_FALSE(replaceAsNobody("new", 01777));
+    EXPECT_FALSE(writeAsNobody(ConfigFile::replace, 01777));
     EXPECT_EQ("a longer old content", readFile(path));
     EXPECT_EQ("precious", readFile(path + ".tmp"));
 }
 
-TEST_F(LockedDirectory, AFifoBlocksNobody) {
-    fs::remove(path);
-    ASSERT_EQ(0, ::mkfifo(path.c_str(), 0666));
-    EXPECT_FALSE(replaceAsNobody("new"));
+TEST_F(ConfigFileTest, AFullDiskCostsNothingOfAFileThatIsUpdated) {
+    writeFile(path, "old content");
+    bool updated = true;
+    {
+        const FullDisk full(5);
+        updated = ConfigFile::update(path, "new content");
+    }
+    EXPECT_FALSE(updated);
+    EXPECT_EQ("old content", readFile(path));
+    EXPECT_EQ(1U, fileCount());
 }
 
 TEST_F(ConfigFileTest, GivesItsDescriptorsBack) {
@@ -321,6 +315,10 @@ TEST_F(ConfigFileTest, GivesItsDescriptorsBack) {
     ConfigFile::read(path);
     ConfigFile::read(directory.path());
     ConfigFile::replace(in("no/such/file"), "new");
+    ConfigFile::update(path, "newer");
+    ConfigFile::update(directory.path(), "new");
+    fs::create_hard_link(path, in("other"));
+    ConfigFile::update(path, "newest");
     EXPECT_EQ(before, openDescriptors(::getpid()));
 }
 

@@ -308,21 +308,28 @@ class ZqConfigObstacleTest : public ZqConfigTest, public testing::WithParamInter
         EXPECT_EQ(kDefaults, static_cast<const ZqConfig::Map&>(config));
         EXPECT_EQ(logged, log.lines());
     }
+
+    // What is logged of the one file that is written as well.
+    Lines unlessOnlyRead(const std::string& reason) const {
+        const std::string file = GetParam();
+        if (file != "config/.sw_update.ini") return {};
+        return {notWritten(file, reason)};
+    }
 };
 
 TEST_P(ZqConfigObstacleTest, ADirectoryIsSkipped) {
-    const std::string file = GetParam();
-    const bool isWritten = file == "config/.sw_update.ini";
     expectDefaultsWith([](const fs::path& path) { fs::create_directory(path); },
-                       isWritten ? Lines{notWritten(file, "Is a directory")} : Lines{});
+                       unlessOnlyRead("Is a directory"));
 }
 
 TEST_P(ZqConfigObstacleTest, ADeviceIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { fs::create_symlink("/dev/zero", path); });
+    expectDefaultsWith([](const fs::path& path) { fs::create_symlink("/dev/zero", path); },
+                       unlessOnlyRead("File exists"));
 }
 
 TEST_P(ZqConfigObstacleTest, AFifoIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600)); });
+    expectDefaultsWith([](const fs::path& path) { ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600)); },
+                       unlessOnlyRead("File exists"));
 }
 
 TEST_P(ZqConfigObstacleTest, ADanglingLinkIsSkipped) {
@@ -330,7 +337,8 @@ TEST_P(ZqConfigObstacleTest, ADanglingLinkIsSkipped) {
 }
 
 TEST_P(ZqConfigObstacleTest, ALinkToItselfIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { fs::create_symlink(path.filename(), path); });
+    expectDefaultsWith([](const fs::path& path) { fs::create_symlink(path.filename(), path); },
+                       unlessOnlyRead("Too many levels of symbolic links"));
 }
 
 TEST_P(ZqConfigObstacleTest, AFileOfGarbageDoesNoHarm) {

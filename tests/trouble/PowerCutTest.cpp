@@ -62,6 +62,24 @@ class PowerCut : public testing::TestWithParam<Unsynced> {
         return result.completed;
     }
 
+    // The same for a file that is updated through a link.
+    static bool updatesWithCutAt(unsigned call) {
+        const TempDir directory;
+        const std::string link = directory / "link.ini";
+        writeFile(directory / "file.ini", "the old content");
+        fs::create_symlink("file.ini", link);
+        const PowerCutResult result =
+            runUntilPowerCut([&] { ConfigFile::update(link, "new content"); }, call, GetParam());
+        const Content found = ConfigFile::read(link);
+        EXPECT_THAT(found, AnyOf("the old content", "new content")) << "cut at call " << call;
+        EXPECT_TRUE(!result.completed || found == "new content");
+        EXPECT_TRUE(ConfigFile::update(link, "newer"));
+        EXPECT_TRUE(fs::is_symlink(link));
+        EXPECT_THAT(filesIn(directory.path()),
+                    testing::UnorderedElementsAre("file.ini", "link.ini"));
+        return result.completed;
+    }
+
     // The same for a whole start that has a new stamp and a dump to write.
     static bool startsWithCutAt(unsigned call) {
         const PrivateRoot root;
@@ -95,6 +113,10 @@ TEST_P(PowerCut, LeavesTheOldFileOrTheNewOne) {
 
 TEST_P(PowerCut, LeavesNoFileOrTheNewOne) {
     atEveryCall([](unsigned call) { return replacesWithCutAt(call, std::nullopt); });
+}
+
+TEST_P(PowerCut, LeavesTheOldFileBehindALinkOrTheNewOne) {
+    atEveryCall([](unsigned call) { return updatesWithCutAt(call); });
 }
 
 TEST_P(PowerCut, AnUpdateIsSeenByTheNextStartUnlessItWasWrittenDown) {
