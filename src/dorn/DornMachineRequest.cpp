@@ -52,7 +52,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
         progress_.sequence = 1;
         progress_.targets = static_cast<std::uint32_t>(targets.size());
     }
-    for (TeskMaster* const machine : targets) send(*machine, question);
+    ask(targets, question);
 }
 
 // Names are looked up once, here: a machine renamed meanwhile is still asked, and only once.
@@ -64,6 +64,23 @@ std::list<TeskMaster*> DornMachineRequest::known_targets(TeskController& control
     return machines;
 }
 
+// What fails here is memory, which the machines that are left would not have either. Each of them
+// is owed an answer.
+void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, const Question& question) {
+    std::size_t left = targets.size();
+    try {
+        for (TeskMaster* const machine : targets) {
+            send(*machine, question);
+            --left;
+        }
+    } catch (const Exception& e) {
+        fail(e, left);
+    } catch (const std::exception& e) {
+        fail(Exception(e.what()), left);
+    }
+}
+
+// Throws when nobody will complete the message.
 void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     const PacketHandle<TeskPacket> message(new TeskPacket);
     if (question.raw) {
@@ -77,19 +94,16 @@ void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     Packet::get(this);  // until the message is completed
     try {
         TeskController::send(machine, message.pointer());
-    } catch (const Exception& e) {
-        fail(e);
+    } catch (...) {
         Packet::put(this);
-    } catch (const std::exception& e) {
-        fail(Exception(e.what()));
-        Packet::put(this);
+        throw;
     }
 }
 
 // For what went wrong in here, which nobody else has logged.
-void DornMachineRequest::fail(const Exception& e) {
+void DornMachineRequest::fail(const Exception& e, std::size_t machines) {
     Log::write(Log::WARNING, "A request has failed: %s", e.text());
-    notifyError(e);
+    for (; machines > 0; --machines) notifyError(e);
 }
 
 void DornMachineRequest::packetCompleted(Packet* packet) {
@@ -97,9 +111,9 @@ void DornMachineRequest::packetCompleted(Packet* packet) {
     try {
         frames = answer_with(dynamic_cast<TeskPacket&>(*packet));
     } catch (const Exception& e) {
-        fail(e);
+        fail(e, 1);
     } catch (const std::exception& e) {
-        fail(Exception(e.what()));
+        fail(Exception(e.what()), 1);
     }
     for (; frames > 0; --frames) Packet::notifyCompleted();
     Packet::put(this);
@@ -125,43 +139,60 @@ void DornMachineRequest::notifyError(const Exception& e) {
     Packet::notifyError(e);
 }
 
+// Where it throws, the answer has no frame, and the next one is numbered as if it had not been.
 std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
     const SynchronizedLock lock(answerLock_);
     if (answer.has_trailer()) set_constant();
-    progress_.date = ZqConfig::get_current_date();
-    std::vector<std::string> bodies = encode(answer, progress_);
-    for (std::string& body : bodies) lay_down(Kind::regular, std::move(body));
-    return bodies.size();
+    Progress progress = progress_;
+    progress.date = ZqConfig::get_current_date();
+    std::list<std::string> frames;
+    for (std::string& body : encode(answer, progress)) {
+        frames.push_back(frame_of(Kind::regular, std::move(body)));
+    }
+    const std::size_t count = frames.size();
+    frames_.splice(frames_.end(), frames);
+    progress_ = std::move(progress);
+    return count;
 }
 
-void DornMachineRequest::lay_down(Kind kind, std::string body) {
+std::string DornMachineRequest::frame_of(Kind kind, std::string body) {
     set_kind(kind);
     set_frame_body(std::move(body));
-    frames_.push_back(serialize());
+    return serialize();
 }
 
-// Without memory for the frame, write() makes it of what the packet holds.
+// Without memory for the frame, write() makes it.
 void DornMachineRequest::lay_down_empty(Kind kind) {
     const SynchronizedLock lock(answerLock_);
     try {
-        lay_down(kind, {});
+        frames_.push_back(frame_of(kind, {}));
     } catch (const std::exception& e) {
         Log::write(Log::WARNING, "An answer is late: %s", e.what());
-        set_kind(kind);
-        set_frame_body({});
+        if (kind == Kind::timedOut) ++unmadeTimeouts_;
+        if (kind == Kind::failed) ++unmadeFailures_;
     }
 }
 
 // Under the lock to the end: the frames reach the host in the order of their numbers.
 void DornMachineRequest::write(OutputStream& out) {
     const SynchronizedLock lock(answerLock_);
-    if (frames_.empty()) {
-        out.write(serialize());
-        return;
-    }
+    if (frames_.empty()) return out.write(unmade_frame());
     const std::string frame = std::move(frames_.front());
     frames_.pop_front();
     out.write(frame);
+}
+
+// With none of those that are counted, the packet as it stands: it says that nobody is known.
+std::string DornMachineRequest::unmade_frame() {
+    if (unmadeTimeouts_ > 0) {
+        --unmadeTimeouts_;
+        return frame_of(Kind::timedOut, {});
+    }
+    if (unmadeFailures_ > 0) {
+        --unmadeFailures_;
+        return frame_of(Kind::failed, {});
+    }
+    return serialize();
 }
 
 }  // namespace teskd

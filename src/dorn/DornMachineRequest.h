@@ -1,8 +1,8 @@
 // What all host requests to slot machines have in common.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <list>
 #include <string>
 #include <string_view>
@@ -23,8 +23,8 @@ class TeskMaster;
 // Lifetime: each message that is out holds one reference on this packet, released when the message
 // has been answered, timed out or failed; so the packet lives until its last answer.
 // Threads: offered on the link thread; the messages complete on their masters' threads, several at
-// once. Each answer is laid down as a finished frame under the lock, then the listeners are told
-// without it; write() hands the frames out in that order, each once.
+// once. Each answer is laid down as finished frames under the lock, all of them or none, then the
+// listeners are told without it; write() hands the frames out in that order, each once.
 // Locks: answerLock_, held while a frame is handed to the stream so that frames keep their order.
 class DornMachineRequest : public DornPacket, public PacketEventListener {
   public:
@@ -74,15 +74,21 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
   private:
     static std::list<TeskMaster*> known_targets(TeskController& controller,
                                                 const Question& question);
+    void ask(const std::list<TeskMaster*>& targets, const Question& question);
     void send(TeskMaster& machine, const Question& question);
-    void fail(const Exception& e);
-    void lay_down(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
+    // Answers that many machines' part of the request as failed.
+    void fail(const Exception& e, std::size_t machines);
+    std::string frame_of(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
+    std::string unmade_frame() TESKD_REQUIRES(answerLock_);
     void lay_down_empty(dornframe::Kind kind);
     std::size_t answer_with(const TeskPacket& answer);
 
     Synchronized answerLock_;
     Progress progress_ TESKD_GUARDED_BY(answerLock_);
-    std::deque<std::string> frames_ TESKD_GUARDED_BY(answerLock_);
+    std::list<std::string> frames_ TESKD_GUARDED_BY(answerLock_);
+    // Answers without a body that there was no memory for.
+    std::size_t unmadeTimeouts_ TESKD_GUARDED_BY(answerLock_) = 0;
+    std::size_t unmadeFailures_ TESKD_GUARDED_BY(answerLock_) = 0;
 };
 
 }  // namespace teskd

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <new>
 
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
@@ -86,6 +87,9 @@ void TeskMaster::run() {
     } catch (const Exception& e) {
         report(e.text());
         end_run(e);
+    } catch (const std::bad_alloc& e) {
+        report(e.what());
+        end_run(Exception(e.what()));  // a text this short takes no memory
     } catch (const std::exception& e) {
         report(e.what());
         end_run(TeskException(e.what()));

@@ -34,7 +34,9 @@ DaemonProcess::Options failingDaemon() {
 FaultyGateway::FaultyGateway()
     : gateway_(kMachines, eagerConfig(), failingDaemon()),
       faults_(gateway_.daemon().root()),
-      server_(gateway_.server()) {}
+      server_(gateway_.server()) {
+    gateway_.machine(1).answers().setBody(115, Round::threePages());
+}
 
 void FaultyGateway::launch() {
     gateway_.start();

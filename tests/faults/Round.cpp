@@ -17,10 +17,23 @@ constexpr std::uint32_t kEngine = 4;
 constexpr std::uint32_t kLast = kEngine;
 
 constexpr std::uint8_t kRegular = 0x81;
-constexpr std::size_t kTargets = 8;  // offset of the count of machines, behind the date
+constexpr std::size_t kTotal = 8;  // offset of the count of machines or pages, behind the date
 constexpr std::size_t kSequence = 9;
 
+// How many frames an answer consists of that begins with this one.
+std::size_t framesOf(const Frame& first) {
+    const bool counted = first.identifierB == kMeters || first.identifierB == kEntries;
+    if (!counted || first.kind != kRegular || first.body.size() <= kSequence) return 1;
+    return static_cast<unsigned char>(first.body[kTotal]);
+}
+
 }  // namespace
+
+std::string Round::threePages() {
+    std::string payload = "METER001~01=7";
+    for (int i = 1; i < 600; ++i) payload += "~METER001~01=7";
+    return payload;
+}
 
 void Round::run(HostClient& host, Deadline deadline) {
     try {
@@ -48,9 +61,7 @@ void Round::readOne(HostClient& host, Deadline deadline) {
 bool Round::isAnswered(std::uint32_t request) const {
     const auto found = answers_.find(request);
     if (found == answers_.end()) return false;
-    const Frame& first = found->second.front();
-    if (request != kMeters || first.kind != kRegular || first.body.size() <= kSequence) return true;
-    return found->second.size() >= static_cast<unsigned char>(first.body[kTargets]);
+    return found->second.size() >= framesOf(found->second.front());
 }
 
 bool Round::areAllAnswered() const {
@@ -71,7 +82,8 @@ bool Round::isFull(std::size_t machines) const {
             return frame.kind == kRegular && frame.checksumOk && !frame.body.empty();
         };
         if (!std::all_of(frames.begin(), frames.end(), regular)) return false;
-        if (frames.size() != (request == kMeters ? machines : 1)) return false;
+        if (frames.size() != framesOf(frames.front())) return false;
+        if (request == kMeters && frames.size() != machines) return false;
     }
     return true;
 }

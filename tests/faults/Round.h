@@ -19,6 +19,9 @@ class Round {
     // has ended or the deadline has passed.
     void run(HostClient& host, Deadline deadline);
 
+    // What a machine answers to the request of type 2, so that the host gets three frames for it.
+    static std::string threePages();
+
     // The connection could not be made.
     void fail(const std::string& problem) { end_ = problem; }
 

@@ -18,10 +18,12 @@ struct Fault {
     Call call;
     int error;
     bool reconnects = false;  // a machine's connection ends before each round
+    std::uint64_t count = 1;  // calls that fail one after the other
 };
 
 const Fault kFaults[] = {
     {"Allocation", Call::allocation, ENOMEM},
+    {"AllocationsForAWhile", Call::allocation, ENOMEM, false, 20},
     {"Accept", Call::accept, EMFILE},
     {"AcceptOfAConnectionThatWent", Call::accept, ECONNABORTED},
     {"Duplicate", Call::duplicate, EMFILE},
@@ -67,7 +69,7 @@ class SteadyFault : public testing::TestWithParam<Fault> {
 Round SteadyFault::faultyRound(std::uint64_t number) {
     FaultControl& faults = gateway_.faults();
     gateway_.gateway().log().clear();
-    faults.order(GetParam().call, GetParam().error, number);
+    faults.order(GetParam().call, GetParam().error, number, GetParam().count);
     if (GetParam().reconnects) gateway_.gateway().machine(FaultyGateway::kMachines).disconnect();
     Round round = gateway_.ask();
     if (GetParam().reconnects) gateway_.awaitService();
