@@ -8,6 +8,7 @@
 #include "core/Log.h"
 #include "net/OutputStream.h"
 #include "packet/PacketHandle.h"
+#include "telnet/TelnetOutputStream.h"
 #include "tesk/TeskController.h"
 
 namespace teskd {
@@ -41,12 +42,14 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
         notifyError(e);
         return;
     }
-    const std::list<TeskMaster*> targets = known_targets(controller, question);
+    std::list<TeskMaster*> targets = known_targets(controller, question);
     if (targets.empty()) {
         lay_down_empty(Kind::unknown);
         Packet::notifyCompleted();
         return;
     }
+    // No machine takes such a text, so the request fails once and not once for each of them.
+    if (!TelnetOutputStream::isData(question.payload)) targets.resize(1);
     {
         const SynchronizedLock lock(answerLock_);
         progress_.sequence = 1;

@@ -42,6 +42,14 @@ void TelnetOutputStream::write(const std::string& bytes) {
     write(bytes.data(), bytes.size());
 }
 
+bool TelnetOutputStream::isData(std::string_view bytes) {
+    constexpr char IAC = static_cast<char>(telnet::IAC);
+    for (std::size_t at = bytes.find(IAC); at != bytes.npos; at = bytes.find(IAC, at + 2)) {
+        if (at + 1 == bytes.size() || bytes[at + 1] != IAC) return false;
+    }
+    return true;
+}
+
 void TelnetOutputStream::writeByte(int byte) {
     using namespace telnet;
     if (last_ == CR && byte != LF && byte != NUL) {

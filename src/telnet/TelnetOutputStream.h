@@ -1,6 +1,8 @@
 // Writes data and commands to a Telnet connection.
 #pragma once
 
+#include <string_view>
+
 #include "core/Synchronized.h"
 #include "net/FilterOutputStream.h"
 #include "telnet/TelnetOptionInterface.h"
@@ -9,7 +11,8 @@ namespace teskd {
 
 // Applies the Telnet end-of-line rule to everything that passes: LF goes out as CR LF, a CR that
 // neither LF nor NUL follows as CR LF, and each line end flushes. Commands pass the same way. A
-// 0xFF in data is not doubled.
+// 0xFF in data is not doubled: whoever writes data sees to it that the other side takes it for that
+// (isData).
 //
 // Threads: any; each operation is whole. Locks: its own, held while bytes go to the inner stream
 // (flush included), and nothing else is locked or called meanwhile.
@@ -26,6 +29,9 @@ class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterfa
     void write(const std::string& bytes) override;
     // Does not wait for another thread that writes or flushes either.
     bool flushAvailable() override;
+
+    // Whether the other side takes all of these bytes for data: every 0xFF is one of a pair.
+    static bool isData(std::string_view bytes);
 
     // Send the command.
     void optionWill(int option) override;

@@ -41,6 +41,10 @@ TeskMaster::~TeskMaster() noexcept(false) {
 
 void TeskMaster::submit(TeskPacket* packet) {
     const PacketHandle<TeskPacket> hold(packet);
+    if (refuses(*packet)) {
+        packet->notifyError(TeskException("A byte FF that is not one of a pair"));
+        return;
+    }
     std::string refusal;
     {
         const SynchronizedLock lock(control_);
@@ -62,6 +66,16 @@ void TeskMaster::submit(TeskPacket* packet) {
                    refusal.c_str());
     }
     packet->notifyError(TeskException(refusal));
+}
+
+bool TeskMaster::refuses(const TeskPacket& packet) {
+    if (packet.is_plain()) return false;
+    if (notices_.allows()) {
+        Log::write(Log::NOTICE,
+                   "A request for '%s' was refused: it has a byte FF that is not one of a pair",
+                   get_identity().c_str());
+    }
+    return true;
 }
 
 void TeskMaster::shut_down() {

@@ -41,7 +41,9 @@ class TeskMaster : public Thread, public PacketContainer {
     void run() override;
 
     // Queues the packet and makes sure that a run will take it. The packet is completed with an
-    // error at once when no run can be started or the master was shut down.
+    // error at once when no run can be started, when the master was shut down, or when the
+    // serial-port server would take some of the request for a command to itself: such bytes could
+    // change the line's settings or leave the server waiting for the rest of a command for ever.
     void submit(TeskPacket* packet);
     // Stops the thread for good: what waits is reported failed, nothing new is taken.
     void shut_down();
@@ -71,6 +73,8 @@ class TeskMaster : public Thread, public PacketContainer {
     static constexpr int NOTICES_PER_SECOND = 8;
 
     void report(const char* problem);
+    // True, with a notice, for a request that must not reach the serial-port server.
+    bool refuses(const TeskPacket& packet);
     void serve(Telnet& telnet);
     // One request, its answer and its acknowledgement. False when the answer timed out.
     bool exchange(Telnet& telnet, TeskPacket& packet);

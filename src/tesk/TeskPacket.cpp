@@ -8,6 +8,7 @@
 #include "core/Text.h"
 #include "net/InputStream.h"
 #include "net/OutputStream.h"
+#include "telnet/TelnetOutputStream.h"
 
 namespace teskd {
 
@@ -91,6 +92,11 @@ void TeskPacket::write(OutputStream& out) {
         out.write(header, HEADER_SIZE);
     }
     if (!body_.empty()) out.write(body_);
+}
+
+// The header has digits and separators only.
+bool TeskPacket::is_plain() const {
+    return TelnetOutputStream::isData(body_);
 }
 
 void TeskPacket::set_id(int id) {

@@ -40,6 +40,10 @@ class TeskPacket : public Packet {
     // Writes the request; the trailer is never written. @throws the stream's IOException family
     virtual void write(OutputStream& out);
 
+    // Whether a telnet server passes the whole request on to the machine, none of it being a
+    // command to the server itself.
+    bool is_plain() const;
+
     void set_id(int id);
     // The ID as a number, 0 when it is none.
     int get_id() const;

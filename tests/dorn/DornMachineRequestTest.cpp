@@ -1,5 +1,6 @@
 // What all requests to machines share: whom they reach, and the answers of several machines.
 
+#include <algorithm>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <set>
@@ -12,6 +13,7 @@
 #include "support/Bytes.h"
 #include "support/Deadline.h"
 #include "support_src/ByteSink.h"
+#include "support_src/LogRecorder.h"
 #include "support_src/MachinePark.h"
 #include "support_src/RecordingListener.h"
 #include "tesk/TeskController.h"
@@ -157,6 +159,66 @@ TEST(DornMachineRequestTest, RequestsToOneMachineAreFailedInEveryType) {
         EXPECT_EQ(8U, answer.identifierB);
         EXPECT_BYTES("", answer.body);
         EXPECT_TRUE(answer.checksumOk);
+    }
+}
+
+// A serial-port server takes what follows such a byte for a command.
+TEST(DornMachineRequestTest, ATextWithACommandByteThatIsNoPairFailsUnwritten) {
+    const std::string name = "ZA000000001";
+    const std::pair<int, std::string> requests[] = {
+        {2, bytes("FF") + "NT00001CNT99999" + name},
+        {2, "CNT0000" + bytes("FF FF") + "NT99999" + name},  // the separator goes between them
+        {2, "CNT00001CNT9999" + bytes("FF") + name},
+        {4, "CNT0000" + bytes("FF FF") + "NT99999" + bytes("01") + name},
+        {4, "CNT00001CNT9" + bytes("FF FF FF 00 01") + name},
+        {6, name + bytes("00 00 00 00 FF FA")},
+        {6, name + bytes("00 00 00 00") + "120~000A~" + bytes("FF")},
+        {6, name + bytes("00 00 00 00") + "120~000C~" + bytes("FF FF FF")},
+        {6, name + bytes("00 00 00 00") + "120~000C~" + bytes("FF 0A FF")},
+    };
+    HostLink link(1);
+    const LogRecorder log;
+    for (const auto& [type, body] : requests) {
+        link.host().request(static_cast<std::uint8_t>(type), body, 7, 8);
+        const Frame answer = link.host().readFrame();
+        EXPECT_EQ(0xAB, answer.kind) << type;
+        EXPECT_EQ(type, answer.type);
+        EXPECT_EQ(8U, answer.identifierB);
+        EXPECT_BYTES("", answer.body);
+    }
+    EXPECT_EQ("", link.machine(1).journal().dataReceived());
+    EXPECT_LE(1U, log.count({181,
+                             "A request for 'ZA000000001' was refused: it has a byte FF that is "
+                             "not one of a pair"}));
+    link.host().request(1, bytes("01") + name);
+    EXPECT_EQ(0x81, link.host().readFrame().kind);
+}
+
+TEST(DornMachineRequestTest, ATextWithACommandByteForEveryMachineFailsOnce) {
+    HostLink link(3);
+    const LogRecorder log;
+    link.host().request(4, "CNT0000" + bytes("FF"));
+    EXPECT_EQ(0xAB, link.host().readFrame().kind);
+    link.host().request(7, "");
+    EXPECT_EQ(7, link.host().readFrame().type);
+    const std::vector<LogEntry> lines = log.lines();
+    EXPECT_EQ(1, std::count_if(lines.begin(), lines.end(), [](const LogEntry& line) {
+                  return line.text.find("was refused") != std::string::npos;
+              }));
+}
+
+TEST(DornMachineRequestTest, PairsOfTheCommandByteGoOutAsTheyCame) {
+    const std::string name = "ZA000000001";
+    HostLink link(1);
+    tesksim::Journal& journal = link.machine(1).journal();
+    for (const char* const pairs : {"FF FF", "FF FF FF FF", "FF FF 30 FF FF", "0D FF FF"}) {
+        journal.clear();
+        link.host().request(6, name + bytes("00 00 00 00") + bytes(pairs) + "120~0008");
+        EXPECT_EQ(0x81, link.host().readFrame().kind) << pairs;
+        ASSERT_TRUE(journal.waitForAcknowledgements(1));
+        const bool lineEnd = bytes(pairs).front() == '\r';
+        const std::string sent = lineEnd ? bytes("0D 0A FF FF") : bytes(pairs);
+        EXPECT_TRUE(journal.rawReceived().starts_with(sent + "120~0008")) << pairs;
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include "gateway/AamsDialogue.h"
 #include "gateway/Gateway.h"
+#include "support/Bytes.h"
 #include "support/Ser2net.h"
 
 namespace teskd::test {
@@ -125,6 +126,44 @@ TEST_F(SerialPortServer, EverySettingIsConfirmed) {
         ASSERT_TRUE(found.has_value()) << reply << "\n" << line.gateway.log().dump();
         EXPECT_EQ(182, found->priority);
     }
+    EXPECT_CLEAN_STOP(line.gateway.daemon());
+}
+
+// A server in the middle of a command takes nothing for data until the command ends, and a whole
+// one sets the line to 1200 baud.
+TEST_F(SerialPortServer, CommandsInAHostsRequestDoNotReachIt) {
+    Line line;
+    line.start();
+    ASSERT_TRUE(line.machine.journal().waitForAcknowledgements(1)) << line.server.output();
+    HostClient host = line.gateway.host();
+    for (const char* const payload :
+         {"FF FA", "FF FA 2C 01 00 00 04 B0 FF F0", "FF", "FF FF FF", "FF FF 31 FF"}) {
+        host.request(6, named("", "ZC000000001", std::string(4, '\0') + bytes(payload)));
+        EXPECT_EQ(0xAB, host.readFrame().kind) << payload;
+        host.request(1, named("\1", "ZC000000001"));
+        EXPECT_EQ(0x81, host.readFrame().kind) << payload;
+    }
+    const auto notice = line.gateway.log().waitFor(
+        "A request for 'ZC000000001' was refused: "
+        "it has a byte FF that is not one of a pair");
+    ASSERT_TRUE(notice.has_value()) << line.gateway.log().dump();
+    EXPECT_EQ(181, notice->priority);
+    EXPECT_EQ(static_cast<speed_t>(B19200), line.server.speed());
+    EXPECT_CLEAN_STOP(line.gateway.daemon());
+}
+
+TEST_F(SerialPortServer, APairOfTheCommandByteReachesTheMachineAsOneByte) {
+    Line line;
+    line.start();
+    ASSERT_TRUE(line.machine.journal().waitForAcknowledgements(1)) << line.server.output();
+    line.machine.journal().clear();
+    HostClient host = line.gateway.host();
+    const std::string payload = "120~000B~" + bytes("FF FF FF FF");
+    host.request(6, named("", "ZC000000001", std::string(4, '\0') + payload));
+    EXPECT_EQ(0x81, host.readFrame().kind);
+    ASSERT_TRUE(line.machine.journal().waitForAcknowledgements(1));
+    EXPECT_BYTES("120~000B~" + bytes("FF FF") + "150~000C~120",
+                 line.machine.journal().dataReceived());
     EXPECT_CLEAN_STOP(line.gateway.daemon());
 }
 

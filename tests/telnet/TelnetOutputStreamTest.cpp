@@ -53,6 +53,17 @@ TEST_F(TelnetOutputStreamTest, EndsLinesWithBothBytesAndFlushes) {
     }
 }
 
+TEST(TelnetData, IsWhateverHasTheCommandByteInPairsOnly) {
+    for (const char* const data :
+         {"", "41", "FF FF", "41 FF FF 42", "FF FF FF FF", "FF FF 41 FF FF"}) {
+        EXPECT_TRUE(TelnetOutputStream::isData(bytes(data))) << data;
+    }
+    for (const char* const other :
+         {"FF", "41 FF", "FF 41", "FF FF FF", "FF FA", "FF FF 41 FF", "FF 41 FF", "FF 41 FF FF"}) {
+        EXPECT_FALSE(TelnetOutputStream::isData(bytes(other))) << other;
+    }
+}
+
 TEST_F(TelnetOutputStreamTest, BlocksAndStringsFollowTheSameRule) {
     for (const Sample& sample : kLineEnds) {
         const std::string written = bytes(sample.written);
