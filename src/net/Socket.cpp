@@ -149,14 +149,15 @@ void Socket::setsockopt(int level, int name, int value) {
     }
 }
 
-void Socket::keepAlive() {
-    constexpr int IDLE = 60;      // seconds of silence before the first probe
-    constexpr int INTERVAL = 15;  // seconds from one probe to the next
-    constexpr int PROBES = 4;     // unanswered ones that end the connection
+// Probes are sent only while nothing is unacknowledged, so that has a limit of its own.
+void Socket::keepAlive(std::chrono::milliseconds limit) {
+    constexpr int PROBES = 4;  // in the second half of the limit, while there is silence
+    const int milliseconds = static_cast<int>(limit.count());
     setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
-    setsockopt(TCP_KEEPIDLE, IDLE);
-    setsockopt(TCP_KEEPINTVL, INTERVAL);
+    setsockopt(TCP_KEEPIDLE, std::max(1, milliseconds / 2000));
+    setsockopt(TCP_KEEPINTVL, std::max(1, milliseconds / 2000 / PROBES));
     setsockopt(TCP_KEEPCNT, PROBES);
+    setsockopt(TCP_USER_TIMEOUT, milliseconds);
 }
 
 int Socket::takePendingError() {

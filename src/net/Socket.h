@@ -1,6 +1,7 @@
 // A socket with a reading and a writing stream.
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <string>
 #include <sys/socket.h>
@@ -50,8 +51,10 @@ class Socket {
     void setsockopt(int name, int value);
     // Options of any level.
     void setsockopt(int level, int name, int value);
-    // From now on a peer that has vanished without a word is noticed after two minutes at the most.
-    void keepAlive();
+    // From now on a peer that has vanished without a word ends the connection: reads and writes
+    // fail when it has acknowledged nothing of what was sent for that long or, while nothing is
+    // unacknowledged, has sent nothing and answered no probe.
+    void keepAlive(std::chrono::milliseconds limit = std::chrono::minutes(2));
 
     // The error that waits on the socket (0: none), which is cleared. @throws SocketException
     int takePendingError();

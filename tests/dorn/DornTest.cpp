@@ -217,6 +217,7 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     };
     EXPECT_NE(0, option(IPPROTO_TCP, TCP_NODELAY));
     EXPECT_NE(0, option(SOL_SOCKET, SO_KEEPALIVE));
+    EXPECT_EQ(120'000, option(IPPROTO_TCP, TCP_USER_TIMEOUT));
     EXPECT_EQ("Dorn", dorn.getName());
 }
 

@@ -474,6 +474,9 @@ TEST(SocketOptions, APeerThatHasVanishedIsNoticedAfterTwoMinutes) {
     socket.getsockopt(TCP_KEEPINTVL, interval);
     socket.getsockopt(TCP_KEEPCNT, probes);
     EXPECT_EQ(120, idle + interval * probes);
+    int unacknowledged = 0;
+    socket.getsockopt(TCP_USER_TIMEOUT, unacknowledged);
+    EXPECT_EQ(120'000, unacknowledged);
 }
 
 }  // namespace

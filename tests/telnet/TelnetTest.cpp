@@ -138,6 +138,8 @@ TEST(TelnetConnect, SendsWithoutDelayAndKeepsTheConnectionAlive) {
     socklen_t size = sizeof value;
     ::getsockopt(line.telnet->getDescriptor(), SOL_SOCKET, SO_KEEPALIVE, &value, &size);
     EXPECT_EQ(1, value);
+    line.telnet->getsockopt(TCP_USER_TIMEOUT, value);
+    EXPECT_EQ(120'000, value);
 }
 
 TEST(TelnetConnect, ARefusalIsAnError) {
