@@ -1,8 +1,8 @@
 #include "aams/Aams.h"
 
 #include <exception>
-#include <iostream>
 #include <stdexcept>
+#include <string>
 #include <unistd.h>
 
 #include "aams/AamsPacketU2.h"
@@ -13,6 +13,7 @@
 #include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "core/StandardError.h"
 #include "core/Text.h"
 #include "core/Timer.h"
 #include "packet/PacketHandle.h"
@@ -148,7 +149,7 @@ void Aams::handle_request(AamsPacket& request) {
 
 void Aams::report_invalid_code(std::int32_t code_id) {
     if (!codeNotices_.allows()) return;
-    std::cerr << text::format("Invalid request code id: %d\n", code_id) << std::flush;
+    StandardError::inherited().write("Invalid request code id: ", std::to_string(code_id));
 }
 
 void Aams::handle_identification(AamsPacket& request) {

@@ -15,6 +15,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "core/StandardError.h"
 #include "core/Text.h"
 
 namespace teskd {
@@ -24,7 +25,7 @@ namespace {
 constexpr int LOST_PRIORITY = LOG_LOCAL6 | LOG_WARNING;
 
 iovec part(const char* bytes, std::size_t size) {
-    return {const_cast<char*>(bytes), size};  // sendmsg and writev only read it
+    return {const_cast<char*>(bytes), size};  // sendmsg only reads it
 }
 
 // The present second, local time, and a blank. Each thread keeps its last one: many lines bear the
@@ -183,9 +184,7 @@ bool SystemLog::sendOnce(const Heading& heading, const char* text, int flags) {
 
 void SystemLog::copyToStandardError(int priority, const char* text) {
     const Heading head = heading(priority);
-    iovec parts[] = {part(head.bytes + head.tag, head.size - head.tag),
-                     part(text, std::strlen(text)), part("\n", 1)};
-    [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts, 3);
+    StandardError::inherited().write({head.bytes + head.tag, head.size - head.tag}, text);
 }
 
 }  // namespace teskd

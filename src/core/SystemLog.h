@@ -36,7 +36,7 @@ class SystemLog {
     ~SystemLog() noexcept = default;
 
     // Connects at once, so that lines get out when no descriptor is left later. From now on each
-    // line bears the identity and, if asked for, goes to standard error as well.
+    // line bears the identity and, if asked for, goes to standard error as well (StandardError).
     // @throws std::bad_alloc
     void open(const char* identity, bool copies);
     // Disconnects; a later line connects anew.

@@ -1,8 +1,12 @@
-// The daemon serves whatever becomes of its log.
+// The daemon serves whatever becomes of its log and its standard error.
 
 #include <chrono>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <string>
+#include <unistd.h>
 
+#include "gateway/AamsDialogue.h"
 #include "gateway/Gateway.h"
 #include "support/Bytes.h"
 
@@ -46,6 +50,47 @@ TEST(LogTrouble, AFullLogDoesNotDelayTheStop) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_CLEAN_STOP(gateway.daemon());
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+}
+
+// A pipe that is full and that nobody reads.
+class FullPipe {
+  public:
+    FullPipe() {
+        int fds[2];
+        EXPECT_EQ(0, ::pipe2(fds, O_CLOEXEC | O_NONBLOCK));
+        reader_.reset(fds[0]);
+        writer_.reset(fds[1]);
+        const std::string filling(4096, '.');
+        while (::write(writer(), filling.data(), filling.size()) > 0) continue;
+        EXPECT_EQ(0, ::fcntl(writer(), F_SETFL, 0));
+    }
+
+    int writer() const { return writer_.get(); }
+
+  private:
+    UniqueFd reader_;
+    UniqueFd writer_;
+};
+
+TEST(StandardErrorTrouble, AFullOneStopsNeitherTheEngineNorTheDaemonsEnd) {
+    const FullPipe error;
+    Gateway gateway(0, {}, {.standardError = error.writer()});
+    gateway.start();
+    HostClient host = gateway.host();
+    for (int i = 0; i < 3; ++i) {
+        host.request(kAamsType, aamsPayload(999, ""));
+        EXPECT_EQ(0x81, host.readFrame().kind);
+    }
+    EXPECT_NE("", ask(host, 501));
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(StandardErrorTrouble, AFullOneStopsNothingWhenItHasEveryLogLine) {
+    const FullPipe error;
+    Gateway gateway(1, {}, {.arguments = {"--debug"}, .standardError = error.writer()});
+    gateway.startKnown();
+    expectServed(gateway, 50);
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 }  // namespace

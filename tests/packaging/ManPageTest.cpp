@@ -139,7 +139,7 @@ class Source {
 
     // Most have nothing to say, and need not be searched for it.
     bool isSilent() const {
-        return !contains("Log::write(") && !contains("attempt(") && !contains("cerr") &&
+        return !contains("Log::write(") && !contains("attempt(") && !contains("StandardError") &&
                !contains("sizeof text, ");
     }
 
@@ -147,10 +147,13 @@ class Source {
         addWritten(lines);
         addAttempts(lines);
         addNamed(lines);
-        for (const auto& match : found("cerr << text::format\\(", "\\\\n")) {
+        for (const auto& match : found("StandardError::inherited\\(\\)\\.write\\(")) {
+            lines.insert(logLine("stderr", match + "*"));
+        }
+        for (const auto& match : found("snprintf\\(count, sizeof count, ")) {
             lines.insert(logLine("stderr", match));
         }
-        for (const auto& match : found("snprintf\\(text, sizeof text, ", "")) {
+        for (const auto& match : found("snprintf\\(text, sizeof text, ")) {
             lines.insert(logLine("warning", match));
         }
     }
@@ -179,23 +182,23 @@ class Source {
     }
 
     void addAttempts(LogLines& lines) const {
-        for (const std::string& what : found("attempt\\(", "")) {
+        for (const std::string& what : found("attempt\\(")) {
             lines.insert(logLine("warning", what + ": *"));
         }
     }
 
     void addNamed(LogLines& lines) const {
         if (!contains("void DornDeamon::log_problem")) return;
-        for (const std::string& what : found("constexpr const char\\* [A-Z_]+ = ", "")) {
+        for (const std::string& what : found("constexpr const char\\* [A-Z_]+ = ")) {
             lines.insert(logLine("warning", what + ": *"));
         }
     }
 
-    // The literals behind a pattern, without what is to be cut from them.
-    std::vector<std::string> found(const std::string& before, const char* cut) const {
+    // The literals behind a pattern.
+    std::vector<std::string> found(const std::string& before) const {
         std::vector<std::string> texts;
         for (const auto& match : allMatches(text_, std::regex(before + kLiterals))) {
-            texts.push_back(*cut == '\0' ? joined(match[1]) : replaced(joined(match[1]), cut, ""));
+            texts.push_back(joined(match[1]));
         }
         return texts;
     }

@@ -104,7 +104,8 @@ std::string ExitStatus::describe() const {
 ChildProcess::ChildProcess(const Options& options) : wake_(::eventfd(0, EFD_CLOEXEC)) {
     auto [outputRead, outputWrite] = makePipe();
     auto [errorRead, errorWrite] = makePipe();
-    SpawnSettings settings(outputWrite.get(), errorWrite.get(), options.keepFd);
+    const int error = options.standardError < 0 ? errorWrite.get() : options.standardError;
+    SpawnSettings settings(outputWrite.get(), error, options.keepFd);
     pid_ = settings.spawn(options.command, environmentWith(options.environment));
     output_ = std::move(outputRead);
     error_ = std::move(errorRead);

@@ -38,6 +38,8 @@ class ChildProcess {
         std::vector<std::string> command{};                // command[0] is looked up in PATH
         std::map<std::string, std::string> environment{};  // added to the test's own
         int keepFd = -1;  // a descriptor the program gets as number 3
+        // What the program gets as its standard error, which is not captured then.
+        int standardError = -1;
     };
 
     explicit ChildProcess(const Options& options);

@@ -97,6 +97,7 @@ void DaemonProcess::launch(Deadline deadline) {
     child.command = sandboxCommand(sandbox, fs::absolute(options_.program), options_.arguments);
     child.environment = environmentWith(options_.environment);
     child.keepFd = writer.get();
+    child.standardError = options_.standardError;
     child_ = std::make_unique<ChildProcess>(child);
     writer.reset();
     pid_ = readChildPid(reader.get(), deadline);

@@ -41,6 +41,7 @@ class DaemonProcess {
         bool withLog = true;                                   // false: there is no /dev/log
         Disk disk{};                                           // trouble with it
         std::filesystem::path configFile = "etc/tesk_v2.ini";  // where start() writes config()
+        int standardError = -1;          // the daemon's, instead of a captured one
         bool waitUntilListening = true;  // start() returns once hosts can connect
     };
 
