@@ -19,6 +19,7 @@ namespace teskd {
 class AamsPacket;
 class AamsPacketU;
 class TeskController;
+class TeskMaster;
 class TeskPacket;
 class Timer;
 
@@ -60,7 +61,9 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
       private:
         void start_pass();
         void begin_pass(std::size_t machines);
-        void poll(const std::string& code);
+        void poll_or_count(TeskMaster& machine, bool listens);
+        // Throws when nobody will complete the question.
+        void poll(TeskMaster& machine, bool listens);
         void count_answer(bool answered);
         void finish_pass(bool nobody);
 

@@ -33,10 +33,14 @@ void Aams::AamsTimerTask::run() {
 void Aams::AamsTimerTask::start_pass() {
     ++passCount_;
     owner_.state_ = passCount_ > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
-    const std::list<std::string> codes = owner_.controller_.get_identities();
-    begin_pass(codes.size());
-    for (const std::string& code : codes) poll(code);
-    setPeriod(owner_.parameters().period_ms());
+    const ExternalParameters parameters = owner_.parameters();
+    setPeriod(parameters.period_ms());
+    // Not their names: one that moves during the pass would make one machine polled twice and
+    // another not at all.
+    const std::list<TeskMaster*> machines = owner_.controller_.get_machines();
+    begin_pass(machines.size());
+    const bool listens = passCount_ > 1 && parameters.invio_app_collegati;
+    for (TeskMaster* const machine : machines) poll_or_count(*machine, listens);
 }
 
 void Aams::AamsTimerTask::begin_pass(std::size_t machines) {
@@ -45,19 +49,22 @@ void Aams::AamsTimerTask::begin_pass(std::size_t machines) {
     noAnswer_ = true;
 }
 
-void Aams::AamsTimerTask::poll(const std::string& code) {
-    Log::write(Log::INFO, "Generating automatique request for slot machine: '%s'", code.c_str());
+// What fails here is memory; nobody hears of that poll otherwise.
+void Aams::AamsTimerTask::poll_or_count(TeskMaster& machine, bool listens) {
+    const bool polled = attempt("A machine was not polled", [&] { poll(machine, listens); });
+    if (!polled && listens) count_answer(false);
+}
+
+void Aams::AamsTimerTask::poll(TeskMaster& machine, bool listens) {
+    Log::write(Log::INFO, "Generating automatique request for slot machine: '%s'",
+               machine.get_identity().c_str());
     const PacketHandle<TeskPacket> question(new TeskPacket);
     question->set_id(COUNTER_POLL_ID);
     question->setAnswerTimeout(POLL_TIMEOUT);
     question->set_context(passCount_ != 0 ? CONTEXT_PASS : CONTEXT_FIRST);
     question->addListener(&owner_);
-    if (passCount_ > 1 && owner_.parameters().invio_app_collegati) question->addListener(this);
-    try {
-        owner_.controller_.send(code, question.pointer());
-    } catch (const UnknownCodeIdException& e) {
-        question->notifyError(e);  // renamed since the machines were listed
-    }
+    if (listens) question->addListener(this);
+    TeskController::send(machine, question.pointer());
 }
 
 void Aams::AamsTimerTask::packetCompleted(Packet* packet) {

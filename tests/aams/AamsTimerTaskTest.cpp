@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "Engine.h"
+#include "support_src/FailingNew.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/MachinePark.h"
 
 namespace teskd::test {
 namespace {
+
+using namespace std::chrono_literals;
 
 LogEntry polled(const std::string& name) {
     return {182, "Generating automatique request for slot machine: '" + name + "'"};
@@ -48,6 +51,65 @@ TEST_F(AamsPass, PollsEveryMachineAndLogsIt) {
     EXPECT_EQ((std::vector<LogEntry>{polled("ZA000000001"), polled("ZA000000002"),
                                      polled("ZA000000003")}),
               polls);
+}
+
+// The machines refuse every poll on the spot, so a name can be moved between two polls.
+TEST_F(AamsPass, PollsEveryMachineOnceWhenANameMovesMeanwhile) {
+    class MovesAName : public Aams::AamsTimerTask {
+      public:
+        explicit MovesAName(Engine& engine) : AamsTimerTask(engine.aams), engine_(engine) {}
+        void packetError(Packet* packet, const Exception& e) override {
+            AamsTimerTask::packetError(packet, e);
+            if (refusals++ == 0) engine_.controller.rename("ZA000000001", "ZA000000002");
+        }
+        int refusals = 0;
+
+      private:
+        Engine& engine_;
+    };
+    MovesAName moving(engine);
+    moving.run();  // the first pass, in which the task does not listen
+    const LogRecorder log;
+    moving.run();
+    EXPECT_EQ(3, moving.refusals);
+    for (const char* const name : {"ZA000000001", "SlotMachine_2", "ZA000000003"}) {
+        EXPECT_EQ(1U, log.count(polled(name))) << name;
+        EXPECT_EQ(1U, log.count({180, "Cannot serve a request for '" + std::string(name) +
+                                          "': The link is shut down"}))
+            << name;
+    }
+}
+
+TEST_F(AamsPass, PollsTheOtherMachinesAndEndsWhenMemoryFailsForOne) {
+    class Counts : public Aams::AamsTimerTask {
+      public:
+        using AamsTimerTask::AamsTimerTask;
+        void packetError(Packet* packet, const Exception& e) override {
+            ++refusals;
+            AamsTimerTask::packetError(packet, e);
+        }
+        int refusals = 0;
+    };
+    Counts counting(engine.aams);
+    counting.run();
+    std::size_t begun = 0;
+    for (std::size_t number = 1; begun == 0 || FailingNew::hasFailed(); ++number) {
+        const LogRecorder log;
+        const std::size_t before = reports();
+        counting.refusals = 0;
+        try {
+            const FailingNew fail(number);
+            counting.run();
+        } catch (const Exception&) {
+            EXPECT_EQ(0, counting.refusals) << number;  // no memory for the list of machines
+            continue;
+        }
+        ++begun;
+        EXPECT_LE(2, counting.refusals) << number;
+        const bool lost = log.waitForText("A polling pass was not reported", 0s);
+        EXPECT_TRUE(lost || reports() == before + 1) << number;
+    }
+    EXPECT_LE(10U, begun);
 }
 
 TEST_F(AamsPass, TheFirstOneIsNeverReported) {
