@@ -41,7 +41,8 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
       place_(surroundings.count),
       surroundings_(surroundings),
       connection_(connection),
-      writer_(connection_, wake_, FrameWriter::SEND_TIMEOUT, &surroundings_.count.notices()),
+      writer_(connection_, wake_, surroundings_.patience.acknowledgement,
+              &surroundings_.count.notices()),
       pending_(wake_),
       noticeLimiter_(NoticeLimiter::LINES_PER_SECOND, &surroundings_.count.notices()),
       releaseLimiter_(RELEASES_PER_SECOND, &surroundings_.count.notices()) {

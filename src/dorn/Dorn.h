@@ -31,12 +31,19 @@ class TeskController;
 // Locks: those of its members, none while a consumer is called or bytes go out.
 class Dorn : public Thread, public PacketContainer, public PacketEventListener {
   public:
+    // How long a host is waited for.
+    struct Patience {
+        // Until it acknowledges something of the answers that wait for it.
+        std::chrono::milliseconds acknowledgement = FrameWriter::SEND_TIMEOUT;
+    };
+
     // What a connection needs of the rest of the daemon; all of it outlives the connection.
     struct Surroundings {
         TeskController& controller;
         Aams& engine;
         const StopEvent& stop;   // ends every connection
         ConnectionCount& count;  // of the connections served, and their bound on the log
+        Patience patience{};
     };
 
     // Takes the connection over. @throws SocketException

@@ -19,8 +19,7 @@ void FrameWriter::write(const char* frame, std::size_t len) {
     try {
         const SynchronizedLock lock(lock_);
         if (broken_) return;
-        const std::size_t sent =
-            frames_.empty() ? connection_.getOutputStream().writeAvailable(frame, len) : 0;
+        const std::size_t sent = frames_.empty() ? offer(frame, len) : 0;
         if (sent == len) return;
         enqueue(std::string(frame + sent, len - sent));
         send();
@@ -48,14 +47,17 @@ std::size_t FrameWriter::sendQueued() {
 
 int FrameWriter::patience() const {
     const SynchronizedLock lock(lock_);
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(progress_ + timeout_ - Clock::now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextLook_ - Clock::now());
     return static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
 }
 
 void FrameWriter::enqueue(std::string frame) {
     if (queued_ > LARGEST_QUEUE) throw SocketException("The host does not keep up");
-    if (frames_.empty()) progress_ = Clock::now();
+    if (frames_.empty()) {
+        acknowledged_ = acknowledged();
+        progress_ = Clock::now();
+        nextLook_ = progress_ + timeout_ / LOOKS;
+    }
     const std::size_t size = frame.size();
     frames_.push_back(std::move(frame));
     queued_ += size;
@@ -64,19 +66,35 @@ void FrameWriter::enqueue(std::string frame) {
 void FrameWriter::send() {
     while (!frames_.empty()) {
         const std::string& frame = frames_.front();
-        const std::size_t n = connection_.getOutputStream().writeAvailable(frame.data() + sent_,
-                                                                           frame.size() - sent_);
+        const std::size_t n = offer(frame.data() + sent_, frame.size() - sent_);
         if (n == 0) break;
-        progress_ = Clock::now();
         sent_ += n;
         queued_ -= n;
         if (sent_ < frame.size()) continue;
         frames_.pop_front();
         sent_ = 0;
     }
-    if (queued_ > 0 && Clock::now() - progress_ >= timeout_) {
-        throwSocketError("virtual void FrameWriter::write(const char*, size_t)", ETIMEDOUT);
-    }
+    if (queued_ > 0) look();
+}
+
+std::size_t FrameWriter::offer(const char* bytes, std::size_t len) {
+    const std::size_t n = connection_.getOutputStream().writeAvailable(bytes, len);
+    taken_ += n;
+    return n;
+}
+
+void FrameWriter::look() {
+    const Clock::time_point now = Clock::now();
+    if (now < nextLook_) return;
+    nextLook_ = now + timeout_ / LOOKS;
+    const std::uint64_t before = std::exchange(acknowledged_, acknowledged());
+    if (acknowledged_ != before) progress_ = now;
+    if (now - progress_ < timeout_) return;
+    throwSocketError("virtual void FrameWriter::write(const char*, size_t)", ETIMEDOUT);
+}
+
+std::uint64_t FrameWriter::acknowledged() const {
+    return taken_ - connection_.unacknowledged();
 }
 
 void FrameWriter::giveUp(const char* problem) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <string>
 
@@ -18,8 +19,12 @@ class StopEvent;
 
 // Each write() of a block is one frame. The thread that brings it sends what the host takes at once
 // and leaves the rest to the connection's own thread, so nobody who has an answer ever waits for a
-// host; the frames are kept only for that. A host that takes nothing for the time-out, or lets too
-// much pile up, is given up.
+// host; the frames are kept only for that. A host whose system acknowledges nothing for the
+// time-out while frames wait, or that lets too much pile up, is given up.
+//
+// Only acknowledgements tell a slow host from one that has stopped reading. The system of a slow
+// one acknowledges in jumps, many seconds apart, and this end's buffer is writable later still:
+// when a good part of it is free.
 //
 // Owner: a Dorn. Threads: write() from any; sendQueued() and patience() on the connection's own.
 // Locks: its own, innermost but for the event's; held while the system is offered bytes, never
@@ -27,8 +32,9 @@ class StopEvent;
 // and what is still to be sent is dropped.
 class FrameWriter : public OutputStream {
   public:
-    // Longest time a host may take nothing of what waits for it.
-    static constexpr std::chrono::milliseconds SEND_TIMEOUT{2000};
+    // Longest time a host may acknowledge nothing while something waits for it. At 1 kB/s there are
+    // up to 25 s between two acknowledgements.
+    static constexpr std::chrono::milliseconds SEND_TIMEOUT{60'000};
     // Most bytes that may wait for a host when another frame comes.
     static constexpr std::size_t LARGEST_QUEUE = std::size_t{16} * 1024 * 1024;
 
@@ -47,14 +53,22 @@ class FrameWriter : public OutputStream {
 
     // Sends what the host takes now; the count of bytes that still wait.
     std::size_t sendQueued();
-    // Milliseconds until the host has to take something, while bytes wait.
+    // Milliseconds until sendQueued() is to be called again, while bytes wait.
     int patience() const;
 
   private:
     using Clock = std::chrono::steady_clock;
 
+    // The acknowledgements are looked at that often within a time-out.
+    static constexpr int LOOKS = 60;
+
     void enqueue(std::string frame) TESKD_REQUIRES(lock_);
     void send() TESKD_REQUIRES(lock_);
+    std::size_t offer(const char* bytes, std::size_t len) TESKD_REQUIRES(lock_);
+    // Notes what was acknowledged, when it is time to. @throws SocketException when the host is to
+    // be given up
+    void look() TESKD_REQUIRES(lock_);
+    std::uint64_t acknowledged() const TESKD_REQUIRES(lock_);
 
     Socket& connection_;
     StopEvent& wake_;
@@ -64,7 +78,12 @@ class FrameWriter : public OutputStream {
     std::deque<std::string> frames_ TESKD_GUARDED_BY(lock_);
     std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of the first frame that are out
     std::atomic<std::size_t> queued_{0};            // bytes that wait; changed under the lock
+    // Bytes that the system took over in all, and how many of them were acknowledged at the last
+    // look. The times are that of the look that found the count changed, and of the next look.
+    std::uint64_t taken_ TESKD_GUARDED_BY(lock_) = 0;
+    std::uint64_t acknowledged_ TESKD_GUARDED_BY(lock_) = 0;
     Clock::time_point progress_ TESKD_GUARDED_BY(lock_);
+    Clock::time_point nextLook_ TESKD_GUARDED_BY(lock_);
     bool broken_ TESKD_GUARDED_BY(lock_) = false;
 };
 

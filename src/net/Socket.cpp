@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -158,6 +160,14 @@ void Socket::keepAlive(std::chrono::milliseconds limit) {
     setsockopt(TCP_KEEPINTVL, std::max(1, milliseconds / 2000 / PROBES));
     setsockopt(TCP_KEEPCNT, PROBES);
     setsockopt(TCP_USER_TIMEOUT, milliseconds);
+}
+
+unsigned Socket::unacknowledged() const {
+    int count = 0;
+    if (::ioctl(descriptor_.get(), SIOCOUTQ, &count) != 0) {
+        throwSocketError("unsigned int Socket::unacknowledged() const");
+    }
+    return static_cast<unsigned>(count);
 }
 
 int Socket::takePendingError() {

@@ -59,6 +59,9 @@ class Socket {
     // The error that waits on the socket (0: none), which is cleared. @throws SocketException
     int takePendingError();
 
+    // Bytes that were sent and that the peer's system has not acknowledged. @throws SocketException
+    unsigned unacknowledged() const;
+
     // Waits until a socket of the read list has something, at most for the time-out (null: without
     // limit), and leaves only those in the read list; the other lists stay as they are. When the
     // time was up all three are empty. A stop event makes it return early, with an empty read list.

@@ -31,9 +31,10 @@ class FrameWriterTest : public testing::Test {
     }
     ~FrameWriterTest() noexcept override = default;
     // The connection's own thread: sends until nothing is left or the host was given up.
-    void sendAll(FrameWriter& writer) const {
+    void sendAll(FrameWriter& writer) const { sendAll(writer, connection_); }
+    static void sendAll(FrameWriter& writer, const Socket& connection) {
         while (writer.sendQueued() > 0) {
-            Poll::wait(connection_.getDescriptor(), POLLOUT, writer.patience(), nullptr);
+            Poll::wait(connection.getDescriptor(), POLLOUT, writer.patience(), nullptr);
         }
     }
     std::size_t failures() const {
@@ -123,6 +124,49 @@ TEST_F(FrameWriterTest, APeerThatReadsSlowlyIsNotGivenUp) {
     while (left > 1'500'000) {
         pair_.client.readExactly(20'000, kPatience);
         left = writer.sendQueued();
+    }
+    EXPECT_EQ(0U, failures());
+}
+
+// Behind a full receive buffer the peer's system opens its window in steps of many seconds, and
+// until then takes and acknowledges nothing.
+TEST_F(FrameWriterTest, APeerWhoseSystemAcknowledgesInJumpsIsNotGivenUp) {
+    TcpPair wide;
+    Socket connection(AF_INET, SOCK_STREAM, 0);
+    connection.setDescriptor(::dup(wide.server.fd()));
+    FrameWriter writer(connection, wake_);
+    writer.write(std::string(8'000'000, 'L'));
+    std::thread sender([&] { sendAll(writer, connection); });
+    for (int blocks = 0; blocks < 60; ++blocks) {  // 20 kB/s
+        wide.client.readExactly(2000);
+        std::this_thread::sleep_for(100ms);
+    }
+    EXPECT_GT(writer.sendQueued(), 0U);
+    EXPECT_EQ(0U, failures());
+    wide.client.reset();
+    sender.join();
+}
+
+// What the peer's system acknowledges counts, also while this end's buffer has no room to show for
+// it.
+TEST_F(FrameWriterTest, AcknowledgementsAloneKeepAPeer) {
+    TcpPair wide;
+    Socket connection(AF_INET, SOCK_STREAM, 0);
+    connection.setDescriptor(::dup(wide.server.fd()));
+    const std::string block(64 * 1024, 'L');
+    std::size_t given = 0;
+    while (Poll::wait(wide.server.fd(), POLLOUT, 0, nullptr) > 0) {
+        given += connection.getOutputStream().writeAvailable(block.data(), block.size());
+    }
+    constexpr int narrow = 4096;  // from here on nothing is taken before nearly all is acknowledged
+    ::setsockopt(wide.server.fd(), SOL_SOCKET, SO_SNDBUF, &narrow, sizeof narrow);
+    FrameWriter writer(connection, wake_, 1s);
+    writer.write(std::string(2'000'000, 'L'));
+    const std::size_t step = given / 60;
+    for (std::size_t taken = 0; taken < given / 2; taken += step) {
+        wide.client.readExactly(step);
+        Poll::wait(-1, 0, 100, nullptr);
+        ASSERT_GT(writer.sendQueued(), 1'900'000U);
     }
     EXPECT_EQ(0U, failures());
 }

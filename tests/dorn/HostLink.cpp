@@ -27,7 +27,8 @@ void setBuffer(int fd, int which) {
 
 }  // namespace
 
-HostLink::HostLink(std::size_t machines) : park_(machines) {
+HostLink::HostLink(std::size_t machines, Dorn::Patience patience)
+    : patience_(patience), park_(machines) {
     park_.makeAllKnown();
     host_ = connect();
 }
@@ -63,7 +64,8 @@ std::unique_ptr<HostClient> HostLink::connect(bool narrow) {
     }
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    auto* const dorn = new Dorn(connection, {park_.controller(), engine_, stop_, connections_});
+    auto* const dorn =
+        new Dorn(connection, {park_.controller(), engine_, stop_, connections_, patience_});
     EXPECT_EQ(0, dorn->start());
     return client;
 }

@@ -29,7 +29,7 @@ namespace teskd::test {
 class HostLink {
   public:
     // With machines 1 to n, all of them known.
-    explicit HostLink(std::size_t machines = 0);
+    explicit HostLink(std::size_t machines = 0, Dorn::Patience patience = {});
     ~HostLink() noexcept;
     HostLink(const HostLink&) = delete;
     HostLink& operator=(const HostLink&) = delete;
@@ -53,6 +53,7 @@ class HostLink {
   private:
     std::unique_ptr<HostClient> connect(bool narrow);
 
+    const Dorn::Patience patience_;
     const unsigned long packetsBefore_ = packet_counter;
     MachinePark park_;
     PacketContainer notifier_;

@@ -245,14 +245,11 @@ TEST_F(HostWithMachine, OneThatStopsReadingDoesNotHoldTheMachineForOthers) {
     std::uint32_t sent = 0;
     for (; sent < 250; ++sent) lazy.request(6, body, 0, sent);
 
-    const auto line =
-        gateway_.log().waitFor("Exception was received: IOException: SocketException", 20s);
-    ASSERT_TRUE(line.has_value()) << gateway_.log().dump();
-    EXPECT_EQ(180, line->priority);
+    ASSERT_TRUE(machine().journal().waitForAcknowledgements(100, 20s));
     HostClient host = gateway_.host();
     host.request(1, named("\1", "ZA000000001"));
     EXPECT_EQ(0x81, host.readFrame(30s).kind);
-    EXPECT_TRUE(lazy.connection().closedByPeer(30s));
+    EXPECT_EQ(0x81, lazy.readFrame().kind);  // it is not given up for that
 }
 
 }  // namespace
