@@ -58,9 +58,9 @@ SystemLog::SystemLog(const char* path)
 
 void SystemLog::open(const char* identity, bool copies) {
     const WriteLock lock(lock_);
-    tag_ = makeTag(identity);
     copies_ = copies;
     connect();
+    tag_ = makeTag(identity);
 }
 
 void SystemLog::close() {

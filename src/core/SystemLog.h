@@ -37,7 +37,7 @@ class SystemLog {
 
     // Connects at once, so that lines get out when no descriptor is left later. From now on each
     // line bears the identity and, if asked for, goes to standard error as well (StandardError).
-    // @throws std::bad_alloc
+    // @throws std::bad_alloc, with all done but the change of the identity
     void open(const char* identity, bool copies);
     // Disconnects; a later line connects anew.
     void close();

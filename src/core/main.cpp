@@ -13,6 +13,7 @@
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
 #include "core/AppObjects.h"
+#include "core/Attempt.h"
 #include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
@@ -48,10 +49,24 @@ sigset_t termination() {
     return signals;
 }
 
+// Ends the process by a signal, so that it is started again. The library's own handler writes to
+// standard error, and would wait there for ever when nobody drains it.
+[[noreturn]] void endAbnormally() {
+    try {
+        if (std::current_exception() != nullptr) throw;
+    } catch (const Exception& e) {
+        Log::write(Log::ERROR, "The daemon cannot go on: %s", e.text());
+    } catch (const std::exception& e) {
+        Log::write(Log::ERROR, "The daemon cannot go on: %s", e.what());
+    }
+    std::abort();
+}
+
 // Runs before every other initialisation, which takes a while (configuration, the objects), so that
 // the signal ends the process orderly from the first moment on: it waits until main asks for it.
 // Every thread started afterwards inherits the mask, so only the main thread's sigwait takes it.
-[[gnu::constructor(101)]] void blockTermination() {
+[[gnu::constructor(101)]] void prepareEnds() {
+    std::set_terminate(endAbnormally);
     const sigset_t signals = termination();
     sigprocmask(SIG_BLOCK, &signals, &maskBefore);
 }
@@ -103,19 +118,18 @@ void stopWorkers() {
 
 }  // namespace
 
+// Exceptions of other families leave it and end the process (endAbnormally).
 int main(int argc, char* argv[]) {
     try {
         const bool debug = wantsDebug(argc, argv);
         if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
-        Log::open(argv[0], debug);
+        attempt("The log cannot be opened", [&] { Log::open(argv[0], debug); });
         raiseDescriptorLimit();
         mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK);
         if (startWorkers()) awaitTermination();
         stopWorkers();
     } catch (const Exception& e) {
         Log::write(Log::ERROR, "%s", e.text());
-    } catch (const std::exception& e) {
-        Log::write(Log::ERROR, "%s", e.what());
     }
     Log::close();
     return 0;

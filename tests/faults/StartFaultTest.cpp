@@ -2,6 +2,8 @@
 // process's first instruction. It says so and serves all the same, or it says so and ends.
 
 #include <cerrno>
+#include <csignal>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <thread>
@@ -12,6 +14,8 @@
 
 namespace teskd::test {
 namespace {
+
+namespace fs = std::filesystem;
 
 struct Fault {
     const char* name;
@@ -50,10 +54,17 @@ struct Outcome {
     std::string problem;
 };
 
+// An end that makes a service manager start it again, and that the daemon chose itself.
+bool isFailure(const ExitStatus& status) {
+    return status.signal == 0 ? !status.ok() : status.signal == SIGABRT;
+}
+
 std::string problemOfEnd(FaultyGateway& gateway, const Fault& fault) {
     DaemonProcess& daemon = gateway.daemon();
     const auto status = daemon.waitForExit();
-    if (!status || status->signal != 0) return "it did not end by itself: " + status->describe();
+    if (!status) return "it did not end";
+    if (!isFailure(*status))
+        return "it ended as if all were well, or crashed: " + status->describe();
     if (!daemon.sanitizerReport().empty()) return daemon.sanitizerReport();
     return gateway.isNamed(fault.call, fault.error) ? "" : "no line that says why it ended";
 }
@@ -132,6 +143,51 @@ TEST_P(StartFault, IsSurvivedOrEndsTheDaemonOrderly) {
     starts.run();
     std::cout << GetParam().name << ": " << starts.failed() << " calls failed, " << starts.ended()
               << " of them ended the daemon\n";
+}
+
+// A daemon that is not enabled does nothing in main but become another program, so that its last
+// allocations are main's own.
+class DisabledDaemon {
+  public:
+    explicit DisabledDaemon(std::uint64_t failing) {
+        DaemonProcess& daemon = gateway_.daemon();
+        daemon.config().set("INTERNAL", "TESKv2_ENABLE", "none");  // as long as "true"
+        fs::create_directories(daemon.root() / "usr/bin");
+        fs::create_symlink("/bin/true", daemon.root() / "usr/bin/notrunning");
+        gateway_.faults().order(Call::allocation, ENOMEM, failing);
+        gateway_.launch();
+    }
+
+    std::uint64_t allocations() {
+        waitForExit();
+        return gateway_.faults().calls();
+    }
+    ExitStatus waitForExit() { return gateway_.daemon().waitForExit().value_or(ExitStatus()); }
+    bool saysWhy() { return gateway_.isNamed(Call::allocation, ENOMEM); }
+
+  private:
+    FaultyGateway gateway_;
+};
+
+TEST(MainFault, AForeignExceptionLeavesALineAndDoesNotLookLikeSuccess) {
+    const std::uint64_t last = DisabledDaemon(0).allocations();
+    ASSERT_GT(last, 2U);
+    for (const std::uint64_t number : {last, last - 1}) {
+        DisabledDaemon daemon(number);
+        EXPECT_EQ(SIGABRT, daemon.waitForExit().signal) << daemon.waitForExit().describe();
+        EXPECT_TRUE(daemon.saysWhy());
+    }
+}
+
+// The log is opened right behind the look at the switch, where the other one looks for its program.
+TEST(MainFault, ALogThatCannotBeOpenedIsReportedAndKeepsNothingFromStarting) {
+    const std::uint64_t opening = DisabledDaemon(0).allocations() - 1;
+    FaultyGateway gateway;
+    gateway.faults().order(Call::allocation, ENOMEM, opening);
+    gateway.launch();
+    gateway.awaitService();
+    EXPECT_TRUE(gateway.gateway().log().waitFor("The log cannot be opened: std::bad_alloc"));
+    EXPECT_EQ("", problemOfStop(gateway.daemon()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, StartFault, testing::ValuesIn(kFaults),
