@@ -45,6 +45,21 @@ void Timer::scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint3
 
 void Timer::add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate) {
     const SynchronizedLock lock(tasks_.guard());
+    enter(task, delay, period, fixedRate);
+    startIfEnded();
+}
+
+void Timer::scheduleUnlessWaiting(TimerTask& task, std::uint32_t delay) {
+    const SynchronizedLock lock(tasks_.guard());
+    if (!isWaiting(task)) enter(task, delay, 0, false);
+    startIfEnded();
+}
+
+bool Timer::isWaiting(TimerTask& task) {
+    return current_ != &task && !task.isCancelled() && isListed(&task);
+}
+
+void Timer::enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate) {
     tasks_.moveToBack(&task);
     task.fixedRate_ = fixedRate;
     task.cancelled_ = false;
@@ -53,7 +68,6 @@ void Timer::add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool
     task.nextRun_ = clock_.now() + microseconds(delay);
     ++task.scheduled_;
     task.metInPass_ = passNumber_;
-    startIfEnded();
 }
 
 // The caller holds the list's lock, under which the thread decides to end: no task is lost between.

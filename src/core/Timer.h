@@ -36,6 +36,9 @@ class Timer : public Thread {
     void schedule(TimerTask& task, std::uint32_t delay, std::uint32_t period);
     // The same, keeping the phase: each run is due one period after the previous one was due.
     void scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint32_t period);
+    // The same as schedule, for a task that does not wait for its time already: calls that follow
+    // each other closely do not put it off again and again.
+    void scheduleUnlessWaiting(TimerTask& task, std::uint32_t delay);
     // Takes the task off the timer; if it is running, waits until it has ended. Not for a task that
     // takes itself off.
     void cancel(TimerTask& task);
@@ -53,6 +56,9 @@ class Timer : public Thread {
     };
 
     void add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
+    // Under the list's lock.
+    bool isWaiting(TimerTask& task);
+    void enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
     void startIfEnded();
     void runLoop();
     void runDueTasks(const Pass& pass);

@@ -17,8 +17,7 @@ namespace {
 
 constexpr const char* OWN_SIGNATURE = "Telnet 1.0";
 constexpr int NEGOTIATION_TIME = 1000;  // milliseconds
-constexpr unsigned COMMANDS_PER_FLUSH = 256;
-constexpr int SEND_TIMEOUT = 10000;  // milliseconds; the peer is a server on the same machine
+constexpr int SEND_TIMEOUT = 10000;     // milliseconds; the peer is a server on the same machine
 
 int byteAt(const std::string& bytes, std::size_t position) {
     return position < bytes.size() ? static_cast<unsigned char>(bytes[position]) : 0;
@@ -110,11 +109,8 @@ void Telnet::awaitServerNegotiation() {
     telnetInput_.setTimeout(timeout);
 }
 
-// The flusher's time starts anew with each command, so a server that never pauses is flushed to
-// here.
 void Telnet::scheduleFlusher() {
-    if (++commandsSent_ % COMMANDS_PER_FLUSH == 0) telnetOutput_.flush();
-    internalTimer().schedule(flusher_, FlusherTimerTask::DELAY, 0);
+    internalTimer().scheduleUnlessWaiting(flusher_, FlusherTimerTask::DELAY);
 }
 
 bool* Telnet::flagOf(int option) {

@@ -90,6 +90,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     // Answers a WILL or WONT.
     void answerOffer(int option, int answer);
     void logUnhandled(int option, int first, const std::string& rest);
+    // What waits to be sent leaves a second after the first of it came, however much follows.
     void scheduleFlusher();
     void negotiate();
     void awaitServerNegotiation();
@@ -111,7 +112,6 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     std::array<int, 256> answers_{};
     // The unsupported options whose DONT (first) or DO (second) was answered.
     std::array<std::bitset<256>, 2> refused_;
-    unsigned commandsSent_ = 0;
 };
 
 }  // namespace teskd

@@ -112,6 +112,49 @@ TEST_F(TimerTest, AFixedDelayTaskIsDueOnePeriodAfterThePassInWhichItRan) {
     EXPECT_EQ((Times{kStart + 400'001, kStart + 800'101}), clock.wakeTimes());
 }
 
+TEST_F(TimerTest, ATaskThatWaitsKeepsItsTimeWhereItIsScheduledUnlessItWaits) {
+    ProbeTask task(clock);
+    Timer timer("T", clock);
+    timer.scheduleUnlessWaiting(task, 500);
+    ASSERT_TRUE(clock.awaitSleeper());
+    clock.advance(400 * kMillisecond);
+    timer.scheduleUnlessWaiting(task, 500);
+    clock.advance(100 * kMillisecond + 1);
+    EXPECT_TRUE(task.eventuallyRuns(1));
+    EXPECT_EQ((Times{kStart + 500 * kMillisecond + 1}), task.times());
+    EXPECT_TRUE(log.waitFor(kTerminated));
+    timer.scheduleUnlessWaiting(task, 0);
+    clock.advance(1);
+    EXPECT_TRUE(task.eventuallyRuns(2));
+}
+
+// What it was to deal with may have come too late for the run that is under way.
+TEST_F(TimerTest, ATaskThatRunsIsScheduledAnewUnlessItWaits) {
+    Timer* shared = nullptr;
+    ProbeTask task(clock, "task", [&] {
+        if (task.runs() == 1) shared->scheduleUnlessWaiting(task, 100);
+    });
+    Timer timer("T", clock);
+    shared = &timer;
+    timer.scheduleUnlessWaiting(task, 0);
+    ASSERT_TRUE(clock.advanceAndSettle(1));
+    clock.advance(100 * kMillisecond + 1);
+    EXPECT_TRUE(task.eventuallyRuns(2));
+}
+
+TEST_F(TimerTest, ATaskWhoseThreadCouldNotStartIsTriedAgainUnlessItWaits) {
+    ProbeTask task(clock);
+    Timer timer("T", clock);
+    {
+        const FailingThreads none(1);
+        timer.scheduleUnlessWaiting(task, 0);
+        EXPECT_FALSE(timer.isRunning());
+    }
+    clock.advance(1);
+    timer.scheduleUnlessWaiting(task, 500);
+    EXPECT_TRUE(task.eventuallyRuns(1));
+}
+
 TEST_F(TimerTest, TheLongestDelayIsFortyNineDays) {
     ProbeTask task(clock);
     Timer timer("T", clock);

@@ -53,6 +53,23 @@ TEST_F(TelnetOutputStreamTest, EndsLinesWithBothBytesAndFlushes) {
     }
 }
 
+// A server may make the gateway answer and never read the answers.
+TEST_F(TelnetOutputStreamTest, FlushesCommandsBeforeTooManyOfThemWait) {
+    for (int i = 0; i < 21'845; ++i) output.optionWill(1);  // 65,535 bytes
+    EXPECT_EQ(0, inner.flushes);
+    output.optionWill(1);
+    EXPECT_EQ(1, inner.flushes);
+    for (int i = 0; i < 21'845; ++i) output.optionDont(1);
+    EXPECT_EQ(1, inner.flushes);
+    output.flush();
+    for (int i = 0; i < 21'845; ++i) output.optionDont(1);
+    EXPECT_EQ(2, inner.flushes);
+    output.subnegotiation(44, "x");
+    EXPECT_EQ(3, inner.flushes);
+    output.write(std::string(100'000, 'x'));
+    EXPECT_EQ(3, inner.flushes);
+}
+
 TEST(TelnetData, IsWhateverHasTheCommandByteInPairsOnly) {
     for (const char* const data :
          {"", "41", "FF FF", "41 FF FF 42", "FF FF FF FF", "FF FF 41 FF FF"}) {

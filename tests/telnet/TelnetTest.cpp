@@ -581,6 +581,22 @@ TEST(TelnetFlusher, AnswersToTheServerLeaveTheSameWay) {
     EXPECT_BYTES(bytes("FF FD 03"), line.server.readExactly(3));
 }
 
+// Each offer is answered, and the next one comes before a second is over.
+TEST(TelnetFlusher, AServerThatNeverPausesGetsItsAnswersWithinASecondOrSo) {
+    Line line;
+    line.offer();
+    bool wills = false;
+    const auto start = std::chrono::steady_clock::now();
+    for (const Deadline deadline(10s); !line.server.readableWithin(200ms);) {
+        ASSERT_FALSE(deadline.passed()) << "no answer";
+        wills = !wills;
+        line.server.sendAll(bytes(wills ? "FF FB 03" : "FF FC 03") + ".");
+        EXPECT_EQ('.', line.telnet->getInputStream().read());
+    }
+    EXPECT_LE(900ms, std::chrono::steady_clock::now() - start);
+    EXPECT_BYTES(bytes("FF FD 03 FF FE 03"), line.server.readExactly(6));
+}
+
 TEST(TelnetFlusher, TwoClientsDoNotMixTheirSettings) {
     Line one;
     Line two;
