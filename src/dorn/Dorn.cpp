@@ -31,6 +31,7 @@ constexpr std::chrono::milliseconds NOTICE_PAUSE(1000);
 constexpr std::chrono::milliseconds STOP_GRACE(1500);
 // A host that lets this many bytes of answers wait is not read from until there are fewer.
 constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
+constexpr const char* STOPPED = "The connection is stopped";
 constexpr useconds_t POLL_PAUSE = 10'000;  // microseconds before a wait that failed is repeated
 constexpr int RELEASES_PER_SECOND = 2;     // logged, of packets that could not be read
 
@@ -62,7 +63,8 @@ void Dorn::serve() {
     BufferedInputStream input(host);
     FrameReader reader(
         input, [this](DornPacket& packet) { dispatch(packet); },
-        [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_);
+        [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_,
+        [this](std::size_t) { await_room(); });
     while (isRunning() && !surroundings_.stop.isSet()) {
         try {
             reader.serve_frame();
@@ -123,30 +125,41 @@ void Dorn::await_input() {
         releaseLimiter_.report();
         if (await(Goal::input, &stop, Clock::now() + NOTICE_PAUSE)) return;
     }
-    if (!await(Goal::input, &stop)) throw SocketException("The connection is stopped");
+    if (!await(Goal::input, &stop)) throw SocketException(STOPPED);
+}
+
+void Dorn::await_room() {
+    if (!await(Goal::room, &surroundings_.stop)) throw SocketException(STOPPED);
 }
 
 bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
     for (;;) {
         wake_.clear();
         // Asked first: an answer is with the writer before its request stops being pending.
-        const bool answered = goal == Goal::answered && pending_.areNone();
+        const bool reached = is_reached(goal);
         const std::size_t queued = writer_.sendQueued();
-        if (answered && queued == 0) return true;
-        const bool reads = goal == Goal::input && queued <= MOST_QUEUED && pending_.areFew();
-        const bool readable = wait(reads, queued > 0, stop, deadline);
+        if (reached && queued <= (goal == Goal::answered ? 0 : MOST_QUEUED)) return true;
+        const auto reads = static_cast<short>(goal == Goal::input ? POLLIN : 0);
+        const auto writes = static_cast<short>(queued > 0 ? POLLOUT : 0);
+        const short found = wait(reads | writes, stop, deadline);
         if (stop != nullptr && stop->isSet()) return false;
-        if (readable) return true;
+        if (goal == Goal::input && (found & ~POLLOUT) != 0) return true;
+        if ((found & (POLLERR | POLLHUP)) != 0) host_is_gone(goal);
         if (Clock::now() >= deadline) return false;
     }
 }
 
-// One wait: for the host, for the wake-up, for the stop. True when there is something to read.
-bool Dorn::wait(bool reads, bool writes, const StopEvent* stop, Clock::time_point deadline) {
-    const auto events = static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0));
-    pollfd entries[] = {{events == 0 ? -1 : connection_.getDescriptor(), events, 0},
+bool Dorn::is_reached(Goal goal) {
+    if (goal == Goal::room) return pending_.areFew();
+    return goal == Goal::answered && pending_.areNone();
+}
+
+// One wait: for the host, for the wake-up, for the stop.
+short Dorn::wait(short events, const StopEvent* stop, Clock::time_point deadline) {
+    pollfd entries[] = {{isGone_ ? -1 : connection_.getDescriptor(), events, 0},
                         {wake_.descriptor(), POLLIN, 0},
                         {stop == nullptr ? -1 : stop->descriptor(), POLLIN, 0}};
+    const bool writes = (events & POLLOUT) != 0;
     int timeout = writes ? writer_.patience() : -1;
     if (deadline != Clock::time_point::max()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -154,7 +167,15 @@ bool Dorn::wait(bool reads, bool writes, const StopEvent* stop, Clock::time_poin
         timeout = writes ? std::min(timeout, limit) : limit;
     }
     if (Poll::wait(entries, std::size(entries), timeout) < 0) usleep(POLL_PAUSE);
-    return reads && (entries[0].revents & ~POLLOUT) != 0;
+    return entries[0].revents;
+}
+
+// Nothing can be sent to the host any more, nor be read without end.
+void Dorn::host_is_gone(Goal goal) {
+    isGone_ = true;
+    if (goal == Goal::room) {
+        throw SocketConnectionClosedException("Remote Peer closed the connection.");
+    }
 }
 
 // When the daemon stops, owed answers have a moment left; then the connection is shut down.

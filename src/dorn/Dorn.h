@@ -60,7 +60,8 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
 
     // What the connection's thread waits for.
     enum class Goal {
-        input,    // the host has sent something or is gone, and may be read from
+        input,    // the host has sent something or is gone
+        room,     // another request of the host may be taken
         answered  // no request is pending and everything is sent
     };
 
@@ -74,18 +75,25 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // Waits until the host has sent something, and tells meanwhile what was left out of the log.
     // The reading behind it then need not wait again. @throws SocketException when it is to stop
     void await_input();
+    // Waits until another request may be taken; the host is not read from meanwhile.
+    // @throws SocketException when the host is gone or the connection is to stop
+    void await_room();
     // Sends what the host takes until the goal is reached. False when the event was set or the time
     // was up first.
     bool await(Goal goal, const StopEvent* stop,
                Clock::time_point deadline = Clock::time_point::max());
-    bool wait(bool reads, bool writes, const StopEvent* stop, Clock::time_point deadline);
+    bool is_reached(Goal goal);
+    // What happened to the connection, as poll tells.
+    short wait(short events, const StopEvent* stop, Clock::time_point deadline);
+    void host_is_gone(Goal goal);
     void await_owed_answers();
     void write_answer(Packet* packet);
 
     ConnectionCount::Place place_;  // first: given back when everything else is gone
     Surroundings surroundings_;
     Socket connection_;
-    StopEvent wake_;  // something for the thread to do
+    StopEvent wake_;       // something for the thread to do
+    bool isGone_ = false;  // its connection is over in both directions
     FrameWriter writer_;
     PendingAnswers pending_;
     NoticeLimiter noticeLimiter_;   // what is wrong with frames

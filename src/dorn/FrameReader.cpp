@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "aams/AamsPacket.h"
+#include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/NoticeLimiter.h"
 #include "core/Text.h"
@@ -22,22 +23,37 @@ namespace teskd {
 
 using namespace dornframe;
 
+namespace {
+
+using Header = std::array<char, HEADER_SIZE>;
+
+bool begins_frame(const Header& header) {
+    return DornPacket::is_frame_start(static_cast<unsigned char>(header[0]),
+                                      static_cast<unsigned char>(header[OFFSET_KIND]));
+}
+
+// 0 for a length that no frame has.
+std::size_t body_size(const Header& header) {
+    const std::uint32_t length = bigendian::read32({header.data(), header.size()}, OFFSET_LENGTH);
+    return length == 0 || length > LARGEST_LENGTH ? 0 : length - 1;
+}
+
+}  // namespace
+
 FrameReader::FrameReader(BufferedInputStream& input, Dispatch dispatch, AwaitMore awaitMore,
-                         NoticeLimiter* releases)
+                         NoticeLimiter* releases, Admit admit)
     : input_(input),
       dispatch_(std::move(dispatch)),
       awaitMore_(std::move(awaitMore)),
-      releases_(releases) {}
+      releases_(releases),
+      admit_(std::move(admit)) {}
 
 void FrameReader::serve_frame() {
     const Header header = peek_header();
-    const int type = static_cast<unsigned char>(header[OFFSET_TYPE]);
     try {
-        receive(type);
+        receive(header);
     } catch (const ProtocolErrorException& e) {
-        const bool junk = !DornPacket::is_frame_start(
-            static_cast<unsigned char>(header[0]), static_cast<unsigned char>(header[OFFSET_KIND]));
-        if (!junk) throw;
+        if (begins_frame(header)) throw;
         hold_junk(e);
     }
 }
@@ -54,7 +70,8 @@ FrameReader::Header FrameReader::peek_header() {
     return header;
 }
 
-void FrameReader::receive(int type) {
+void FrameReader::receive(const Header& header) {
+    const int type = static_cast<unsigned char>(header[OFFSET_TYPE]);
     DornPacket* const created = create_packet(type);
     if (created == nullptr) {
         const auto shown = static_cast<unsigned>(type);
@@ -66,6 +83,7 @@ void FrameReader::receive(int type) {
     }
     const PacketHandle<DornPacket> packet(created);
     try {
+        if (admit_ && begins_frame(header)) admit_(body_size(header));
         packet->read(input_);
     } catch (const Exception&) {
         if (releases_ != nullptr && !releases_->allows()) packet->releaseQuietly();

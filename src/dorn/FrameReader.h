@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <functional>
 
 #include "dorn/DornFrame.h"
@@ -24,9 +25,13 @@ class FrameReader {
     // Told what is wrong with the bytes held; returns true when something has arrived behind them.
     using AwaitMore = std::function<bool(const Exception& problem)>;
 
+    // Called before a body of that many bytes is read; returns when it may be.
+    using Admit = std::function<void(std::size_t size)>;
+
     // The limiter, if any, bounds the lines about the release of packets that could not be read.
+    // Without an admission every body is read at once.
     FrameReader(BufferedInputStream& input, Dispatch dispatch, AwaitMore awaitMore,
-                NoticeLimiter* releases = nullptr);
+                NoticeLimiter* releases = nullptr, Admit admit = {});
 
     // Reads the next frame, or deals with bytes that are none.
     // @throws SocketConnectionClosedException at the end of the stream, ProtocolErrorException for
@@ -43,13 +48,14 @@ class FrameReader {
     // The next header, which stays in the stream.
     Header peek_header();
     // Reads the packet whose header was peeked and dispatches it.
-    void receive(int type);
+    void receive(const Header& header);
     void hold_junk(const Exception& problem);
 
     BufferedInputStream& input_;
     Dispatch dispatch_;
     AwaitMore awaitMore_;
     NoticeLimiter* releases_;
+    Admit admit_;
 };
 
 }  // namespace teskd

@@ -17,8 +17,10 @@ class StopEvent;
 // for the event's.
 class PendingAnswers {
   public:
-    // A host with this many requests pending, or this many bytes of them, has to wait with more.
-    static constexpr std::size_t MOST_REQUESTS = 128;
+    // A host with this many requests pending, or this many bytes of them, has to wait with more. A
+    // machine that is silent keeps its requests pending for minutes, and the host's requests to
+    // other machines come behind them.
+    static constexpr std::size_t MOST_REQUESTS = 1024;
     static constexpr std::size_t MOST_BYTES = std::size_t{1024} * 1024;
 
     class Ticket {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <set>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -19,6 +20,7 @@ namespace teskd::test {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kSoon = 1500ms;  // less than the time-out of the hosts below
@@ -68,6 +70,35 @@ TEST(DornTest, MoreRequestsThanMayBePendingAreAllAnswered) {
         EXPECT_EQ(id, link.host().readFrame(60s).identifierB);
     }
     sender.join();
+}
+
+TEST(DornTest, RequestsToASilentMachineKeepNoneToAnotherWaiting) {
+    HostLink link(2);
+    link.machine(1).setFaults({.silent = true});
+    std::string requests;
+    for (std::uint32_t id = 0; id < 1000; ++id) {
+        requests += request(2, id, std::string(16, '\0') + "ZA000000001");
+    }
+    link.host().sendRaw(requests);
+    link.host().request(1, "\1ZA000000002"s, 0, 1000);
+    EXPECT_EQ(1000U, link.host().readFrame().identifierB);
+}
+
+TEST(DornTest, BeyondAThousandAndTwentyFourOpenRequestsNothingIsRead) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    std::string requests;
+    for (std::uint32_t id = 0; id < 1024; ++id) {
+        requests += request(2, id, std::string(16, '\0') + "ZA000000001");
+    }
+    link.host().sendRaw(requests);
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    link.host().sendRaw(request(7, 1024));
+    EXPECT_FALSE(link.host().readFrameWithin(300ms));
+    link.machine(1).disconnect();  // they all fail
+    std::set<std::uint32_t> answered;
+    while (answered.size() < 1025) answered.insert(link.host().readFrame().identifierB);
+    EXPECT_EQ(1024U, *answered.rbegin());
 }
 
 TEST(DornTest, AFrameMayArriveOneByteAtATime) {

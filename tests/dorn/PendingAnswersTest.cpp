@@ -26,9 +26,9 @@ TEST_F(PendingAnswersTest, AreNoneWithoutATicket) {
     EXPECT_TRUE(pending_.areNone());
 }
 
-TEST_F(PendingAnswersTest, AreFewUpTo127) {
+TEST_F(PendingAnswersTest, AreFewUpTo1023) {
     std::list<PendingAnswers::Ticket> tickets;
-    for (int i = 0; i < 127; ++i) tickets.emplace_back(pending_, 0);
+    for (int i = 0; i < 1023; ++i) tickets.emplace_back(pending_, 0);
     EXPECT_TRUE(pending_.areFew());
     tickets.emplace_back(pending_, 0);
     EXPECT_FALSE(pending_.areFew());
