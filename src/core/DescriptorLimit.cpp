@@ -1,7 +1,9 @@
 #include "core/DescriptorLimit.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <sys/resource.h>
 
 #include "core/Log.h"
@@ -16,6 +18,13 @@ void raiseDescriptorLimit() {
     done = done && ::setrlimit(RLIMIT_NOFILE, &limit) == 0;
     if (done) return;
     Log::write(Log::WARNING, "Cannot raise the limit of open files: %s", std::strerror(errno));
+}
+
+std::size_t descriptorLimit() {
+    constexpr rlim_t highest = std::numeric_limits<int>::max();
+    rlimit limit{};
+    const bool known = ::getrlimit(RLIMIT_NOFILE, &limit) == 0;
+    return known ? static_cast<std::size_t>(std::min(limit.rlim_cur, highest)) : highest;
 }
 
 }  // namespace teskd

@@ -13,6 +13,11 @@ ConnectionCount::Place::~Place() {
     count_.lock_.notifyAll();
 }
 
+unsigned ConnectionCount::present() const {
+    const SynchronizedLock lock(lock_);
+    return count_;
+}
+
 void ConnectionCount::awaitNone() {
     const SynchronizedLock lock(lock_);
     while (count_ > 0) lock_.waitLocked();

@@ -28,6 +28,8 @@ class ConnectionCount {
         ConnectionCount& count_;
     };
 
+    // How many are being served.
+    unsigned present() const;
     // Waits without limit until no connection is served.
     void awaitNone();
 
@@ -35,7 +37,7 @@ class ConnectionCount {
 
   private:
     NoticeLimiter notices_{LINES_PER_SECOND};
-    Synchronized lock_;
+    mutable Synchronized lock_;
     unsigned count_ TESKD_GUARDED_BY(lock_) = 0;
 };
 

@@ -6,11 +6,13 @@
 #include <sys/socket.h>
 
 #include "config/ZqConfig.h"
+#include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "dorn/Dorn.h"
 #include "net/Poll.h"
 #include "net/StreamServerSocket.h"
+#include "tesk/TeskController.h"
 
 namespace teskd {
 
@@ -25,7 +27,10 @@ constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
 }  // namespace
 
 DornDeamon::DornDeamon(TeskController& controller, Aams& engine)
-    : Thread("DornDeamon"), controller_(controller), engine_(engine) {}
+    : Thread("DornDeamon"),
+      controller_(controller),
+      engine_(engine),
+      lines_(controller.get_machines().size()) {}
 
 DornDeamon::~DornDeamon() noexcept(false) {
     stop();
@@ -38,7 +43,11 @@ void DornDeamon::run() {
     bool known = false;
     while (isRunning()) {
         try {
-            if (!known) endpoints = configured_endpoints();
+            if (!known) {
+                endpoints = configured_endpoints();
+                listeners_ = endpoints.size();
+                warn_of_low_limit();
+            }
             known = true;
             if (endpoints.empty()) return;
             const bool complete = open_endpoints(endpoints);
@@ -60,6 +69,23 @@ std::list<DornDeamon::Endpoint> DornDeamon::configured_endpoints() {
         endpoints.push_back({address, nullptr, {}});
     }
     return endpoints;
+}
+
+DescriptorBudget DornDeamon::budget() const {
+    return {descriptorLimit(), lines_, listeners_};
+}
+
+void DornDeamon::warn_of_low_limit() const {
+    const DescriptorBudget budget = this->budget();
+    if (!budget.carriesLines()) {
+        Log::write(Log::WARNING,
+                   "%zu open files at most are too few for %zu serial ports and %zu listening "
+                   "addresses: not all of them may work beside %zu hosts",
+                   descriptorLimit(), lines_, listeners_, budget.connections());
+    } else if (budget.connections() < DescriptorBudget::FEWEST_CONNECTIONS) {
+        Log::write(Log::WARNING, "%zu open files at most leave room for %zu hosts only",
+                   descriptorLimit(), budget.connections());
+    }
 }
 
 bool DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
@@ -99,6 +125,9 @@ void DornDeamon::serve(std::list<Endpoint>& endpoints, bool allIsWell) {
 }
 
 void DornDeamon::accept_connection(StreamServerSocket& listener) {
+    if (connections_.present() >= budget().connections()) {
+        return turn_away(listener, "Too many hosts are connected");
+    }
     try {
         start_connection(listener.accept());
     } catch (const Exception& e) {

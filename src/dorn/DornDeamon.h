@@ -1,6 +1,7 @@
 // The listener for host connections.
 #pragma once
 
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <string>
@@ -9,6 +10,7 @@
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
+#include "dorn/DescriptorBudget.h"
 #include "dorn/SpareDescriptor.h"
 
 namespace teskd {
@@ -19,7 +21,8 @@ class StreamServerSocket;
 class TeskController;
 
 // A thread that listens on the configured local endpoints and starts a Dorn for every connection. A
-// host that cannot be served, for want of descriptors, threads or memory, is turned away at once.
+// host that cannot be served, for want of descriptors, threads or memory, is turned away at once,
+// and so is one that would take a descriptor that serial ports may need (DescriptorBudget).
 //
 // Owner: the application objects; the controller and the engine outlive it. Keeps no list of the
 // connections it started, only their count.
@@ -50,6 +53,9 @@ class DornDeamon : public Thread {
     // True when every endpoint listens.
     static bool open_endpoints(std::list<Endpoint>& endpoints);
     static void open(Endpoint& endpoint);
+    // What the limit of open files, as it is now, leaves to hosts.
+    DescriptorBudget budget() const;
+    void warn_of_low_limit() const;
     void serve(std::list<Endpoint>& endpoints, bool allIsWell);
     void accept_connection(StreamServerSocket& listener);
     void start_connection(const Socket& connection);
@@ -59,6 +65,8 @@ class DornDeamon : public Thread {
 
     TeskController& controller_;
     Aams& engine_;
+    const std::size_t lines_;
+    std::size_t listeners_ = 0;  // the thread's own
     StopEvent stopEvent_;
     ConnectionCount connections_;
     SpareDescriptor spare_;

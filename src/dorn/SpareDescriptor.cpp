@@ -1,5 +1,6 @@
 #include "dorn/SpareDescriptor.h"
 
+#include <cerrno>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -7,6 +8,14 @@
 #include "net/Poll.h"
 
 namespace teskd {
+
+namespace {
+
+bool acceptAndClose(int listener) {
+    return Descriptor(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)).isOpen();
+}
+
+}  // namespace
 
 bool SpareDescriptor::acquire() {
     if (!isHeld()) descriptor_.reset(::eventfd(0, EFD_CLOEXEC));
@@ -16,10 +25,10 @@ bool SpareDescriptor::acquire() {
 bool SpareDescriptor::turnAway(int listener) {
     acquire();
     if (Poll::wait(listener, POLLIN, 0, nullptr) <= 0) return false;
+    if (acceptAndClose(listener)) return true;
+    if (errno != EMFILE && errno != ENFILE) return false;
     descriptor_.reset();
-    Descriptor connection(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
-    const bool accepted = connection.isOpen();
-    connection.reset();
+    const bool accepted = acceptAndClose(listener);
     acquire();
     return accepted;
 }

@@ -6,7 +6,8 @@
 namespace teskd {
 
 // Without a free descriptor accept fails and the host stays in the backlog, connected and unheard.
-// This gives its own descriptor up for a moment, accepts the host on it and closes the connection.
+// This then gives its own descriptor up for a moment, accepts the host on it and closes the
+// connection.
 //
 // Another thread may take the descriptor in that moment. Then nobody is turned away, and the spare
 // is acquired again whenever it is used next.

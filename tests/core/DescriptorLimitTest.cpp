@@ -33,5 +33,13 @@ TEST(DescriptorLimitTest, ALimitThatIsTheHighestAlreadyStays) {
     EXPECT_TRUE(log.lines().empty());
 }
 
+TEST(DescriptorLimitTest, TellsTheProcesssOwnLimitAsItIsNow) {
+    const rlimit few{100, present().rlim_max};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &few));
+    EXPECT_EQ(100U, descriptorLimit());
+    raiseDescriptorLimit();
+    EXPECT_EQ(few.rlim_max, descriptorLimit());
+}
+
 }  // namespace
 }  // namespace teskd::test

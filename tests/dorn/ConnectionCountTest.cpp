@@ -18,6 +18,17 @@ TEST(ConnectionCountTest, WithNobodyServedThereIsNothingToWaitFor) {
     ConnectionCount().awaitNone();
 }
 
+TEST(ConnectionCountTest, TellsHowManyAreServed) {
+    ConnectionCount count;
+    EXPECT_EQ(0U, count.present());
+    const ConnectionCount::Place one(count);
+    {
+        const ConnectionCount::Place two(count);
+        EXPECT_EQ(2U, count.present());
+    }
+    EXPECT_EQ(1U, count.present());
+}
+
 TEST(ConnectionCountTest, WaitsForTheLastPlaceToBeGivenBack) {
     ConnectionCount count;
     std::optional<ConnectionCount::Place> one(count);

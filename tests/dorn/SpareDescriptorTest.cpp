@@ -53,6 +53,16 @@ TEST_F(SpareDescriptorTest, TurnsOneHostAfterTheOtherAwayWithoutAnotherDescripto
     }
 }
 
+// Another thread that takes the only free descriptor meanwhile finds the spare one still held.
+TEST_F(SpareDescriptorTest, IsNotGivenUpWhileThereIsAnotherDescriptor) {
+    SpareDescriptor spare;
+    const Connection host = connect();
+    const int number = nextDescriptor();
+    EXPECT_TRUE(spare.turnAway(listener()));
+    EXPECT_EQ(number, nextDescriptor());
+    EXPECT_TRUE(spare.isHeld());
+}
+
 TEST_F(SpareDescriptorTest, LeavesADescriptorAfterwardsWhenThereAreSome) {
     const std::size_t before = openDescriptors(::getpid());
     SpareDescriptor spare;
