@@ -1,7 +1,9 @@
 #include "net/SocketOutputStream.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <cstdint>
+#include <limits>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,13 +18,25 @@ constexpr const char* ASSIGNMENT =
     "SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream&)";
 constexpr const char* WRITE_BLOCK = "virtual void SocketOutputStream::write(const char*, size_t)";
 
+using Clock = SocketOutputStream::Clock;
+
+// For poll(2): -1 for a time that never comes.
+int millisecondsTo(Clock::time_point end, Clock::time_point now) {
+    if (end == Clock::time_point::max()) return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
+    return static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max()));
+}
+
 }  // namespace
 
 SocketOutputStream::SocketOutputStream(int descriptor)
     : descriptor_(duplicateDescriptor(descriptor, ASSIGNMENT)) {}
 
 SocketOutputStream::SocketOutputStream(const SocketOutputStream& source)
-    : OutputStream(source), timeout_(source.timeout_), interrupt_(source.interrupt_) {
+    : OutputStream(source),
+      timeout_(source.timeout_),
+      deadline_(source.deadline_),
+      interrupt_(source.interrupt_) {
     if (source.descriptor_.isOpen()) *this = source;
 }
 
@@ -51,19 +65,24 @@ std::size_t SocketOutputStream::writeAvailable(const char* buffer, std::size_t l
 }
 
 void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const char* signature) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_);
+    Clock::time_point now = Clock::now();
+    const Clock::time_point end = endOfWrite(now);
+    if (now >= deadline_) throwSocketError(signature, ETIMEDOUT);
     std::size_t done = 0;
     while (done < len) {
         const std::size_t n = writeSome(buffer + done, len - done, signature);
         done += n;
         if (n > 0) continue;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        if (timeout_ != 0 && left.count() <= 0) throwSocketError(signature, ETIMEDOUT);
-        const int limit = timeout_ == 0 ? -1 : static_cast<int>(left.count());
-        if (Poll::wait(descriptor_.get(), POLLOUT, limit, interrupt_) < 0)
+        now = Clock::now();
+        if (now >= end) throwSocketError(signature, ETIMEDOUT);
+        if (Poll::wait(descriptor_.get(), POLLOUT, millisecondsTo(end, now), interrupt_) < 0)
             throwSocketError(signature);
     }
+}
+
+SocketOutputStream::Clock::time_point SocketOutputStream::endOfWrite(Clock::time_point now) const {
+    if (timeout_ == 0) return deadline_;
+    return std::min(deadline_, now + std::chrono::milliseconds(timeout_));
 }
 
 std::size_t SocketOutputStream::writeSome(const char* buffer, std::size_t len,

@@ -1,5 +1,6 @@
 #include "telnet/Telnet.h"
 
+#include <chrono>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -77,6 +78,14 @@ void Telnet::connect() {
     StreamClientSocket::connect();
     negotiate();
     awaitServerNegotiation();
+}
+
+void Telnet::limitTime(int milliseconds) {
+    using Time = SocketOutputStream::Clock;
+    const auto end = milliseconds == 0 ? Time::time_point::max()
+                                       : Time::now() + std::chrono::milliseconds(milliseconds);
+    telnetInput_.setTimeout(milliseconds);
+    StreamClientSocket::getOutputStream().setDeadline(end);
 }
 
 void Telnet::negotiate() {

@@ -74,6 +74,10 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     // The RFC 2217 value of a setting's text; see serialSettingValue.
     static int string_to_number(const std::string& text);
 
+    // What is read and written from now on has so many milliseconds together, flushes included; the
+    // limit holds until it is set anew. 0: reading has no limit, and each flush its own.
+    void limitTime(int milliseconds);
+
     // The data streams; they hide the raw ones of the socket.
     TelnetInputStream& getInputStream() { return telnetInput_; }
     TelnetOutputStream& getOutputStream() { return telnetOutput_; }

@@ -138,17 +138,15 @@ void TeskMaster::serve(Telnet& telnet) {
 }
 
 bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
-    TelnetInputStream& input = telnet.getInputStream();
-    const int timeout = input.getTimeout();
     const std::optional<int> asked = packet.get_asked_id();
     drop_late_answers(telnet);
+    constexpr std::uint32_t longest = std::numeric_limits<int>::max();
+    telnet.limitTime(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
     packet.write(telnet.getOutputStream());
     telnet.getOutputStream().flush();
-    constexpr std::uint32_t longest = std::numeric_limits<int>::max();
-    input.setTimeout(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
     bool answered = true;
     try {
-        late_.read(input, packet, get_identity(), &notices_);
+        late_.read(telnet.getInputStream(), packet, get_identity(), &notices_);
         connected_ = true;
         controller_.bind(*this, packet.get_code_id());
         acknowledge(telnet, packet.get_id());
@@ -156,7 +154,7 @@ bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
         answered = false;
         late_.expect(asked);
     }
-    input.setTimeout(timeout);
+    telnet.limitTime(0);
     return answered;
 }
 

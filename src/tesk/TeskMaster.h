@@ -76,7 +76,9 @@ class TeskMaster : public Thread, public PacketContainer {
     // True, with a notice, for a request that must not reach the serial-port server.
     bool refuses(const TeskPacket& packet);
     void serve(Telnet& telnet);
-    // One request, its answer and its acknowledgement. False when the answer timed out.
+    // One request, its answer and its acknowledgement, all within the packet's time-out. False when
+    // the answer timed out. @throws SocketException when the time was up while something was
+    // written: nobody knows then how much of it has left.
     bool exchange(Telnet& telnet, TeskPacket& packet);
     // What has arrived before a request is written cannot be its answer. Dropped only in a run with
     // a time-out; any other takes what it finds.

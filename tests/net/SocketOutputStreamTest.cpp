@@ -176,6 +176,36 @@ TEST_F(SocketOutputStreamTest, APeerThatReadsALittleNowAndThenDoesNotGetMoreTime
     EXPECT_EQ(kPrefix + kWriteBlock + "Connection timed out", write.result());
 }
 
+TEST_F(SocketOutputStreamTest, ADeadlineIsOneForAllWrites) {
+    output.setTimeout(60'000);
+    output.setDeadline(SocketOutputStream::Clock::now() + 200ms);
+    output.write("abc");
+    EXPECT_EQ("abc", peer.readExactly(3));
+    const std::string many = manyBytes();
+    EXPECT_EQ(kPrefix + kWriteBlock + "Connection timed out",
+              messageOf<SocketException>([&] { output.write(many); }));
+    EXPECT_LT(0U, peer.readAvailable().size());
+    EXPECT_EQ(kPrefix + kWriteByte + "Connection timed out",
+              messageOf<SocketException>([&] { output.write('a'); }));
+}
+
+TEST_F(SocketOutputStreamTest, ATimeoutMayBeShorterThanTheDeadline) {
+    output.setTimeout(200);
+    output.setDeadline(SocketOutputStream::Clock::now() + 1h);
+    EXPECT_EQ(kPrefix + kWriteBlock + "Connection timed out",
+              messageOf<SocketException>([&] { output.write(manyBytes()); }));
+}
+
+TEST_F(SocketOutputStreamTest, ACopyHasTheSameDeadline) {
+    output.setDeadline(SocketOutputStream::Clock::now() - 1ms);
+    SocketOutputStream copy(output);
+    EXPECT_EQ(kPrefix + kWriteByte + "Connection timed out",
+              messageOf<SocketException>([&] { copy.write('a'); }));
+    copy.setDeadline(SocketOutputStream::Clock::time_point::max());
+    copy.write('a');
+    EXPECT_EQ("a", peer.readExactly(1));
+}
+
 TEST_F(SocketOutputStreamTest, WritesWithoutWaitingWhatTheSystemTakes) {
     EXPECT_EQ(3U, output.writeAvailable("abc", 3));
     EXPECT_EQ("abc", peer.readExactly(3));

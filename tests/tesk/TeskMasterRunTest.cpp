@@ -1,14 +1,18 @@
 // How a run of a master starts, ends, and starts again.
 
+#include <atomic>
 #include <barrier>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 
 #include "net/FullBacklog.h"
 #include "support/Bytes.h"
+#include "support/Connection.h"
+#include "support/Listener.h"
 #include "support/ProcInfo.h"
 #include "support_src/FailingThreads.h"
 #include "support_src/LogRecorder.h"
@@ -25,6 +29,9 @@ const std::string kDoComPort = bytes("FF FD 2C");
 // Negotiates at once, then spoils the first answer: the CodeId is too short.
 const std::string kSpoilt = kDoComPort + "~~~~00";
 const std::string kRefused = "error: IOException: SocketException: ConnectException: ";
+const std::string kUnwritten =
+    "error: IOException: SocketException: "
+    "virtual void SocketOutputStream::write(const char*, size_t)Connection timed out";
 const std::string kDown = "error: TeskException: The link is shut down";
 
 class MasterRun : public testing::Test {
@@ -262,6 +269,71 @@ TEST_F(MasterRun, EndsPromptlyWhileItNegotiates) {
     EXPECT_FALSE(prompt.passed());
     EXPECT_EQ("error", request.outcome().substr(0, 5));
     EXPECT_TRUE(connection.closedByPeer());
+}
+
+// A serial-port server that takes a little now and then.
+class SlowServer {
+  public:
+    explicit SlowServer(Connection connection)
+        : connection_(std::move(connection)), reader_([this] { read(); }) {}
+    ~SlowServer() { done_ = true; }
+
+  private:
+    void read() {
+        char received[1000];
+        while (!done_) {
+            ::recv(connection_.fd(), received, sizeof received, MSG_DONTWAIT);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+
+    std::atomic<bool> done_ = false;
+    Connection connection_;
+    std::jthread reader_;
+};
+
+// Every line end is a flush of its own, and each gets on a little.
+TEST_F(MasterRun, GivesARequestThatIsWrittenSlowlyItsTimeAndNoMore) {
+    Listener listener;
+    build(listener.port());
+    const Request request(0, 1000);
+    request.packet()->set_raw();
+    request.packet()->set_body(std::string(4'000'000, '\n'));
+    const Request waiting(113);
+    controller->send(kName, request.packet());
+    controller->send(kName, waiting.packet());
+    Connection connection = listener.accept();
+    connection.sendAll(kDoComPort + "!");
+    const SlowServer server(std::move(connection));
+    EXPECT_EQ(kUnwritten, request.outcome());
+    EXPECT_EQ(kUnwritten, waiting.outcome());
+}
+
+TEST_F(MasterRun, GivesARequestThatNobodyReadsItsTimeAndNoMore) {
+    Listener listener;
+    build(listener.port());
+    const Request request(0, 300);
+    request.packet()->set_raw();
+    request.packet()->set_body(std::string(16'000'000, 'x'));
+    controller->send(kName, request.packet());
+    Connection connection = listener.accept();
+    connection.sendAll(kDoComPort + "!");
+    EXPECT_EQ(kUnwritten, request.outcome(std::chrono::seconds(7)));
+}
+
+// Its answer may come without any limit; a server that takes nothing has ten seconds.
+TEST_F(MasterRun, GivesARequestWithoutATimeALongerTimeToBeWritten) {
+    Listener listener;
+    build(listener.port());
+    const Request request(0, 0);
+    request.packet()->set_raw();
+    request.packet()->set_body(std::string(16'000'000, 'x'));
+    controller->send(kName, request.packet());
+    Connection connection = listener.accept();
+    connection.sendAll(kDoComPort + "!");
+    EXPECT_EQ("nothing", request.outcome(std::chrono::seconds(3)));
+    connection.close();
+    EXPECT_EQ("error", request.outcome().substr(0, 5));
 }
 
 TEST_F(MasterRun, EndsPromptlyWhileItWaitsForAnAnswer) {
