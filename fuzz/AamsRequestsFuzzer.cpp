@@ -65,6 +65,7 @@ class HoppingClock : public Clock {
         length_ = length;
     }
     std::int64_t now() override { return wall_++; }
+    std::int64_t steady() override { return 0; }
     bool wait(Synchronized&, std::int64_t) override {
         wall_ += length_;
         if (sleeps_-- == 0) timer_->stop();

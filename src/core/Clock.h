@@ -17,6 +17,8 @@ class Clock {
 
     // Microseconds since the epoch, as the wall clock stands; may jump either way.
     virtual std::int64_t now() = 0;
+    // Microseconds since any fixed moment, which pass evenly whoever sets the wall clock.
+    virtual std::int64_t steady() = 0;
     // Sleeps at most that many microseconds, less when the held lock's condition is signalled.
     // False when the time was up.
     virtual bool wait(Synchronized& held, std::int64_t microseconds) TESKD_REQUIRES(held) = 0;

@@ -78,6 +78,9 @@ class Thread {
     // Makes run() leave whatever it waits for; called by stop() on the caller's thread.
     virtual void interrupt() {}
 
+    // Takes back a stop that run() has not obeyed yet, which is the caller's to know.
+    void keepRunning() { running_ = true; }
+
     void setName(const std::string& name);
     // Bounds the lines about the ends of this object's threads together with others; without it
     // they have a bound of their own. Before start(); the limiter outlives the thread.

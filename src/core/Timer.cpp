@@ -27,6 +27,10 @@ Timer::Timer(const std::string& name, Clock& clock) : Thread("Timer: " + name), 
 }
 
 Timer::~Timer() noexcept(false) {
+    {
+        const SynchronizedLock lock(tasks_.guard());
+        closed_ = true;
+    }
     stop();
     awaitEnd();
 }
@@ -46,13 +50,13 @@ void Timer::scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint3
 void Timer::add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate) {
     const SynchronizedLock lock(tasks_.guard());
     enter(task, delay, period, fixedRate);
-    startIfEnded();
+    ensureRunning();
 }
 
 void Timer::scheduleUnlessWaiting(TimerTask& task, std::uint32_t delay) {
     const SynchronizedLock lock(tasks_.guard());
     if (!isWaiting(task)) enter(task, delay, 0, false);
-    startIfEnded();
+    ensureRunning();
 }
 
 bool Timer::isWaiting(TimerTask& task) {
@@ -71,11 +75,13 @@ void Timer::enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bo
 }
 
 // The caller holds the list's lock, under which the thread decides to end: no task is lost between.
-void Timer::startIfEnded() {
-    if (isRunning()) return;
+void Timer::ensureRunning() {
+    if (closed_ || isRunning()) return;
+    if (looping_) return keepRunning();
+    looping_ = true;
     const int result = start();
     if (result == 0) return;
-    stop();
+    endLoop();
     Log::write(Log::WARNING, "Cannot start thread '%s': %s", getName().c_str(),
                std::strerror(result));
 }
@@ -107,20 +113,32 @@ void Timer::run() {
     } catch (...) {
         const SynchronizedLock lock(tasks_.guard());
         current_ = nullptr;
-        tasks_.guard().notifyAll();
-        stop();
+        endLoop();
         throw;
     }
 }
 
 void Timer::runLoop() {
     std::int64_t passStart = clock_.now();
-    while (isRunning()) {
+    while (goesOn()) {
         const std::int64_t previous = passStart;
         passStart = clock_.now();
         runDueTasks({passStart, previous});
         if (!sleepUntilNext()) return;
     }
+}
+
+bool Timer::goesOn() {
+    const SynchronizedLock lock(tasks_.guard());
+    if (isRunning()) return true;
+    endLoop();
+    return false;
+}
+
+// Under the list's lock: the next task starts a new thread.
+void Timer::endLoop() {
+    looping_ = false;
+    stop();
 }
 
 // Tasks may be scheduled, moved and taken off while one of them runs, so the list is looked at anew
@@ -191,29 +209,31 @@ void Timer::rearm(TimerTask& task, const Pass& pass) {
     tasks_.guard().notifyAll();
 }
 
-// A task that is scheduled meanwhile may shorten the sleep, but begins no pass: a pass that came
-// too early would take a small correction of the clock for its being set back.
+// A task that is scheduled meanwhile may shorten the sleep, but neither begins a pass (one that
+// came too early would take a small correction of the clock for its being set back) nor prolongs
+// it.
 bool Timer::sleepUntilNext() {
     const SynchronizedLock lock(tasks_.guard());
+    const std::int64_t latest = clock_.steady() + LONGEST_SLEEP;
     for (;;) {
-        const std::optional<std::int64_t> wake = nextWake();
-        if (!wake) {
-            stop();
+        const std::optional<std::int64_t> next = nextRun();
+        if (!next) {
+            endLoop();
             return false;
         }
-        const std::int64_t pause = *wake - clock_.now();
+        const std::int64_t pause = std::min(*next - clock_.now(), latest - clock_.steady());
         if (pause <= 0 || !isRunning() || !clock_.wait(tasks_.guard(), pause)) return true;
     }
 }
 
-// When the next task is due, at most a second from now; nothing when no live task is left.
-std::optional<std::int64_t> Timer::nextWake() {
-    std::optional<std::int64_t> wake;
+// When the next task is due; nothing when no live task is left.
+std::optional<std::int64_t> Timer::nextRun() {
+    std::optional<std::int64_t> next;
     for (TimerTask* task : tasks_) {
         if (task->isCancelled()) continue;
-        wake = std::min(wake.value_or(clock_.now() + LONGEST_SLEEP), task->nextRun_);
+        next = std::min(next.value_or(task->nextRun_), task->nextRun_);
     }
-    return wake;
+    return next;
 }
 
 }  // namespace teskd

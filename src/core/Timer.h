@@ -13,9 +13,12 @@
 namespace teskd {
 
 // Runs TimerTasks by the wall clock. Its thread starts with the first scheduled task and ends when
-// no live task is left. Steps of the clock are survived: set back, every waiting task runs at the
-// next pass; set forward by 5 seconds or more, fixed-rate tasks are re-based instead of catching
-// up.
+// no live task is left. It looks at the clock once a second at least, so steps of it are survived:
+// set back, every waiting task runs at the next pass; set forward by 5 seconds or more, fixed-rate
+// tasks are re-based instead of catching up.
+//
+// There is one thread at a time: a task that is scheduled after a stop, while another one still
+// runs, takes the stop back.
 //
 // Ownership: tasks belong to their owners (see TimerTask); the timer never deletes them.
 // Threads: schedule, scheduleAtFixedRate, cancel and purge from any thread, also from a task's
@@ -25,7 +28,7 @@ class Timer : public Thread {
   public:
     explicit Timer(Clock& clock = Clock::system());
     explicit Timer(const std::string& name, Clock& clock = Clock::system());
-    // Stops the thread and waits for it; tasks are left alone.
+    // Stops the thread for good and waits for it; tasks are left alone.
     ~Timer() noexcept(false) override;
 
     // The scheduling loop.
@@ -59,8 +62,11 @@ class Timer : public Thread {
     // Under the list's lock.
     bool isWaiting(TimerTask& task);
     void enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
-    void startIfEnded();
+    void ensureRunning();
     void runLoop();
+    // False when the timer was stopped: the loop ends, in one step with that finding.
+    bool goesOn();
+    void endLoop();
     void runDueTasks(const Pass& pass);
     void beginPass();
     // The next task that is due and was not met in this pass, marked as running; null for none.
@@ -73,11 +79,13 @@ class Timer : public Thread {
     // Sleeps until the next task is due, a second at most. False when no live task is left; the
     // thread is stopped then, in one step with that finding.
     bool sleepUntilNext();
-    std::optional<std::int64_t> nextWake();
+    std::optional<std::int64_t> nextRun();
 
     SynchronizedList<TimerTask*> tasks_;
     Clock& clock_;
     // Guarded by the list's lock.
+    bool looping_ = false;          // a thread was started and has not left its loop
+    bool closed_ = false;           // for good
     TimerTask* current_ = nullptr;  // the task that runs now
     std::uint64_t passNumber_ = 0;
     unsigned currentScheduled_ = 0;  // its count of scheduling calls when it was claimed

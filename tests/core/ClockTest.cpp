@@ -20,6 +20,16 @@ TEST(SystemClock, TellsTheWallClockInMicroseconds) {
     EXPECT_LE(told, after);
 }
 
+TEST(SystemClock, ItsSteadyTimePassesWithTheMachines) {
+    const auto start = std::chrono::steady_clock::now();
+    const std::int64_t before = Clock::system().steady();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const std::int64_t passed = Clock::system().steady() - before;
+    const auto taken = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(passed, 20'000);
+    EXPECT_LE(std::chrono::microseconds(passed), taken);
+}
+
 TEST(SystemClock, SleepsAsLongAsAsked) {
     Synchronized lock;
     const auto start = std::chrono::steady_clock::now();

@@ -66,6 +66,21 @@ TEST_F(TimerClockStepTest, SetBackByLessThanASleepNothingRunsWhenATaskIsSchedule
     EXPECT_EQ(0U, scheduled.runs());
 }
 
+// Each scheduling wakes the timer; none may put off the moment at which it looks at the clock.
+TEST_F(TimerClockStepTest, SetBackWhileOthersAreScheduledAWaitingTaskRunsWithinASecond) {
+    ProbeTask waiting(clock);
+    ProbeTask scheduled(clock);
+    Timer timer("T", clock);
+    timer.schedule(waiting, 60'000, 0);
+    ASSERT_TRUE(clock.awaitSleeper());
+    clock.step(-kHour);
+    ASSERT_TRUE(clock.advanceAndSettle(kSecond / 2));
+    timer.schedule(scheduled, 60'000, 0);
+    ASSERT_TRUE(clock.awaitSleeper());
+    clock.advance(kSecond / 2);
+    EXPECT_TRUE(withinMoments([&] { return waiting.runs() == 1; }));
+}
+
 TEST_F(TimerClockStepTest, AfterASetBackPeriodicTasksGoOnFromTheNewTime) {
     ProbeTask delayed(clock);
     ProbeTask rated(clock);

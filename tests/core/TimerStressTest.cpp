@@ -49,6 +49,36 @@ TEST(TimerStress, ATaskMayGoAwayOnceItIsCancelled) {
     EXPECT_GE(runs, 400);
 }
 
+// Two tasks of one timer that run at once would both see the other one inside.
+TEST(TimerStress, StoppedAndScheduledAgainAndAgainItRunsOneTaskAtATime) {
+    std::atomic<int> inside = 0;
+    std::atomic<int> together = 0;
+    struct Crowd : TimerTask {
+        Crowd(std::atomic<int>& a, std::atomic<int>& b) : TimerTask("crowd"), in(a), met(b) {}
+        void run() override {
+            if (++in > 1) ++met;
+            std::this_thread::yield();
+            --in;
+            ++runs;
+        }
+        std::atomic<int>& in;
+        std::atomic<int>& met;
+        std::atomic<int> runs = 0;
+    };
+    Crowd one(inside, together);
+    Crowd two(inside, together);
+    Timer timer("T");
+    for (int i = 0; i < 2000; ++i) {
+        timer.schedule(one, 0, 0);
+        timer.schedule(two, 0, 0);
+        timer.stop();
+    }
+    const int before = one.runs;
+    timer.schedule(one, 0, 0);
+    EXPECT_TRUE(eventually([&] { return one.runs > before; }));
+    EXPECT_EQ(0, together);
+}
+
 TEST(TimerStress, APeriodicTaskRunsAboutOnceAPeriod) {
     CountingTask task;
     Timer timer("T");

@@ -347,6 +347,69 @@ TEST_F(TimerTest, ATaskScheduledByAnotherThreadWhileItRunsKeepsWhatWasAskedFor) 
     EXPECT_EQ((Times{kStart + 1, kStart + 51'001}), task.times());
 }
 
+// One of two that are due together stops the timer.
+TEST_F(TimerTest, ATaskThatIsDueDoesNotRunAfterTheStop) {
+    Timer* running = nullptr;
+    ProbeTask stopping(clock, "stopping", [&] { running->stop(); });
+    ProbeTask behind(clock);
+    Timer timer("T", clock);
+    running = &timer;
+    timer.schedule(stopping, 10, 0);
+    timer.schedule(behind, 10, 0);
+    ASSERT_TRUE(clock.awaitSleeper());
+    clock.advance(11 * kMillisecond);
+    EXPECT_TRUE(log.waitFor(kTerminated));
+    EXPECT_EQ(1U, stopping.runs());
+    EXPECT_EQ(0U, behind.runs());
+}
+
+TEST_F(TimerTest, StoppedAndScheduledAgainWhileATaskRunsItHasOneThread) {
+    Blocking blocking;
+    ProbeTask slow(clock, "slow", std::ref(blocking));
+    ProbeTask other(clock);
+    Timer timer("T", clock);
+    timer.schedule(slow, 0, 0);
+    clock.advance(1);
+    blocking.inside.wait();
+    timer.stop();
+    timer.schedule(other, 0, 0);
+    EXPECT_TRUE(timer.isRunning());
+    const auto otherRuns = [&] {
+        clock.advance(1);
+        return other.runs() > 0;
+    };
+    EXPECT_FALSE(eventually(otherRuns, std::chrono::milliseconds(50)));
+    blocking.letGo.count_down();
+    EXPECT_TRUE(eventually(otherRuns));
+    EXPECT_TRUE(log.waitFor(kTerminated));
+    EXPECT_EQ((Lines{kTerminated}), log.lines());
+}
+
+TEST_F(TimerTest, ATaskThatSchedulesWhileTheTimerGoesAwayDoesNotKeepIt) {
+    Blocking blocking;
+    Timer* running = nullptr;
+    TimerTask* self = nullptr;
+    ProbeTask task(clock, "task", [&] {
+        blocking();
+        running->schedule(*self, 0, 0);
+    });
+    self = &task;
+    std::thread helper;
+    {
+        Timer timer("T", clock);
+        running = &timer;
+        timer.schedule(task, 0, 0);
+        clock.advance(1);
+        blocking.inside.wait();
+        helper = std::thread([&] {
+            EXPECT_TRUE(eventually([&] { return !timer.isRunning(); }));
+            blocking.letGo.count_down();
+        });
+    }
+    helper.join();
+    EXPECT_EQ(1U, task.runs());
+}
+
 TEST_F(TimerTest, OtherThreadsMayScheduleWhileATaskRuns) {
     Blocking blocking;
     ProbeTask slow(clock, "slow", std::ref(blocking));

@@ -54,6 +54,11 @@ std::int64_t FakeClock::now() {
     return wall_;
 }
 
+std::int64_t FakeClock::steady() {
+    const std::scoped_lock lock(mutex_);
+    return passed_;
+}
+
 bool FakeClock::wait(Synchronized& held, std::int64_t microseconds) {
     std::int64_t end = 0;
     {
@@ -71,6 +76,11 @@ bool FakeClock::wait(Synchronized& held, std::int64_t microseconds) {
 std::int64_t RacingClock::now() {
     const std::scoped_lock lock(mutex_);
     return wall_++;
+}
+
+std::int64_t RacingClock::steady() {
+    const std::scoped_lock lock(mutex_);
+    return wall_;
 }
 
 bool RacingClock::wait(Synchronized&, std::int64_t microseconds) {

@@ -38,6 +38,7 @@ class FakeClock : public Clock {
     std::size_t readings() const;
 
     std::int64_t now() override;
+    std::int64_t steady() override;
     bool wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held);
 
   private:
@@ -58,6 +59,7 @@ class RacingClock : public Clock {
     explicit RacingClock(std::int64_t start) : wall_(start) {}
 
     std::int64_t now() override;
+    std::int64_t steady() override;
     bool wait(Synchronized& held, std::int64_t microseconds) override TESKD_REQUIRES(held);
 
   private:
