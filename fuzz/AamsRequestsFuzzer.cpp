@@ -9,7 +9,6 @@
 #include <ctime>
 #include <deque>
 #include <exception>
-#include <iostream>
 #include <limits>
 #include <string>
 
@@ -19,6 +18,7 @@
 #include "config/ZqConfig.h"
 #include "core/Clock.h"
 #include "core/Exception.h"
+#include "core/StandardError.h"
 #include "core/Text.h"
 #include "core/Timer.h"
 #include "fuzz/Fuzzer.h"
@@ -81,7 +81,7 @@ class HoppingClock : public Clock {
 
 struct World {
     World() {
-        std::cerr.rdbuf(nullptr);
+        StandardError::inherited().redirect(-1);
         SystemDate::replace(checkDate);
         getConfig()["[INTERNAL] MAC_ADDR_eth0"] = "00:11:22:AA:BB:CC";
         getConfig()["[INTERNAL] SW_UPDATE_A"] = "210315";  // not the one of SW_UPDATE_B

@@ -30,6 +30,11 @@ Descriptor openAgain(int fd, mode_t mode) {
     return Descriptor(::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
+bool takesLine(int fd) {
+    pollfd entry{fd, POLLOUT, 0};
+    return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLOUT) != 0;
+}
+
 }  // namespace
 
 // A reader that has gone must not end the process.
@@ -68,20 +73,16 @@ bool StandardError::writeLine(std::string_view head, std::string_view text) cons
 }
 
 bool StandardError::offer(std::string_view line) const {
+    const int fd = fd_;
     struct stat kind {};
-    if (::fstat(fd_, &kind) != 0) return false;
+    if (::fstat(fd, &kind) != 0) return false;
     if (S_ISSOCK(kind.st_mode)) {
         constexpr int FLAGS = MSG_DONTWAIT | MSG_NOSIGNAL;
-        return isWhole(::send(fd_, line.data(), line.size(), FLAGS), line);
+        return isWhole(::send(fd, line.data(), line.size(), FLAGS), line);
     }
-    const Descriptor own = openAgain(fd_, kind.st_mode);
+    const Descriptor own = openAgain(fd, kind.st_mode);
     if (own.isOpen()) return isWhole(::write(own.get(), line.data(), line.size()), line);
-    return takesLine() && isWhole(::write(fd_, line.data(), line.size()), line);
-}
-
-bool StandardError::takesLine() const {
-    pollfd entry{fd_, POLLOUT, 0};
-    return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLOUT) != 0;
+    return takesLine(fd) && isWhole(::write(fd, line.data(), line.size()), line);
 }
 
 }  // namespace teskd

@@ -1,6 +1,7 @@
 // The daemon's way to standard error.
 #pragma once
 
+#include <atomic>
 #include <string_view>
 
 #include "core/Synchronized.h"
@@ -28,6 +29,8 @@ class StandardError {
 
     // The process's own.
     static StandardError& inherited();
+    // From now on lines go to that descriptor; -1: nowhere. For programs that are no daemon.
+    void redirect(int fd) { fd_ = fd; }
 
     // Writes head and text as one line of at most PIPE_BUF bytes; what is longer is cut.
     void write(std::string_view head, std::string_view text);
@@ -36,9 +39,8 @@ class StandardError {
     bool reportLost() TESKD_REQUIRES(lock_);
     bool writeLine(std::string_view head, std::string_view text) const;
     bool offer(std::string_view line) const;
-    bool takesLine() const;
 
-    const int fd_;
+    std::atomic<int> fd_;
     Synchronized lock_;
     unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;  // lines since the last one taken
 };

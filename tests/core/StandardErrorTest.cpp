@@ -152,6 +152,15 @@ TEST(StandardError, AReaderThatHasGoneEndsNothing) {
     error.write("", "line");
 }
 
+TEST(StandardError, CanBeLedElsewhere) {
+    const Ends ends = makePipe();
+    StandardError error(-1);
+    error.write("", "line");
+    error.redirect(ends.writer.get());
+    error.write("", "line");
+    EXPECT_EQ("1 lines were lost: standard error took none\nline\n", readAll(ends.reader));
+}
+
 TEST(StandardError, WithoutOneNothingHappens) {
     StandardError error(-1);
     error.write("", "line");
