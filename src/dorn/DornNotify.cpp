@@ -2,16 +2,18 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <sys/socket.h>
+#include <unistd.h>
 #include <utility>
 
 #include "config/ZqConfig.h"
 #include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/Log.h"
-#include "net/BufferedOutputStream.h"
 #include "net/DatagramClientSocket.h"
 #include "net/MemoryInputStream.h"
+#include "net/Poll.h"
 
 namespace teskd {
 
@@ -19,115 +21,145 @@ using namespace dornframe;
 
 namespace {
 
-constexpr int ANSWER_TIMEOUT = 20000;            // milliseconds
+constexpr int SEND_TIMEOUT = 1000;               // milliseconds, while the system's buffer is full
 constexpr std::size_t LARGEST_DATAGRAM = 65536;  // bytes
+constexpr useconds_t POLL_PAUSE = 100'000;  // microseconds before a wait that failed is repeated
 
 }  // namespace
 
-DornNotify::DornNotify() : Thread("DornNotify") {}
+DornNotify::DornNotify(std::chrono::milliseconds answerTimeout)
+    : Thread("DornNotify"), answerTimeout_(answerTimeout) {}
 
 DornNotify::~DornNotify() noexcept(false) {
     stop();
     awaitEnd();
 }
 
+void DornNotify::addPacket(Packet* packet) {
+    PacketContainer::addPacket(packet);
+    wake_.set();
+}
+
 void DornNotify::interrupt() {
-    stopEvent_.set();
-    wakeConsumer();
+    wake_.set();
 }
 
 void DornNotify::run() {
     while (isRunning()) {
-        if (!nextPacket(this)) break;
         try {
-            exchange();
-        } catch (const ReadTimeoutException&) {
-            time_out_pending();
+            step();
         } catch (const Exception& e) {
+            log_failure(e);
             fail_pending(e);
         } catch (const std::exception& e) {
+            log_failure(Exception(e.what()));
             fail_pending(Exception(e.what()));
         }
     }
     socket_.reset();
-    // A stop between two answers leaves some that nobody has failed yet.
     fail_pending(Exception("The receiver has been stopped"));
     closeContainer();
 }
 
-void DornNotify::exchange() {
+void DornNotify::step() {
+    send_queued();
+    if (wait()) receive();
+    time_out_overdue();
+}
+
+void DornNotify::send_queued() {
+    if (isEmpty()) return;
     try {
         if (!socket_) open_socket();
     } catch (const Exception& e) {
         Log::write(Log::WARNING, "Cannot reach the notification server: %s", e.text());
-        failAll(e);
-        return;
+        return failAll(e);
     }
-    do {
-        send_queued();
-        match(receive());
-    } while (isRunning() && !pending_.empty());
+    socket_->takePendingError();  // of an earlier datagram that was refused
+    while (!isEmpty()) send_next();
 }
 
 void DornNotify::open_socket() {
     auto socket = std::make_unique<DatagramClientSocket>(ZqConfig::get_server_address(), AF_INET);
-    socket->setInterrupt(&stopEvent_);
-    socket->getInputStream().setTimeout(ANSWER_TIMEOUT);
+    socket->getOutputStream().setTimeout(SEND_TIMEOUT);
     socket->connect();
+    if (!datagram_) datagram_ = std::make_unique<char[]>(LARGEST_DATAGRAM);
     socket_ = std::move(socket);
 }
 
-void DornNotify::send_queued() {
-    socket_->takePendingError();  // of an earlier datagram that was refused
-    BufferedOutputStream output(socket_->getOutputStream());
-    while (!isEmpty()) {
-        const PacketHandle<Packet> head = nextPacket(this);
-        if (!head) return;
-        pending_.emplace_back(&dynamic_cast<DornPacket&>(*head));
-        removePacket(head.pointer());
-        pending_.back()->write(output);
-        output.flush();
-    }
+void DornNotify::send_next() {
+    const PacketHandle<Packet> head = nextPacket(this);
+    if (!head) return;
+    PacketHandle<DornPacket> packet(&dynamic_cast<DornPacket&>(*head));
+    pending_.push_back({std::move(packet), SteadyClock::now() + answerTimeout_});
+    removePacket(head.pointer());
+    pending_.back().packet->write(socket_->getOutputStream());
 }
 
-std::string DornNotify::receive() {
-    std::string datagram(LARGEST_DATAGRAM, '\0');
-    const int size = socket_->getInputStream().read(datagram.data(), LARGEST_DATAGRAM);
-    datagram.resize(static_cast<std::size_t>(std::max(size, 0)));
+bool DornNotify::wait() {
+    pollfd entries[] = {{pending_.empty() ? -1 : socket_->getDescriptor(), POLLIN, 0},
+                        {wake_.descriptor(), POLLIN, 0}};
+    if (Poll::wait(entries, std::size(entries), time_left()) < 0) usleep(POLL_PAUSE);
+    if (entries[1].revents != 0) wake_.clear();
+    return entries[0].revents != 0;
+}
+
+int DornNotify::time_left() const {
+    const SteadyClock::time_point now = SteadyClock::now();
+    SteadyClock::time_point next = SteadyClock::time_point::max();
+    if (!pending_.empty()) next = pending_.front().deadline;
+    if (next == SteadyClock::time_point::max()) return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
+    return left < 0 ? 0 : static_cast<int>(left);
+}
+
+void DornNotify::receive() {
+    const int size = socket_->getInputStream().read(datagram_.get(), LARGEST_DATAGRAM);
+    match({datagram_.get(), static_cast<std::size_t>(std::max(size, 0))});
+}
+
+// What nobody waits for is dropped whole.
+void DornNotify::match(std::string_view datagram) {
     if (datagram.size() < HEADER_SIZE) {
         throw SocketConnectionClosedException("Remote Peer closed the connection.");
     }
-    return datagram;
-}
-
-// An answer that nobody waits for is dropped whole.
-void DornNotify::match(std::string_view datagram) {
     const std::uint32_t a = bigendian::read32(datagram, OFFSET_IDENTIFIER_A);
     const std::uint32_t b = bigendian::read32(datagram, OFFSET_IDENTIFIER_B);
-    const auto found = std::find_if(
-        pending_.begin(), pending_.end(),
-        [a, b](const PacketHandle<DornPacket>& p) { return p->identifiers_match(a, b); });
+    const auto found = std::find_if(pending_.begin(), pending_.end(), [a, b](const Pending& p) {
+        return p.packet->identifiers_match(a, b);
+    });
     if (found == pending_.end()) return;
     MemoryInputStream input(datagram);
-    (*found)->read(input);
-    const PacketHandle<DornPacket> answered = std::move(*found);
-    pending_.erase(found);
-    answered->notifyCompleted();
+    found->packet->read(input);
+    std::list<Pending> answered;
+    answered.splice(answered.begin(), pending_, found);
+    answered.front().packet->notifyCompleted();
 }
 
-void DornNotify::time_out_pending() {
-    while (!pending_.empty()) {
-        pending_.front()->notifyFailed();
+void DornNotify::time_out_overdue() {
+    const SteadyClock::time_point now = SteadyClock::now();
+    std::size_t overdue = 0;
+    for (; !pending_.empty() && pending_.front().deadline <= now; ++overdue) {
+        const Pending first = std::move(pending_.front());
         pending_.pop_front();
+        first.packet->notifyFailed();
+    }
+    if (overdue == 0) return;
+    if (notices_.allows()) {
+        Log::write(Log::WARNING, "Notifications that the server has left unanswered: %zu", overdue);
     }
 }
 
 void DornNotify::fail_pending(const Exception& e) {
-    if (isRunning()) Log::write(Log::WARNING, "Notifications have failed: %s", e.text());
     while (!pending_.empty()) {
-        pending_.front()->notifyError(e);
+        const Pending first = std::move(pending_.front());
         pending_.pop_front();
+        first.packet->notifyError(e);
     }
+}
+
+void DornNotify::log_failure(const Exception& e) {
+    if (notices_.allows()) Log::write(Log::WARNING, "Notifications have failed: %s", e.text());
 }
 
 }  // namespace teskd

@@ -1,11 +1,13 @@
 // The link to the notification server.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <list>
 #include <memory>
-#include <string>
 #include <string_view>
 
+#include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/DornPacket.h"
@@ -19,33 +21,56 @@ class DatagramClientSocket;
 // A thread that sends the packets of its queue to the configured server, one datagram each, and
 // completes each with the answer that carries its identifiers.
 //
-// A datagram is a unit: what is not understood of one never reaches the next.
+// Once sent, a packet waits for its own answer, for its own time.
+//
 // Owner: the application objects. Threads: run on its own; the queue takes packets from any.
 // Locks: the queue's.
 class DornNotify : public Thread, public PacketContainer {
   public:
-    DornNotify();
+    static constexpr std::chrono::milliseconds ANSWER_TIMEOUT = std::chrono::seconds(20);
+
+    explicit DornNotify(std::chrono::milliseconds answerTimeout = ANSWER_TIMEOUT);
     ~DornNotify() noexcept(false) override;
 
     void run() override;
+    void addPacket(Packet* packet) override;
 
   protected:
     void interrupt() override;
 
   private:
-    // Sends what is queued and takes answers until nothing is pending.
-    void exchange();
-    void open_socket();
-    void send_queued();
-    std::string receive();
-    void match(std::string_view datagram);
-    void time_out_pending();
-    void fail_pending(const Exception& e);
+    using SteadyClock = std::chrono::steady_clock;
 
-    StopEvent stopEvent_;
+    // A packet that has been sent.
+    struct Pending {
+        PacketHandle<DornPacket> packet;
+        SteadyClock::time_point deadline;
+    };
+
+    // Sends what is queued, then handles the first thing that happens.
+    void step();
+    void send_queued();
+    void send_next();
+    void open_socket();
+
+    // True when there is something to receive.
+    bool wait();
+    // In milliseconds; negative when nothing is due.
+    int time_left() const;
+    void receive();
+    void match(std::string_view datagram);
+    void time_out_overdue();
+
+    void fail_pending(const Exception& e);
+    void log_failure(const Exception& e);
+
+    const std::chrono::milliseconds answerTimeout_;
+    StopEvent wake_;  // a packet was queued, or the thread is to stop
     // The thread's own.
-    std::unique_ptr<DatagramClientSocket> socket_;
-    std::list<PacketHandle<DornPacket>> pending_;
+    std::unique_ptr<DatagramClientSocket> socket_;  // never null while something is pending
+    std::unique_ptr<char[]> datagram_;              // room for the largest one
+    std::list<Pending> pending_;                    // in the order of their deadlines
+    NoticeLimiter notices_;
 };
 
 }  // namespace teskd
