@@ -34,7 +34,6 @@ namespace {
 
 constexpr std::size_t MOST_NOTIFICATIONS = 8;
 constexpr std::size_t MOST_DATAGRAMS = 48;  // what a socket surely holds
-constexpr const char* TOO_SHORT = "x";
 
 using Identifiers = std::pair<std::uint32_t, std::uint32_t>;
 
@@ -113,13 +112,23 @@ class Play : public Observer, public PacketEventListener {
         notify_.addPacket(notifications_.back().pointer());
     }
 
-    // The last one is too short for anybody, which ends whatever is pending still.
+    // The last ones are damaged answers, one to each notification, which end whatever is pending
+    // still.
     void readDatagrams(Pieces& input) {
         while (!input.atEnd() && datagrams_.size() < MOST_DATAGRAMS) {
             const unsigned how = input.byte();
             datagrams_.push_back(datagram(how, input.shortText()));
         }
-        datagrams_.emplace_back(TOO_SHORT);
+        for (std::size_t n = 0; n < MOST_NOTIFICATIONS; ++n) datagrams_.push_back(damagedAnswer(n));
+    }
+
+    static std::string damagedAnswer(std::size_t n) {
+        test::Frame frame;
+        frame.identifierA = identifiersOf(n).first;
+        frame.identifierB = identifiersOf(n).second;
+        std::string bytes = frame.encode();
+        bytes.back() = static_cast<char>(bytes.back() + 1);
+        return bytes;
     }
 
     static std::string datagram(unsigned how, const std::string& text) {

@@ -48,6 +48,12 @@ class SocketOperationNotImplException : public SocketException {
         : SocketException("SocketOperationNotImplException: " + message) {}
 };
 
+// What no datagram can carry.
+class MessageTooLongException : public SocketException {
+  public:
+    explicit MessageTooLongException(const std::string& message) : SocketException(message) {}
+};
+
 class ConnectException : public SocketException {
   public:
     explicit ConnectException(const std::string& message)

@@ -52,8 +52,7 @@ void DornNotify::run() {
             log_failure(e);
             fail_pending(e);
         } catch (const std::exception& e) {
-            log_failure(Exception(e.what()));
-            fail_pending(Exception(e.what()));
+            postpone(e.what());  // for want of memory; the link is as good as before
         }
     }
     socket_.reset();
@@ -62,21 +61,32 @@ void DornNotify::run() {
 }
 
 void DornNotify::step() {
-    send_queued();
+    if (may_send()) send_queued();
     if (wait()) receive();
     time_out_overdue();
+}
+
+bool DornNotify::may_send() const {
+    return SteadyClock::now() >= retryAt_;
 }
 
 void DornNotify::send_queued() {
     if (isEmpty()) return;
     try {
-        if (!socket_) open_socket();
+        prepare_socket();
     } catch (const Exception& e) {
         Log::write(Log::WARNING, "Cannot reach the notification server: %s", e.text());
         return failAll(e);
     }
-    socket_->takePendingError();  // of an earlier datagram that was refused
     while (!isEmpty()) send_next();
+    unreachable_ = false;
+}
+
+// What has come while nobody waited is nobody's; a new socket is quicker than reading it all.
+void DornNotify::prepare_socket() {
+    const bool idle = socket_ && pending_.empty();
+    if (idle && Poll::wait(socket_->getDescriptor(), POLLIN, 0, nullptr) != 0) socket_.reset();
+    if (!socket_) open_socket();
 }
 
 void DornNotify::open_socket() {
@@ -87,13 +97,25 @@ void DornNotify::open_socket() {
     socket_ = std::move(socket);
 }
 
+// Leaves the packet in the queue when there is no memory to send it.
 void DornNotify::send_next() {
     const PacketHandle<Packet> head = nextPacket(this);
     if (!head) return;
-    PacketHandle<DornPacket> packet(&dynamic_cast<DornPacket&>(*head));
-    pending_.push_back({std::move(packet), SteadyClock::now() + answerTimeout_});
+    auto& packet = dynamic_cast<DornPacket&>(*head);
+    std::list<Pending> sent;
+    sent.push_back({PacketHandle<DornPacket>(&packet), SteadyClock::now() + answerTimeout_});
+    try {
+        packet.write(socket_->getOutputStream());
+    } catch (const MessageTooLongException& e) {
+        removePacket(head.pointer());
+        return fail(packet, e);
+    } catch (const Exception& e) {
+        removePacket(head.pointer());
+        packet.notifyError(e);
+        throw;
+    }
     removePacket(head.pointer());
-    pending_.back().packet->write(socket_->getOutputStream());
+    pending_.splice(pending_.end(), sent);
 }
 
 bool DornNotify::wait() {
@@ -108,6 +130,7 @@ int DornNotify::time_left() const {
     const SteadyClock::time_point now = SteadyClock::now();
     SteadyClock::time_point next = SteadyClock::time_point::max();
     if (!pending_.empty()) next = pending_.front().deadline;
+    if (!isEmpty() && retryAt_ > now) next = std::min(next, retryAt_);
     if (next == SteadyClock::time_point::max()) return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
     return left < 0 ? 0 : static_cast<int>(left);
@@ -120,20 +143,28 @@ void DornNotify::receive() {
 
 // What nobody waits for is dropped whole.
 void DornNotify::match(std::string_view datagram) {
-    if (datagram.size() < HEADER_SIZE) {
-        throw SocketConnectionClosedException("Remote Peer closed the connection.");
-    }
+    if (datagram.size() < HEADER_SIZE) return;
     const std::uint32_t a = bigendian::read32(datagram, OFFSET_IDENTIFIER_A);
     const std::uint32_t b = bigendian::read32(datagram, OFFSET_IDENTIFIER_B);
     const auto found = std::find_if(pending_.begin(), pending_.end(), [a, b](const Pending& p) {
         return p.packet->identifiers_match(a, b);
     });
     if (found == pending_.end()) return;
-    MemoryInputStream input(datagram);
-    found->packet->read(input);
     std::list<Pending> answered;
     answered.splice(answered.begin(), pending_, found);
-    answered.front().packet->notifyCompleted();
+    read_answer(*answered.front().packet, datagram);
+}
+
+void DornNotify::read_answer(DornPacket& packet, std::string_view datagram) {
+    MemoryInputStream input(datagram);
+    try {
+        packet.read(input);
+    } catch (const Exception& e) {
+        return fail(packet, e);
+    } catch (const std::exception& e) {
+        return fail(packet, Exception(e.what()));
+    }
+    packet.notifyCompleted();
 }
 
 void DornNotify::time_out_overdue() {
@@ -148,6 +179,17 @@ void DornNotify::time_out_overdue() {
     if (notices_.allows()) {
         Log::write(Log::WARNING, "Notifications that the server has left unanswered: %zu", overdue);
     }
+}
+
+void DornNotify::postpone(const char* problem) {
+    retryAt_ = SteadyClock::now() + RETRY_PAUSE;
+    if (std::exchange(unreachable_, true) || !notices_.allows()) return;
+    Log::write(Log::WARNING, "Cannot reach the notification server: %s", problem);
+}
+
+void DornNotify::fail(DornPacket& packet, const Exception& e) {
+    log_failure(e);
+    packet.notifyError(e);
 }
 
 void DornNotify::fail_pending(const Exception& e) {

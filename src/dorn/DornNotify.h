@@ -21,13 +21,15 @@ class DatagramClientSocket;
 // A thread that sends the packets of its queue to the configured server, one datagram each, and
 // completes each with the answer that carries its identifiers.
 //
-// Once sent, a packet waits for its own answer, for its own time.
+// Once sent, a packet waits for its own answer, for its own time. A datagram from the server
+// concerns the packet whose identifiers it carries, and no other.
 //
 // Owner: the application objects. Threads: run on its own; the queue takes packets from any.
 // Locks: the queue's.
 class DornNotify : public Thread, public PacketContainer {
   public:
     static constexpr std::chrono::milliseconds ANSWER_TIMEOUT = std::chrono::seconds(20);
+    static constexpr std::chrono::milliseconds RETRY_PAUSE = std::chrono::seconds(1);
 
     explicit DornNotify(std::chrono::milliseconds answerTimeout = ANSWER_TIMEOUT);
     ~DornNotify() noexcept(false) override;
@@ -49,8 +51,10 @@ class DornNotify : public Thread, public PacketContainer {
 
     // Sends what is queued, then handles the first thing that happens.
     void step();
+    bool may_send() const;
     void send_queued();
     void send_next();
+    void prepare_socket();
     void open_socket();
 
     // True when there is something to receive.
@@ -59,8 +63,11 @@ class DornNotify : public Thread, public PacketContainer {
     int time_left() const;
     void receive();
     void match(std::string_view datagram);
+    void read_answer(DornPacket& packet, std::string_view datagram);
     void time_out_overdue();
 
+    void postpone(const char* problem);
+    void fail(DornPacket& packet, const Exception& e);
     void fail_pending(const Exception& e);
     void log_failure(const Exception& e);
 
@@ -70,6 +77,8 @@ class DornNotify : public Thread, public PacketContainer {
     std::unique_ptr<DatagramClientSocket> socket_;  // never null while something is pending
     std::unique_ptr<char[]> datagram_;              // room for the largest one
     std::list<Pending> pending_;                    // in the order of their deadlines
+    SteadyClock::time_point retryAt_{};             // nothing is sent before
+    bool unreachable_ = false;                      // and the log knows
     NoticeLimiter notices_;
 };
 

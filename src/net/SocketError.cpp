@@ -11,7 +11,9 @@ void throwSocketError(const char* signature) {
 }
 
 void throwSocketError(const char* signature, int error) {
-    throw SocketException(std::string(signature) + std::strerror(error));
+    const std::string message = std::string(signature) + std::strerror(error);
+    if (error == EMSGSIZE) throw MessageTooLongException(message);
+    throw SocketException(message);
 }
 
 int duplicateDescriptor(int descriptor, const char* signature) {

@@ -6,7 +6,8 @@
 namespace teskd {
 
 // The operation's signature directly followed by the system's text for errno. Callers: any thread,
-// right behind the failed call. @throws SocketException always
+// right behind the failed call. @throws SocketException always, a MessageTooLongException for
+// EMSGSIZE
 [[noreturn]] void throwSocketError(const char* signature);
 // The same for a given error number.
 [[noreturn]] void throwSocketError(const char* signature, int error);
