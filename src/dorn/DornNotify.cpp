@@ -49,8 +49,7 @@ void DornNotify::run() {
         try {
             step();
         } catch (const Exception& e) {
-            log_failure(e);
-            fail_pending(e);
+            lose_link(e);
         } catch (const std::exception& e) {
             postpone(e.what());  // for want of memory; the link is as good as before
         }
@@ -61,7 +60,11 @@ void DornNotify::run() {
 }
 
 void DornNotify::step() {
-    if (may_send()) send_queued();
+    if (may_send()) {
+        send_queued();
+    } else {
+        drop_surplus();
+    }
     if (wait()) receive();
     time_out_overdue();
 }
@@ -72,12 +75,7 @@ bool DornNotify::may_send() const {
 
 void DornNotify::send_queued() {
     if (isEmpty()) return;
-    try {
-        prepare_socket();
-    } catch (const Exception& e) {
-        Log::write(Log::WARNING, "Cannot reach the notification server: %s", e.text());
-        return failAll(e);
-    }
+    prepare_socket();
     while (!isEmpty()) send_next();
     unreachable_ = false;
 }
@@ -97,7 +95,7 @@ void DornNotify::open_socket() {
     socket_ = std::move(socket);
 }
 
-// Leaves the packet in the queue when there is no memory to send it.
+// Leaves the packet in the queue when it could not be sent, unless no datagram could carry it.
 void DornNotify::send_next() {
     const PacketHandle<Packet> head = nextPacket(this);
     if (!head) return;
@@ -109,13 +107,23 @@ void DornNotify::send_next() {
     } catch (const MessageTooLongException& e) {
         removePacket(head.pointer());
         return fail(packet, e);
-    } catch (const Exception& e) {
-        removePacket(head.pointer());
-        packet.notifyError(e);
-        throw;
     }
     removePacket(head.pointer());
     pending_.splice(pending_.end(), sent);
+}
+
+void DornNotify::drop_surplus() {
+    while (queueSize() > MOST_WAITING) {
+        const Exception tooMany("Too many notifications wait");
+        const PacketHandle<Packet> oldest = nextPacket(this);
+        if (!oldest) return;
+        removePacket(oldest.pointer());
+        if (notices_.allows()) {
+            Log::write(Log::WARNING, "More than %zu notifications wait; the oldest is dropped",
+                       MOST_WAITING);
+        }
+        oldest->notifyError(tooMany);
+    }
 }
 
 bool DornNotify::wait() {
@@ -179,6 +187,13 @@ void DornNotify::time_out_overdue() {
     if (notices_.allows()) {
         Log::write(Log::WARNING, "Notifications that the server has left unanswered: %zu", overdue);
     }
+}
+
+void DornNotify::lose_link(const Exception& e) {
+    retryAt_ = SteadyClock::now() + RETRY_PAUSE;
+    if (pending_.empty()) return postpone(e.text());
+    log_failure(e);
+    fail_pending(e);
 }
 
 void DornNotify::postpone(const char* problem) {

@@ -21,8 +21,9 @@ class DatagramClientSocket;
 // A thread that sends the packets of its queue to the configured server, one datagram each, and
 // completes each with the answer that carries its identifiers.
 //
-// Once sent, a packet waits for its own answer, for its own time. A datagram from the server
-// concerns the packet whose identifiers it carries, and no other.
+// A packet stays queued until it has been sent: while there is no way to the server it is tried
+// again every second. Once sent it waits for its own answer, for its own time. A datagram from the
+// server concerns the packet whose identifiers it carries, and no other.
 //
 // Owner: the application objects. Threads: run on its own; the queue takes packets from any.
 // Locks: the queue's.
@@ -30,6 +31,8 @@ class DornNotify : public Thread, public PacketContainer {
   public:
     static constexpr std::chrono::milliseconds ANSWER_TIMEOUT = std::chrono::seconds(20);
     static constexpr std::chrono::milliseconds RETRY_PAUSE = std::chrono::seconds(1);
+    // Packets that wait while nothing can be sent. The oldest goes first.
+    static constexpr std::size_t MOST_WAITING = 256;
 
     explicit DornNotify(std::chrono::milliseconds answerTimeout = ANSWER_TIMEOUT);
     ~DornNotify() noexcept(false) override;
@@ -56,6 +59,7 @@ class DornNotify : public Thread, public PacketContainer {
     void send_next();
     void prepare_socket();
     void open_socket();
+    void drop_surplus();
 
     // True when there is something to receive.
     bool wait();
@@ -66,6 +70,7 @@ class DornNotify : public Thread, public PacketContainer {
     void read_answer(DornPacket& packet, std::string_view datagram);
     void time_out_overdue();
 
+    void lose_link(const Exception& e);
     void postpone(const char* problem);
     void fail(DornPacket& packet, const Exception& e);
     void fail_pending(const Exception& e);

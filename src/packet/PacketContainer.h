@@ -1,6 +1,8 @@
 // The inbound queue of a worker thread.
 #pragma once
 
+#include <cstddef>
+
 #include "packet/Packet.h"
 #include "packet/PacketHandle.h"
 #include "packet/SynchronizedList.h"
@@ -38,6 +40,7 @@ class PacketContainer {
     // Makes a waiting nextPacket look at its worker's running flag again.
     void wakeConsumer() { queue_.wakeAll(); }
     bool isEmpty() const { return queue_.isEmpty(); }
+    std::size_t queueSize() const { return queue_.size(); }
 
     // Takes out packet after packet and reports the error to its listeners.
     void failAll(const Exception& e);

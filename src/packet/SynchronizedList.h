@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <list>
 
 #include "core/Exception.h"
@@ -54,6 +55,11 @@ class SynchronizedList {
         const std::size_t removed = list_.remove(value);
         guard_.notify();
         return removed;
+    }
+
+    std::size_t size() const {
+        const SynchronizedLock lock(guard_);
+        return list_.size();
     }
 
     bool isEmpty() const {

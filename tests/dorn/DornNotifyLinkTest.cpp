@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dorn/NotifyFixture.h"
+#include "support/NetworkNamespace.h"
 
 namespace teskd::test {
 namespace {
@@ -111,6 +112,67 @@ TEST_F(LinkWithAnswers, WhatThereIsNoMemoryToSendIsTriedOnceASecondAndHarmsNoOth
     hungry->feed();
     EXPECT_EQ(2U, receivedB());
     server().reply(answer(0, 2));
+    EXPECT_EQ("completed", sent.outcome());
+}
+
+// The notifier in one network and the server in another.
+class ServerInAnotherNetwork : public NotifyFixture {
+  protected:
+    ServerInAnotherNetwork() {
+        here_.addCable("eth0", there_, "eth1");
+        there_.addAddress("eth1", "10.1.0.2/24");
+        there_.in([this] { openServer(0, "10.1.0.2"); });
+        configure("10.1.0.2", server().port());
+        here_.in([this] { begin(); });
+    }
+    const NetworkNamespace& here() const { return here_; }
+    static constexpr char kUnreachable[] =
+        "Cannot reach the notification server: IOException: SocketException: ConnectException: "
+        "Network is unreachable: 10.1.0.2:";
+
+  private:
+    const NetworkNamespace here_;
+    const NetworkNamespace there_;
+};
+
+TEST_F(ServerInAnotherNetwork, GetsWhatWaitedUntilThereWasAWay) {
+    std::list<Sent> sent;
+    for (std::uint32_t b = 1; b <= 3; ++b) sent.emplace_back(notify(), 0, b);
+    EXPECT_TRUE(log_.waitForText(kUnreachable));
+    for (const Sent& each : sent) EXPECT_TRUE(each.isOpen());
+    here().addAddress("eth0", "10.1.0.1/24");
+    for (std::uint32_t b = 1; b <= 3; ++b) EXPECT_EQ(b, receivedB());
+    for (std::uint32_t b = 1; b <= 3; ++b) server().reply(answer(0, b));
+    for (const Sent& each : sent) EXPECT_EQ("completed", each.outcome());
+}
+
+TEST_F(ServerInAnotherNetwork, GetsTheLatest256OfThoseThatWaited) {
+    std::list<Sent> sent;
+    for (std::uint32_t b = 0; b < 300; ++b) sent.emplace_back(notify(), 0, b);
+    auto dropped = sent.begin();
+    for (; dropped != std::next(sent.begin(), 44); ++dropped) {
+        EXPECT_EQ("error: Too many notifications wait", dropped->outcome());
+    }
+    EXPECT_TRUE(log_.waitFor({180, "More than 256 notifications wait; the oldest is dropped"}));
+    EXPECT_TRUE(dropped->isOpen());
+    here().addAddress("eth0", "10.1.0.1/24");
+    for (std::uint32_t b = 44; b < 300; ++b) {
+        EXPECT_EQ(b, receivedB());
+        server().reply(answer(0, b));
+    }
+    for (; dropped != sent.end(); ++dropped) EXPECT_EQ("completed", dropped->outcome());
+}
+
+TEST_F(ServerInAnotherNetwork, GetsWhatTheWayWasLostFor) {
+    here().addAddress("eth0", "10.1.0.1/24");
+    expectWorks();
+    here().takeDown("eth0");
+    const Sent sent(notify(), 0, 1);
+    EXPECT_TRUE(log_.waitForText("Network is unreachable"));
+    EXPECT_TRUE(sent.isOpen());
+    here().bringUp("eth0");
+    EXPECT_EQ(1U, receivedB());
+    server().reply(answer(0, 1));
     EXPECT_EQ("completed", sent.outcome());
 }
 
