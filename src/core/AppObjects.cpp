@@ -18,6 +18,17 @@ namespace teskd {
 
 namespace {
 
+// The engine's way to the notifier, which is built after it: until then the notifier must not be
+// taken for the queue that it will be.
+class WayToNotifier final : public PacketContainer {
+  public:
+    explicit WayToNotifier(DornNotify& notifier) : notifier_(notifier) {}
+    void addPacket(Packet* packet) override { notifier_.addPacket(packet); }
+
+  private:
+    DornNotify& notifier_;
+};
+
 // Built during static initialisation, in the order of the members; destroyed in reverse when the
 // process exits. The configuration and the telnet timer are built before and live longer.
 class AppObjects {
@@ -44,9 +55,10 @@ class AppObjects {
   private:
     const Timer& telnetTimer_ = Telnet::internalTimer();
     const ZqConfig& config_ = getConfig();
+    WayToNotifier wayToNotifier_{dornNotify};
 
   public:
-    Aams aams{teskController, dornNotify, timer};
+    Aams aams{teskController, wayToNotifier_, timer};
     TeskController teskController;
     DornDeamon dornDeamon{teskController, aams};
     DornNotify dornNotify;

@@ -62,10 +62,10 @@ void Synchronized::tryLock() TESKD_NO_ANALYSIS {
     if (pthread_mutex_trylock(&mutex_) != 0) throw LockedSynchronizedException();
 }
 
+// A thread that is cancelled in its wait has the lock again, which the scope gives back.
 void Synchronized::wait() {
-    lock();
+    const SynchronizedLock held(*this);
     waitLocked();
-    unlock();
 }
 
 void Synchronized::waitLocked() {

@@ -18,5 +18,7 @@
 #define TESKD_RELEASE_SHARED(...) TESKD_ATTRIBUTE(release_shared_capability(__VA_ARGS__))
 #define TESKD_ACQUIRE(...) TESKD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define TESKD_RELEASE(...) TESKD_ATTRIBUTE(release_capability(__VA_ARGS__))
+// For a function that proves to the compiler that the lock is held.
+#define TESKD_ASSERTS_LOCK(lock) TESKD_ATTRIBUTE(assert_capability(lock))
 // For the layer that implements locking itself, and for locks that may be held already (recursion).
 #define TESKD_NO_ANALYSIS TESKD_ATTRIBUTE(no_thread_safety_analysis)

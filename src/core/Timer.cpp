@@ -64,6 +64,7 @@ bool Timer::isWaiting(TimerTask& task) {
 }
 
 void Timer::enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate) {
+    task.assertHeld(tasks_.guard());
     tasks_.moveToBack(&task);
     task.fixedRate_ = fixedRate;
     task.cancelled_ = false;
@@ -74,7 +75,7 @@ void Timer::enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bo
     task.metInPass_ = passNumber_;
 }
 
-// The caller holds the list's lock, under which the thread decides to end: no task is lost between.
+// The thread decides to end under the same lock: no task is lost between.
 void Timer::ensureRunning() {
     if (closed_ || isRunning()) return;
     if (looping_) return keepRunning();
@@ -135,7 +136,7 @@ bool Timer::goesOn() {
     return false;
 }
 
-// Under the list's lock: the next task starts a new thread.
+// The next task starts a new thread.
 void Timer::endLoop() {
     looping_ = false;
     stop();
@@ -161,6 +162,7 @@ void Timer::beginPass() {
 TimerTask* Timer::claimNext(const Pass& pass) {
     const SynchronizedLock lock(tasks_.guard());
     for (TimerTask* task : tasks_) {
+        task->assertHeld(tasks_.guard());
         if (std::exchange(task->metInPass_, passNumber_) == passNumber_) continue;
         if (claimIfDue(*task, pass)) return task;
     }
@@ -172,6 +174,7 @@ bool Timer::isListed(TimerTask* task) {
 }
 
 bool Timer::claimIfDue(TimerTask& task, const Pass& pass) {
+    task.assertHeld(tasks_.guard());
     if (task.isCancelled()) return false;
     if (pass.start <= task.nextRun_) {
         const bool clockWasSetBack = pass.previousStart > pass.start;
@@ -195,6 +198,7 @@ void Timer::runTask(TimerTask& task) {
 // A task that was scheduled anew or taken off while it ran keeps what was asked for then.
 void Timer::rearm(TimerTask& task, const Pass& pass) {
     const SynchronizedLock lock(tasks_.guard());
+    task.assertHeld(tasks_.guard());
     const std::int64_t period = microseconds(task.getPeriod());
     if (isListed(&task) && task.scheduled_ == currentScheduled_) {
         if (period == 0) {
@@ -230,6 +234,7 @@ bool Timer::sleepUntilNext() {
 std::optional<std::int64_t> Timer::nextRun() {
     std::optional<std::int64_t> next;
     for (TimerTask* task : tasks_) {
+        task->assertHeld(tasks_.guard());
         if (task->isCancelled()) continue;
         next = std::min(next.value_or(task->nextRun_), task->nextRun_);
     }

@@ -59,36 +59,37 @@ class Timer : public Thread {
     };
 
     void add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
-    // Under the list's lock.
-    bool isWaiting(TimerTask& task);
-    void enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
-    void ensureRunning();
+    bool isWaiting(TimerTask& task) TESKD_REQUIRES(tasks_.guard());
+    void enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate)
+        TESKD_REQUIRES(tasks_.guard());
+    void ensureRunning() TESKD_REQUIRES(tasks_.guard());
     void runLoop();
     // False when the timer was stopped: the loop ends, in one step with that finding.
     bool goesOn();
-    void endLoop();
+    void endLoop() TESKD_REQUIRES(tasks_.guard());
     void runDueTasks(const Pass& pass);
     void beginPass();
     // The next task that is due and was not met in this pass, marked as running; null for none.
     TimerTask* claimNext(const Pass& pass);
-    // True when the task is live and due; marks it as running then. Under the list's lock.
-    bool claimIfDue(TimerTask& task, const Pass& pass);
+    // True when the task is live and due; marks it as running then.
+    bool claimIfDue(TimerTask& task, const Pass& pass) TESKD_REQUIRES(tasks_.guard());
     void runTask(TimerTask& task);
     void rearm(TimerTask& task, const Pass& pass);
-    bool isListed(TimerTask* task);
+    bool isListed(TimerTask* task) TESKD_REQUIRES(tasks_.guard());
     // Sleeps until the next task is due, a second at most. False when no live task is left; the
     // thread is stopped then, in one step with that finding.
     bool sleepUntilNext();
-    std::optional<std::int64_t> nextRun();
+    std::optional<std::int64_t> nextRun() TESKD_REQUIRES(tasks_.guard());
 
     SynchronizedList<TimerTask*> tasks_;
     Clock& clock_;
-    // Guarded by the list's lock.
-    bool looping_ = false;          // a thread was started and has not left its loop
-    bool closed_ = false;           // for good
-    TimerTask* current_ = nullptr;  // the task that runs now
-    std::uint64_t passNumber_ = 0;
-    unsigned currentScheduled_ = 0;  // its count of scheduling calls when it was claimed
+    // A thread was started and has not left its loop.
+    bool looping_ TESKD_GUARDED_BY(tasks_.guard()) = false;
+    bool closed_ TESKD_GUARDED_BY(tasks_.guard()) = false;  // for good
+    // The task that runs now, and its count of scheduling calls when it was claimed.
+    TimerTask* current_ TESKD_GUARDED_BY(tasks_.guard()) = nullptr;
+    unsigned currentScheduled_ TESKD_GUARDED_BY(tasks_.guard()) = 0;
+    std::uint64_t passNumber_ TESKD_GUARDED_BY(tasks_.guard()) = 0;
 };
 
 }  // namespace teskd

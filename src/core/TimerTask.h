@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "core/Synchronized.h"
+
 namespace teskd {
 
 class Timer;
@@ -34,16 +36,23 @@ class TimerTask {
   private:
     friend class Timer;
 
+    // The lock of the timer's list as the compiler knows it here: a task does not know its timer.
+    class TESKD_CAPABILITY("timer's list lock") ListLock {};
+    // Proves that the caller holds it.
+    void assertHeld([[maybe_unused]] const Synchronized& lock) const TESKD_REQUIRES(lock)
+        TESKD_ASSERTS_LOCK(listLock_) {}
+
     const std::string name_;
     std::atomic<bool> cancelled_{false};
-    // Guarded by the timer's list lock.
-    bool fixedRate_ = false;
-    std::uint32_t delay_ = 0;   // milliseconds
-    std::int64_t nextRun_ = 0;  // microseconds since the epoch
-    std::atomic<std::uint32_t> period_{0};
-    std::uint64_t metInPass_ = 0;  // the timer's latest pass that has dealt with it
-    unsigned scheduled_ =
-        0;  // counts the scheduling calls: tells a re-scheduled task from a run one
+    std::atomic<std::uint32_t> period_{0};  // milliseconds
+    [[no_unique_address]] ListLock listLock_;
+    bool fixedRate_ TESKD_GUARDED_BY(listLock_) = false;
+    std::uint32_t delay_ TESKD_GUARDED_BY(listLock_) = 0;   // milliseconds
+    std::int64_t nextRun_ TESKD_GUARDED_BY(listLock_) = 0;  // microseconds since the epoch
+    // The timer's latest pass that has dealt with it.
+    std::uint64_t metInPass_ TESKD_GUARDED_BY(listLock_) = 0;
+    // Counts the scheduling calls: tells a re-scheduled task from a run one.
+    unsigned scheduled_ TESKD_GUARDED_BY(listLock_) = 0;
 };
 
 }  // namespace teskd

@@ -53,7 +53,7 @@ class PacketContainer {
 
   private:
     SynchronizedList<Packet*> queue_;
-    bool closed_ = false;  // guarded by the queue's lock
+    bool closed_ TESKD_GUARDED_BY(queue_.guard()) = false;
 };
 
 }  // namespace teskd

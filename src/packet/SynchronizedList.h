@@ -96,7 +96,7 @@ class SynchronizedList {
 
     // For a caller who holds the lock: appends without a signal, which is to follow when the lock
     // is free, so that who is woken does not find it taken.
-    void append(T value) { list_.push_back(value); }
+    void append(T value) TESKD_REQUIRES(guard_) { list_.push_back(value); }
     void wakeOne() { guard_.notify(); }
 
     // Makes every waiter look again.
@@ -105,17 +105,18 @@ class SynchronizedList {
         guard_.notifyAll();
     }
 
-    void lock() TESKD_NO_ANALYSIS { guard_.lock(); }
-    void unlock() TESKD_NO_ANALYSIS { guard_.unlock(); }
-    iterator begin() { return list_.begin(); }
-    iterator end() { return list_.end(); }
+    void lock() TESKD_ACQUIRE(guard_) { guard_.lock(); }
+    void unlock() TESKD_RELEASE(guard_) { guard_.unlock(); }
+    // Under the lock, which the compiler cannot see in a loop over the list.
+    iterator begin() TESKD_NO_ANALYSIS { return list_.begin(); }
+    iterator end() TESKD_NO_ANALYSIS { return list_.end(); }
 
     // The lock itself, for a caller that combines several operations or waits on the condition.
     Synchronized& guard() TESKD_RETURNS_LOCK(guard_) { return guard_; }
 
   private:
-    std::list<T> list_;
     mutable Synchronized guard_;
+    std::list<T> list_ TESKD_GUARDED_BY(guard_);
 };
 
 }  // namespace teskd

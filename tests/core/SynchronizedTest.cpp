@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "core/Synchronized.h"
+#include "core/Thread.h"
 #include "support/Deadline.h"
 
 namespace teskd::test {
@@ -153,6 +154,23 @@ TEST(Synchronized, WaitTakesTheLockItself) {
     }));
     waiter.join();
     EXPECT_EQ(std::nullopt, tryToTake(lock)) << "the waiter still holds the lock";
+    release(lock);
+}
+
+struct Waiter : Thread {
+    explicit Waiter(Synchronized& waitedFor) : lock(waitedFor) {}
+    void run() override { lock.wait(); }
+    Synchronized& lock;
+};
+
+// Cancelled in the wait or on the way there: it ends nowhere else.
+TEST(Synchronized, AThreadThatIsCancelledInItsWaitLeavesTheLockFree) {
+    Synchronized lock;
+    Waiter waiter(lock);
+    waiter.start();
+    waiter.cancel();
+    waiter.join();
+    EXPECT_EQ(std::nullopt, tryToTake(lock));
     release(lock);
 }
 
