@@ -69,8 +69,11 @@ void DornNotify::step() {
     time_out_overdue();
 }
 
+// A socket whose packets get no answer any more sends no further one: it may have an address that
+// answers do not reach. What is out still gets its time, then the next socket takes over.
 bool DornNotify::may_send() const {
-    return SteadyClock::now() >= retryAt_;
+    const bool waitsForNextSocket = unanswered_ && !pending_.empty();
+    return !waitsForNextSocket && SteadyClock::now() >= retryAt_;
 }
 
 void DornNotify::send_queued() {
@@ -93,6 +96,7 @@ void DornNotify::open_socket() {
     socket->connect();
     if (!datagram_) datagram_ = std::make_unique<char[]>(LARGEST_DATAGRAM);
     socket_ = std::move(socket);
+    unanswered_ = false;
 }
 
 // Leaves the packet in the queue when it could not be sent, unless no datagram could carry it.
@@ -160,6 +164,7 @@ void DornNotify::match(std::string_view datagram) {
     if (found == pending_.end()) return;
     std::list<Pending> answered;
     answered.splice(answered.begin(), pending_, found);
+    unanswered_ = false;
     read_answer(*answered.front().packet, datagram);
 }
 
@@ -187,9 +192,12 @@ void DornNotify::time_out_overdue() {
     if (notices_.allows()) {
         Log::write(Log::WARNING, "Notifications that the server has left unanswered: %zu", overdue);
     }
+    unanswered_ = true;
+    if (pending_.empty()) socket_.reset();
 }
 
 void DornNotify::lose_link(const Exception& e) {
+    socket_.reset();
     retryAt_ = SteadyClock::now() + RETRY_PAUSE;
     if (pending_.empty()) return postpone(e.text());
     log_failure(e);

@@ -22,8 +22,10 @@ class DatagramClientSocket;
 // completes each with the answer that carries its identifiers.
 //
 // A packet stays queued until it has been sent: while there is no way to the server it is tried
-// again every second. Once sent it waits for its own answer, for its own time. A datagram from the
-// server concerns the packet whose identifiers it carries, and no other.
+// again every second. Once sent it waits for its own answer, for its own time. The socket is made
+// anew after every failure and when no answers come, so that it never keeps an address that the
+// machine has no longer. A datagram from the server concerns the packet whose identifiers it
+// carries, and no other.
 //
 // Owner: the application objects. Threads: run on its own; the queue takes packets from any.
 // Locks: the queue's.
@@ -83,7 +85,8 @@ class DornNotify : public Thread, public PacketContainer {
     std::unique_ptr<char[]> datagram_;              // room for the largest one
     std::list<Pending> pending_;                    // in the order of their deadlines
     SteadyClock::time_point retryAt_{};             // nothing is sent before
-    bool unreachable_ = false;                      // and the log knows
+    bool unanswered_ = false;   // the last that the socket brought was a time-out
+    bool unreachable_ = false;  // and the log knows
     NoticeLimiter notices_;
 };
 

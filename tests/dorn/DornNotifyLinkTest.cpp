@@ -58,6 +58,44 @@ TEST_F(SilentServer, GetsNoMoreTimeByForeignDatagrams) {
     EXPECT_EQ("failed", sent.outcome());
 }
 
+TEST_F(SilentServer, IsTriedFromAnotherSocketWhenNothingElseIsPending) {
+    std::uint16_t before = 0;
+    {
+        const Sent sent(notify(), 0, 1);
+        receivedB();
+        before = server().senderPort();
+        EXPECT_EQ("failed", sent.outcome());
+    }
+    expectWorks();
+    EXPECT_NE(before, server().senderPort());
+}
+
+// There is always one that waits, so the socket has to be given a chance to become free.
+TEST_F(SilentServer, IsTriedFromAnotherSocketThoughPacketsKeepComing) {
+    std::list<Sent> sent;
+    std::vector<std::uint16_t> ports;
+    const auto renewed = [&] {
+        sent.emplace_back(notify(), 0, static_cast<std::uint32_t>(sent.size()));
+        if (server().receiveWithin(50ms)) ports.push_back(server().senderPort());
+        return !ports.empty() && ports.back() != ports.front();
+    };
+    EXPECT_TRUE(eventually(renewed));
+}
+
+TEST_F(SilentServer, ThatAnswersAgainKeepsItsSocket) {
+    const Sent lost(notify(), 0, 1);
+    receivedB();
+    std::this_thread::sleep_for(kPatient / 2);
+    const Sent answered(notify(), 0, 2);
+    EXPECT_EQ(2U, receivedB());
+    const std::uint16_t before = server().senderPort();
+    EXPECT_EQ("failed", lost.outcome());
+    server().reply(answer(0, 2));
+    EXPECT_EQ("completed", answered.outcome());
+    expectWorks();
+    EXPECT_EQ(before, server().senderPort());
+}
+
 class LinkWithAnswers : public NotifyFixture {
   protected:
     LinkWithAnswers() {
@@ -134,6 +172,16 @@ class ServerInAnotherNetwork : public NotifyFixture {
     const NetworkNamespace here_;
     const NetworkNamespace there_;
 };
+
+TEST_F(ServerInAnotherNetwork, IsReachedFromTheAddressThatTheMachineHasNow) {
+    here().addAddress("eth0", "10.1.0.1/24");
+    expectWorks();
+    EXPECT_EQ("10.1.0.1", server().senderHost());
+    here().removeAddress("eth0", "10.1.0.1/24");
+    here().addAddress("eth0", "10.1.0.9/24");
+    expectWorks();
+    EXPECT_EQ("10.1.0.9", server().senderHost());
+}
 
 TEST_F(ServerInAnotherNetwork, GetsWhatWaitedUntilThereWasAWay) {
     std::list<Sent> sent;

@@ -65,6 +65,11 @@ std::string UdpPeer::senderHost() const {
     return text;
 }
 
+std::uint16_t UdpPeer::senderPort() const {
+    if (!lastSender_) throw std::logic_error("no datagram has come");
+    return portOf(*lastSender_);
+}
+
 // A socket that is connected, to itself here, takes nothing from anybody else.
 void UdpPeer::setRefusing(bool refusing) {
     sockaddr_in address = address_;

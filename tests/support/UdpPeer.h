@@ -33,6 +33,7 @@ class UdpPeer {
     void sendTo(std::uint16_t port, std::string_view data);
     // The host that the datagram received last came from.
     std::string senderHost() const;
+    std::uint16_t senderPort() const;
     // As if nobody had the port: what is sent to it is refused, but it stays taken. Needs a port
     // that was given to the constructor.
     void setRefusing(bool refusing);
