@@ -9,6 +9,7 @@
 
 #include "DeamonFixture.h"
 #include "support/ProcInfo.h"
+#include "support_src/AtThreadStart.h"
 #include "support_src/FailingThreads.h"
 
 namespace teskd::test {
@@ -73,6 +74,27 @@ TEST_F(DornDeamonTest, ListensOnEveryEndpoint) {
     start();
     expectServed(one);
     expectServed(two);
+}
+
+// Two hosts wait when the stop comes amid the acceptance of the first of them.
+TEST_F(DornDeamonTest, AHostThatWaitsWhenItStopsIsNotAccepted) {
+    constexpr int kFirstHost = 2;  // behind the listener's own
+    const std::uint16_t one = freeTcpPort();
+    const std::uint16_t two = freeTcpPort();
+    configure("127.0.0.1,127.0.0.1", std::to_string(one) + "," + std::to_string(two));
+    std::vector<Connection> waiting;
+    const AtThreadStart threads([&](int n) {
+        if (n == kFirstHost) {
+            waiting.push_back(Connection::to(one));
+            waiting.push_back(Connection::to(two));
+        } else if (n == kFirstHost + 1) {
+            deamon().stop();
+        }
+    });
+    start();
+    const Connection first = Connection::connectEventually(one);
+    deamon().awaitEnd();
+    EXPECT_EQ(kFirstHost + 1, threads.count());
 }
 
 TEST_F(DornDeamonTest, AnAddressInUseIsLoggedOnceAndTakenWhenItIsFree) {

@@ -1,6 +1,7 @@
 // One host connection: requests in, answers out, and every way it can end.
 
 #include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -9,9 +10,13 @@
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "HostLink.h"
+#include "core/Exception.h"
+#include "dorn/DornPacket.h"
+#include "packet/PacketHandle.h"
 #include "support/Bytes.h"
 #include "support/ProcInfo.h"
 #include "support_src/LogRecorder.h"
@@ -387,6 +392,40 @@ TEST(DornLeakTest, AThousandConnectionsLeaveNoDescriptorBehind) {
         if (i % 3 == 1) host->readFrame();
     }
     EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) == before; }));
+}
+
+// An answer that cannot be written.
+class Unwritable : public DornPacket {
+  public:
+    explicit Unwritable(std::function<void()> problem)
+        : DornPacket(7), problem_(std::move(problem)) {}
+
+    void write(OutputStream&) override { problem_(); }
+
+  private:
+    const std::function<void()> problem_;
+};
+
+// What the host gets, and what is logged, when somebody else's thread completes the packet.
+std::string received(const std::function<void()>& problem) {
+    HostLink link;
+    const StopEvent stop;
+    ConnectionCount count;
+    TcpPair pair;
+    Socket connection(AF_INET, SOCK_STREAM, 0);
+    connection.setDescriptor(::dup(pair.server.fd()));
+    Dorn dorn(connection, {link.park().controller(), link.engine(), stop, count});
+    const PacketHandle<Unwritable> packet(new Unwritable(problem));
+    dorn.packetCompleted(packet.pointer());
+    return pair.client.readUntilClosed();
+}
+
+TEST(DornTest, AnAnswerThatCannotBeWrittenEndsItsConnectionAndConcernsNobodyElse) {
+    const LogRecorder log;
+    EXPECT_EQ("", received([] { throw std::bad_alloc(); }));
+    EXPECT_EQ("", received([] { throw Exception("too long"); }));
+    EXPECT_EQ(1U, log.count({180, "Exception was received: std::bad_alloc"}));
+    EXPECT_EQ(1U, log.count({180, "Exception was received: too long"}));
 }
 
 }  // namespace

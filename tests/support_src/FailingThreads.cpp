@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <pthread.h>
 
+#include "support_src/AtThreadStart.h"
+
 namespace {
 
 std::atomic<int> failuresLeft{0};
@@ -23,6 +25,7 @@ extern "C" {
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*entry)(void*), void* argument) {
+    teskd::test::AtThreadStart::tell();
     if (takeFailure()) return EAGAIN;
     return __real_pthread_create(thread, attributes, entry, argument);
 }
