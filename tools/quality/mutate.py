@@ -35,9 +35,11 @@ SYSTEM = {
     "trouble": ["disk_trouble_tests", "power_cut_tests"],
     "faults": ["fault_tests", "teskd_failing"],
 }
+# What the mutants depend on, as far as an earlier measurement may be taken over.
+MEASURED = ("src/", "tests/", "tools/tesksim", "tools/quality")
 BUILD_SECONDS = 1800  # for one mutant; every test stands on some headers
 MEMORY = 8 << 30      # bytes that a test's process may have; a mutant that asks for more fails
-FILE_SIZE = 1 << 28   # and bytes of a file
+DISK = 1 << 30        # and bytes of /tmp
 FREE_SECONDS = 60     # of a stage, beside four times what it takes without a defect
 
 
@@ -47,7 +49,6 @@ class Hang(Exception):
 
 def limit():
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
-    resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_SIZE, FILE_SIZE))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
@@ -93,9 +94,10 @@ class Tree:
         """A defect must reach neither the machine nor other tests: own processes, own network, nothing but
         the copy can be written. Looking up an address wants one that is not loopback's."""
         return ["bwrap", "--unshare-user", "--unshare-pid", "--unshare-net", "--unshare-ipc", "--die-with-parent",
-                "--cap-add", "ALL", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp",
+                "--cap-add", "ALL", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc",
+                "--size", str(DISK), "--tmpfs", "/tmp",
                 "--bind", str(self.build), str(self.build), "--chdir", str(self.path),
-                "sh", "-c", 'ip address add 192.0.2.1/32 dev lo && exec "$@"', "sh", *command]
+                "sh", "-c", 'ip address add 203.0.113.1/32 dev lo && exec "$@"', "sh", *command]
 
     def run(self, folder, bound, *options):
         """Whether the tests of a folder pass within so many seconds. One that fails is given another chance,
@@ -299,7 +301,7 @@ def prepare(count, jobs, under):
         tree.configure()
         tree.make_all(stages[first:])
     trees[0].measure(stages[first:], digest_of({name: (ROOT / name).read_bytes().hex() for name in sorted(files)
-                                                if name.startswith(("src/", "tests/", "tools/tesksim"))}))
+                                                if name.startswith(MEASURED)}))
     for tree in trees[1:]:
         tree.bounds, tree.broken = trees[0].bounds, trees[0].broken
     if trees[0].broken:
