@@ -41,12 +41,20 @@ void ask(TeskPacket& request, unsigned form) {
     request.set_body(WHOLE_MESSAGES[form / 2 % 4]);
 }
 
+void time_out(teskd::LateAnswers& late, const char* text) {
+    TeskPacket request;
+    request.set_raw();
+    request.set_body(text);
+    late.begin(request);
+    late.timedOut();
+}
+
 // The high bits of it say which requests timed out before.
 void time_out(teskd::LateAnswers& late, unsigned form) {
-    if ((form & 0x10) != 0) late.expect(113);
-    if ((form & 0x20) != 0) late.expect(115);
-    if ((form & 0x40) != 0) late.expect(115);
-    if ((form & 0x80) != 0) late.expect(std::nullopt);
+    if ((form & 0x10) != 0) time_out(late, "113~0008");
+    if ((form & 0x20) != 0) time_out(late, "115~0008");
+    if ((form & 0x40) != 0) time_out(late, "115~000C~007");
+    if ((form & 0x80) != 0) time_out(late, "hello");
 }
 
 // The fields of an answer in front of its body, put together again.
@@ -88,7 +96,7 @@ bool read_answer(teskd::LateAnswers& late, teskd::InputStream& input, TeskPacket
     try {
         late.read(input, packet, "SlotMachine_1");
     } catch (const teskd::ReadTimeoutException&) {
-        late.expect(packet.get_asked_id());
+        late.timedOut();
         return true;
     } catch (const teskd::TeskConnectionErrorException&) {
         return false;
@@ -109,9 +117,12 @@ void serve(unsigned form, const std::uint8_t* data, std::size_t size) {
     time_out(late, form);
     bool goesOn = true;
     while (goesOn) {
-        if (late.anyTimedOut() && (form & 0x08) != 0) input.skipArrived();
+        if (late.hasAsked() && (form & 0x08) != 0) {
+            late.drop(input.takeArrived(), "SlotMachine_1");
+        }
         TeskPacket packet;
         ask(packet, form);
+        late.begin(packet);
         goesOn = read_answer(late, input, packet, bytes.bytes());
     }
 }

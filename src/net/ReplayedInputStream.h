@@ -17,6 +17,8 @@ class ReplayedInputStream : public FilterInputStream {
     int read(char* buffer, int len) override;
     // The next reads give these bytes, before any put back earlier.
     void replay(const std::string& bytes) { bytes_.insert(0, bytes); }
+    // What was put back and not read again.
+    const std::string& rest() const { return bytes_; }
 
   private:
     std::string bytes_;

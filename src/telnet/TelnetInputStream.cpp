@@ -58,15 +58,16 @@ void TelnetInputStream::reset() {
     if (sinceMark_) pushedBack_ = std::exchange(sinceMark_, std::nullopt);
 }
 
-int TelnetInputStream::skipArrived() {
-    int dropped = std::exchange(pushedBack_, std::nullopt).has_value() ? 1 : 0;
+std::string TelnetInputStream::takeArrived() {
+    std::string taken;
+    if (pushedBack_) taken.push_back(static_cast<char>(*std::exchange(pushedBack_, std::nullopt)));
     // What arrives meanwhile is left: a peer that never pauses holds nobody here.
     for (unsigned arrived = source_.available(); arrived > 0; --arrived) {
         const int byte = source_.read();
         if (byte == -1) break;
-        if (decoder_.feed(byte).has_value()) ++dropped;
+        if (const auto data = decoder_.feed(byte)) taken.push_back(static_cast<char>(*data));
     }
-    return dropped;
+    return taken;
 }
 
 }  // namespace teskd

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "net/BufferedInputStream.h"
 #include "net/FilterInputStream.h"
@@ -31,9 +32,8 @@ class TelnetInputStream : public FilterInputStream {
     void reset() override;
     bool markSupported() override { return true; }
 
-    // Reads whatever has arrived, without blocking; commands are reported, data is dropped. The
-    // count of data bytes dropped.
-    int skipArrived();
+    // Reads whatever has arrived, without blocking; commands are reported, data is returned.
+    std::string takeArrived();
 
   private:
     BufferedInputStream& source_;

@@ -138,32 +138,30 @@ void TeskMaster::serve(Telnet& telnet) {
 }
 
 bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
-    const std::optional<int> asked = packet.get_asked_id();
-    drop_late_answers(telnet);
+    drop_unasked(telnet);
+    late_.begin(packet);
     constexpr std::uint32_t longest = std::numeric_limits<int>::max();
     telnet.limitTime(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
     packet.write(telnet.getOutputStream());
     telnet.getOutputStream().flush();
     bool answered = true;
     try {
-        late_.read(telnet.getInputStream(), packet, get_identity(), &notices_);
+        late_.read(telnet.getInputStream(), packet, get_identity());
         connected_ = true;
         controller_.bind(*this, packet.get_code_id());
         acknowledge(telnet, packet.get_id());
     } catch (const ReadTimeoutException&) {
         answered = false;
-        late_.expect(asked);
+        late_.timedOut();
     }
     telnet.limitTime(0);
     return answered;
 }
 
-void TeskMaster::drop_late_answers(Telnet& telnet) {
-    if (!late_.anyTimedOut()) return;
-    const int dropped = telnet.getInputStream().skipArrived();
-    if (dropped == 0 || !notices_.allows()) return;
-    Log::write(Log::NOTICE, "%d bytes that '%s' sent after the time-out were dropped", dropped,
-               get_identity().c_str());
+void TeskMaster::drop_unasked(Telnet& telnet) {
+    if (!late_.hasAsked()) return;
+    const std::string arrived = telnet.getInputStream().takeArrived();
+    if (!arrived.empty()) late_.drop(arrived, get_identity());
 }
 
 void TeskMaster::acknowledge(Telnet& telnet, int id) {

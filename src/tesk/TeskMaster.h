@@ -25,8 +25,8 @@ class TeskController;
 // failure of the link and reports it to every packet that waits; the next request starts a new run,
 // which connects anew.
 //
-// An answer that comes after its request timed out is never taken for that of a later request, as
-// far as the two have different IDs or it comes before the later one is written; see LateAnswers.
+// What nobody asked for is nobody's answer, as far as it comes before the next request is written
+// or can be told from its answer by the ID; see LateAnswers.
 //
 // Owner: the TeskController, from start-up to exit. The thread detaches itself when it ends; the
 // destructor stops it and waits.
@@ -80,9 +80,9 @@ class TeskMaster : public Thread, public PacketContainer {
     // the answer timed out. @throws SocketException when the time was up while something was
     // written: nobody knows then how much of it has left.
     bool exchange(Telnet& telnet, TeskPacket& packet);
-    // What has arrived before a request is written cannot be its answer. Dropped only in a run with
-    // a time-out; any other takes what it finds.
-    void drop_late_answers(Telnet& telnet);
+    // What has arrived before a request is written cannot be its answer. The run's first request
+    // takes what it finds: the machine may have spoken before it could be asked.
+    void drop_unasked(Telnet& telnet);
     void acknowledge(Telnet& telnet, int id);
     // Reports the error to everything queued and ends the run, so that no packet stays behind.
     void end_run(const Exception& e);
@@ -99,10 +99,10 @@ class TeskMaster : public Thread, public PacketContainer {
     StopEvent stopEvent_;
     // The master thread's own.
     TeskPacket acknowledgement_;
-    LateAnswers late_;  // of this run
     // What the machine and its serial-port server make the link log, and the ends of links.
     NoticeLimiter notices_{NOTICES_PER_SECOND};
     NoticeLimiter failures_;
+    LateAnswers late_{&notices_};  // of this run
 };
 
 }  // namespace teskd

@@ -1,6 +1,7 @@
 #include "tesk/TeskPacket.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <utility>
 
@@ -23,6 +24,13 @@ constexpr int BODY_BLOCK = 4096;
 
 bool isNumber(std::string_view text, std::size_t size, int base) {
     return text.size() == size && text::parseNumber(text, base).consumed == size;
+}
+
+// Whether the character may stand where a header has a digit (d), a hexadecimal one (x), or itself.
+bool fits(char c, char place) {
+    if (place == 'd') return std::isdigit(static_cast<unsigned char>(c)) != 0;
+    if (place == 'x') return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+    return c == place;
 }
 
 }  // namespace
@@ -73,7 +81,20 @@ void TeskPacket::read_body(InputStream& in, std::int64_t remaining) {
         if (n > remaining) surplus_.assign(block.data() + remaining, block.data() + n);
         remaining -= n;
     }
+    if (begins_message(surplus_)) body_.resize(body_.size() - surplus_.size());
     if (body_.starts_with(SEPARATOR)) body_.erase(0, 1);
+}
+
+bool TeskPacket::begins_message(std::string_view bytes) {
+    constexpr std::string_view HEADER = "ddd~xxxx~";
+    const std::string_view head = bytes.substr(0, HEADER.size());
+    return !head.empty() && std::equal(head.begin(), head.end(), HEADER.begin(), fits);
+}
+
+std::size_t TeskPacket::length_of(std::string_view bytes) {
+    if (bytes.size() <= HEADER_SIZE || !begins_message(bytes)) return 0;
+    const int length = text::toInt(bytes.substr(ID_SIZE + 1, LENGTH_SIZE), 16);
+    return length > static_cast<int>(HEADER_SIZE) ? static_cast<std::size_t>(length) : 0;
 }
 
 void TeskPacket::split_trailer() {

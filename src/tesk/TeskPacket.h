@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "packet/Packet.h"
 
@@ -59,9 +60,14 @@ class TeskPacket : public Packet {
     // The body alone makes the message, as it stands, without a header. For good.
     void set_raw() { raw_ = true; }
     bool has_trailer() const { return has_trailer_; }
-    // What came in one block with the end of the answer and lies beyond its length; the body has it
-    // too.
+    // What came in one block with the end of the answer and lies beyond its length. The body has it
+    // too, unless it begins like another message.
     const std::string& get_surplus() const { return surplus_; }
+    // The surplus that is not in the body.
+    std::string get_unasked() const { return begins_message(surplus_) ? surplus_ : std::string(); }
+    // The length of the message that the bytes begin with, as its header states it; 0 when they
+    // begin with none, or with less than a header of three digits and four.
+    static std::size_t length_of(std::string_view bytes);
     // Whether the answer read last had an ID of three digits and a length of four that covers the
     // header. Others are read as well; these are hardly the rest of a message by chance.
     bool has_regular_header() const { return regular_header_; }
@@ -79,6 +85,8 @@ class TeskPacket : public Packet {
     static std::string read_field(InputStream& in, std::int64_t& consumed, const char* error);
     void read_body(InputStream& in, std::int64_t remaining);
     void split_trailer();
+    // Whether the bytes begin with a message or are the first of its header.
+    static bool begins_message(std::string_view bytes);
 
     std::uint32_t context_ = 0;
     std::string id_ = "0";

@@ -263,39 +263,39 @@ TEST(TelnetInputStreamMark, WithoutAMarkThereIsNoReset) {
     EXPECT_EQ(kNoMark, messageOf<IOException>([&] { received.input.reset(); }));
 }
 
-TEST(TelnetInputStreamSkipArrived, DropsDataThatHasArrivedAndHandlesCommands) {
+TEST(TelnetInputStreamTakeArrived, DropsDataThatHasArrivedAndHandlesCommands) {
     Received received({bytes("61 62 FF FD 2C 63"), Pause{}, "de"});
     EXPECT_EQ(0, received.input.skip(0));
-    EXPECT_EQ(3, received.input.skipArrived());
+    EXPECT_EQ("abc", received.input.takeArrived());
     EXPECT_EQ(Calls{"DO 44"}, received.options.calls);
     EXPECT_EQ("de", received.readAll());
 }
 
-TEST(TelnetInputStreamSkipArrived, DropsWhatTheBuffersHold) {
+TEST(TelnetInputStreamTakeArrived, DropsWhatTheBuffersHold) {
     Received received({"abc"});
     received.input.mark(1);
     received.input.read();
     received.input.reset();
-    EXPECT_EQ(3, received.input.skipArrived());
-    EXPECT_EQ(0, received.input.skipArrived());
+    EXPECT_EQ("abc", received.input.takeArrived());
+    EXPECT_EQ(0U, received.input.takeArrived().size());
     EXPECT_EQ(-1, received.input.read());
 }
 
-TEST(TelnetInputStreamSkipArrived, WaitsForNothing) {
+TEST(TelnetInputStreamTakeArrived, WaitsForNothing) {
     Received received({TimeOut{}, "a"});
-    EXPECT_EQ(0, received.input.skipArrived());
+    EXPECT_EQ(0U, received.input.takeArrived().size());
     EXPECT_THROW(received.input.read(), SocketTimeoutException);
 }
 
-TEST(TelnetInputStreamSkipArrived, TakesACommandThatHasHalfArrived) {
+TEST(TelnetInputStreamTakeArrived, TakesACommandThatHasHalfArrived) {
     Received received({"a" + bytes("FF FD"), Pause{}, bytes("2C") + "b"});
-    EXPECT_EQ(1, received.input.skipArrived());
+    EXPECT_EQ(1U, received.input.takeArrived().size());
     EXPECT_EQ("b", received.readAll());
     EXPECT_EQ(Calls{"DO 44"}, received.options.calls);
 }
 
 // What goes on arriving while it drops is left for the reader.
-TEST(TelnetInputStreamSkipArrived, APeerThatNeverPausesDoesNotHoldIt) {
+TEST(TelnetInputStreamTakeArrived, APeerThatNeverPausesDoesNotHoldIt) {
     struct Endless : InputStream {
         using InputStream::read;
         unsigned available() override { return 100; }
@@ -304,7 +304,7 @@ TEST(TelnetInputStreamSkipArrived, APeerThatNeverPausesDoesNotHoldIt) {
     BufferedInputStream buffered(inner, 1);
     RecordedOptions options;
     TelnetInputStream input(buffered, options);
-    EXPECT_EQ(100, input.skipArrived());
+    EXPECT_EQ(100U, input.takeArrived().size());
 }
 
 }  // namespace

@@ -19,12 +19,86 @@ LogEntry droppedAnswer(int id) {
     return {181, "The answer " + std::to_string(id) +
                      " that 'ZA000000001' sent after the time-out was dropped"};
 }
+LogEntry unaskedAnswer(int id) {
+    return {181, "The answer " + std::to_string(id) + " that 'ZA000000001' repeated was dropped"};
+}
+LogEntry unaskedBytes(int count) {
+    return {181, std::to_string(count) + " bytes that 'ZA000000001' sent unasked were dropped"};
+}
 LogEntry droppedBytes(int count) {
     return {181, std::to_string(count) +
                      " bytes that 'ZA000000001' sent after the time-out were dropped"};
 }
 
 class LateAnswer : public MasterFixture {};
+
+// A run without time-outs whose machine says more than it was asked.
+class UnaskedAnswer : public MasterFixture {};
+
+TEST_F(UnaskedAnswer, ThatComesBeforeARequestIsDropped) {
+    inject(kAnswer115);
+    const Request request(115);
+    sendUnanswered(request);
+    inject("115~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", request.outcome());
+    EXPECT_EQ("4711", request.packet()->get_body());
+    EXPECT_EQ("115~0008150~000C~115", received(1));
+    EXPECT_EQ(1U, log.count(unaskedBytes(37)));
+}
+
+TEST_F(UnaskedAnswer, ToTheRequestBeforeIsDroppedWhereverItComes) {
+    EXPECT_EQ("completed", ask(113));
+    inject(kAnswer113);
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113);
+    EXPECT_TRUE(log.waitFor(unaskedAnswer(113)));
+    EXPECT_FALSE(next.ended());
+    inject(kAnswer113 + kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+    EXPECT_EQ("113~0008150~000C~113115~0008150~000C~115", received(2));
+    EXPECT_EQ(1U, log.count(unaskedBytes(37)));
+    EXPECT_EQ(2U, log.count(unaskedAnswer(113)));
+}
+
+TEST_F(UnaskedAnswer, ThatHalfArrivedBeforeARequestIsNobodysAnswer) {
+    inject(kAnswer113.substr(0, 7));
+    const Request next(115);
+    sendUnanswered(next);
+    inject(kAnswer113.substr(7) + kAnswer115);
+    EXPECT_EQ(kLost, next.outcome());
+    awaitEndOfRun();
+    EXPECT_EQ(std::list<std::string>{"ZA000000001"}, controller().get_identities());
+}
+
+// In one piece with the answer, and for ever.
+TEST_F(UnaskedAnswer, OfAMachineThatAnswersTwiceShiftsNothing) {
+    machine().answers().setBody(113, "4711");
+    machine().answers().setBody(115, "0815");
+    for (int i = 0; i < 10; ++i) {
+        for (const int id : {113, 115}) {
+            const std::string body = id == 113 ? "4711" : "0815";
+            machine().setFaults({.garbageAfter = id == 113 ? kAnswer113 : kAnswer115}, 1);
+            const Request request(id);
+            send(request);
+            EXPECT_EQ("completed", request.outcome());
+            EXPECT_EQ(id, request.packet()->get_id());
+            EXPECT_EQ(body, request.packet()->get_body());
+        }
+    }
+    EXPECT_TRUE(connected());
+}
+
+TEST_F(UnaskedAnswer, WithAnIdThatNobodyAskedWithIsTakenAsTheMachinesChoice) {
+    EXPECT_EQ("completed", ask(113));
+    const Request next(115);
+    sendUnanswered(next);
+    inject("456~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ(456, next.packet()->get_id());
+    EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
+}
 
 TEST_F(LateAnswer, ThatComesBeforeTheNextRequestIsDropped) {
     timeOut(113);
@@ -69,15 +143,6 @@ TEST_F(LateAnswer, BytesBeforeEveryRequestAreLoggedAFewTimesASecond) {
     });
     EXPECT_GE(dropped, 1);  // the confirmed line settings count as well
     EXPECT_LE(dropped, 8 * (seconds + 1));
-}
-
-TEST_F(LateAnswer, IsNoneInARunWithoutTimeOuts) {
-    inject(kAnswer115);
-    const Request request(115);
-    sendUnanswered(request);
-    EXPECT_EQ("completed", request.outcome());
-    EXPECT_EQ("115~0008150~000C~115", received(1));
-    EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
 }
 
 // The machine greets whoever connects with the answer to the first request.
@@ -250,9 +315,13 @@ TEST_F(LateAnswer, TheRestOfWhichComesBehindTheNextRequestEndsTheRun) {
 TEST(LateAnswers, TheRestOfOneIsNeverTakenForAnother) {
     for (std::size_t cut = 1; cut < kAnswer113.size(); ++cut) {
         LateAnswers late;
-        late.expect(113);
+        TeskPacket lost;
+        lost.set_id(113);
+        late.begin(lost);
+        late.timedOut();
         TeskPacket next;
         next.set_id(115);
+        late.begin(next);
         ScriptedInputStream rest{kAnswer113.substr(cut) + kAnswer115};
         EXPECT_THROW(late.read(rest, next, "ZA000000001"), TeskConnectionErrorException) << cut;
     }

@@ -184,6 +184,28 @@ TEST(TeskPacketRead, BytesThatArriveWithTheLastOnesStayInTheBody) {
     EXPECT_EQ("OK and more", packet.get_body());
 }
 
+// The machine has answered twice; its second answer may have come in part only.
+TEST(TeskPacketRead, AnotherMessageThatArrivesWithTheLastBytesIsNotPartOfTheBody) {
+    const std::string another = "123~001A~210315~XA42~00~NO";
+    for (std::size_t size = 1; size <= another.size(); ++size) {
+        TeskPacket packet;
+        const std::string surplus = another.substr(0, size);
+        ScriptedInputStream in{"123~001A~210315~XA42~00~OK" + surplus};
+        packet.read(in);
+        EXPECT_EQ("OK", packet.get_body()) << surplus;
+        EXPECT_EQ(surplus, packet.get_surplus());
+    }
+}
+
+TEST(TeskPacketRead, AnotherMessageBehindATrailerDoesNotShiftIt) {
+    TeskPacket packet;
+    ScriptedInputStream in{"123~0126~210315~XN42~00~OK" + std::string(268, 't') +
+                           "113~0018~210315~XN42~00~"};
+    packet.read(in);
+    EXPECT_EQ("OK", packet.get_body());
+    EXPECT_TRUE(packet.to_string().ends_with("~OK" + std::string(268, 't')));
+}
+
 TEST(TeskPacketRead, AsksForTheBodyInWholeBlocks) {
     TeskPacket packet;
     ScriptedInputStream in{"123~001A~210315~XN42~00", "~", "OK"};
