@@ -54,6 +54,11 @@ void storeDefaults(std::map<std::string, std::string>& map) {
     }
 }
 
+// An administrator who leaves this list empty means nobody.
+bool countsWhenEmpty(const std::string& key) {
+    return key == KEY_HOSTS_ALLOWED;
+}
+
 std::string portKey(int n, const char* name) {
     return text::format("[PORT_ASYNC%d] %s", n, name);
 }

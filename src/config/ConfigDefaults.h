@@ -15,6 +15,11 @@ inline constexpr const char* SOFTWARE_UPDATE_FILE = ".sw_update.ini";
 inline constexpr const char* KEY_CONFIG_FILE = "[INTERNAL] ZQ_CONFIG_FILE";
 inline constexpr const char* KEY_UPDATE_A = "[INTERNAL] SW_UPDATE_A";
 inline constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";
+// Has no default: without it every host may connect.
+inline constexpr const char* KEY_HOSTS_ALLOWED = "[IP_ADDRESS] HOSTS_ALLOWED";
+
+// Whether "NAME=" gives the setting an empty value; any other keeps the value it has.
+bool countsWhenEmpty(const std::string& key);
 
 // Stores every default. Ports beyond the fourth have none.
 void storeDefaults(std::map<std::string, std::string>& map);

@@ -13,6 +13,7 @@ constexpr const char* BLANKS = " \t";
 struct Parser {
     IniFormat::Map& map;
     const IniFormat::SyntaxErrorHandler& onSyntaxError;
+    IniFormat::CountsWhenEmpty countsWhenEmpty;
     std::string section = FIRST_SECTION;
     unsigned line = 0;
 
@@ -24,6 +25,13 @@ struct Parser {
         }
     }
 
+    // The value may still come: it is stored over this one then.
+    void storeEmpty(const std::string& name, bool hasEquals) {
+        if (!hasEquals || countsWhenEmpty == nullptr) return;
+        const std::string key = section + " " + name;
+        if (countsWhenEmpty(key)) map[key].clear();
+    }
+
     // The header test comes first for every token, so a value in brackets is a header as well.
     void tokens(std::string_view text) {
         ++line;
@@ -33,6 +41,7 @@ struct Parser {
                 header(token);
             } else if (pendingKey.empty()) {
                 pendingKey = text::trim(token, BLANKS);
+                storeEmpty(pendingKey, token.data() + token.size() != text.data() + text.size());
             } else {
                 map[section + " " + pendingKey] = text::trim(token, BLANKS);
                 pendingKey.clear();
@@ -43,8 +52,9 @@ struct Parser {
 
 }  // namespace
 
-void IniFormat::parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError) {
-    Parser parser{map, onSyntaxError};
+void IniFormat::parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError,
+                      CountsWhenEmpty countsWhenEmpty) {
+    Parser parser{map, onSyntaxError, countsWhenEmpty};
     for (const std::string_view line : text::splitDroppingEmpty(text, "\n")) parser.tokens(line);
 }
 

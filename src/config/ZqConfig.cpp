@@ -75,9 +75,10 @@ void ZqConfig::write_software_update_file() const {
 void ZqConfig::parse_file(const std::string& path, Map& map) {
     const std::optional<std::string> content = ConfigFile::read(path);
     if (!content) return;
-    IniFormat::parse(*content, map, [&path](unsigned line) {
+    const auto report = [&path](unsigned line) {
         Log::write(Log::WARNING, "ZqConfig: Section syntax error: %s:%u", path.c_str(), line);
-    });
+    };
+    IniFormat::parse(*content, map, report, countsWhenEmpty);
 }
 
 void ZqConfig::write_file(const std::string& path, const Map& map) {
@@ -105,6 +106,12 @@ std::string ZqConfig::get_server_address() {
 
 std::list<std::string> ZqConfig::get_local_addresses() {
     return pair_endpoints(value_of("[IP_ADDRESS] IP_LOCAL"), value_of("[IP_ADDRESS] TCP_LOCAL"));
+}
+
+std::optional<std::string_view> ZqConfig::get_hosts_allowed() {
+    const auto found = getConfig().find(KEY_HOSTS_ALLOWED);
+    if (found == getConfig().end()) return {};
+    return found->second;
 }
 
 std::list<std::string> ZqConfig::pair_endpoints(const std::string& addressList,

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace teskd {
@@ -45,6 +47,9 @@ class ZqConfig : public std::map<std::string, std::string> {
     static std::string get_server_address();
     // "address:port" of every local endpoint to listen on.
     static std::list<std::string> get_local_addresses();
+    // Addresses and networks that hosts may connect from, as they are written; nothing when no file
+    // has the key, and every host may.
+    static std::optional<std::string_view> get_hosts_allowed();
 
     // Numbers of the serial ports in use.
     static std::vector<int> get_async_ports();

@@ -1,8 +1,13 @@
 #include "dorn/DornDeamon.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <cstdint>
 #include <cstring>
 #include <exception>
+#include <netinet/in.h>
+#include <string>
+#include <string_view>
 #include <sys/socket.h>
 
 #include "config/ZqConfig.h"
@@ -23,6 +28,12 @@ constexpr int RETRY_MILLISECONDS = 1000;
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
+
+std::string problem_of(std::string_view item) {
+    constexpr std::size_t LONGEST = 64;  // bytes of it that are shown
+    if (item.empty()) return "is empty";
+    return "has \"" + std::string(item.substr(0, LONGEST)) + "\", which is no address or network";
+}
 
 }  // namespace
 
@@ -47,12 +58,15 @@ void DornDeamon::run() {
                 endpoints = configured_endpoints();
                 listeners_ = endpoints.size();
                 warn_of_low_limit();
+                read_allowed_hosts();
             }
             known = true;
             if (endpoints.empty()) return;
             const bool complete = open_endpoints(endpoints);
             connections_.notices().report();
-            serve(endpoints, complete && !connections_.notices().hasLeftOut());
+            strangers_.report();
+            const bool told = !connections_.notices().hasLeftOut() && !strangers_.hasLeftOut();
+            serve(endpoints, complete && told);
         } catch (const Exception& e) {
             log_problem(NOT_ACCEPTED, e.text());
             pause();
@@ -86,6 +100,31 @@ void DornDeamon::warn_of_low_limit() const {
         Log::write(Log::WARNING, "%zu open files at most leave room for %zu hosts only",
                    descriptorLimit(), budget.connections());
     }
+}
+
+// A list with a mistake in it is not half of one: whom it was meant to keep away would get in.
+void DornDeamon::read_allowed_hosts() {
+    const std::optional<std::string_view> text = ZqConfig::get_hosts_allowed();
+    if (!text) return;
+    const std::optional<AddressList> list = AddressList::parse(*text);
+    if (!list) {
+        Log::write(Log::WARNING, "Only this machine itself may connect: HOSTS_ALLOWED %s",
+                   problem_of(AddressList::firstMistake(*text)).c_str());
+    }
+    allowed_ = list.value_or(AddressList());
+}
+
+bool DornDeamon::may_connect(const Socket& connection) {
+    if (!allowed_) return true;
+    const std::optional<std::uint32_t> address = connection.getPeerAddress();
+    if (!address) return false;  // it has gone already
+    if (AddressList::isLoopback(*address) || allowed_->contains(*address)) return true;
+    if (!strangers_.allows()) return false;
+    const in_addr bytes{htonl(*address)};
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &bytes, text, sizeof text);
+    Log::write(Log::NOTICE, "%s may not connect and was turned away", text);
+    return false;
 }
 
 bool DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
@@ -129,7 +168,8 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
         return turn_away(listener, "Too many hosts are connected");
     }
     try {
-        start_connection(listener.accept());
+        const Socket connection = listener.accept();
+        if (may_connect(connection)) start_connection(connection);
     } catch (const Exception& e) {
         turn_away(listener, e.text());
     } catch (const std::exception& e) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/NoticeLimiter.h"
@@ -12,6 +13,7 @@
 #include "dorn/ConnectionCount.h"
 #include "dorn/DescriptorBudget.h"
 #include "dorn/SpareDescriptor.h"
+#include "net/AddressList.h"
 
 namespace teskd {
 
@@ -22,7 +24,8 @@ class TeskController;
 
 // A thread that listens on the configured local endpoints and starts a Dorn for every connection. A
 // host that cannot be served, for want of descriptors, threads or memory, is turned away at once,
-// and so is one that would take a descriptor that serial ports may need (DescriptorBudget).
+// and so is one that would take a descriptor that serial ports may need (DescriptorBudget), or that
+// is not on the list of hosts that may connect. This machine itself always may.
 //
 // Owner: the application objects; the controller and the engine outlive it. Keeps no list of the
 // connections it started, only their count.
@@ -56,6 +59,9 @@ class DornDeamon : public Thread {
     // What the limit of open files, as it is now, leaves to hosts.
     DescriptorBudget budget() const;
     void warn_of_low_limit() const;
+    void read_allowed_hosts();
+    // False, with a line in the log, for a host that is not on the list.
+    bool may_connect(const Socket& connection);
     void serve(std::list<Endpoint>& endpoints, bool allIsWell);
     void accept_connection(StreamServerSocket& listener);
     void start_connection(const Socket& connection);
@@ -66,11 +72,16 @@ class DornDeamon : public Thread {
     TeskController& controller_;
     Aams& engine_;
     const std::size_t lines_;
-    std::size_t listeners_ = 0;  // the thread's own
+    // The thread's own.
+    std::size_t listeners_ = 0;
+    std::optional<AddressList> allowed_;  // none: every host
+
     StopEvent stopEvent_;
     ConnectionCount connections_;
     SpareDescriptor spare_;
     NoticeLimiter problems_;  // of hosts that cannot be served, who try again and again
+    // Of hosts that may not connect.
+    NoticeLimiter strangers_{NoticeLimiter::LINES_PER_SECOND, &connections_.notices()};
 };
 
 }  // namespace teskd

@@ -134,6 +134,15 @@ std::string Socket::getsockname() const {
     return SocketAddress::toText(address, SIGNATURE);
 }
 
+std::optional<std::uint32_t> Socket::getPeerAddress() const {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    const int result =
+        ::getpeername(descriptor_.get(), reinterpret_cast<sockaddr*>(&address), &size);
+    if (result != 0 || address.sin_family != AF_INET) return {};
+    return ntohl(address.sin_addr.s_addr);
+}
+
 void Socket::getsockopt(int name, int& value) const {
     socklen_t size = sizeof value;
     if (::getsockopt(descriptor_.get(), IPPROTO_TCP, name, &value, &size) != 0) {

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -46,6 +48,9 @@ class Socket {
     // The address, a colon, and one character: the low eight bits of the port.
     std::string getpeername() const;
     std::string getsockname() const;
+    // The peer's IPv4 address as a number, 127.0.0.1 being 0x7F000001; nothing when the peer has
+    // gone or has no such address.
+    std::optional<std::uint32_t> getPeerAddress() const;
     // Options of the TCP level.
     void getsockopt(int name, int& value) const;
     void setsockopt(int name, int value);

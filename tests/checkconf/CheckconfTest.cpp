@@ -248,6 +248,33 @@ TEST_F(Checkconf, AddressesThatAreNoneAreFound) {
                  "TCP_LOCAL=1,2,3\n[PORT_ASYNC2]\nIP_ADDRESS=*\n"));
 }
 
+TEST_F(Checkconf, AllowedHostsThatKeepEverybodyAwayAreFound) {
+    EXPECT_EQ("", findings("[IP_ADDRESS]\nHOSTS_ALLOWED=192.168.1.0/24,10.0.0.7;0.0.0.0/0\n"));
+    EXPECT_EQ(0, status_);
+    const std::string empty =
+        "/etc/tesk_v2.ini:2: [IP_ADDRESS] HOSTS_ALLOWED: no address and no network; nobody but "
+        "this "
+        "machine itself may connect\n";
+    EXPECT_EQ(empty, findings("[IP_ADDRESS]\nHOSTS_ALLOWED=\n"));
+    EXPECT_EQ(empty, findings("[IP_ADDRESS]\nHOSTS_ALLOWED=,;\n"));
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:2: [IP_ADDRESS] HOSTS_ALLOWED: "10.0.0.0/33" is no IPv4 address or network; nobody but this machine itself may connect
+/etc/tesk_v2.ini:2: [IP_ADDRESS] HOSTS_ALLOWED: "*" is no IPv4 address or network; nobody but this machine itself may connect
+/etc/tesk_v2.ini:2: [IP_ADDRESS] HOSTS_ALLOWED: "10.1.2.3/24" stands for its whole network, in which 10.1.2.3 is one address of many
+)json",
+        findings("[IP_ADDRESS]\nHOSTS_ALLOWED=10.0.0.0/33 10.0.0.7 * 10.1.2.3/24\n"));
+}
+
+TEST_F(Checkconf, AllowedHostsUnderAnotherNameAreFound) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:1: unknown key "HOSTS_ALLOWED" in [INTERNAL]
+/etc/tesk_v2.ini:3: unknown key "Hosts_Allowed" in [IP_ADDRESS]; did you mean [IP_ADDRESS] HOSTS_ALLOWED?
+/etc/tesk_v2.ini:4: stores nothing: no "=" behind HOSTS_ALLOWED
+)json",
+        findings("HOSTS_ALLOWED=10.0.0.7\n[IP_ADDRESS]\nHosts_Allowed=10.0.0.7\n"
+                 "HOSTS_ALLOWED 10.0.0.7\n"));
+}
+
 TEST_F(Checkconf, PortsOnOneEndpointAreFound) {
     EXPECT_EQ(R"json(/etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: serial port 2 is named twice
 /etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: serial port 5 has no [PORT_ASYNC5] IP_ADDRESS, and there is no default beyond port 4

@@ -54,6 +54,34 @@ TEST(IniFormatParse, ANameOrAValueAloneStoresNothing) {
     EXPECT_EQ(Map{}, parse("=\n==\n").map);
 }
 
+bool isList(const std::string& key) {
+    return key == "[A] LIST";
+}
+
+Map parseWithList(std::string_view text, Map before = {}) {
+    IniFormat::parse(
+        text, before, [](unsigned) {}, isList);
+    return before;
+}
+
+TEST(IniFormatParse, ANameThatCountsWhenEmptyIsStoredWithoutAValue) {
+    const Map empty{{"[A] LIST", ""}};
+    for (const char* text : {"[A]\nLIST=\n", "[A]\n LIST = ", "[A]\nLIST==", "[A]\nLIST=\t"}) {
+        EXPECT_EQ(empty, parseWithList(text)) << text;
+        EXPECT_EQ(empty, parseWithList(text, {{"[A] LIST", "1"}})) << text;
+    }
+    EXPECT_EQ(empty, parseWithList("[A]\nLIST=[B]"));
+    EXPECT_EQ((Map{{"[A] LIST", "1"}}), parseWithList("[A]\nLIST=1\n"));
+    EXPECT_EQ((Map{{"[A] LIST", "1"}}), parseWithList("[A]\nLIST=1=\n"));
+}
+
+TEST(IniFormatParse, ANameThatCountsWhenEmptyStillNeedsItsEqualsSign) {
+    for (const char* text : {"[A]\nLIST\n", "[A]\n=LIST", "LIST=", "[A]\nLIST 1\n"}) {
+        EXPECT_EQ(Map{}, parseWithList(text)) << text;
+    }
+    EXPECT_EQ(Map{}, parseWithList("[A]\nOTHER=\n"));
+}
+
 TEST(IniFormatParse, APendingNameEndsWithItsLine) {
     EXPECT_EQ((Map{{"[INTERNAL] B", "2"}}), parse("A\nB=2\n").map);
     EXPECT_EQ(Map{}, parse("A=\n=1\n").map);

@@ -69,6 +69,15 @@ TEST_F(ZqConfigAccessor, ListsAreSplitAtBlanksCommasAndSemicolons) {
     EXPECT_EQ((Texts{"a:1", "b:2", "c:3"}), ZqConfig::get_local_addresses());
 }
 
+TEST_F(ZqConfigAccessor, WhoMayConnectIsToldAsItIsWrittenAndByDefaultNotAtAll) {
+    EXPECT_FALSE(ZqConfig::get_hosts_allowed().has_value());
+    EXPECT_EQ(0U, getConfig().count("[IP_ADDRESS] HOSTS_ALLOWED"));
+    set("[IP_ADDRESS] HOSTS_ALLOWED", "10.0.0.7, all");
+    EXPECT_EQ("10.0.0.7, all", ZqConfig::get_hosts_allowed());
+    set("[IP_ADDRESS] HOSTS_ALLOWED", "");
+    EXPECT_EQ("", ZqConfig::get_hosts_allowed());
+}
+
 TEST_F(ZqConfigAccessor, TheSerialPortsAreNumbers) {
     EXPECT_EQ((Numbers{1, 2, 3, 4}), ZqConfig::get_async_ports());
     set("[SLOT_MACHINE] PORT_ASYNC", "1;3");

@@ -13,10 +13,12 @@ namespace {
 
 using Map = std::map<std::string, std::string>;
 
-const Map& defaults() {
+// Every known key, with its default if there is one.
+const Map& keys() {
     static const Map map = [] {
         Map result;
         teskd::storeDefaults(result);
+        result.emplace(teskd::KEY_HOSTS_ALLOWED, "");
         return result;
     }();
     return map;
@@ -43,16 +45,16 @@ std::string sectionOf(const std::string& key) {
 
 bool section(const std::string& header) {
     const std::string wanted = withFirstPort(header);
-    return std::any_of(defaults().begin(), defaults().end(),
+    return std::any_of(keys().begin(), keys().end(),
                        [&](const auto& entry) { return sectionOf(entry.first) == wanted; });
 }
 
 bool key(const std::string& key) {
-    return defaults().count(withFirstPort(key)) != 0;
+    return keys().count(withFirstPort(key)) != 0;
 }
 
 std::string similar(const std::string& text) {
-    for (const auto& [key, value] : defaults()) {
+    for (const auto& [key, value] : keys()) {
         if (sameLetters(key, text)) return key;
         if (sameLetters(sectionOf(key), text)) return sectionOf(key);
     }
@@ -60,7 +62,7 @@ std::string similar(const std::string& text) {
 }
 
 bool name(const std::string& name) {
-    return std::any_of(defaults().begin(), defaults().end(), [&](const auto& entry) {
+    return std::any_of(keys().begin(), keys().end(), [&](const auto& entry) {
         return entry.first.substr(sectionOf(entry.first).size() + 1) == name;
     });
 }

@@ -1,5 +1,7 @@
 #include "checkconf/LineReader.h"
 
+#include "config/ConfigDefaults.h"
+
 namespace checkconf {
 
 using teskd::IniFormat;
@@ -24,7 +26,8 @@ std::string sectionBehind(const std::string& text) {
 LineReader::Line LineReader::read(const std::string& text) {
     Line line;
     const std::string inSection = section_ + "\n" + text;
-    IniFormat::parse(inSection, line.pairs, [&](unsigned) { line.syntaxError = true; });
+    const auto noteError = [&line](unsigned) { line.syntaxError = true; };
+    IniFormat::parse(inSection, line.pairs, noteError, teskd::countsWhenEmpty);
     const std::string section = sectionBehind(inSection);
     line.newSection = text.starts_with('[') && !line.syntaxError;
     section_ = section;

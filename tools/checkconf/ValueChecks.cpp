@@ -13,7 +13,7 @@
 #include "config/ZqConfig.h"
 #include "core/Exception.h"
 #include "core/Text.h"
-#include "net/SocketAddress.h"
+#include "net/AddressList.h"
 #include "telnet/SerialSetting.h"
 
 namespace checkconf {
@@ -81,6 +81,7 @@ std::vector<Finding> ValueChecks::run() {
     numbers();
     server();
     listeners();
+    allowedHosts();
     machines();
     macAddresses();
     return findings_;
@@ -192,6 +193,33 @@ void ValueChecks::listenersTogether() {
         if (taken) find(set(kLocalPorts, kLocal), "the port of " + endpoint + " is taken already");
         others.push_back(host);
     }
+}
+
+void ValueChecks::allowedHosts() {
+    if (settings_.isDefault(teskd::KEY_HOSTS_ALLOWED)) return;
+    const auto items = ZqConfig::split_list(value(teskd::KEY_HOSTS_ALLOWED));
+    if (items.empty()) {
+        find(teskd::KEY_HOSTS_ALLOWED,
+             "no address and no network; nobody but this machine itself may connect");
+    }
+    for (const std::string& item : items) allowedHost(item);
+}
+
+void ValueChecks::allowedHost(const std::string& item) {
+    const auto list = teskd::AddressList::parse(item);
+    if (!list) {
+        return find(teskd::KEY_HOSTS_ALLOWED,
+                    quoted(item) +
+                        " is no IPv4 address or network; nobody but this machine itself may "
+                        "connect");
+    }
+    const std::string host = item.substr(0, item.find('/'));
+    in_addr address{};
+    ::inet_pton(AF_INET, host.c_str(), &address);
+    const std::uint32_t number = ntohl(address.s_addr);
+    if (number == 0 || !list->contains(number - 1)) return;
+    find(teskd::KEY_HOSTS_ALLOWED, quoted(item) + " stands for its whole network, in which " +
+                                       host + " is one address of many");
 }
 
 void ValueChecks::machines() {

@@ -31,6 +31,8 @@ class ValueChecks {
     void server();
     void listeners();
     void listenersTogether();
+    void allowedHosts();
+    void allowedHost(const std::string& item);
     void machines();
     void machine(int n);
     void macAddresses();
