@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "aams/Aams.h"
 #include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
@@ -18,6 +19,7 @@
 #include "net/BufferedInputStream.h"
 #include "net/Poll.h"
 #include "packet/PacketHandle.h"
+#include "tesk/TeskController.h"
 
 namespace teskd {
 
@@ -170,9 +172,12 @@ short Dorn::wait(short events, const StopEvent* stop, Clock::time_point deadline
     return entries[0].revents;
 }
 
-// Nothing can be sent to the host any more, nor be read without end.
+// The connection was reset, or an answer met nobody. All its requests came through this thread, so
+// none is added behind the withdrawal.
 void Dorn::host_is_gone(Goal goal) {
     isGone_ = true;
+    surroundings_.controller.withdraw(&pending_);
+    surroundings_.engine.withdraw(&pending_);
     if (goal == Goal::room) {
         throw SocketConnectionClosedException("Remote Peer closed the connection.");
     }

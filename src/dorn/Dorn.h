@@ -23,7 +23,8 @@ class TeskController;
 // A thread that reads request frames from its host, offers each packet to the slot-machine link, to
 // the AAMS engine and to itself, and writes the packet back whenever somebody has completed it.
 // Whoever completes a packet writes what the host takes at once; this thread writes the rest,
-// wherever it waits.
+// wherever it waits. When the host has gone, in both directions, its requests are withdrawn from
+// the queues they wait in; a host that has only finished sending gets all its answers.
 //
 // Owner: itself; created and started by DornDeamon, deletes itself when run() ends, which is not
 // before every packet it dispatched has given its last answer and was freed.

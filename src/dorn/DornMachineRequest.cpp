@@ -27,6 +27,20 @@ std::list<TeskMaster*> machines_of(TeskController& controller, const std::string
     }
 }
 
+// Holds its request for as long as it lives: a message that is taken out of a machine's queue
+// untold releases the request like one that was answered.
+class Message : public TeskPacket {
+  public:
+    explicit Message(DornMachineRequest& request) : request_(&request) {
+        addListener(&request);
+        setRequester(request.getRequester());
+    }
+    ~Message() noexcept(false) override = default;
+
+  private:
+    PacketHandle<DornMachineRequest> request_;
+};
+
 }  // namespace
 
 void DornMachineRequest::require_size(std::string_view body, std::size_t size) {
@@ -85,7 +99,7 @@ void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, const Questi
 
 // Throws when nobody will complete the message.
 void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
-    const PacketHandle<TeskPacket> message(new TeskPacket);
+    const PacketHandle<TeskPacket> message(new Message(*this));
     if (question.raw) {
         message->set_raw();
     } else {
@@ -93,14 +107,7 @@ void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
     }
     message->set_body(question.payload);
     message->setAnswerTimeout(question.timeout);
-    message->addListener(this);
-    Packet::get(this);  // until the message is completed
-    try {
-        TeskController::send(machine, message.pointer());
-    } catch (...) {
-        Packet::put(this);
-        throw;
-    }
+    TeskController::send(machine, message.pointer());
 }
 
 // For what went wrong in here, which nobody else has logged.
@@ -119,17 +126,14 @@ void DornMachineRequest::packetCompleted(Packet* packet) {
         fail(Exception(e.what()), 1);
     }
     for (; frames > 0; --frames) Packet::notifyCompleted();
-    Packet::put(this);
 }
 
 void DornMachineRequest::packetFailed(Packet*) {
     notifyFailed();
-    Packet::put(this);
 }
 
 void DornMachineRequest::packetError(Packet*, const Exception& e) {
     notifyError(e);
-    Packet::put(this);
 }
 
 void DornMachineRequest::notifyFailed() {

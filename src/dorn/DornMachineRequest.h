@@ -21,11 +21,12 @@ class TeskMaster;
 // into answer frames to the host. A subclass states what its body asks and how its answer looks.
 //
 // Lifetime: each message that is out holds one reference on this packet, released when the message
-// has been answered, timed out or failed; so the packet lives until its last answer.
-// Threads: offered on the link thread; the messages complete on their masters' threads, several at
-// once. Each answer is laid down as finished frames under the lock, all of them or none, then the
-// listeners are told without it; write() hands the frames out in that order, each once.
-// Locks: answerLock_, held while a frame is handed to the stream so that frames keep their order.
+// has been answered, timed out, failed or withdrawn, and is freed; so the packet lives until its
+// last answer. Threads: offered on the link thread; the messages complete on their masters'
+// threads, several at once. Each answer is laid down as finished frames under the lock, all of them
+// or none, then the listeners are told without it; write() hands the frames out in that order, each
+// once. Locks: answerLock_, held while a frame is handed to the stream so that frames keep their
+// order.
 class DornMachineRequest : public DornPacket, public PacketEventListener {
   public:
     // Name fields of bodies are this long, zero-filled.

@@ -51,8 +51,12 @@ class DornPacket : public Packet {
     bool station_address_equals(
         const std::array<std::uint8_t, dornframe::STATION_SIZE>& address) const;
 
-    // Keeps the connection's ticket until the packet is freed.
-    void carry(PendingAnswers& pending) { ticket_.emplace(pending, body_.size()); }
+    // Keeps the connection's ticket until the packet is freed. The connection's requests are known
+    // by its tickets' owner.
+    void carry(PendingAnswers& pending) {
+        ticket_.emplace(pending, body_.size());
+        setRequester(&pending);
+    }
 
     // True for the first two bytes that every frame from a host has.
     static bool is_frame_start(int first, int second);

@@ -36,6 +36,11 @@ class Packet {
     void setAnswerTimeout(std::uint32_t milliseconds) { timeout_ = milliseconds; }
     std::uint32_t getAnswerTimeout() const { return timeout_; }
 
+    // For whom the packet is handled: PacketContainer::withdraw takes out all packets of one
+    // requester. Null, as at first, for nobody who could leave. Set before the packet is queued.
+    void setRequester(const void* requester) { requester_ = requester; }
+    const void* getRequester() const { return requester_; }
+
     static void get(Packet* packet);
     static void put(Packet* packet);
     // Its release is no line in the log. For the only holder of a packet that nobody else has seen.
@@ -53,6 +58,7 @@ class Packet {
     std::atomic<std::uint32_t> timeout_{0};
     std::atomic<std::uint32_t> references_{0};
     SynchronizedList<PacketEventListener*> listeners_;
+    const void* requester_ = nullptr;
     bool releasedQuietly_ = false;
 };
 

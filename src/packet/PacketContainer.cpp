@@ -1,5 +1,7 @@
 #include "packet/PacketContainer.h"
 
+#include <list>
+
 #include "core/Thread.h"
 
 namespace teskd {
@@ -36,20 +38,55 @@ void PacketContainer::closeContainer() {
 }
 
 void PacketContainer::removePacket(Packet* packet) {
-    if (queue_.remove(packet) > 0) Packet::put(packet);
+    {
+        const SynchronizedLock lock(queue_.guard());
+        if (queue_.remove(packet) == 0) return;
+        if (inHand_ == packet) inHand_ = nullptr;
+    }
+    Packet::put(packet);
+}
+
+void PacketContainer::removeHandled(Packet* packet) {
+    {
+        const SynchronizedLock lock(queue_.guard());
+        if (inHand_ != packet) return;  // somebody has taken it out meanwhile
+        takeFirst();
+    }
+    Packet::put(packet);
+}
+
+void PacketContainer::withdraw(const void* requester) {
+    std::list<Packet*> withdrawn;
+    {
+        const SynchronizedLock lock(queue_.guard());
+        withdrawn = queue_.extract([requester, inHand = inHand_](const Packet* packet) {
+            return packet->getRequester() == requester && packet != inHand;
+        });
+    }
+    for (Packet* const packet : withdrawn) Packet::put(packet);
 }
 
 PacketHandle<Packet> PacketContainer::nextPacket(const Thread* worker) {
     const auto keepWaiting = [worker] { return worker == nullptr || worker->isRunning(); };
     const SynchronizedLock lock(queue_.guard());
-    return PacketHandle<Packet>(queue_.waitForElement(keepWaiting) ? queue_.front() : nullptr);
+    Packet* const first = queue_.waitForElement(keepWaiting) ? queue_.front() : nullptr;
+    inHand_ = first;
+    return PacketHandle<Packet>(first);
+}
+
+// @throws EmptyListException
+Packet* PacketContainer::takeFirst() {
+    const SynchronizedLock lock(queue_.guard());
+    Packet* first = nullptr;
+    queue_.pop_front(first);
+    inHand_ = nullptr;
+    return first;
 }
 
 void PacketContainer::failAll(const Exception& e) {
     while (!queue_.isEmpty()) {
         try {
-            Packet* packet = nullptr;
-            queue_.pop_front(packet);
+            Packet* const packet = takeFirst();
             Packet::get(packet);
             packet->notifyError(e);
             Packet::put(packet);

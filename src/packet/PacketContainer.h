@@ -15,8 +15,8 @@ class Thread;
 // the head while it stays queued, and takes it out when it is done.
 //
 // Ownership: holds one reference on each queued packet.
-// Threads: addPacket, removePacket and wakeConsumer from any thread; nextPacket and failAll by the
-// worker.
+// Threads: addPacket, removePacket, withdraw and wakeConsumer from any thread; nextPacket,
+// removeHandled and failAll by the worker.
 // Locks: the queue's, never held while a listener is called.
 class PacketContainer {
   public:
@@ -31,6 +31,13 @@ class PacketContainer {
     // Takes the packet out wherever it stands and releases the queue's reference. A packet that is
     // not queued (any more) is left alone.
     virtual void removePacket(Packet* packet);
+    // The same for the packet that nextPacket has handed out, which stands at the head, without
+    // walking the queue.
+    void removeHandled(Packet* packet);
+    // Takes out every packet of the requester, but not one that nextPacket has handed out, and
+    // releases the queue's references. No listener is told: whoever asked has gone. One walk,
+    // however many packets.
+    void withdraw(const void* requester);
 
     // The first packet, which stays queued; waits while there is none. The handle's reference is
     // taken under the queue's lock, so the packet stays alive when another thread takes it out.
@@ -52,8 +59,12 @@ class PacketContainer {
     bool tryAddPacket(Packet* packet);
 
   private:
+    Packet* takeFirst();
+
     SynchronizedList<Packet*> queue_;
     bool closed_ TESKD_GUARDED_BY(queue_.guard()) = false;
+    // The packet handed out last, while it is queued.
+    const Packet* inHand_ TESKD_GUARDED_BY(queue_.guard()) = nullptr;
 };
 
 }  // namespace teskd

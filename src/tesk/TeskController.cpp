@@ -59,6 +59,10 @@ void TeskController::cancel_request(const std::string& identifier, TeskPacket* p
     find(identifier).removePacket(packet);
 }
 
+void TeskController::withdraw(const void* requester) {
+    for (auto& [name, master] : masters_) master.withdraw(requester);
+}
+
 std::int32_t TeskController::get_maximum(const std::string& identifier, const std::string& key) {
     return find(identifier).get_maximum(key);
 }

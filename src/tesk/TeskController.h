@@ -39,6 +39,9 @@ class TeskController {
     static void send(TeskMaster& machine, TeskPacket* packet) { machine.submit(packet); }
     // Takes a packet that waits for the machine out of its queue.
     void cancel_request(const std::string& identifier, TeskPacket* packet);
+    // Takes every packet of the requester out of all machines' queues, those that are being
+    // exchanged excepted. Nobody is told; see PacketContainer::withdraw.
+    void withdraw(const void* requester);
     // The machine's value for the key, 0 for a new key.
     std::int32_t get_maximum(const std::string& identifier, const std::string& key);
     // Stores only what is greater; set_maximum stores in any case.

@@ -128,7 +128,7 @@ void TeskMaster::serve(Telnet& telnet) {
         const bool answered = exchange(telnet, *packet);
         connected_ = answered;
         // Out of the queue before its listeners hear of it: no later failure reports it again.
-        removePacket(packet.pointer());
+        removeHandled(packet.pointer());
         if (answered) {
             packet->notifyCompleted();
         } else {

@@ -18,6 +18,7 @@
 #include "dorn/DornPacket.h"
 #include "packet/PacketHandle.h"
 #include "support/Bytes.h"
+#include "support/Deadline.h"
 #include "support/ProcInfo.h"
 #include "support_src/LogRecorder.h"
 
@@ -228,6 +229,104 @@ TEST(DornTest, AHostThatLeavesWhileAnswersAreOwedEndsItsConnectionWithTheLastOfT
     ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
     link.host().connection().reset();
     link.machine(1).inject("113~0021~15.03.21~ZA000000001~00~1");
+    EXPECT_TRUE(endsWithin(link, 5s));
+}
+
+// Hosts that have asked a machine for more than it answers, and leave.
+class DornToALeaver : public testing::Test {
+  protected:
+    DornToALeaver() { link_.machine(1).setFaults({.silent = true}); }
+    // Asks machine 1 that often; the first of the requests may be in the exchange already.
+    void ask(HostClient& host, std::uint32_t times) {
+        std::string requests;
+        for (std::uint32_t id = 0; id < times; ++id) {
+            requests += request(2, id, std::string(16, '\0') + "ZA000000001");
+        }
+        host.sendRaw(requests);
+    }
+    void answerTheFirst() {
+        ASSERT_TRUE(link_.machine(1).journal().waitForRequests(1));
+        link_.machine(1).inject("115~0021~15.03.21~ZA000000001~00~");
+    }
+    bool allAreAlive(unsigned long packets) const {
+        return eventually([&] { return packet_counter >= before_ + packets; });
+    }
+    // But for one in the exchange, which is held in a few places.
+    bool restIsWithdrawn() const {
+        return eventually([&] { return packet_counter < before_ + 10; });
+    }
+
+    HostLink link_{1};
+    const unsigned long before_ = packet_counter;
+};
+
+TEST_F(DornToALeaver, AConnectionThatIsResetLeavesNothingBehindTheRequestInTheExchange) {
+    ask(link_.host(), 1);
+    ASSERT_TRUE(link_.machine(1).journal().waitForRequests(1));
+    const auto leaver = link_.connect();
+    ask(*leaver, 500);
+    ASSERT_TRUE(allAreAlive(1000));
+    leaver->connection().reset();
+    EXPECT_TRUE(restIsWithdrawn()) << packet_counter - before_;
+    answerTheFirst();
+    EXPECT_EQ(0U, link_.host().readFrame().identifierB);
+    EXPECT_EQ(1U, link_.machine(1).journal().requests().size());
+}
+
+TEST_F(DornToALeaver, TheRequestInTheExchangeEndsTheConnectionOfAHostThatHasGone) {
+    ask(link_.host(), 500);
+    ASSERT_TRUE(allAreAlive(1000));
+    link_.host().connection().reset();
+    ASSERT_TRUE(restIsWithdrawn());
+    answerTheFirst();
+    EXPECT_TRUE(endsWithin(link_, 5s));
+    EXPECT_TRUE(eventually([&] { return packet_counter == before_; }));
+    EXPECT_EQ(1U, link_.machine(1).journal().requests().size());
+}
+
+TEST_F(DornToALeaver, AHostWhoseAnswerMetNobodyHasGone) {
+    ask(link_.host(), 500);
+    ASSERT_TRUE(allAreAlive(1000));
+    link_.host().close();
+    answerTheFirst();
+    EXPECT_TRUE(restIsWithdrawn());
+    link_.machine(1).disconnect();
+    EXPECT_TRUE(endsWithin(link_, 5s));
+    EXPECT_LE(link_.machine(1).journal().requests().size(), 2U);
+}
+
+TEST_F(DornToALeaver, AHostThatHasOnlyFinishedSendingGetsEveryAnswer) {
+    ask(link_.host(), 500);
+    link_.host().connection().shutdownWrite();
+    ASSERT_TRUE(allAreAlive(1000));
+    ASSERT_TRUE(link_.machine(1).journal().waitForRequests(1));
+    link_.machine(1).disconnect();  // they all fail
+    for (std::uint32_t id = 0; id < 500; ++id) {
+        EXPECT_EQ(id, link_.host().readFrame().identifierB);
+    }
+    EXPECT_EQ("", link_.host().connection().readUntilClosed());
+}
+
+TEST_F(DornToALeaver, WhatOthersAskedIsNotWithdrawn) {
+    ask(link_.host(), 1);
+    const auto leaver = link_.connect();
+    ask(*leaver, 100);
+    const auto stayer = link_.connect();
+    ASSERT_TRUE(allAreAlive(202));
+    ask(*stayer, 100);
+    ASSERT_TRUE(allAreAlive(402));
+    leaver->connection().reset();
+    link_.machine(1).disconnect();
+    for (std::uint32_t id = 0; id < 100; ++id) EXPECT_EQ(id, stayer->readFrame().identifierB);
+}
+
+// What waits for the engine is withdrawn as well.
+TEST(DornTest, AFrameForTheEngineIsWithdrawnWhenItsHostHasGone) {
+    HostLink link;
+    link.host().request(0xFE, bytes("00 00 00 08") + "505-0008", 7, 8);
+    ASSERT_TRUE(eventually([&] { return !link.engine().isEmpty(); }));
+    link.host().connection().reset();
+    EXPECT_TRUE(eventually([&] { return link.engine().isEmpty(); }));
     EXPECT_TRUE(endsWithin(link, 5s));
 }
 

@@ -205,6 +205,33 @@ TEST_F(HostWithMachine, OneThatDisconnectsWithAnswersOwedHarmsNobody) {
     EXPECT_TRUE(gateway_.log().waitForCount("Thread 'Dorn' Terminated", 3));
 }
 
+TEST_F(HostWithMachine, HostsThatAreResetLeaveOnlyTheRequestInTheExchange) {
+    DaemonProcess& daemon = gateway_.daemon();
+    const std::size_t threads = idleThreads() + 2;  // the machine's, and a timer now and then
+    const std::size_t descriptors = daemon.openDescriptors();
+    machine().setFaults({.silent = true});
+    {
+        std::vector<HostClient> leavers;
+        for (int i = 0; i < 40; ++i) {
+            leavers.push_back(gateway_.host());
+            for (int n = 0; n < 100; ++n) {  // with 300 s for each
+                leavers.back().request(2, std::string(16, '\0') + "ZA000000001");
+            }
+        }
+        EXPECT_TRUE(eventually([&] { return daemon.threadCount() >= idleThreads() + 40; }));
+        ASSERT_TRUE(machine().journal().waitForRequests(2));  // one was its poll
+        for (HostClient& host : leavers) host.connection().reset();
+    }
+    EXPECT_TRUE(eventually([&] { return daemon.threadCount() <= threads + 1; }));
+    machine().clearFaults();
+    machine().inject("115~0021~15.03.21~ZA000000001~00~");
+    EXPECT_TRUE(eventually([&] { return daemon.threadCount() <= threads; }));
+    EXPECT_TRUE(eventually([&] { return daemon.openDescriptors() <= descriptors; }));
+    HostClient host = gateway_.host();
+    host.request(1, named("\1", "ZA000000001"));
+    EXPECT_EQ(0x81, host.readFrame().kind);
+}
+
 // The timer of the open connection from a local port (0: any) to a remote one, as /proc/net/tcp
 // shows it. A closed one that lingers there may have had the same ports.
 int timerOf(std::uint16_t local, std::uint16_t remote) {

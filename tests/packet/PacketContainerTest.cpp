@@ -129,6 +129,68 @@ TEST_F(PacketContainerTest, RemovingAPacketThatIsNotQueuedLeavesItAlone) {
     container.removePacket(two);
 }
 
+TEST_F(PacketContainerTest, WithdrawingTakesOutOneRequestersPacketsAndTellsNobody) {
+    const int leaver = 0;
+    const int other = 0;
+    one->setRequester(&leaver);
+    two->setRequester(&other);
+    three->setRequester(&leaver);
+    addAll();
+    container.withdraw(&leaver);
+    EXPECT_EQ(before + 4, packet_counter);
+    EXPECT_EQ(two, container.nextPacket().pointer());
+    container.removePacket(two);
+    EXPECT_TRUE(container.isEmpty());
+    EXPECT_EQ(Outcomes{}, listener.outcomes());
+}
+
+TEST_F(PacketContainerTest, APacketThatTheWorkerHasInHandIsNotWithdrawn) {
+    const int leaver = 0;
+    for (Packet* packet : packets) packet->setRequester(&leaver);
+    addAll();
+    const PacketHandle<Packet> handled = container.nextPacket();
+    container.withdraw(&leaver);
+    EXPECT_EQ(one, container.nextPacket().pointer());
+    container.removeHandled(one);
+    EXPECT_TRUE(container.isEmpty());
+}
+
+TEST_F(PacketContainerTest, WhatTheWorkerHadInHandBeforeIsWithdrawn) {
+    const int leaver = 0;
+    one->setRequester(&leaver);
+    container.addPacket(one);
+    container.nextPacket();
+    container.removeHandled(one);
+    container.addPacket(one);
+    container.withdraw(&leaver);
+    EXPECT_TRUE(container.isEmpty());
+    container.addPacket(one);
+    container.nextPacket();
+    container.failAll(Exception("gone"));
+    container.addPacket(one);
+    container.withdraw(&leaver);
+    EXPECT_TRUE(container.isEmpty());
+}
+
+TEST_F(PacketContainerTest, WithdrawingFreesAPacketThatNobodyElseHolds) {
+    const int leaver = 0;
+    bool gone = false;
+    auto* const packet = new TestPacket(gone);
+    packet->setRequester(&leaver);
+    container.addPacket(packet);
+    container.withdraw(&leaver);
+    EXPECT_TRUE(gone);
+}
+
+TEST_F(PacketContainerTest, AHandledPacketThatAnotherThreadHasTakenOutIsLeftAlone) {
+    addAll();
+    const PacketHandle<Packet> handled = container.nextPacket();
+    container.removePacket(one);
+    container.removeHandled(one);
+    EXPECT_EQ(two, container.nextPacket().pointer());
+    container.failAll(Exception("end"));
+}
+
 TEST_F(PacketContainerTest, NextPacketWaitsForAPacket) {
     std::atomic<Packet*> next = nullptr;
     std::thread worker([&] { next = container.nextPacket().pointer(); });
