@@ -2,10 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 #include "core/Synchronized.h"
 
 namespace teskd {
+
+// Dates past 2038. A 32-bit system has them with _TIME_BITS=64 and _FILE_OFFSET_BITS=64.
+static_assert(sizeof(std::time_t) >= sizeof(std::int64_t));
 
 // Tells the wall-clock time and sleeps by it. Timers take one, so that a test can step or race the
 // time without touching the machine's clock.

@@ -10,14 +10,12 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
 }
 
 void Descriptor::reset(int fd) {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = fd;
+    const int old = std::exchange(fd_, fd);
+    if (old >= 0) ::close(old);
 }
 
 int Descriptor::close() {
-    const int result = ::close(fd_);
-    if (result == 0) fd_ = -1;
-    return result;
+    return ::close(std::exchange(fd_, -1));
 }
 
 }  // namespace teskd

@@ -5,7 +5,9 @@
 
 namespace teskd {
 
-// Closes its descriptor when it goes. Movable, not copyable. Threads: as the object that holds it.
+// Closes its descriptor when it goes, and only once: the system gives a number free whatever close
+// answers, and the next one to open something gets it. Movable, not copyable. Threads: as the
+// object that holds it.
 class Descriptor {
   public:
     Descriptor() = default;
@@ -19,8 +21,8 @@ class Descriptor {
     int get() const { return fd_; }
     // Closes the present descriptor, whatever close says, and takes the other one.
     void reset(int fd = -1);
-    // Closes the descriptor and says what close says: 0, or -1 with errno set and the descriptor
-    // kept.
+    // Closes the descriptor and says what close says: 0, or -1 with errno set. There is none
+    // afterwards in either case.
     int close();
 
   private:

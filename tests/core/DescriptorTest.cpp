@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <utility>
 
 #include "core/Descriptor.h"
@@ -66,6 +67,19 @@ TEST(Descriptor, CloseSaysWhatTheSystemSays) {
     errno = 0;
     EXPECT_EQ(-1, descriptor.close());
     EXPECT_EQ(EBADF, errno);
+}
+
+// The system has given the number free whatever it answers; the next one to open something gets it.
+TEST(Descriptor, ANumberWhoseCloseFailedIsNeverClosedAgain) {
+    const int fd = openSomething();
+    Descriptor descriptor(fd);
+    ::close(fd);
+    EXPECT_EQ(-1, descriptor.close());
+    EXPECT_FALSE(descriptor.isOpen());
+    const Descriptor others(openSomething());
+    ASSERT_EQ(fd, others.get());
+    descriptor.reset();
+    EXPECT_TRUE(isOpen(fd));
 }
 
 }  // namespace
