@@ -91,7 +91,7 @@ TEST_F(TimerClockStepTest, AfterASetBackPeriodicTasksGoOnFromTheNewTime) {
     clock.step(-kHour);
     clock.advance(kSecond);
     ASSERT_TRUE(withinMoments([&] { return delayed.runs() == 1 && rated.runs() == 1; }));
-    ASSERT_TRUE(clock.advanceAndSettle(kSecond));
+    ASSERT_TRUE(clock.advanceAndSettle(kSecond + 1));  // never just when a task is due
     passSeconds(57);
     EXPECT_EQ(1U, delayed.runs());
     EXPECT_EQ(1U, rated.runs());

@@ -136,6 +136,18 @@ TEST(BufferedInputStream, TimeoutsAreTheInnerStreams) {
     EXPECT_EQ('c', input.read());
 }
 
+TEST(BufferedInputStream, AfterItsCloseNothingIsReadWhateverTheInnerStreamHas) {
+    ScriptedInputStream inner{"ab", "cd"};
+    BufferedInputStream input(inner, 2);
+    EXPECT_EQ('a', input.read());
+    input.close();
+    char byte = 'x';
+    EXPECT_EQ(-1, input.read());
+    EXPECT_EQ(0, input.read(&byte, 1));
+    EXPECT_EQ(0, input.skip(1));
+    EXPECT_EQ('x', byte);
+}
+
 TEST(BufferedInputStream, ClosingClosesTheInnerStreamAndDropsTheBytes) {
     ScriptedInputStream inner{"abc"};
     BufferedInputStream input(inner);

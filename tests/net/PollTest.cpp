@@ -24,6 +24,15 @@ TEST(Poll, TellsWhatIsReady) {
     EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLIN, -1, nullptr));
 }
 
+TEST(Poll, ATimeOfZeroIsUpAtOnce) {
+    TcpPair pair;
+    BlockedCall wait(
+        [&] { return std::to_string(Poll::wait(pair.client.fd(), POLLIN, 0, nullptr)); });
+    EXPECT_TRUE(wait.endsWithin(5s));
+    pair.server.sendAll("a");  // lets go of one that waits
+    EXPECT_EQ("0", wait.result());
+}
+
 TEST(Poll, ADescriptorThatIsNotOpenFails) {
     const int closed = ::dup(0);
     ::close(closed);
@@ -66,6 +75,25 @@ TEST(Poll, SignalsDoNotChangeTheTime) {
     EXPECT_EQ("0", wait.result());
     EXPECT_LE(300ms, waited);
     EXPECT_GE(5s, waited);
+    ::sigaction(SIGUSR1, &before, nullptr);
+}
+
+// What is left of the time is less than nothing then, and no time without an end.
+TEST(Poll, ASignalThatLastsBeyondTheTimeDoesNotProlongIt) {
+    struct sigaction handler {};
+    handler.sa_handler = [](int) { ::usleep(150'000); };
+    struct sigaction before {};
+    ::sigaction(SIGUSR1, &handler, &before);
+    TcpPair pair;
+    std::atomic<pthread_t> waiter{::pthread_self()};
+    BlockedCall wait([&] {
+        waiter = ::pthread_self();
+        return std::to_string(Poll::wait(pair.client.fd(), POLLIN, 100, nullptr));
+    });
+    if (!wait.ended()) ::pthread_kill(waiter, SIGUSR1);
+    EXPECT_TRUE(wait.endsWithin(5s));
+    pair.server.sendAll("a");  // lets go of one that waits
+    EXPECT_EQ("0", wait.result());
     ::sigaction(SIGUSR1, &before, nullptr);
 }
 
