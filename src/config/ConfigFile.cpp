@@ -4,14 +4,12 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include "core/Descriptor.h"
-#include "core/Log.h"
 
 namespace teskd {
 
@@ -22,12 +20,6 @@ constexpr mode_t PRIVATE_MODE = 0600;
 
 // A handler, because an ignored signal would stay ignored in the program that may take over.
 void ignoreSignal(int) {}
-
-bool isConfiguration(int fd) {
-    constexpr off_t largest = ConfigFile::LARGEST;
-    struct stat status {};
-    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= largest;
-}
 
 bool writeAll(int fd, const std::string& content) {
     std::size_t done = 0;
@@ -148,31 +140,28 @@ void catchSizeLimit() {
     std::signal(SIGXFSZ, ignoreSignal);
 }
 
-// A path that leads to no file is as good as an empty one; what the machine could not read is worth
-// a line.
-std::nullopt_t unreadable(const std::string& path) {
-    if (errno == EIO || errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
-        Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(),
-                   std::strerror(errno));
-    }
+std::nullopt_t failed(int reason) {
+    errno = reason;
     return std::nullopt;
 }
 
 }  // namespace
 
+// The size that is told beforehand may be wrong (0 in /proc), so what is read counts.
 std::optional<std::string> ConfigFile::read(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen()) return unreadable(path);
-    if (!isConfiguration(file.get())) return std::nullopt;
+    if (!file.isOpen()) return std::nullopt;
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return failed(EINVAL);
     std::string content;
     char block[4096];
     for (;;) {
         const ssize_t n = ::read(file.get(), block, sizeof block);
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0) return unreadable(path);
-        if (content.size() > LARGEST) return std::nullopt;
+        if (n < 0) return std::nullopt;
         if (n == 0) return content;
         content.append(block, static_cast<std::size_t>(n));
+        if (content.size() > LARGEST) return failed(EFBIG);
     }
 }
 

@@ -14,8 +14,9 @@ class ConfigFile {
     // Files beyond this size, in bytes, are no configuration.
     static constexpr std::size_t LARGEST = 1048576;
 
-    // The content of a regular file; nothing for a missing one, a directory, a device, a file that
-    // cannot be read, or one larger than LARGEST.
+    // The content of a regular file. Nothing, with the reason in errno, for a missing one, a
+    // directory or a device (EINVAL), a file that cannot be read, or one larger than LARGEST
+    // (EFBIG).
     static std::optional<std::string> read(const std::string& path);
 
     // Replaces the file by a new one: a temporary file beside it is synced and renamed, so that a

@@ -74,7 +74,7 @@ void ZqConfig::write_software_update_file() const {
 
 void ZqConfig::parse_file(const std::string& path, Map& map) {
     const std::optional<std::string> content = ConfigFile::read(path);
-    if (!content) return;
+    if (!content) return log_unread(path);
     const auto report = [&path](unsigned line) {
         Log::write(Log::WARNING, "ZqConfig: Section syntax error: %s:%u", path.c_str(), line);
     };
@@ -83,6 +83,17 @@ void ZqConfig::parse_file(const std::string& path, Map& map) {
 
 void ZqConfig::write_file(const std::string& path, const Map& map) {
     if (!ConfigFile::replace(path, IniFormat::format(map))) log_unwritten(path);
+}
+
+// A path that leads to no file is as good as an empty one; a file that was not read is worth a
+// line.
+void ZqConfig::log_unread(const std::string& path) {
+    for (const int reason : {EFBIG, EIO, EMFILE, ENFILE, ENOMEM}) {
+        if (errno != reason) continue;
+        Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(),
+                   std::strerror(reason));
+        return;
+    }
 }
 
 void ZqConfig::log_unwritten(const std::string& path) {

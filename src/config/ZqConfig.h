@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -26,9 +27,13 @@ class ZqConfig : public std::map<std::string, std::string> {
   public:
     using Map = std::map<std::string, std::string>;
 
+    // More serial ports than this are not served, whatever PORT_ASYNC lists.
+    static constexpr std::size_t MOST_ASYNC_PORTS = 4096;
+
     ZqConfig();
 
-    // Merges a file into the map; one that cannot be read is skipped.
+    // Merges a file into the map. One that cannot be read is skipped; the log tells of one that is
+    // too large, and of a failure of the system.
     static void parse_file(const std::string& path, Map& map);
     // Writes the map to the file; see ConfigFile::replace. A failure is logged and no more.
     static void write_file(const std::string& path, const Map& map);
@@ -96,7 +101,8 @@ class ZqConfig : public std::map<std::string, std::string> {
 
   private:
     void write_software_update_file() const;
-    // Says that the file could not be written, and why, as errno has it.
+    // Say that the file could not be read or written, and why, as errno has it.
+    static void log_unread(const std::string& path);
     static void log_unwritten(const std::string& path);
     // Empty for an absent key; a view for as long as the store does not change.
     static const std::string& value_of(const std::string& key);

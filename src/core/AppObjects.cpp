@@ -6,6 +6,7 @@
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
+#include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/Timer.h"
@@ -70,9 +71,12 @@ class AppObjects {
     std::exit(EXIT_FAILURE);
 }
 
-// An exception that left the static initialisation would end the process by a signal.
+// An exception that left the static initialisation would end the process by a signal. The limit is
+// raised before the first object that has a descriptor; the program that a disabled daemon becomes
+// keeps the one it was started with.
 AppObjects& build() {
     try {
+        if (ZqConfig::is_tesk_enabled()) raiseDescriptorLimit();
         static AppObjects objects;
         return objects;
     } catch (const Exception& e) {

@@ -10,14 +10,28 @@
 
 namespace teskd {
 
-StopEvent::StopEvent() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (event_.isOpen()) return;
-    throw IOException(std::string("StopEvent::StopEvent()") + std::strerror(errno));
+StopEvent::StopEvent(Opening opening) {
+    if (opening == Opening::NOW) opened();
+}
+
+int StopEvent::opened() const {
+    const SynchronizedLock lock(lock_);
+    if (!event_.isOpen()) open();
+    return event_.get();
+}
+
+void StopEvent::open() const {
+    const unsigned marks = set_ ? 1 : 0;
+    event_.reset(eventfd(marks, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!event_.isOpen()) {
+        throw IOException(std::string("StopEvent::StopEvent()") + std::strerror(errno));
+    }
+    isOpen_ = true;
 }
 
 void StopEvent::set() {
     const SynchronizedLock lock(lock_);
-    if (set_.exchange(true)) return;
+    if (set_.exchange(true) || !event_.isOpen()) return;
     const std::uint64_t mark = 1;
     while (write(event_.get(), &mark, sizeof mark) < 0 && errno == EINTR) {
     }
@@ -25,7 +39,7 @@ void StopEvent::set() {
 
 void StopEvent::clear() {
     const SynchronizedLock lock(lock_);
-    if (!set_.exchange(false)) return;
+    if (!set_.exchange(false) || !event_.isOpen()) return;
     std::uint64_t mark = 0;
     while (read(event_.get(), &mark, sizeof mark) < 0 && errno == EINTR) {
     }

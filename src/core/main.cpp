@@ -14,7 +14,6 @@
 #include "config/ZqConfig.h"
 #include "core/AppObjects.h"
 #include "core/Attempt.h"
-#include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/SystemPath.h"
@@ -124,7 +123,6 @@ int main(int argc, char* argv[]) {
         const bool debug = wantsDebug(argc, argv);
         if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
         attempt("The log cannot be opened", [&] { Log::open(argv[0], debug); });
-        raiseDescriptorLimit();
         mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK);
         if (startWorkers()) awaitTermination();
         stopWorkers();

@@ -1,20 +1,22 @@
 #include "dorn/DornDeamon.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <list>
 #include <netinet/in.h>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <sys/socket.h>
+#include <sys/time.h>
 
 #include "config/ZqConfig.h"
 #include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "dorn/Dorn.h"
+#include "dorn/LocalEndpoints.h"
 #include "net/Poll.h"
 #include "net/StreamServerSocket.h"
 #include "tesk/TeskController.h"
@@ -23,8 +25,7 @@ namespace teskd {
 
 namespace {
 
-constexpr timeval RETRY_PERIOD{1, 0};  // between two attempts at what failed
-constexpr int RETRY_MILLISECONDS = 1000;
+constexpr int RETRY_MILLISECONDS = 1000;  // between two attempts at what failed
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
@@ -50,23 +51,20 @@ DornDeamon::~DornDeamon() noexcept(false) {
 }
 
 void DornDeamon::run() {
-    std::list<Endpoint> endpoints;
-    bool known = false;
+    std::optional<LocalEndpoints> endpoints;
     while (isRunning()) {
         try {
-            if (!known) {
-                endpoints = configured_endpoints();
-                listeners_ = endpoints.size();
-                warn_of_low_limit();
+            if (!endpoints) {
                 read_allowed_hosts();
+                endpoints.emplace(ZqConfig::get_local_addresses());
+                listeners_ = endpoints->mostListeners();
+                warn_of_low_limit();
             }
-            known = true;
-            if (endpoints.empty()) return;
-            const bool complete = open_endpoints(endpoints);
+            if (endpoints->empty()) return;
+            endpoints->open();
             connections_.notices().report();
             strangers_.report();
-            const bool told = !connections_.notices().hasLeftOut() && !strangers_.hasLeftOut();
-            serve(endpoints, complete && told);
+            serve(*endpoints);
         } catch (const Exception& e) {
             log_problem(NOT_ACCEPTED, e.text());
             pause();
@@ -75,14 +73,6 @@ void DornDeamon::run() {
             pause();
         }
     }
-}
-
-std::list<DornDeamon::Endpoint> DornDeamon::configured_endpoints() {
-    std::list<Endpoint> endpoints;
-    for (const std::string& address : ZqConfig::get_local_addresses()) {
-        endpoints.push_back({address, nullptr, {}});
-    }
-    return endpoints;
 }
 
 DescriptorBudget DornDeamon::budget() const {
@@ -127,40 +117,23 @@ bool DornDeamon::may_connect(const Socket& connection) {
     return false;
 }
 
-bool DornDeamon::open_endpoints(std::list<Endpoint>& endpoints) {
-    for (Endpoint& endpoint : endpoints) {
-        if (!endpoint.socket) open(endpoint);
-    }
-    return std::all_of(endpoints.begin(), endpoints.end(),
-                       [](const Endpoint& endpoint) { return endpoint.socket != nullptr; });
-}
-
-void DornDeamon::open(Endpoint& endpoint) {
-    try {
-        endpoint.socket = std::make_unique<StreamServerSocket>(endpoint.address, AF_INET);
-        endpoint.problem.clear();
-    } catch (const Exception& e) {
-        if (endpoint.problem == e.getMessage()) return;  // tried again, logged once
-        endpoint.problem = e.getMessage();
-        Log::write(Log::WARNING, "Cannot listen on %s: %s", endpoint.address.c_str(),
-                   endpoint.problem.c_str());
-    }
-}
-
-// Unless all is well, waits for a second at most: then what failed is tried again, and what was
-// left out of the log is counted there.
-void DornDeamon::serve(std::list<Endpoint>& endpoints, bool allIsWell) {
-    std::list<Socket*> ready;
+void DornDeamon::serve(LocalEndpoints& endpoints) {
+    std::list<Socket*> ready = endpoints.listeners();
     std::list<Socket*> none;
-    for (const Endpoint& endpoint : endpoints) {
-        if (endpoint.socket) ready.push_back(endpoint.socket.get());
-    }
-    timeval retry = RETRY_PERIOD;
-    Socket::select(ready, none, none, allIsWell ? nullptr : &retry, &stopEvent_);
+    const int milliseconds = patience(endpoints);
+    timeval limit{milliseconds / 1000, milliseconds % 1000 * 1000};
+    Socket::select(ready, none, none, milliseconds < 0 ? nullptr : &limit, &stopEvent_);
     for (Socket* socket : ready) {
         if (!isRunning()) return;
         accept_connection(dynamic_cast<StreamServerSocket&>(*socket));
     }
+}
+
+// What was left out of the log is counted there when the second is over.
+int DornDeamon::patience(const LocalEndpoints& endpoints) {
+    const int untilRound = endpoints.untilNextRound();
+    const bool hasLeftOut = connections_.notices().hasLeftOut() || strangers_.hasLeftOut();
+    return untilRound < 0 && hasLeftOut ? RETRY_MILLISECONDS : untilRound;
 }
 
 void DornDeamon::accept_connection(StreamServerSocket& listener) {

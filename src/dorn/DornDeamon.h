@@ -2,10 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <list>
-#include <memory>
 #include <optional>
-#include <string>
 
 #include "core/NoticeLimiter.h"
 #include "core/StopEvent.h"
@@ -18,6 +15,7 @@
 namespace teskd {
 
 class Aams;
+class LocalEndpoints;
 class Socket;
 class StreamServerSocket;
 class TeskController;
@@ -45,24 +43,15 @@ class DornDeamon : public Thread {
     void interrupt() override { stopEvent_.set(); }
 
   private:
-    // A local address to listen on.
-    struct Endpoint {
-        std::string address;
-        std::unique_ptr<StreamServerSocket> socket;  // null while the address cannot be bound
-        std::string problem;                         // why, as it was logged last
-    };
-
-    static std::list<Endpoint> configured_endpoints();
-    // True when every endpoint listens.
-    static bool open_endpoints(std::list<Endpoint>& endpoints);
-    static void open(Endpoint& endpoint);
     // What the limit of open files, as it is now, leaves to hosts.
     DescriptorBudget budget() const;
     void warn_of_low_limit() const;
     void read_allowed_hosts();
     // False, with a line in the log, for a host that is not on the list.
     bool may_connect(const Socket& connection);
-    void serve(std::list<Endpoint>& endpoints, bool allIsWell);
+    void serve(LocalEndpoints& endpoints);
+    // How long to wait for a host, in milliseconds; -1 for ever.
+    int patience(const LocalEndpoints& endpoints);
     void accept_connection(StreamServerSocket& listener);
     void start_connection(const Socket& connection);
     void turn_away(const StreamServerSocket& listener, const char* problem);

@@ -9,12 +9,18 @@ namespace teskd {
 
 TeskController::TeskController() {
     const WriteLock lock(namesLock_);
-    try {
-        for (const int port : ZqConfig::get_async_ports()) create_master(port);
-    } catch (const IOException& e) {
-        // A list of ports longer than there are descriptors must not end the process.
-        Log::write(Log::WARNING, "Not every configured port is served: %s", e.getMessage().c_str());
+    for (const int port : ZqConfig::get_async_ports()) {
+        if (masters_.size() == ZqConfig::MOST_ASYNC_PORTS) {
+            log_left_out();
+            return;
+        }
+        create_master(port);
     }
+}
+
+void TeskController::log_left_out() {
+    Log::write(Log::WARNING, "PORT_ASYNC lists more than %zu serial ports; the others are left out",
+               ZqConfig::MOST_ASYNC_PORTS);
 }
 
 void TeskController::create_master(int port) {

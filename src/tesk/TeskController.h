@@ -21,7 +21,8 @@ namespace teskd {
 // for one that is not registered.
 class TeskController {
   public:
-    // Creates the masters for the configured ports; starts no thread.
+    // Creates the masters for the configured ports, as far as ZqConfig::MOST_ASYNC_PORTS goes.
+    // Starts no thread and opens no descriptor.
     TeskController();
     TeskController(const TeskController&) = delete;
     TeskController& operator=(const TeskController&) = delete;
@@ -65,6 +66,7 @@ class TeskController {
     void shut_down();
 
   private:
+    static void log_left_out();
     void create_master(int port) TESKD_REQUIRES(namesLock_);
     // The fixed name registered for the identifier, empty for none.
     std::string registered(const std::string& identifier) const TESKD_REQUIRES_SHARED(namesLock_);

@@ -96,7 +96,8 @@ class TeskMaster : public Thread, public PacketContainer {
 
     Synchronized control_;
     bool closed_ TESKD_GUARDED_BY(control_) = false;
-    StopEvent stopEvent_;
+    // No descriptor before its first run: a long list of ports may have no machines.
+    StopEvent stopEvent_{StopEvent::Opening::WHEN_AWAITED};
     // The master thread's own.
     TeskPacket acknowledgement_;
     // What the machine and its serial-port server make the link log, and the ends of links.

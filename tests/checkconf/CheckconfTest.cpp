@@ -286,6 +286,22 @@ TEST_F(Checkconf, PortsOnOneEndpointAreFound) {
                        "[IP_ADDRESS]\nIP_LOCAL=127.0.0.1,127.0.0.1\n"));
 }
 
+TEST_F(Checkconf, MorePortsThanTheDaemonServesAreFound) {
+    std::string list;
+    for (int port = 1; port <= 4098; ++port) list += std::to_string(port) + ",";
+    std::string sections;
+    for (int port = 5; port <= 4096; ++port) {
+        const std::string n = std::to_string(port);
+        sections += "[PORT_ASYNC" + n +
+                    "]\nIP_ADDRESS=127.0.0.1\nTCP_PORT=" + std::to_string(10'000 + port) +
+                    "\nBAUDRATE=9600\nDATASIZE=8\nPARITY=NONE\nSTOPSIZE=1\nFLOWCONTROL=No Flow\n";
+    }
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:2: [SLOT_MACHINE] PORT_ASYNC: more than 4096 serial ports; the others are left out
+)json",
+        findings("[SLOT_MACHINE]\nPORT_ASYNC=" + list + "\n" + sections));
+}
+
 TEST_F(Checkconf, NumbersBeyondTheirLimitsAreFound) {
     EXPECT_EQ(
         R"json(/etc/tesk_v2.ini:2: [AAMS] TMP_APP_COLLEGATI: "-3" is no number from 1 to 71582; there is no pass but the first

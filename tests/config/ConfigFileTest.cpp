@@ -110,6 +110,7 @@ TEST_F(ConfigFileTest, AFileBeyondTheLimitReadsAsNothing) {
     EXPECT_EQ(largest, ConfigFile::read(path));
     writeFile(path, largest + "x");
     EXPECT_EQ(std::nullopt, ConfigFile::read(path));
+    EXPECT_EQ(EFBIG, errno);
 }
 
 TEST_F(ConfigFileTest, AFileThatHidesItsSizeIsReadWhole) {

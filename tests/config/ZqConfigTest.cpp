@@ -346,9 +346,10 @@ TEST_P(ZqConfigObstacleTest, AFileOfGarbageDoesNoHarm) {
     expectDefaultsWith([](const fs::path& path) { writeFile(path, "\0\xff\n=\n==\n \n]["s); });
 }
 
-TEST_P(ZqConfigObstacleTest, AnOversizedFileIsSkipped) {
+TEST_P(ZqConfigObstacleTest, AnOversizedFileIsSkippedWithAWarning) {
     expectDefaultsWith(
-        [](const fs::path& path) { writeFile(path, "ZQ_MODEL=x\n" + std::string(1 << 21, '\n')); });
+        [](const fs::path& path) { writeFile(path, "ZQ_MODEL=x\n" + std::string(1 << 20, '\n')); },
+        {{180, "ZqConfig: Cannot read " + (root / GetParam()).string() + ": File too large"}});
 }
 
 INSTANTIATE_TEST_SUITE_P(

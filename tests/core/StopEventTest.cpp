@@ -53,6 +53,28 @@ TEST(StopEvent, SettingItOftenNeverBlocks) {
     EXPECT_FALSE(readable(event));
 }
 
+TEST(StopEvent, OpenedWhenAwaitedItHasNoDescriptorBefore) {
+    const std::size_t before = openDescriptors(::getpid());
+    StopEvent event(StopEvent::Opening::WHEN_AWAITED);
+    event.set();
+    event.clear();
+    EXPECT_EQ(before, openDescriptors(::getpid()));
+    EXPECT_FALSE(readable(event));
+    EXPECT_EQ(before + 1, openDescriptors(::getpid()));
+    const int descriptor = event.descriptor();
+    event.set();
+    EXPECT_TRUE(readable(event));
+    EXPECT_EQ(descriptor, event.descriptor());
+}
+
+TEST(StopEvent, OpenedWhenAwaitedItShowsWhatWasSetBefore) {
+    StopEvent event(StopEvent::Opening::WHEN_AWAITED);
+    event.set();
+    EXPECT_TRUE(readable(event));
+    event.clear();
+    EXPECT_FALSE(readable(event));
+}
+
 TEST(StopEvent, WakesEverybodyWhoPolls) {
     StopEvent event;
     std::atomic<int> woken = 0;

@@ -42,7 +42,6 @@ class FaultyGateway {
     std::size_t baseline() const { return baseline_; }
 
   private:
-    bool servesEveryPort();
     std::string tryService(Deadline deadline);
 
     Gateway gateway_;

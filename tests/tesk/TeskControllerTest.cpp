@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <random>
@@ -7,7 +8,6 @@
 #include "net/DescriptorLimit.h"
 #include "support/Listener.h"
 #include "support/ProcInfo.h"
-#include "support_src/LogRecorder.h"
 #include "support_src/Thrown.h"
 #include "tesk/PortConfig.h"
 #include "tesk/Request.h"
@@ -88,14 +88,20 @@ TEST_F(TeskControllerTest, APortWithoutDefaultsIsAMachineWithoutAnAddress) {
     EXPECT_EQ("error: IOException: SocketException: UnknownHostException: :", request.outcome());
 }
 
-// Every machine needs one; the process goes on with those it could have.
-TEST_F(TeskControllerTest, APortListLongerThanThereAreDescriptorsIsServedAsFarAsItGoes) {
-    const LogRecorder log;
+TEST_F(TeskControllerTest, PortsTakeNoDescriptorsBeforeTheirFirstRequest) {
     const DescriptorLimit few(static_cast<rlim_t>(nextDescriptor()) + 2);
     build("1,2,3,4");
-    EXPECT_EQ((Names{"SlotMachine_1", "SlotMachine_2"}), controller->get_identities());
-    EXPECT_EQ(2, controller->get_port("SlotMachine_2"));
-    EXPECT_TRUE(log.waitForText("Not every configured port is served: IOException: "));
+    EXPECT_EQ((Names{"SlotMachine_1", "SlotMachine_2", "SlotMachine_3", "SlotMachine_4"}),
+              controller->get_identities());
+}
+
+// The next request finds whatever descriptors there are then.
+TEST_F(TeskControllerTest, ARequestForWhichNoDescriptorIsLeftFails) {
+    build("1");
+    const Request request(113);
+    const DescriptorLimit none(static_cast<rlim_t>(nextDescriptor()));
+    controller->send("SlotMachine_1", request.packet());
+    EXPECT_THAT(request.outcome(), testing::HasSubstr("Too many open files"));
 }
 
 TEST_F(TeskControllerTest, NobodyIsFoundUnderAnUnknownName) {

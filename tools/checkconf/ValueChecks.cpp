@@ -233,6 +233,10 @@ void ValueChecks::machines() {
         const int n = teskd::text::toInt(item);
         if (++seen[n] == 2) find(kSerialPorts, "serial port " + item + " is named twice");
         if (seen[n] > 1) continue;
+        if (seen.size() == ZqConfig::MOST_ASYNC_PORTS + 1) {
+            return find(kSerialPorts, "more than " + std::to_string(ZqConfig::MOST_ASYNC_PORTS) +
+                                          " serial ports; the others are left out");
+        }
         machine(n);
         const std::string port = portKey(n, "TCP_PORT");
         const std::string endpoint = value(portKey(n, "IP_ADDRESS")) + ":" + value(port);

@@ -1,0 +1,65 @@
+// The addresses on which hosts connect.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "core/NoticeLimiter.h"
+#include "net/StreamServerSocket.h"
+
+namespace teskd {
+
+// Listens on every configured address that the system has. An address that cannot be bound is
+// logged once and tried again every second. The list may be of any length: tries come in small
+// rounds, so that hosts are served and a stop is noticed between them, and listeners take a bounded
+// number of descriptors.
+//
+// Owner: the DornDeamon's run. Threads: its own. Locks: none.
+class LocalEndpoints {
+  public:
+    static constexpr std::size_t MOST_LISTENERS = 64;
+    static constexpr std::size_t TRIES_PER_ROUND = 256;
+
+    // addresses: "host:port"; one that comes twice is taken once.
+    explicit LocalEndpoints(const std::list<std::string>& addresses);
+    LocalEndpoints(const LocalEndpoints&) = delete;
+    LocalEndpoints& operator=(const LocalEndpoints&) = delete;
+
+    // True when there is nothing to listen on, now or later.
+    bool empty() const { return waiting_.empty() && listening_.empty(); }
+
+    // How many listeners there may come to be.
+    std::size_t mostListeners() const;
+
+    // One round of tries, when one is due.
+    void open();
+    // Milliseconds until the next round; -1 when every address is listened on.
+    int untilNextRound() const;
+
+    // For Socket::select.
+    std::list<Socket*> listeners() const;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Endpoint {
+        std::string address;
+        std::unique_ptr<StreamServerSocket> socket{};  // null while the address cannot be bound
+        std::string problem{};                         // why, as it was logged last
+    };
+
+    void openFirst();
+    void listenOn(Endpoint& endpoint);
+    void leaveOutTheRest();
+
+    std::list<Endpoint> waiting_;  // the one to be tried next in front
+    std::list<Endpoint> listening_;
+    std::size_t untried_ = 0;  // of those in front that were never tried
+    Clock::time_point nextRound_{};
+    NoticeLimiter notices_{16};
+};
+
+}  // namespace teskd
