@@ -1,5 +1,7 @@
 #include "tesk/LateAnswers.h"
 
+#include <algorithm>
+
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/NoticeLimiter.h"
@@ -10,11 +12,28 @@ namespace teskd {
 
 void LateAnswers::begin(const TeskPacket& request) {
     hasAsked_ = true;
-    asked_ = request.get_asked_id();
+    behindLate_ = false;
+    request_ = {request.get_asked_id(), std::nullopt};
+    if (request.get_size() <= LONGEST_REQUEST) request_.bytes = request.get_request();
 }
 
 void LateAnswers::timedOut() {
-    ++missing_[asked_];
+    if (!behindLate_) expect(request_);
+}
+
+void LateAnswers::expect(const Request& request) {
+    missing_.push_back({request, std::chrono::steady_clock::now()});
+    if (missing_.size() > MOST_REMEMBERED) missing_.pop_front();
+}
+
+void LateAnswers::expire() {
+    const Time end = std::chrono::steady_clock::now() - memory_;
+    while (!missing_.empty() && missing_.front().since <= end) missing_.pop_front();
+}
+
+std::list<LateAnswers::Missing>::iterator LateAnswers::firstMissing(int id) {
+    return std::find_if(missing_.begin(), missing_.end(),
+                        [id](const Missing& missing) { return missing.request.id == id; });
 }
 
 bool LateAnswers::mayLog() {
@@ -24,28 +43,28 @@ bool LateAnswers::mayLog() {
 // Of whole messages nothing follows.
 void LateAnswers::drop(std::string_view bytes, const std::string& machine) {
     if (bytes.empty()) return;
+    expire();
     if (mayLog()) {
         Log::write(Log::NOTICE, "%zu bytes that '%s' sent %s were dropped", bytes.size(),
                    machine.c_str(), missing_.empty() ? "unasked" : "after the time-out");
     }
-    std::size_t length = TeskPacket::length_of(bytes);
-    while (length > 0 && length <= bytes.size()) {
-        bytes.remove_prefix(length);
-        length = TeskPacket::length_of(bytes);
+    auto header = TeskPacket::header_of(bytes);
+    while (header && header->length <= bytes.size()) {
+        settle(header->id);
+        bytes.remove_prefix(header->length);
+        header = TeskPacket::header_of(bytes);
     }
     cut_ = !bytes.empty();
 }
 
-bool LateAnswers::take(int id) {
-    const auto found = missing_.find(id);
-    if (found == missing_.end()) return false;
-    if (--found->second == 0) missing_.erase(found);
-    return true;
+void LateAnswers::settle(int id) {
+    const auto found = firstMissing(id);
+    if (found != missing_.end()) missing_.erase(found);
 }
 
 bool LateAnswers::isRepeated(int id) const {
     const auto found = answered_.find(id);
-    return found != answered_.end() && std::chrono::steady_clock::now() - found->second < MEMORY;
+    return found != answered_.end() && std::chrono::steady_clock::now() - found->second < memory_;
 }
 
 void LateAnswers::rememberAnswered(int id) {
@@ -61,15 +80,15 @@ void LateAnswers::rememberAnswered(int id) {
 // The rest of an answer that was half read at the time-out or half dropped, or one to a request
 // without a number.
 bool LateAnswers::isSuspicious(const TeskPacket& answer) const {
-    if (missing_.contains(std::nullopt)) return true;
+    const auto isUnknown = [](const Missing& missing) { return !missing.request.id; };
+    if (std::any_of(missing_.begin(), missing_.end(), isUnknown)) return true;
     return (cut_ || !missing_.empty()) && !answer.has_regular_header();
 }
 
 bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine) {
     const int id = answer.get_id();
-    if (id == asked_) return false;
-    const bool late = take(id);
-    if (!late && !isRepeated(id)) return false;
+    const bool late = isLate(id);
+    if (!late && (id == request_.id || !isRepeated(id))) return false;
     if (mayLog()) {
         Log::write(Log::NOTICE, "The answer %d that '%s' %s was dropped", id, machine.c_str(),
                    late ? "sent after the time-out" : "repeated");
@@ -77,11 +96,26 @@ bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine
     return true;
 }
 
+bool LateAnswers::isLate(int id) {
+    expire();
+    const auto found = firstMissing(id);
+    if (found == missing_.end()) return false;
+    const bool same = id == request_.id && found->request.isLike(request_);
+    missing_.erase(found);
+    rememberAnswered(id);
+    if (same) {
+        expect(request_);
+    } else if (id == request_.id) {
+        behindLate_ = true;
+    }
+    return !same;
+}
+
 void LateAnswers::accept(const TeskPacket& answer) {
     const int id = answer.get_id();
-    if (id == asked_) {
+    if (id == request_.id) {
         rememberAnswered(id);
-    } else if (asked_ && isSuspicious(answer)) {
+    } else if (request_.id && isSuspicious(answer)) {
         throw TeskConnectionErrorException("An answer to another request");
     }
     cut_ = false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <list>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,8 +16,14 @@ class TeskPacket;
 
 // Keeps what nobody asked for from being taken for an answer: the answer of a request that timed
 // out, one that a machine gives twice, and what arrives while nothing is asked. It knows the
-// requests of one run by their IDs, so two requests with the same ID cannot be told apart: the late
-// answer to the first is taken for the second's.
+// requests of one run by their IDs, which are the codes of commands.
+//
+// A machine answers in order, so an answer with the ID of a request that timed out counts as that
+// request's. A later request takes it only if it has the same bytes: it is the same question, asked
+// a few seconds later, and its own answer is then expected in place of the one taken. For any other
+// request the answer is dropped as late. A request that times out behind an answer with its own ID
+// that was dropped is not expected to be answered: that answer may have been its own, and so one
+// lost answer costs one request and not every later one.
 //
 // Owner and threads: the TeskMaster's, on its own thread alone.
 class LateAnswers {
@@ -24,12 +31,17 @@ class LateAnswers {
     // How long an ID is remembered, and how many.
     static constexpr std::chrono::seconds MEMORY{60};
     static constexpr std::size_t MOST_REMEMBERED = 64;
+    // A request with more bytes is remembered without them, and so as like no other.
+    static constexpr std::size_t LONGEST_REQUEST = 1024;
 
     // The limiter, if any, bounds the lines about what is dropped; it outlives the object.
-    explicit LateAnswers(NoticeLimiter* notices = nullptr) : notices_(notices) {}
+    // The memory is that of IDs.
+    explicit LateAnswers(NoticeLimiter* notices = nullptr,
+                         std::chrono::milliseconds memory = MEMORY)
+        : notices_(notices), memory_(memory) {}
 
     // A new run: nothing was asked yet.
-    void forget() { *this = LateAnswers(notices_); }
+    void forget() { *this = LateAnswers(notices_, memory_); }
     // Whether anything was asked since forget().
     bool hasAsked() const { return hasAsked_; }
     // The request is about to be written.
@@ -48,12 +60,31 @@ class LateAnswers {
   private:
     using Time = std::chrono::steady_clock::time_point;
 
+    // A request, by the number that its answer has (none: nobody knows) and by its bytes (none:
+    // they are too many to be kept).
+    struct Request {
+        bool isLike(const Request& other) const { return bytes && bytes == other.bytes; }
+
+        std::optional<int> id;
+        std::optional<std::string> bytes;
+    };
+    struct Missing {
+        Request request;
+        Time since;
+    };
+
+    void expect(const Request& request);
+    void expire();
+    // The request that is expected to be answered with this ID first.
+    std::list<Missing>::iterator firstMissing(int id);
     // Whether the answer is not that to the request; logged.
     bool isDropped(const TeskPacket& answer, const std::string& machine);
+    // Whether the answer counts as that of another request which timed out.
+    bool isLate(int id);
+    // What becomes of an answer that was expected and dropped with whatever else had arrived.
+    void settle(int id);
     // The answer is taken for that to the request. @throws TeskConnectionErrorException
     void accept(const TeskPacket& answer);
-    // Whether the ID is that of a request that timed out; it is then forgotten, once.
-    bool take(int id);
     // Whether a machine that was asked with this ID has answered with it.
     bool isRepeated(int id) const;
     void rememberAnswered(int id);
@@ -62,11 +93,13 @@ class LateAnswers {
     bool mayLog();
 
     NoticeLimiter* notices_;
+    std::chrono::milliseconds memory_;
     bool hasAsked_ = false;
-    std::optional<int> asked_;                        // the ID of the request; none: nobody knows
-    bool cut_ = false;                                // what was dropped last has a rest
-    std::map<std::optional<int>, unsigned> missing_;  // how many answers, by ID
-    std::map<int, Time> answered_;                    // by ID, when it was answered last
+    Request request_;               // that was begun
+    bool behindLate_ = false;       // a late answer with its ID was dropped
+    bool cut_ = false;              // what was dropped last has a rest
+    std::list<Missing> missing_;    // the oldest first
+    std::map<int, Time> answered_;  // by ID, when the machine gave it last
 };
 
 }  // namespace teskd

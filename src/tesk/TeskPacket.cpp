@@ -17,7 +17,6 @@ namespace {
 
 constexpr char SEPARATOR = '~';
 constexpr std::size_t OUTCOME_SIZE = 2;
-constexpr std::size_t HEADER_SIZE = 8;
 constexpr std::size_t ID_SIZE = 3;
 constexpr std::size_t LENGTH_SIZE = 4;
 constexpr int BODY_BLOCK = 4096;
@@ -91,10 +90,11 @@ bool TeskPacket::begins_message(std::string_view bytes) {
     return !head.empty() && std::equal(head.begin(), head.end(), HEADER.begin(), fits);
 }
 
-std::size_t TeskPacket::length_of(std::string_view bytes) {
-    if (bytes.size() <= HEADER_SIZE || !begins_message(bytes)) return 0;
+std::optional<TeskPacket::Header> TeskPacket::header_of(std::string_view bytes) {
+    if (bytes.size() <= HEADER_SIZE || !begins_message(bytes)) return std::nullopt;
     const int length = text::toInt(bytes.substr(ID_SIZE + 1, LENGTH_SIZE), 16);
-    return length > static_cast<int>(HEADER_SIZE) ? static_cast<std::size_t>(length) : 0;
+    if (length <= static_cast<int>(HEADER_SIZE)) return std::nullopt;
+    return Header{text::toInt(bytes.substr(0, ID_SIZE)), static_cast<std::size_t>(length)};
 }
 
 void TeskPacket::split_trailer() {
@@ -107,12 +107,16 @@ void TeskPacket::split_trailer() {
 }
 
 void TeskPacket::write(OutputStream& out) {
-    if (!raw_) {
-        char header[64]{};
-        std::snprintf(header, sizeof header, "%s~%04zX", id_.c_str(), body_.size() + HEADER_SIZE);
-        out.write(header, HEADER_SIZE);
-    }
+    if (!raw_) out.write(header());
     if (!body_.empty()) out.write(body_);
+}
+
+// Exactly eight bytes, whatever the ID.
+std::string TeskPacket::header() const {
+    if (raw_) return {};
+    char header[64]{};
+    std::snprintf(header, sizeof header, "%s~%04zX", id_.c_str(), body_.size() + HEADER_SIZE);
+    return {header, HEADER_SIZE};
 }
 
 // The header has digits and separators only.

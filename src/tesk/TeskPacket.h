@@ -48,6 +48,9 @@ class TeskPacket : public Packet {
     void set_id(int id);
     // The ID as a number, 0 when it is none.
     int get_id() const;
+    // What write() writes, and how many bytes that is.
+    std::string get_request() const { return header() + body_; }
+    std::size_t get_size() const { return (raw_ ? 0 : HEADER_SIZE) + body_.size(); }
     // The ID that the request asks with; for a raw packet the number in front of its first
     // separator, if there is one.
     std::optional<int> get_asked_id() const;
@@ -65,9 +68,13 @@ class TeskPacket : public Packet {
     const std::string& get_surplus() const { return surplus_; }
     // The surplus that is not in the body.
     std::string get_unasked() const { return begins_message(surplus_) ? surplus_ : std::string(); }
-    // The length of the message that the bytes begin with, as its header states it; 0 when they
-    // begin with none, or with less than a header of three digits and four.
-    static std::size_t length_of(std::string_view bytes);
+    struct Header {
+        int id;
+        std::size_t length;  // of the whole message, as the header states it
+    };
+    // The header of three digits and four that the bytes begin with; none when they begin with
+    // another or with less.
+    static std::optional<Header> header_of(std::string_view bytes);
     // Whether the answer read last had an ID of three digits and a length of four that covers the
     // header. Others are read as well; these are hardly the rest of a message by chance.
     bool has_regular_header() const { return regular_header_; }
@@ -81,6 +88,10 @@ class TeskPacket : public Packet {
     std::string to_string() const;
 
   private:
+    static constexpr std::size_t HEADER_SIZE = 8;  // of a request
+
+    // That of the request; empty for a raw one.
+    std::string header() const;
     // Reads up to the separator; the count includes it.
     static std::string read_field(InputStream& in, std::int64_t& consumed, const char* error);
     void read_body(InputStream& in, std::int64_t remaining);

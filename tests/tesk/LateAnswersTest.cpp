@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <thread>
 
 #include "support_src/ScriptedInputStream.h"
 #include "support_src/Thrown.h"
@@ -124,7 +125,7 @@ TEST_F(LateAnswer, IsDroppedBeforeEveryLaterRequestOfTheRun) {
     EXPECT_EQ(1U, log.count(droppedBytes(37)));
     inject(kAnswer113 + kAnswer113);
     EXPECT_EQ("completed", ask(119));
-    EXPECT_EQ(1U, log.count(droppedBytes(74)));
+    EXPECT_EQ(1U, log.count(unaskedBytes(74)));  // nothing is late any more
 }
 
 // A machine that adds a byte to every answer.
@@ -251,20 +252,120 @@ TEST_F(LateAnswer, ThatWasSeenIsExpectedNoMore) {
     EXPECT_EQ("113~0008115~0008150~000C~456", received(1));
 }
 
-TEST_F(LateAnswer, OfTheSameIdCannotBeToldApart) {
-    timeOut(113);
-    const Request again(113);
+// IDs are the codes of commands, so most late answers are of this kind.
+class LateAnswerOfTheSameId : public MasterFixture {
+  protected:
+    static std::string answer(const std::string& body) {
+        return "115~0025~15.03.21~ZA000000001~00~" + body;
+    }
+    // A list's answer with four characters.
+    struct List : Request {
+        explicit List(const std::string& text, std::uint32_t timeout = kLongTime)
+            : Request(115, timeout) {
+            packet()->set_body(text);
+        }
+        std::string body() const { return outcome() == "completed" ? packet()->get_body() : ""; }
+    };
+    void timeOutList(const std::string& text) {
+        const List list(text, kShortTime);
+        sendUnanswered(list);
+        EXPECT_EQ("failed", list.outcome());
+    }
+};
+
+TEST_F(LateAnswerOfTheSameId, IsTakenForTheSameQuestion) {
+    timeOutList("a");
+    const List again("a");
     sendUnanswered(again);
-    inject("113~0025~15.03.21~ZA000000001~00~LATE");
-    EXPECT_EQ("completed", again.outcome());
-    EXPECT_EQ("LATE", again.packet()->get_body());
-    EXPECT_EQ("113~0008113~0008150~000C~113", received(1));
-    const Request next(115);
-    sendUnanswered(next);
-    inject(kAnswer113);  // the answer to the second
-    inject(kAnswer115);
-    EXPECT_EQ("completed", next.outcome());
-    EXPECT_EQ("0815", next.packet()->get_body());
+    inject(answer("LATE"));
+    EXPECT_EQ("LATE", again.body());
+}
+
+TEST_F(LateAnswerOfTheSameId, IsNotTakenForAnotherQuestion) {
+    timeOutList("a");
+    const List other("b");
+    sendUnanswered(other);
+    inject(answer("LATE"));
+    EXPECT_TRUE(log.waitFor(droppedAnswer(115)));
+    EXPECT_FALSE(other.ended());
+    inject(answer("0815"));
+    EXPECT_EQ("0815", other.body());
+}
+
+TEST_F(LateAnswerOfTheSameId, ShiftsNobodyInTheQueue) {
+    timeOutList("a");
+    const List first("b");
+    const List second("c");
+    const List third("d");
+    sendUnanswered(first);
+    machine().setFaults({.silent = true});
+    send(second);
+    send(third);
+    inject(answer("LATE") + answer("1111"));
+    EXPECT_EQ("1111", first.body());
+    EXPECT_TRUE(journal().waitForRequests(3));
+    inject(answer("2222"));
+    EXPECT_EQ("2222", second.body());
+    EXPECT_TRUE(journal().waitForRequests(4));
+    inject(answer("3333"));
+    EXPECT_EQ("3333", third.body());
+}
+
+// Taken for the second question, which is the same; the second answer then comes behind the third.
+TEST_F(LateAnswerOfTheSameId, ThatWasTakenLeavesTheOwnAnswerToBeDropped) {
+    timeOutList("a");
+    const List again("a");
+    const List other("b");
+    sendUnanswered(again);
+    machine().setFaults({.silent = true});
+    send(other);
+    inject(answer("LATE"));
+    EXPECT_EQ("LATE", again.body());
+    EXPECT_TRUE(journal().waitForRequests(3));
+    inject(answer("4711"));
+    EXPECT_TRUE(log.waitFor(droppedAnswer(115)));
+    EXPECT_FALSE(other.ended());
+    inject(answer("0815"));
+    EXPECT_EQ("0815", other.body());
+}
+
+TEST_F(LateAnswerOfTheSameId, ThatIsLostCostsOneRequest) {
+    machine().answers().setBody(115, "0815");
+    timeOutList("a");
+    const List second("b", 1000);
+    send(second);
+    EXPECT_EQ("failed", second.outcome());  // its own answer was dropped for the first one's
+    EXPECT_EQ(1U, log.count(droppedAnswer(115)));
+    for (const char* const text : {"c", "d", "b", "a"}) {
+        const List later(text);
+        send(later);
+        EXPECT_EQ("0815", later.body()) << text;
+    }
+}
+
+TEST_F(LateAnswerOfTheSameId, ThatCameWhileNothingWasAskedCostsNothing) {
+    machine().answers().setBody(115, "0815");
+    timeOutList("a");
+    inject(answer("LATE"));
+    const List other("b");
+    send(other);
+    EXPECT_EQ("0815", other.body());
+    EXPECT_EQ(0U, log.count(droppedAnswer(115)));
+}
+
+// The second request is not expected any more, but its answer is no other request's.
+TEST_F(LateAnswerOfTheSameId, IsKnownByItsIdWhereNobodyExpectsIt) {
+    timeOutList("a");
+    const List second("b", 300);
+    sendUnanswered(second);
+    inject(answer("LATE"));
+    EXPECT_EQ("failed", second.outcome());
+    const Request other(113);
+    sendUnanswered(other);
+    inject(answer("0815"));
+    inject(kAnswer113);
+    EXPECT_EQ("completed", other.outcome());
+    EXPECT_EQ("4711", other.packet()->get_body());
 }
 
 // Machines may answer with IDs of their own.
@@ -325,6 +426,79 @@ TEST(LateAnswers, TheRestOfOneIsNeverTakenForAnother) {
         ScriptedInputStream rest{kAnswer113.substr(cut) + kAnswer115};
         EXPECT_THROW(late.read(rest, next, "ZA000000001"), TeskConnectionErrorException) << cut;
     }
+}
+
+// What a LateAnswers makes of a machine that gives these answers one after the other.
+class LateAnswersMemory : public testing::Test {
+  protected:
+    static constexpr std::chrono::hours kLong{1};
+
+    ~LateAnswersMemory() noexcept override {}
+    static std::string answer(int id, const std::string& body) {
+        return std::to_string(id) + "~0025~15.03.21~ZA000000001~00~" + body;
+    }
+    void begin(int id, const std::string& text) {
+        request_.set_raw();
+        request_.set_body(std::to_string(id) + "~" + text);
+        late_.begin(request_);
+    }
+    void timeOut(int id, const std::string& text) {
+        begin(id, text);
+        late_.timedOut();
+    }
+    // The body of what is taken for the answer.
+    std::string ask(int id, const std::string& text, const std::string& answers) {
+        begin(id, text);
+        ScriptedInputStream input{answers};
+        TeskPacket packet;
+        late_.read(input, packet, "ZA000000001");
+        return packet.get_body();
+    }
+    void remember(std::chrono::milliseconds memory) { late_ = LateAnswers(nullptr, memory); }
+
+  private:
+    TeskPacket request_;
+    LateAnswers late_{nullptr, kLong};
+};
+
+TEST_F(LateAnswersMemory, EndsInTime) {
+    EXPECT_EQ(std::chrono::seconds(60), LateAnswers::MEMORY);
+    remember(std::chrono::milliseconds(1));
+    timeOut(113, "a");
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ("OWN1", ask(113, "b", answer(113, "OWN1")));
+    timeOut(115, "a");
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ("OWN2", ask(113, "b", answer(115, "OWN2")));
+}
+
+// The machine was off for a night.
+TEST_F(LateAnswersMemory, HasRoomForTheLastSixtyFour) {
+    for (int id = 200; id < 300; ++id) timeOut(id, "a");
+    EXPECT_EQ("OWN1", ask(235, "b", answer(235, "OWN1")));
+    EXPECT_EQ("OWN2", ask(236, "b", answer(236, "LATE") + answer(236, "OWN2")));
+    EXPECT_EQ("OWN3", ask(299, "b", answer(299, "LATE") + answer(299, "OWN3")));
+}
+
+TEST_F(LateAnswersMemory, HasRoomForTheLastSixtyFourAnsweredIds) {
+    for (int id = 200; id < 300; ++id) EXPECT_EQ("ABCD", ask(id, "a", answer(id, "ABCD")));
+    EXPECT_EQ("OWN1", ask(115, "a", answer(299, "MORE") + answer(115, "OWN1")));
+    EXPECT_EQ("OTHR", ask(115, "a", answer(235, "OTHR")));
+}
+
+TEST_F(LateAnswersMemory, OfALongTextIsThatItIsNoOther) {
+    const std::string longText(1024, 'x');
+    timeOut(113, longText);
+    EXPECT_EQ("OWN1", ask(113, longText, answer(113, "LATE") + answer(113, "OWN1")));
+    const std::string shorter = longText.substr(4);
+    timeOut(115, shorter);
+    EXPECT_EQ("LATE", ask(115, shorter, answer(115, "LATE") + answer(115, "OWN1")));
+}
+
+TEST_F(LateAnswersMemory, KeepsTheOrderOfTheRequests) {
+    timeOut(113, "a");
+    timeOut(113, "b");
+    EXPECT_EQ("2222", ask(113, "b", answer(113, "1111") + answer(113, "2222")));
 }
 
 TEST_F(LateAnswer, ToARawRequestIsKnownByTheNumberInFront) {
