@@ -8,31 +8,73 @@
 
 namespace teskd {
 
+namespace {
+
+// What the allocator takes for itself with each piece.
+constexpr std::size_t OVERHEAD = 2 * sizeof(void*);
+constexpr std::size_t LIST_NODE = 2 * sizeof(void*) + OVERHEAD;  // beside its element
+constexpr std::size_t MAP_NODE = 4 * sizeof(void*) + OVERHEAD;
+
+// Memory of a text beside the object itself.
+std::size_t outside(const std::string& text) {
+    return text.capacity() > std::string().capacity() ? text.capacity() + 1 + OVERHEAD : 0;
+}
+
+std::size_t memoryOfFields(const AamsCache::Reading& reading) {
+    std::size_t bytes =
+        outside(reading.context) + outside(reading.stamp) + outside(reading.message);
+    for (const std::string& error : reading.errors) {
+        bytes += LIST_NODE + sizeof error + outside(error);
+    }
+    return bytes;
+}
+
+}  // namespace
+
 void AamsCache::add_reading(const std::string& code, const std::string& context,
                             const std::string& stamp, const std::string& message,
                             const std::list<std::string>& errors) {
     const SynchronizedLock lock(lock_);
     // Whole before anything changes: where memory ends, the history stays as it was.
-    std::list<Reading> reading{{context, stamp, message.substr(0, LONGEST_MESSAGE), errors}};
-    Record& record = records_[code];
-    record.bytes += reading.front().message.size();
-    record.latest = ++readings_;
-    record.readings.splice(record.readings.begin(), reading);
-    while (record.readings.size() > capacity_ || record.bytes > LARGEST_HISTORY) {
-        drop_oldest(record);
-    }
+    Record added(1);
+    Entry& entry = added.front();
+    entry.reading = {context, stamp, message.substr(0, LONGEST_MESSAGE), errors};
+    entry.bytes = LIST_NODE + sizeof entry + memoryOfFields(entry.reading);
+    const auto [record, isNew] = records_.try_emplace(code);
+    if (isNew) bytes_ += memoryOf(*record);
+    bytes_ += entry.bytes;
+    entry.number = ++readings_;
+    record->second.splice(record->second.begin(), added);
+    if (record->second.size() > capacity_) drop_oldest_of(record);
     if (records_.size() > MOST_CODES) drop_most_silent();
+    while (bytes_ > MOST_MEMORY) drop_oldest();
 }
 
-void AamsCache::drop_oldest(Record& record) {
-    record.bytes -= record.readings.back().message.size();
-    record.readings.pop_back();
+std::size_t AamsCache::memoryOf(const Records::value_type& record) {
+    return MAP_NODE + sizeof record + outside(record.first);
+}
+
+void AamsCache::drop_oldest_of(Records::iterator record) {
+    bytes_ -= record->second.back().bytes;
+    record->second.pop_back();
+    if (!record->second.empty()) return;
+    bytes_ -= memoryOf(*record);
+    records_.erase(record);
+}
+
+void AamsCache::drop_oldest() {
+    drop_oldest_of(
+        std::min_element(records_.begin(), records_.end(), [](const auto& a, const auto& b) {
+            return a.second.back().number < b.second.back().number;
+        }));
 }
 
 void AamsCache::drop_most_silent() {
-    records_.erase(std::min_element(
-        records_.begin(), records_.end(),
-        [](const auto& a, const auto& b) { return a.second.latest < b.second.latest; }));
+    const auto silent =
+        std::min_element(records_.begin(), records_.end(), [](const auto& a, const auto& b) {
+            return a.second.front().number < b.second.front().number;
+        });
+    for (std::size_t left = silent->second.size(); left > 0; --left) drop_oldest_of(silent);
 }
 
 bool AamsCache::contains(const std::string& code) const {
@@ -43,7 +85,7 @@ bool AamsCache::contains(const std::string& code) const {
 std::int32_t AamsCache::reading_count(const std::string& code) const {
     const SynchronizedLock lock(lock_);
     const auto found = records_.find(code);
-    return found == records_.end() ? 0 : static_cast<std::int32_t>(found->second.readings.size());
+    return found == records_.end() ? 0 : static_cast<std::int32_t>(found->second.size());
 }
 
 std::list<std::string> AamsCache::codes() const {
@@ -59,9 +101,9 @@ std::vector<AamsCache::Reading> AamsCache::newest(const std::string& code,
     std::vector<Reading> readings;
     const auto found = records_.find(code);
     if (found == records_.end()) return readings;
-    for (const Reading& reading : found->second.readings) {
+    for (const Entry& entry : found->second) {
         if (readings.size() == limit) break;
-        readings.push_back(reading);
+        readings.push_back(entry.reading);
     }
     return readings;
 }
@@ -73,13 +115,13 @@ const AamsCache::Record& AamsCache::find(const std::string& code) const {
 }
 
 AamsCache::Reading AamsCache::at(const std::string& code, std::uint32_t index) const {
-    const std::list<Reading>& readings = find(code).readings;
-    const auto length = static_cast<std::uint32_t>(readings.size());
+    const Record& record = find(code);
+    const auto length = static_cast<std::uint32_t>(record.size());
     if (length < index) {
         throw OutOfBoundException(text::format("Condition not met for %s:  0 <= %d < %u",
                                                code.c_str(), static_cast<int>(index), length));
     }
-    return index == length ? Reading() : *std::next(readings.begin(), index);
+    return index == length ? Reading() : std::next(record.begin(), index)->reading;
 }
 
 std::list<std::string> AamsCache::errors_at(const std::string& code, std::uint32_t index) const {

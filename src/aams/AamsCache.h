@@ -15,16 +15,17 @@ namespace teskd {
 // message text and the errors that the checks found. Never written to disk.
 //
 // What machines send is bounded too, or one that invents a code or an endless message with every
-// answer would fill the memory: a message is cut, old readings go when a history has grown too
-// large, and the code that was silent longest goes when there are too many.
+// answer would fill the memory: a message is cut; the code that was silent longest goes when there
+// are too many; and while the memory for all readings is above its bound, the oldest reading of all
+// machines goes. A machine whose last reading went is unknown again.
 //
 // Owner: the Aams engine. Threads: any. Locks: its own, innermost.
 // Errors: indexed reads throw UnknownCodeIdException for an unknown code and OutOfBoundException
 // for an index above the number of readings; an index equal to that number reads as empty.
 class AamsCache {
   public:
-    static constexpr std::size_t LONGEST_MESSAGE = std::size_t{64} * 1024;   // bytes kept of one
-    static constexpr std::size_t LARGEST_HISTORY = std::size_t{256} * 1024;  // bytes of messages
+    static constexpr std::size_t LONGEST_MESSAGE = std::size_t{16} * 1024;    // bytes kept of one
+    static constexpr std::size_t MOST_MEMORY = std::size_t{4} * 1024 * 1024;  // bytes of all
     static constexpr std::size_t MOST_CODES = 256;
 
     AamsCache() = default;
@@ -55,19 +56,25 @@ class AamsCache {
     std::string message_at(const std::string& code, std::uint32_t index) const;
 
   private:
-    struct Record {
-        std::list<Reading> readings;  // the newest in front
-        std::size_t bytes = 0;        // of their messages
-        std::uint64_t latest = 0;     // number of the newest, counted over all machines
+    struct Entry {
+        Reading reading;
+        std::uint64_t number = 0;  // counted over all machines
+        std::size_t bytes = 0;     // of memory, all that belongs to it
     };
+    using Record = std::list<Entry>;  // the newest in front; never empty between two operations
+    using Records = std::map<std::string, Record>;
 
-    static void drop_oldest(Record& record);
+    // Without its readings.
+    static std::size_t memoryOf(const Records::value_type& record);
+    void drop_oldest_of(Records::iterator record) TESKD_REQUIRES(lock_);
+    void drop_oldest() TESKD_REQUIRES(lock_);
     void drop_most_silent() TESKD_REQUIRES(lock_);
 
     const Record& find(const std::string& code) const TESKD_REQUIRES(lock_);
     Reading at(const std::string& code, std::uint32_t index) const TESKD_REQUIRES(lock_);
 
-    std::map<std::string, Record> records_ TESKD_GUARDED_BY(lock_);
+    Records records_ TESKD_GUARDED_BY(lock_);
+    std::size_t bytes_ TESKD_GUARDED_BY(lock_) = 0;       // of memory, readings and codes
     const std::uint32_t capacity_ = 50;                   // readings kept per machine
     std::uint64_t readings_ TESKD_GUARDED_BY(lock_) = 0;  // added so far
     mutable Synchronized lock_;

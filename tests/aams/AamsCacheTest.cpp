@@ -1,9 +1,12 @@
 // The bounded history of readings.
 
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <list>
+#include <malloc.h>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "aams/AamsCache.h"
 #include "support_src/Thrown.h"
@@ -167,21 +170,74 @@ TEST(AamsCache, AReadingIsSeenWholeWhileOthersAreAdded) {
     EXPECT_EQ(50, cache.reading_count(kCode));
 }
 
-TEST(AamsCache, AnEndlessMessageIsCut) {
+TEST(AamsCache, AMessageIsKeptWholeUpToSixteenKibibytesAndCutThere) {
     AamsCache cache;
-    cache.add_reading(kCode, "04", "210315134500", std::string(65537, 'x'), {});
-    EXPECT_EQ(std::string(65536, 'x'), cache.message_at(kCode, 0));
+    cache.add_reading(kCode, "04", "210315134500", std::string(16384, 'x'), {});
+    EXPECT_EQ(std::string(16384, 'x'), cache.message_at(kCode, 0));
+    cache.add_reading(kCode, "04", "210315134600", std::string(16385, 'y'), {});
+    EXPECT_EQ(std::string(16384, 'y'), cache.message_at(kCode, 0));
 }
 
-TEST(AamsCache, LongMessagesLeaveRoomForFewerReadings) {
+TEST(AamsCache, FiftyOfTheLongestMessagesOfAMachineAreKept) {
     AamsCache cache;
-    for (int n = 1; n <= 6; ++n) {
-        cache.add_reading(kCode, "04", std::to_string(n), std::string(60000, 'x'), {});
+    for (int n = 1; n <= 51; ++n) {
+        cache.add_reading(kCode, "04", std::to_string(n), std::string(20000, 'x'), {});
     }
-    EXPECT_EQ(4, cache.reading_count(kCode));
-    EXPECT_EQ("6", cache.stamp_at(kCode, 0));
-    EXPECT_EQ("3", cache.stamp_at(kCode, 3));
+    EXPECT_EQ(50, cache.reading_count(kCode));
+    EXPECT_EQ("2", cache.stamp_at(kCode, 49));
 }
+
+// 50 readings of 16 KiB each from six machines would be 4.7 MiB.
+TEST(AamsCache, WhenAllMachinesTogetherHaveTooMuchTheOldestReadingsOfAnyGo) {
+    AamsCache cache;
+    const std::string message(16384, 'x');
+    const auto codeOf = [](int n) { return "ZA" + std::to_string(n); };
+    for (int n = 0; n < 50 * 6; ++n) {
+        cache.add_reading(codeOf(n / 50), "04", std::to_string(n), message, {});
+    }
+    EXPECT_LT(cache.reading_count(codeOf(0)), 10);
+    for (int n = 1; n < 6; ++n) EXPECT_EQ(50, cache.reading_count(codeOf(n))) << n;
+    for (int n = 300; n < 350; ++n) {
+        cache.add_reading(codeOf(5), "04", std::to_string(n), message, {});
+    }
+    EXPECT_EQ("300", cache.stamp_at(codeOf(5), 49)) << "its own oldest did not go";
+    EXPECT_EQ(50, cache.reading_count(codeOf(1)));
+}
+
+TEST(AamsCache, AMachineWhoseLastReadingWentIsUnknown) {
+    AamsCache cache;
+    cache.add_reading("first", "04", "1", "short", {});
+    for (int n = 0; n < 300; ++n) {
+        cache.add_reading("ZA" + std::to_string(n / 50), "04", "2", std::string(16384, 'x'), {});
+    }
+    EXPECT_FALSE(cache.contains("first"));
+    EXPECT_EQ(0, cache.reading_count("first"));
+}
+
+// What the process has allocated, in bytes; 0 where a sanitizer does the allocations.
+std::size_t allocated() {
+    return ::mallinfo2().uordblks;
+}
+
+// Whatever a reading is made of, the cache holds no more than 4 MiB of memory.
+class FullCache : public testing::TestWithParam<std::pair<std::size_t, std::size_t>> {};
+
+TEST_P(FullCache, TakesFourMebibytesOfMemory) {
+    const auto [messageSize, errorCount] = GetParam();
+    const std::string message(messageSize, 'x');
+    const Texts errors(errorCount, "31");
+    const std::size_t before = allocated();
+    AamsCache cache;
+    for (int n = 0; n < 256 * 60; ++n) {
+        cache.add_reading("ZA" + std::to_string(n % 256), "04", "210315134500", message, errors);
+    }
+    EXPECT_LE(allocated() - before, 4'300'000U);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEachKind, FullCache,
+                         testing::Values(std::pair(0, 0), std::pair(40, 0), std::pair(40, 30),
+                                         std::pair(1000, 2), std::pair(16384, 0),
+                                         std::pair(1 << 20, 2)));
 
 TEST(AamsCache, TheCodeThatWasSilentLongestGivesWayToTheTwoHundredAndFiftySeventh) {
     AamsCache cache;
