@@ -80,7 +80,7 @@ class NotifyFixture : public testing::Test {
         : notify_(std::make_unique<DornNotify>(answerTimeout)) {}
     ~NotifyFixture() noexcept override {
         notify_->stop();
-        notify_->awaitEnd();
+        notify_->join();
         notify_.reset();
         EXPECT_EQ(packetsBefore_, packet_counter);
     }
