@@ -24,6 +24,8 @@ namespace {
 
 constexpr const char* DUMP_FILE = "/tmp/dump_map.ini";
 
+constexpr unsigned MOST_SYNTAX_ERRORS = 20;  // of one file that have a line each
+
 constexpr const char* LIST_SEPARATORS = " ,;";
 constexpr const char* MAC_KEY = "[INTERNAL] MAC_ADDR_";
 
@@ -75,10 +77,15 @@ void ZqConfig::write_software_update_file() const {
 void ZqConfig::parse_file(const std::string& path, Map& map) {
     const std::optional<std::string> content = ConfigFile::read(path);
     if (!content) return log_unread(path);
-    const auto report = [&path](unsigned line) {
+    unsigned errors = 0;
+    const auto report = [&](unsigned line) {
+        if (++errors > MOST_SYNTAX_ERRORS) return;
         Log::write(Log::WARNING, "ZqConfig: Section syntax error: %s:%u", path.c_str(), line);
     };
     IniFormat::parse(*content, map, report, countsWhenEmpty);
+    if (errors <= MOST_SYNTAX_ERRORS) return;
+    Log::write(Log::WARNING, "ZqConfig: %u more section syntax errors: %s",
+               errors - MOST_SYNTAX_ERRORS, path.c_str());
 }
 
 void ZqConfig::write_file(const std::string& path, const Map& map) {

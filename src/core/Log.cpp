@@ -6,6 +6,7 @@
 #include <exception>
 #include <syslog.h>
 
+#include "core/NoticeLimiter.h"
 #include "core/SystemLog.h"
 #include "core/Text.h"
 
@@ -19,14 +20,27 @@ namespace {
 
 constexpr std::size_t USUAL_SIZE = 512;  // lines of less are formatted without memory
 
+// The system log, and what of the debug lines of all threads together goes there.
+struct Target {
+    SystemLog log{"/dev/log"};
+    NoticeLimiter debugLines{Log::DEBUG_LINES_PER_SECOND, nullptr, "debug lines"};
+};
+
 // Never destroyed: threads and destructors log until the process is gone.
-SystemLog& systemLog() {
-    static SystemLog& log = *new SystemLog("/dev/log");
-    return log;
+Target& target() {
+    static Target& target = *new Target;
+    return target;
+}
+
+// Other lines are not bounded here; they tell of debug lines that were left out meanwhile.
+bool mayWrite(int priority) {
+    if (priority == Log::DEBUG) return target().debugLines.allows();
+    target().debugLines.report();
+    return true;
 }
 
 void toSystemLog(int priority, const char* line) {
-    systemLog().write(priority, line);
+    target().log.write(priority, line);
 }
 
 }  // namespace
@@ -34,14 +48,15 @@ void toSystemLog(int priority, const char* line) {
 Log::Sink Log::sink_ = toSystemLog;
 
 void Log::open(const char* identity, bool copies) {
-    systemLog().open(identity, copies);
+    target().log.open(identity, copies);
 }
 
 void Log::close() {
-    systemLog().close();
+    target().log.close();
 }
 
 void Log::write(int priority, const char* format, ...) {
+    if (sink_ == toSystemLog && !mayWrite(priority)) return;
     char line[USUAL_SIZE];
     std::va_list arguments;
     va_start(arguments, format);

@@ -6,7 +6,8 @@
 namespace teskd {
 
 // Writes lines to the system log under the facility LOCAL6. A log that takes no lines holds nobody
-// up for longer than SystemLog's patience.
+// up for longer than SystemLog's patience. Debug lines of the whole daemon are bounded, since every
+// request has some; one line tells how many were left out. No other line is left out here.
 //
 // Threads: every operation may be called from any thread; setSink only while no other thread logs.
 // Locks: none of its own (SystemLog has its own). A cancellation point, as syslog(3) is.
@@ -20,6 +21,8 @@ class Log {
     static constexpr int NOTICE = 181;
     static constexpr int INFO = 182;
     static constexpr int DEBUG = 183;
+
+    static constexpr int DEBUG_LINES_PER_SECOND = 200;
 
     // From now on lines bear the identity and, if asked for, go to standard error as well. The log
     // is connected at once. @throws std::bad_alloc

@@ -53,7 +53,7 @@ void NoticeLimiter::tell(unsigned long leftOut) {
         shared_->leaveOut(leftOut - 1);  // one is counted already
         return;
     }
-    Log::write(Log::NOTICE, "%lu more lines were not logged", leftOut);
+    Log::write(Log::NOTICE, "%lu more %s were not logged", leftOut, kind_);
 }
 
 void NoticeLimiter::leaveOut(unsigned long lines) {

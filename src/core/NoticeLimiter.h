@@ -17,8 +17,10 @@ class NoticeLimiter {
   public:
     static constexpr int LINES_PER_SECOND = 4;
 
-    explicit NoticeLimiter(int linesPerSecond = LINES_PER_SECOND, NoticeLimiter* shared = nullptr)
-        : most_(linesPerSecond), shared_(shared) {}
+    // kind: what the lines are called in the one that counts them; kept by reference.
+    explicit NoticeLimiter(int linesPerSecond = LINES_PER_SECOND, NoticeLimiter* shared = nullptr,
+                           const char* kind = "lines")
+        : most_(linesPerSecond), shared_(shared), kind_(kind) {}
     NoticeLimiter(const NoticeLimiter&) = delete;
     NoticeLimiter& operator=(const NoticeLimiter&) = delete;
     // Says how many lines were left out last.
@@ -42,6 +44,7 @@ class NoticeLimiter {
 
     const int most_;
     NoticeLimiter* const shared_;
+    const char* const kind_;
     mutable Synchronized lock_;
     Clock::time_point second_ TESKD_GUARDED_BY(lock_){};
     int lines_ TESKD_GUARDED_BY(lock_) = 0;  // logged in that second

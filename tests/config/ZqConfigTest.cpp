@@ -22,7 +22,7 @@ class ZqConfigTest : public testing::Test {
   protected:
     void main(const char* text) const { writeFile(root / "etc/tesk_v2.ini", text); }
     void update(const char* text) const { writeFile(root / "config/.sw_update.ini", text); }
-    void configured(const char* text) const { writeFile(root / "config/config.ini", text); }
+    void configured(const std::string& text) const { writeFile(root / "config/config.ini", text); }
 
     LogEntry notWritten(const std::string& file, const std::string& reason) const {
         return {180, "ZqConfig: Cannot write " + (root / file).string() + ": " + reason};
@@ -196,6 +196,30 @@ TEST_F(ZqConfigTest, ABrokenHeaderIsLoggedWithFileAndLine) {
     const std::string path = root / "config/config.ini";
     EXPECT_EQ((Lines{{180, "ZqConfig: Section syntax error: " + path + ":2"}}), log.lines());
     EXPECT_EQ("1", config["[X] A"]);
+}
+
+TEST_F(ZqConfigTest, OfABrokenFileTwentyLinesAreLoggedAndTheirNumber) {
+    std::string broken;
+    for (int i = 0; i < 25; ++i) broken += "[BROKEN\n";
+    configured(broken + "A=1\n");
+    ZqConfig config;
+    const std::string path = root / "config/config.ini";
+    Lines expected;
+    for (int i = 1; i <= 20; ++i) {
+        expected.push_back(
+            {180, "ZqConfig: Section syntax error: " + path + ":" + std::to_string(i)});
+    }
+    expected.push_back({180, "ZqConfig: 5 more section syntax errors: " + path});
+    EXPECT_EQ(expected, log.lines());
+    EXPECT_EQ("1", config["[INTERNAL] A"]);
+}
+
+TEST_F(ZqConfigTest, OfTwentySyntaxErrorsEachHasItsLine) {
+    std::string broken;
+    for (int i = 0; i < 20; ++i) broken += "[BROKEN\n";
+    configured(broken);
+    ZqConfig config;
+    EXPECT_EQ(20U, log.lines().size());
 }
 
 TEST_F(ZqConfigTest, CarriageReturnsSpoilHeadersAndStayInValues) {

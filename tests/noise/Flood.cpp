@@ -50,9 +50,13 @@ std::size_t Flood::lines(bool withReleases) const {
         [withReleases](const LogLine& line) { return withReleases || !isRelease(line); }));
 }
 
+std::size_t Flood::seconds() const {
+    const auto passed = std::chrono::ceil<std::chrono::seconds>(Clock::now() - start_).count();
+    return static_cast<std::size_t>(passed) + 1;
+}
+
 std::size_t Flood::bound(std::size_t connections) const {
-    const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - start_).count();
-    return kLinesPerSecond * (connections + 1) * (static_cast<std::size_t>(seconds) + 1);
+    return kLinesPerSecond * (connections + 1) * seconds();
 }
 
 void Flood::expectBounded(std::size_t connections, bool withReleases) const {

@@ -32,6 +32,8 @@ class Flood {
     // The lines since the flood began. The release of packets is left out, unless it counts: a good
     // request has its line.
     std::size_t lines(bool withReleases) const;
+    // Whole seconds since it began, and those in which it began and ended.
+    std::size_t seconds() const;
     // How many may be logged by now: eight a second for each connection and eight besides. The
     // second in which the flood began and the one in which it ended need not be whole.
     std::size_t bound(std::size_t connections = 1) const;

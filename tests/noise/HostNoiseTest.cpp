@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <iostream>
 
 #include "gateway/AamsDialogue.h"
 #include "noise/Flood.h"
@@ -157,6 +158,24 @@ TEST_F(HostNoise, ConnectionsThatBringAWrongChecksumAreLoggedAFewTimesASecond) {
 
 TEST_F(HostNoise, ConnectionsThatBringJunkAreLoggedAFewTimesASecond) {
     expectBoundedConnections(ofType(9));
+}
+
+// Each answer releases packets, with a debug line for each. What others have to say is logged
+// beside them.
+TEST_F(HostNoise, GoodRequestsLeaveAFewHundredDebugLinesASecond) {
+    constexpr std::size_t kDebugLinesPerSecond = 200;
+    HostClient host = gateway_.host();
+    const Flood flood(gateway_, [&] { expectAnswer(host); });
+    host.sendRaw(withWrongChecksum());
+    EXPECT_TRUE(gateway_.log().waitFor("Invalid Checksum"));
+    EXPECT_TRUE(eventually([&] {
+        expectAnswer(host);
+        return gateway_.log().count("more debug lines were not logged") > 0;
+    }));
+    const std::size_t logged = flood.lines(true) - flood.lines(false);
+    std::cout << flood.portions() << " requests, " << logged << " debug lines\n";
+    EXPECT_GT(logged, 0U);
+    EXPECT_LE(logged, kDebugLinesPerSecond * flood.seconds());
 }
 
 }  // namespace
