@@ -19,10 +19,11 @@ class DescriptorBudget {
     static constexpr std::size_t LINE = 1 + 4;
     // Of one address that hosts connect to: a socket, as above.
     static constexpr std::size_t LISTENER = 4;
-    // Standard streams; the log, and its successor while it is opened; two files that are read; the
-    // notifier's event, its socket, and its successor; the listener's event, the one descriptor in
-    // reserve and the socket of the host that is being accepted; what the process was started with.
-    static constexpr std::size_t PROCESS = 3 + 2 + 2 + (1 + 4 + 4) + (1 + 1 + 4) + 4;
+    // Standard streams, and standard error as it is written to; the log, and its successor while it
+    // is opened; two files that are read; the notifier's event, its socket, and its successor; the
+    // listener's event, the one descriptor in reserve and the socket of the host that is being
+    // accepted; what the process was started with.
+    static constexpr std::size_t PROCESS = 4 + 2 + 2 + (1 + 4 + 4) + (1 + 1 + 4) + 4;
     // Hosts that are served when the limit is too low for the lines alone.
     static constexpr std::size_t FEWEST_CONNECTIONS = 16;
 

@@ -33,9 +33,8 @@ class AddressList {
     };
 
     static std::optional<Range> parseItem(std::string_view item);
-    void sortAndJoin();
 
-    std::vector<Range> ranges_;  // ascending, apart from each other
+    std::vector<Range> ranges_;  // as they are written
 };
 
 }  // namespace teskd

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "dorn/DescriptorBudget.h"
 #include "gateway/AamsDialogue.h"
 #include "gateway/Gateway.h"
 #include "support/Deadline.h"
@@ -134,6 +135,7 @@ TEST(Descriptors, AHostTakesFourAndAMachinesLineFourFromItsFirstRequestOn) {
         HostClient host = gateway.host();
         EXPECT_TRUE(isServed(host));
         withHost = gateway.daemon().openDescriptors();
+        EXPECT_LE(withHost, DescriptorBudget::PROCESS + DescriptorBudget::LISTENER);
         HostClient another = gateway.host();
         EXPECT_TRUE(isServed(another));
         EXPECT_TRUE(has(gateway, 4));
