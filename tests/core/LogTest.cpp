@@ -2,6 +2,7 @@
 #include <string>
 
 #include "core/Log.h"
+#include "support_src/FailingNew.h"
 #include "support_src/LogRecorder.h"
 
 namespace teskd::test {
@@ -32,6 +33,16 @@ TEST(Log, LongLinesAreNotCut) {
     const std::string text(100'000, 'x');
     Log::write(Log::DEBUG, "<%s>", text.c_str());
     EXPECT_EQ((std::vector<LogEntry>{{183, "<" + text + ">"}}), log.lines());
+}
+
+TEST(Log, WithoutMemoryALongLineIsItsBareWords) {
+    const LogRecorder log;
+    const std::string text(100'000, 'x');
+    {
+        const FailingNew fails(1);
+        Log::write(Log::WARNING, "<%s>", text.c_str());
+    }
+    EXPECT_EQ((std::vector<LogEntry>{{180, "<%s>"}}), log.lines());
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "core/Thread.h"
 #include "packet/PacketContainer.h"
 #include "support/Deadline.h"
+#include "support_src/AtRelease.h"
 #include "support_src/RecordingListener.h"
 
 namespace teskd::test {
@@ -273,6 +274,14 @@ TEST_F(PacketContainerTest, FailAllFreesAPacketThatNobodyElseHolds) {
     container.addPacket(new TestPacket(gone));
     container.failAll(Exception("lost"));
     EXPECT_TRUE(gone);
+}
+
+// Directly behind the look whether there is any.
+TEST_F(PacketContainerTest, FailAllLeavesAloneWhatIsTakenOutMeanwhile) {
+    container.addPacket(one);
+    atRelease(1, [this] { container.removePacket(one); });
+    container.failAll(Exception("lost"));
+    EXPECT_EQ(Outcomes{}, listener.outcomes());
 }
 
 TEST_F(PacketContainerTest, FailAllReportsToEveryListenerOfAPacket) {

@@ -1,0 +1,32 @@
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+#include "core/Attempt.h"
+#include "support_src/LogRecorder.h"
+
+namespace teskd::test {
+namespace {
+
+TEST(Attempt, TellsThatTheWorkIsDone) {
+    const LogRecorder log;
+    bool done = false;
+    EXPECT_TRUE(attempt("It cannot be done", [&] { done = true; }));
+    EXPECT_TRUE(done);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(Attempt, LogsWhateverTheWorkThrows) {
+    const LogRecorder log;
+    EXPECT_FALSE(attempt("One", [] { throw Exception("of ours"); }));
+    EXPECT_FALSE(attempt("Two", [] { throw std::runtime_error("of the library's"); }));
+    EXPECT_EQ((std::vector<LogEntry>{{180, "One: of ours"}, {180, "Two: of the library's"}}),
+              log.lines());
+}
+
+// A cancelled thread's is one.
+TEST(Attempt, LetsAForeignExceptionPass) {
+    EXPECT_THROW(attempt("It cannot be done", [] { throw 1; }), int);
+}
+
+}  // namespace
+}  // namespace teskd::test
