@@ -65,6 +65,10 @@ class Exempt(unittest.TestCase):
         counted = report([line(2, 0), line(4, 0)], f"== {FILE}: why\nfirst();\nsecond();\n")
         self.assertEqual({FILE: [4]}, counted.uncovered)
 
+    def test_lines_of_a_block_that_are_run_count(self):
+        counted = report([line(1, 1), line(2, 0)], f"== {FILE}: why\nfirst();\nsecond();\n")
+        self.assertEqual(1, counted.lines["src/core"].total)
+
     def test_branches_of_a_listed_line_are_not_counted(self):
         counted = report([line(3, 1, *decision(1, 0))], f"== {FILE}: why\nif (third()) fourth();\n")
         self.assertEqual(0, counted.branches["src/core"].total)

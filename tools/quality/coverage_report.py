@@ -6,6 +6,7 @@ Lines that no test can run are listed in a file, with the reason. A block of it 
     a line of the source, or several that follow each other
 
 The lines are compared as text, without their indentation, so a block stays true wherever its lines move to.
+Those of them that are run, wholly, count like any other.
 """
 
 import re
@@ -114,7 +115,7 @@ def evaluate(data, sources, blocks):
             taken = branches_taken(line["branches"], codes[number - 1])
             if line["count"] == 0 or not all(taken):
                 not_run.setdefault(name, set()).add(number)
-            if number in exempt_here:
+            if number in exempt_here and number in not_run.get(name, set()):
                 continue
             lines.add(line["count"])
             for was_taken in taken:

@@ -15,7 +15,6 @@ import os
 import pathlib
 import re
 import resource
-import shutil
 import subprocess
 import sys
 import threading
@@ -68,12 +67,12 @@ class Tree:
             for path in (self.path / folder).rglob("*"):
                 if path.is_file() and str(path.relative_to(self.path)) not in files:
                     path.unlink()
-        for name in files:
+        for name, (content, mode) in files.items():
             target = self.path / name
-            source = ROOT / name
-            if not target.exists() or target.read_bytes() != source.read_bytes():
+            if not target.exists() or target.read_bytes() != content:
                 target.parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(source, target)
+                target.write_bytes(content)
+                target.chmod(mode)
 
     def configure(self):
         # Tests are listed when they are run: a mutant that ends before that must still build.
@@ -284,15 +283,16 @@ class Run:
         return self.counted
 
 
-def tracked_files():
+def working_tree():
+    """Content and mode of every file by name, as they are now: they may change while the mutants are tried."""
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True,
                             stdout=subprocess.PIPE, text=True).stdout
-    return {name for name in listed.split("\n") if name and (ROOT / name).is_file()}
+    paths = {name: ROOT / name for name in listed.split("\n") if name and (ROOT / name).is_file()}
+    return {name: (path.read_bytes(), path.stat().st_mode) for name, path in paths.items()}
 
 
-def prepare(count, jobs, under):
+def prepare(count, jobs, files, under):
     """Copies that are built and measured."""
-    files = tracked_files()
     trees = [Tree(number, jobs) for number in range(count)]
     stages = stages_of("src/core/x")
     first = min(FOLDERS.index(name.split("/")[1]) if name.count("/") > 1 else 0 for name in under)
@@ -300,7 +300,7 @@ def prepare(count, jobs, under):
         tree.copy(files)
         tree.configure()
         tree.make_all(stages[first:])
-    trees[0].measure(stages[first:], digest_of({name: (ROOT / name).read_bytes().hex() for name in sorted(files)
+    trees[0].measure(stages[first:], digest_of({name: content.hex() for name, (content, _) in files.items()
                                                 if name.startswith(MEASURED)}))
     for tree in trees[1:]:
         tree.bounds, tree.broken = trees[0].bounds, trees[0].broken
@@ -320,13 +320,14 @@ def main():
     arguments = parser.parse_args()
     arguments.under = arguments.under or ["src/"]
     WORK.mkdir(parents=True, exist_ok=True)
-    sources = {name: (ROOT / name).read_text() for name in tracked_files()
+    files = working_tree()
+    sources = {name: content.decode() for name, (content, _) in files.items()
                if name.startswith(tuple(arguments.under)) and name.startswith("src/")
                and name.endswith((".cpp", ".h"))}
     if not sources:
         sys.exit("No source has such a name.")
     jobs = max(1, (os.cpu_count() or 1) // arguments.trees)
-    trees = prepare(arguments.trees, jobs, sources)
+    trees = prepare(arguments.trees, jobs, files, sources)
     counted = Run(arguments, sources, trees).all()
     judged = read_judged((ROOT / "tools/quality/judged_mutants.txt").read_text())
     print("\n".join(show(counted, judged)))
