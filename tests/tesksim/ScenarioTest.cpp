@@ -35,7 +35,7 @@ TEST(Scenario, ReadsEveryMember) {
             "entries": {"119": 2, "117": 1},
             "faults": [{"at_ms": 1, "for_ms": 2, "again_ms": [3, 4], "silent": true, "refuse": true,
                         "deaf": true, "delay_ms": 5, "dribble_ms": 6, "length_error": -7,
-                        "close_after": 8, "garbage_before": "b", "garbage_after": "a"}]
+                        "close_after": 8, "repeat_after_ms": 9, "garbage_before": "b", "garbage_after": "a"}]
         }, {"tty": "/dev/ttyS9", "line": "9600 7E2"}]
     })");
     EXPECT_EQ(3U, scenario.seed);
@@ -58,6 +58,7 @@ TEST(Scenario, ReadsEveryMember) {
     EXPECT_EQ(5ms, fault.faults.delay);
     EXPECT_EQ(-7, fault.faults.lengthError);
     EXPECT_EQ(8U, fault.faults.closeAfter);
+    EXPECT_EQ(9ms, fault.faults.repeatAfter);
     EXPECT_EQ("ba", fault.faults.garbageBefore + fault.faults.garbageAfter);
     EXPECT_EQ("/dev/ttyS9", scenario.machines[1].options.tty);
     EXPECT_EQ(9600U, scenario.machines[1].options.line.speed);

@@ -22,6 +22,8 @@ struct Faults {
     std::optional<std::size_t> closeAfter{};  // the connection closes after so many bytes of it
     std::string garbageBefore{};              // bytes in front of it
     std::string garbageAfter{};               // bytes behind it
+    // Sent once more, unasked, so long after it, unless the next request comes before.
+    std::optional<std::chrono::milliseconds> repeatAfter{};
 
     // Faults of the connection; they last until the next setFaults().
     Negotiation negotiation = Negotiation::Agree;  // of connections accepted from now on

@@ -47,6 +47,8 @@ std::string lineOf(const std::string& name, Machine::Event event, const std::str
             return head + " disconnected";
         case Machine::Event::Asked:
             return head + " <- " + printable(bytes);
+        case Machine::Event::Repeated:
+            return head + " -> the last answer once more";
         case Machine::Event::Answered:
             break;
     }

@@ -173,6 +173,7 @@ void Machine::serve(Session& session) {
 
 void Machine::exchange(Session& session) {
     while (obeyOrders(session) && session.writeOutput()) {
+        if (session.takeRepeated()) tell(Event::Repeated);
         updateListener();
         if (!awaitAndRead(session)) return;
         while (const auto message = session.nextMessage()) answer(session, *message);

@@ -33,7 +33,8 @@ class Session;
 
 class Machine {
   public:
-    enum class Event { Connected, Disconnected, Asked, Answered };
+    // Repeated: an answer was sent once more, unasked.
+    enum class Event { Connected, Disconnected, Asked, Answered, Repeated };
     // What happened, with the message's bytes when it was a message.
     using Observer = std::function<void(Event, const std::string& bytes)>;
 

@@ -93,6 +93,9 @@ void takeFaults(ScenarioReader& reader, Faults& faults) {
         reader.take("close_after", bytes, 0, kLongestAnswer);
         faults.closeAfter = bytes;
     }
+    if (reader.has("repeat_after_ms")) {
+        takeMilliseconds(reader, "repeat_after_ms", faults.repeatAfter.emplace());
+    }
     reader.take("garbage_before", faults.garbageBefore);
     reader.take("garbage_after", faults.garbageAfter);
 }

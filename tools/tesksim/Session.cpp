@@ -51,6 +51,7 @@ bool Session::readInput() {
 std::optional<Message> Session::nextMessage() {
     std::optional<Message> message = parser_.next();
     if (message) journal_.message(*message);
+    if (message && !message->isAcknowledgement()) repetition_.reset();
     return message;
 }
 
@@ -59,11 +60,21 @@ void Session::queueAnswer(const std::string& answer, const Faults& faults) {
     std::string bytes = faults.garbageBefore + answer + faults.garbageAfter;
     if (faults.closeAfter) bytes.resize(std::min(bytes.size(), *faults.closeAfter));
     if (telnet_) bytes = TelnetServer::escape(bytes);
-    outputs_.push_back({std::move(bytes), Clock::now() + faults.delay, faults.dribble,
-                        faults.closeAfter.has_value()});
+    const auto due = Clock::now() + faults.delay;
+    if (faults.repeatAfter) repetition_ = Output{bytes, due + *faults.repeatAfter};
+    outputs_.push_back({std::move(bytes), due, faults.dribble, faults.closeAfter.has_value()});
+}
+
+// Behind everything else; on a line on which it might be taken for the answer to a request that is
+// already asked, it is not sent at all.
+void Session::queueRepetition() {
+    if (!repetition_ || !outputs_.empty() || repetition_->due > Clock::now()) return;
+    outputs_.push_back(*std::exchange(repetition_, std::nullopt));
+    repeated_ = true;
 }
 
 bool Session::writeOutput() {
+    queueRepetition();
     if (!writeFront(urgent_, urgent_.size())) return false;
     while (urgent_.empty() && !outputs_.empty() && outputs_.front().due <= Clock::now()) {
         Output& output = outputs_.front();
@@ -110,9 +121,9 @@ bool Session::wantsToWrite() const {
 }
 
 int Session::millisecondsToNextOutput() const {
-    if (outputs_.empty()) return -1;
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(outputs_.front().due - Clock::now());
+    if (outputs_.empty() && !repetition_) return -1;
+    const auto due = outputs_.empty() ? repetition_->due : outputs_.front().due;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now());
     return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
 }
 

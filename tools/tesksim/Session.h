@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "common/UniqueFd.h"
 #include "tesksim/Faults.h"
@@ -48,6 +49,8 @@ class Session {
     bool wantsToWrite() const;
     // Milliseconds until the next output is due, -1 when there is none.
     int millisecondsToNextOutput() const;
+    // Whether an answer was sent once more since the last call.
+    bool takeRepeated() { return std::exchange(repeated_, false); }
     // Makes the coming close a reset.
     void resetOnClose();
 
@@ -62,6 +65,7 @@ class Session {
     // Writes from the front of `bytes`; false when the connection has failed.
     bool writeFront(std::string& bytes, std::size_t limit);
     bool writeAnswer(Output& output);
+    void queueRepetition();
     std::size_t unitAt(const std::string& bytes) const;
 
     tools::UniqueFd fd_;
@@ -70,6 +74,8 @@ class Session {
     MessageParser parser_;
     std::string urgent_;
     std::deque<Output> outputs_;
+    std::optional<Output> repetition_;  // of the last answer, while no request has come since
+    bool repeated_ = false;
 };
 
 }  // namespace tesksim

@@ -84,6 +84,19 @@ TEST_F(MachineTest, LiesAboutTheLengthAndAddsGarbage) {
     EXPECT_EQ(wanted, peer_.readExactly(wanted.size()));
 }
 
+TEST_F(MachineTest, RepeatsAnAnswerUnlessItIsAskedBefore) {
+    machine_.setFaults({.repeatAfter = 50ms}, 1);
+    peer_.sendAll("113~0008");
+    EXPECT_EQ(kMeters + kMeters, peer_.readExactly(2 * kMeters.size()));
+    EXPECT_FALSE(peer_.readableWithin(70ms));
+    machine_.setFaults({.repeatAfter = 10s}, 1);
+    peer_.sendAll("113~0008");
+    EXPECT_EQ(kMeters, peer_.readExactly(kMeters.size()));
+    machine_.setFaults({.repeatAfter = 0ms}, 1);
+    peer_.sendAll("113~0008");
+    EXPECT_EQ(kMeters + kMeters, peer_.readExactly(2 * kMeters.size()));
+}
+
 TEST_F(MachineTest, ChangesItsIdentity) {
     machine_.setCodeId("ZB");
     peer_.sendAll("113~0008");
