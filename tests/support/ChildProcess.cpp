@@ -136,19 +136,41 @@ std::optional<ExitStatus> ChildProcess::waitForExit(Deadline deadline) {
 // Everything written is read, unless some descendant still holds the pipes open.
 void ChildProcess::finishOutput() {
     if (!collector_.joinable()) return;
+    readOutputAgain();
     eventually([this] { return outputEnded_.load(); }, kOutputGrace);
+    finishing_ = true;
     ::eventfd_write(wake_.get(), 1);
     collector_.join();
 }
 
+void ChildProcess::leaveOutputUnread() {
+    for (const UniqueFd* pipe : {&output_, &error_}) ::fcntl(pipe->get(), F_SETPIPE_SZ, 1);
+    setReading(false);
+}
+
+void ChildProcess::readOutputAgain() {
+    setReading(true);
+}
+
+void ChildProcess::setReading(bool reading) {
+    reading_ = reading;
+    ::eventfd_write(wake_.get(), 1);
+}
+
 void ChildProcess::collect() {
-    pollfd fds[] = {
-        {output_.get(), POLLIN, 0}, {error_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
-    while (fds[0].fd >= 0 || fds[1].fd >= 0) {
-        if (::poll(fds, 3, -1) < 0) continue;
-        if (fds[0].revents != 0 && !drain(fds[0].fd, outputText_)) fds[0].fd = -1;
-        if (fds[1].revents != 0 && !drain(fds[1].fd, errorText_)) fds[1].fd = -1;
-        if (fds[2].revents != 0) break;
+    int fds[] = {output_.get(), error_.get()};
+    std::string* const texts[] = {&outputText_, &errorText_};
+    while ((fds[0] >= 0 || fds[1] >= 0) && !finishing_) {
+        const bool reading = reading_;
+        pollfd entries[] = {{reading ? fds[0] : -1, POLLIN, 0},
+                            {reading ? fds[1] : -1, POLLIN, 0},
+                            {wake_.get(), POLLIN, 0}};
+        if (::poll(entries, 3, -1) < 0) continue;
+        eventfd_t woken = 0;
+        if (entries[2].revents != 0) ::eventfd_read(wake_.get(), &woken);
+        for (int i = 0; i < 2; ++i) {
+            if (entries[i].revents != 0 && !drain(fds[i], *texts[i])) fds[i] = -1;
+        }
     }
     outputEnded_ = true;
 }

@@ -54,6 +54,11 @@ class ChildProcess {
     // The status, or nothing when the process still runs at the deadline.
     std::optional<ExitStatus> waitForExit(Deadline deadline = {});
 
+    // From now on nobody reads what the program writes; its pipes, made as small as can be, fill
+    // up.
+    void leaveOutputUnread();
+    void readOutputAgain();
+
     // What the program has written so far; all of it once waitForExit has returned a status.
     std::string standardOutput() const;
     std::string standardError() const;
@@ -74,7 +79,11 @@ class ChildProcess {
     std::string outputText_;  // guarded by mutex_
     std::string errorText_;   // guarded by mutex_
 
+    void setReading(bool reading);
+
     std::atomic<bool> outputEnded_ = false;
+    std::atomic<bool> reading_ = true;
+    std::atomic<bool> finishing_ = false;
     std::thread collector_;
 };
 

@@ -72,6 +72,9 @@ class DaemonProcess {
 
     std::string standardOutput() const { return child_ ? child_->standardOutput() : ""; }
     std::string standardError() const { return child_ ? child_->standardError() : ""; }
+    // From now on nobody reads its output, whose pipes fill up.
+    void leaveOutputUnread() { child_->leaveOutputUnread(); }
+    void readOutputAgain() { child_->readOutputAgain(); }
     // The part of standard error from the first sanitizer report on; empty when there is none.
     std::string sanitizerReport() const;
 

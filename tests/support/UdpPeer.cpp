@@ -52,6 +52,11 @@ void UdpPeer::reply(std::string_view data) {
     sendToAddress(*lastSender_, data);
 }
 
+void UdpPeer::replyThrough(UdpPeer& other, std::string_view data) {
+    if (!lastSender_) throw std::logic_error("no datagram to reply to");
+    other.sendToAddress(*lastSender_, data);
+}
+
 void UdpPeer::sendTo(std::uint16_t port, std::string_view data) {
     sockaddr_in address = address_;
     address.sin_port = htons(port);

@@ -29,6 +29,8 @@ class UdpPeer {
     std::optional<std::string> receiveWithin(std::chrono::milliseconds time);
     // To the sender of the datagram received last. Throws std::logic_error when there was none.
     void reply(std::string_view data);
+    // The same, from another peer's port.
+    void replyThrough(UdpPeer& other, std::string_view data);
     // To a port of its own host.
     void sendTo(std::uint16_t port, std::string_view data);
     // The host that the datagram received last came from.

@@ -19,6 +19,18 @@ TEST(UdpPeer, RepliesToTheLastSender) {
     EXPECT_EQ("answer", client.receive());
 }
 
+TEST(UdpPeer, RepliesFromAnothersPort) {
+    UdpPeer server;
+    UdpPeer stranger;
+    UdpPeer client;
+    client.sendTo(server.port(), "question");
+    server.receive();
+    server.replyThrough(stranger, "unasked");
+    EXPECT_EQ("unasked", client.receive());
+    client.reply("who is there?");
+    EXPECT_EQ("who is there?", stranger.receive());
+}
+
 TEST(UdpPeer, SilenceEndsAtTheDeadline) {
     UdpPeer peer;
     EXPECT_FALSE(peer.receiveWithin(10ms).has_value());
