@@ -123,6 +123,17 @@ std::optional<std::uint32_t> answerNumber(std::uint8_t type, std::string_view bo
     return date == std::string_view::npos ? std::nullopt : numberIn(body.substr(date + 1));
 }
 
+bool showsQuestion(std::uint8_t type, std::string_view body, const std::string& question,
+                   std::size_t page) {
+    if (page > 0) return true;
+    if (type == 6) return body.find(question) != std::string_view::npos;
+    const std::size_t first = type == 4 ? 24 : 23;  // name of the first entry
+    if (body.size() < first + kTextSize + 2) return false;
+    const std::size_t count = big16(body, first + kTextSize);
+    const std::size_t second = first + kTextSize + 2 + count * (type == 4 ? 3 : 5);
+    return body.substr(std::min(body.size(), second), question.size()) == question;
+}
+
 std::string difference(std::uint8_t type, std::string_view body, const GivenAnswer& given,
                        std::size_t page) {
     switch (type) {

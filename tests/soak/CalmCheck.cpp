@@ -1,5 +1,6 @@
 #include "soak/CalmCheck.h"
 
+#include <cstdlib>
 #include <map>
 #include <thread>
 #include <vector>
@@ -24,7 +25,13 @@ constexpr auto kBetweenQuestions = 100ms;
 constexpr auto kLogWindow = 10s;
 constexpr std::size_t kLinesPerConnection = 4;
 constexpr std::size_t kLinesPerSecond = 100;
+// References on packets, while machines are polled and nobody asks.
+constexpr std::size_t kMostPackets = 40;
 constexpr std::size_t kMemoryMargin = 16 * 1024;  // kilobytes
+// What all hosts together can make the daemon hold, in kilobytes: the pool for their requests and
+// answers, what each of very many connections always has, an answer of many pages, and what the
+// allocator keeps beside it.
+constexpr std::size_t kMostGrowth = 48 * 1024;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kMemoryIsPlain = false;
@@ -49,12 +56,14 @@ bool isDebugging(const test::LogLine& line) {
     return line.priority >= 0 && (line.priority & kSeverity) == kSeverity;
 }
 
-CalmCheck::CalmCheck(test::DaemonProcess& daemon, Park& park, Summary& summary, std::uint64_t seed)
-    : daemon_(daemon),
-      park_(park),
-      summary_(summary),
-      random_(seed, kStream),
-      maker_(kHostNumber, park.codeIds(), random_) {}
+CalmCheck::CalmCheck(const Surroundings& around)
+    : daemon_(around.daemon),
+      park_(around.park),
+      server_(around.server),
+      summary_(around.summary),
+      samples_(around.samples),
+      random_(around.seed, kStream),
+      maker_(kHostNumber, around.park.codeIds(), random_) {}
 
 // Waits for the polls and the first host to be done with, so that only what stays is counted.
 void CalmCheck::takeBaseline() {
@@ -72,7 +81,8 @@ void CalmCheck::takeBaseline() {
     }
     summary_.highest("descriptors at first", descriptors_);
     summary_.highest("threads at first", threads_);
-    summary_.highest("resident kilobytes at first", daemon_.residentKilobytes());
+    firstKilobytes_ = daemon_.residentKilobytes();
+    summary_.highest("resident kilobytes at first", firstKilobytes_);
 }
 
 void CalmCheck::check() {
@@ -80,20 +90,45 @@ void CalmCheck::check() {
     checkEveryRequest();
     checkLeftovers();
     checkMemory();
+    samples_.add(sample(), false);
 }
 
 // A machine whose line failed is known again with the next polling pass. That begins with a
 // notification, and the one before may have to time out first.
-void CalmCheck::awaitKnownMachines() {
+void CalmCheck::awaitKnownMachines(Visit* visit) {
     for (const std::string& codeId : park_.codeIds()) {
         const test::Deadline deadline(kPatience);
-        while (!isAnswered(maker_.toMachine(1, codeId))) {
+        const auto isKnown = [&] {
+            const Request request = maker_.toMachine(1, codeId);
+            return visit == nullptr ? isAnswered(request) : isAnswered(*visit, request);
+        };
+        while (!isKnown()) {
             if (deadline.passed()) {
                 throw Violation("machine " + codeId + " does not come back" + story());
             }
             std::this_thread::sleep_for(kBetweenQuestions);
         }
     }
+}
+
+// The one before may have to time out first.
+void CalmCheck::awaitNotification() {
+    const std::size_t before = server_.received();
+    if (test::eventually([&] { return server_.received() > before; }, kPatience)) return;
+    throw Violation("the notification server is there and gets no notification");
+}
+
+void CalmCheck::checkInCrowd(Crowd& crowd) {
+    constexpr int kTimes = 3;
+    Visit before = visit();
+    for (int i = 0; i < kTimes; ++i) {
+        crowd.gather();
+        for (std::size_t index = 0; index < Park::kMachines; ++index) {
+            park_.machine(index).line().disconnect();
+        }
+    }
+    crowd.gather();
+    awaitKnownMachines(&before);
 }
 
 // What each machine has seen since its last trouble.
@@ -126,21 +161,27 @@ void CalmCheck::checkEveryRequest() {
     }
 }
 
-// On a connection of its own.
-bool CalmCheck::isAnswered(const Request& request) {
-    HostLine line(daemon_.port());
+CalmCheck::Visit CalmCheck::visit() {
     summary_.count("connections", "opened in a calm");
-    Oracle oracle(park_, summary_);
-    oracle.asked(request);
-    line.send(request.frame.encode());
+    return {HostLine(daemon_.port()), Oracle(park_, summary_)};
+}
+
+bool CalmCheck::isAnswered(const Request& request) {
+    Visit own = visit();
+    return isAnswered(own, request);
+}
+
+bool CalmCheck::isAnswered(Visit& visit, const Request& request) {
+    visit.oracle.asked(request);
+    visit.line.send(request.frame.encode());
     bool regular = true;
-    while (oracle.owed() > 0) {
-        for (const test::Frame& frame : line.read(50ms)) {
-            oracle.received(frame);
+    while (visit.oracle.owed() > 0) {
+        for (const test::Frame& frame : visit.line.read(50ms)) {
+            visit.oracle.received(frame);
             regular = regular && frame.kind == 0x81;
         }
-        oracle.checkTime();
-        if (line.isEnded()) throw Violation("the daemon has ended the connection");
+        visit.oracle.checkTime();
+        if (visit.line.isEnded()) throw Violation("the daemon has ended the connection");
     }
     return regular;
 }
@@ -149,7 +190,11 @@ void CalmCheck::checkLeftovers() {
     const auto isClean = [this] {
         return daemon_.openDescriptors() <= descriptors_ && daemon_.threadCount() <= threads_;
     };
-    if (!test::eventually(isClean, kPatience)) {
+    const auto isForgotten = [this] {
+        checkLog();
+        return packets_ <= kMostPackets;
+    };
+    if (!test::eventually(isClean, kPatience) || !test::eventually(isForgotten, kPatience)) {
         throw Violation("something was left behind: " + resources());
     }
 }
@@ -167,13 +212,37 @@ void CalmCheck::checkMemory() {
 }
 
 void CalmCheck::observe() {
-    summary_.highest("highest descriptors", daemon_.openDescriptors());
-    summary_.highest("highest threads", daemon_.threadCount());
-    summary_.highest("highest resident kilobytes", daemon_.residentKilobytes());
+    const Sample now = sample();
+    summary_.highest("highest descriptors", now.descriptors);
+    summary_.highest("highest threads", now.threads);
+    summary_.highest("highest resident kilobytes", now.kilobytes);
     if (!daemon_.running()) {
+        daemon_.readOutputAgain();
+        daemon_.waitForExit();
         throw Violation("the daemon has ended:\n" + daemon_.standardError());
     }
-    if (Clock::now() - logSince_ >= kLogWindow) checkLog();
+    if (kMemoryIsPlain && now.kilobytes > firstKilobytes_ + kMostGrowth) {
+        throw Violation("hosts make the daemon hold too much: " + resources());
+    }
+    if (Clock::now() - logSince_ < kLogWindow) return;
+    checkLog();
+    samples_.add(sample(), true);
+}
+
+Sample CalmCheck::sample() const {
+    return {daemon_.residentKilobytes(), daemon_.openDescriptors(), daemon_.threadCount(),
+            packets_};
+}
+
+// Every line about a packet that is freed tells how many references there are.
+void CalmCheck::notePackets(const std::vector<test::LogLine>& lines) {
+    constexpr std::string_view kCounter = "(packet_counter == ";
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+        const std::size_t at = line->text.find(kCounter);
+        if (at == std::string::npos) continue;
+        packets_ = std::strtoul(line->text.c_str() + at + kCounter.size(), nullptr, 10);
+        return;
+    }
 }
 
 void CalmCheck::checkLog() {
@@ -185,6 +254,7 @@ void CalmCheck::checkLog() {
     logSince_ = now;
     connectionsBefore_ = connections;
     std::vector<test::LogLine> lines = daemon_.log().take();
+    notePackets(lines);
     const std::size_t all = lines.size();
     std::erase_if(lines, isDebugging);
     summary_.count("log lines", "debugging", all - lines.size());
@@ -200,8 +270,8 @@ void CalmCheck::checkLog() {
 std::string CalmCheck::resources() const {
     return std::to_string(daemon_.openDescriptors()) + " descriptors (" +
            std::to_string(descriptors_) + " at first), " + std::to_string(daemon_.threadCount()) +
-           " threads (" + std::to_string(threads_) + " at first), " +
-           std::to_string(daemon_.residentKilobytes()) + " kB";
+           " threads (" + std::to_string(threads_) + " at first), " + std::to_string(packets_) +
+           " references on packets, " + std::to_string(daemon_.residentKilobytes()) + " kB";
 }
 
 }  // namespace teskd::soak

@@ -9,10 +9,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
+#include "soak/Crowd.h"
+#include "soak/HostLine.h"
+#include "soak/Oracle.h"
 #include "soak/Park.h"
 #include "soak/Random.h"
 #include "soak/RequestMaker.h"
+#include "soak/Samples.h"
+#include "soak/ServerTrouble.h"
 #include "soak/Summary.h"
 #include "support/DaemonProcess.h"
 
@@ -23,36 +29,65 @@ bool isDebugging(const test::LogLine& line);
 
 class CalmCheck {
   public:
-    CalmCheck(test::DaemonProcess& daemon, Park& park, Summary& summary, std::uint64_t seed);
+    struct Surroundings {
+        test::DaemonProcess& daemon;
+        Park& park;
+        const ServerTrouble& server;
+        Summary& summary;
+        Samples& samples;
+        std::uint64_t seed;
+    };
+
+    explicit CalmCheck(const Surroundings& around);
 
     // Before any trouble: what there is then is what there may be in every calm.
     void takeBaseline();
+    // The notification server gets what it is owed again. @throws Violation
+    void awaitNotification();
     // In a calm, once hosts and machines have come to rest. @throws Violation
     void check();
-    // What there is now goes into the summary. To be called often, in trouble too. @throws
-    // Violation when the log is flooded or the daemon has ended
+    // Every machine can be reached although all connections that there are were taken, again and
+    // again, while its line was down. @throws Violation
+    void checkInCrowd(Crowd& crowd);
+    // What there is now goes into the summary and, every ten seconds, into the samples. To be
+    // called often in trouble. @throws Violation when the log is flooded, too much memory is used,
+    // or the daemon has ended
     void observe();
 
   private:
     using Clock = std::chrono::steady_clock;
 
-    void awaitKnownMachines();
+    // A connection of its own.
+    struct Visit {
+        HostLine line;
+        Oracle oracle;
+    };
+
+    Visit visit();
+    void awaitKnownMachines(Visit* visit = nullptr);
     std::string story();
     void checkEveryRequest();
     bool isAnswered(const Request& request);
+    bool isAnswered(Visit& visit, const Request& request);
     void checkLeftovers();
     void checkMemory();
     void checkLog();
+    void notePackets(const std::vector<test::LogLine>& lines);
+    Sample sample() const;
     std::string resources() const;
 
     test::DaemonProcess& daemon_;
     Park& park_;
+    const ServerTrouble& server_;
     Summary& summary_;
+    Samples& samples_;
     Random random_;
     RequestMaker maker_;
     std::size_t descriptors_ = 0;
     std::size_t threads_ = 0;
+    std::size_t firstKilobytes_ = 0;     // before all trouble
     std::size_t kilobytes_ = 0;          // after the first minute; 0 before
+    std::size_t packets_ = 0;            // as the log told last
     std::size_t connectionsBefore_ = 0;  // the log was looked at last
     Clock::time_point logSince_ = Clock::now();
 };

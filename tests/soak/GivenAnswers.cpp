@@ -10,6 +10,8 @@ namespace {
 
 // Longer than any request takes, and than the engine's readings are looked at.
 constexpr std::chrono::minutes kKept{4};
+// Until a machine has read the request that it may have crossed.
+constexpr std::chrono::seconds kVerdict{2};
 
 }  // namespace
 
@@ -51,6 +53,31 @@ bool GivenAnswers::claim(std::uint32_t number, std::uint64_t request) {
     if (found == entries_.end()) return false;
     if (found->second.request == 0) found->second.request = request;
     return found->second.request == request;
+}
+
+void GivenAnswers::repeated(std::uint32_t number) {
+    setRepetition(number, Repetition::Unknown);
+}
+
+void GivenAnswers::settleRepetition(std::uint32_t number, bool crossed) {
+    setRepetition(number, crossed ? Repetition::Crossed : Repetition::Clear);
+    settled_.notify_all();
+}
+
+void GivenAnswers::setRepetition(std::uint32_t number, Repetition repetition) {
+    const std::lock_guard lock(mutex_);
+    const auto found = entries_.find(number);
+    if (found != entries_.end()) found->second.repetition = repetition;
+}
+
+bool GivenAnswers::mayBeMistaken(std::uint32_t number) const {
+    std::unique_lock lock(mutex_);
+    const auto now = [&] {
+        const auto found = entries_.find(number);
+        return found == entries_.end() ? Repetition::None : found->second.repetition;
+    };
+    settled_.wait_for(lock, kVerdict, [&] { return now() != Repetition::Unknown; });
+    return now() == Repetition::Crossed;
 }
 
 void GivenAnswers::forgetOld() {

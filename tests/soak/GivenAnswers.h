@@ -7,6 +7,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -41,18 +42,29 @@ class GivenAnswers {
     std::uint32_t next();
     void add(GivenAnswer answer);
     std::optional<GivenAnswer> find(std::uint32_t number) const;
+    // The answer was sent once more, unasked.
+    void repeated(std::uint32_t number);
+    // Whether a request was on its way to the machine at that time, which nobody can tell apart.
+    void settleRepetition(std::uint32_t number, bool crossed);
+    // Whether a request that was on its way when the answer was sent once more may have been given
+    // it. Waits for a moment until the machine knows.
+    bool mayBeMistaken(std::uint32_t number) const;
     // Notes that the request with this key was answered with it. False when another one was before.
     bool claim(std::uint32_t number, std::uint64_t request);
 
   private:
+    enum class Repetition { None, Unknown, Crossed, Clear };
     struct Entry {
         GivenAnswer given;
         std::uint64_t request = 0;
+        Repetition repetition = Repetition::None;
     };
 
     void forgetOld();
+    void setRepetition(std::uint32_t number, Repetition repetition);
 
     mutable std::mutex mutex_;
+    mutable std::condition_variable settled_;
     std::uint32_t last_ = 0;                  // guarded by mutex_
     std::map<std::uint32_t, Entry> entries_;  // guarded by mutex_
 };

@@ -1,5 +1,7 @@
 #include "soak/MachineTrouble.h"
 
+#include <algorithm>
+
 namespace teskd::soak {
 
 namespace {
@@ -9,6 +11,7 @@ constexpr std::string_view kNoSeparator = "abcXYZ.:-=\xFF\xFA\xF0\x01 ";
 // Longer than machines may take for a short request.
 constexpr int kBeyondTimeout = 10500;
 constexpr std::chrono::milliseconds kDisconnection{500};
+constexpr std::chrono::milliseconds kLook{100};
 
 }  // namespace
 
@@ -18,7 +21,8 @@ MachineTrouble::MachineTrouble(std::size_t index, Park& park, Stage& stage, Summ
       park_(park),
       stage_(stage),
       summary_(summary),
-      random_(seed, kStream + index) {}
+      random_(seed, kStream + index),
+      settings_(line().journal().settings()) {}
 
 const std::vector<MachineTrouble::Kind>& MachineTrouble::kinds() {
     static const std::vector<Kind> kinds = {
@@ -34,6 +38,10 @@ const std::vector<MachineTrouble::Kind>& MachineTrouble::kinds() {
         {"bytes around answers", 6, &MachineTrouble::bytesAround},
         {"damaged messages", 5, &MachineTrouble::damage},
         {"restarted", 5, &MachineTrouble::restart},
+        {"one answer too late", 9, &MachineTrouble::lateAnswer},
+        {"a pause before one answer", 8, &MachineTrouble::pause},
+        {"answers sent twice", 10, &MachineTrouble::repetition},
+        {"the next machine's code", 6, &MachineTrouble::borrowedCode},
     };
     return kinds;
 }
@@ -48,7 +56,17 @@ void MachineTrouble::run() {
         idle_ = false;
         stage_.stay(Stage::Act::Trouble, random_.milliseconds(300, 4000));
         if (stage_.isTrouble()) once();
+        checkSettings();
         line().journal().clear();
+    }
+}
+
+void MachineTrouble::checkSettings() {
+    for (const tesksim::LineSetting& setting : line().journal().settings()) {
+        if (std::find(settings_.begin(), settings_.end(), setting) != settings_.end()) continue;
+        stage_.violation(
+            "line " + std::to_string(index_) + " got a setting that nobody configured: " +
+            std::to_string(int{setting.subcommand}) + " = " + std::to_string(setting.number()));
     }
 }
 
@@ -130,6 +148,40 @@ void MachineTrouble::swapCodes() {
     park_.swap(index_, (index_ + step) % Park::kMachines);
 }
 
+// With the ID of its request, which is often the next one's, too. All that is asked meanwhile is
+// answered right behind it. Only one is late: of two in a row, the daemon cannot tell the second
+// from the answer to a third request.
+void MachineTrouble::lateAnswer() {
+    delayOne(random_.milliseconds(kBeyondTimeout, kBeyondTimeout + 1500));
+}
+
+// As long as no request times out. What is asked meanwhile waits.
+void MachineTrouble::pause() {
+    delayOne(random_.milliseconds(3000, 8000));
+}
+
+void MachineTrouble::delayOne(std::chrono::milliseconds time) {
+    const std::size_t before = line().journal().requestCount();
+    line().setFaults({.delay = time}, 1);
+    while (stage_.isTrouble() && line().journal().requestCount() == before) {
+        stage_.stay(Stage::Act::Trouble, kLook);
+    }
+    stage_.stay(Stage::Act::Trouble, time + kLook);
+    line().clearFaults();
+}
+
+// On a line that is idle, so that it is nobody's answer.
+void MachineTrouble::repetition() {
+    const int latest = random_.chance(30) ? 0 : 400;
+    last({.repeatAfter = random_.milliseconds(0, latest)}, 1000, 6000);
+}
+
+void MachineTrouble::borrowedCode() {
+    const auto step = static_cast<std::size_t>(random_.between(1, Park::kMachines - 1));
+    SoakMachine& other = park_.machine((index_ + step) % Park::kMachines);
+    park_.machine(index_).borrowCodeId(other.codeId());
+}
+
 // Bytes that belong to no message and do not look like the end of a field. They shift what the
 // length of a message covers, so what follows may be read askew until the line is cut.
 void MachineTrouble::bytesAround() {
@@ -141,10 +193,10 @@ void MachineTrouble::bytesAround() {
     } else {
         faults.garbageAfter = junk;
     }
-    park_.damaged();
+    park_.excuses().damage.begin();
     last(faults, 100, 1000);
     hangUp();
-    park_.healed();
+    park_.excuses().damage.end();
 }
 
 // What the daemon makes of such messages may look like anybody's answer until the line is cut.
@@ -156,11 +208,11 @@ void MachineTrouble::damage() {
     if (manner == 3) faults.garbageBefore = random_.bytes(20) + "~" + random_.bytes(20);
     if (manner == 4) faults.garbageAfter = random_.bytes(40) + "~0010~" + random_.bytes(5);
     if (random_.chance(30)) faults.dribble = random_.milliseconds(1, 2);
-    park_.damaged();
+    park_.excuses().damage.begin();
     if (random_.chance(30)) line().inject(random_.bytes(30));
     last(faults, 500, 2500);
     hangUp();
-    park_.healed();
+    park_.excuses().damage.end();
 }
 
 void MachineTrouble::restart() {

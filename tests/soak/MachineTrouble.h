@@ -1,7 +1,7 @@
 // Makes one machine of a soak fail in all the ways that machines and lines fail, at random.
 //
 // Ownership: refers to everything. Threads: run() is a thread's body; it returns when the soak is
-// over. In a calm the machine is in good order. Errors: none leave.
+// over. In a calm the machine is in good order. Errors: none leave; a violation goes to the stage.
 
 #pragma once
 
@@ -37,6 +37,8 @@ class MachineTrouble {
     static const std::vector<Kind>& kinds();
 
     void once();
+    // No host's bytes may set the line otherwise than the daemon's configuration does.
+    void checkSettings();
     void silence();
     void slowness();
     void dribble();
@@ -49,11 +51,17 @@ class MachineTrouble {
     void bytesAround();
     void damage();
     void restart();
+    void lateAnswer();
+    void pause();
+    void repetition();
+    void borrowedCode();
 
     // The machine in good order, on a new connection.
     void comeToRest();
     // Lets the faults last, then ends them.
     void last(const tesksim::Faults& faults, int shortest, int longest);
+    // The next answer comes so late; those behind it wait. Returns when it has come.
+    void delayOne(std::chrono::milliseconds time);
     void hangUp();
     tesksim::Machine& line() { return park_.machine(index_).line(); }
 
@@ -62,6 +70,7 @@ class MachineTrouble {
     Stage& stage_;
     Summary& summary_;
     Random random_;
+    const std::vector<tesksim::LineSetting> settings_;  // those made before all trouble
     std::atomic<bool> idle_ = true;
 };
 

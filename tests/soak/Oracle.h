@@ -37,7 +37,7 @@ class Oracle {
   private:
     struct Dialogue {
         Request request;
-        std::string frames;         // as they came, for the message
+        std::string frames{};       // as they came, for the message
         std::uint32_t regular = 0;  // how many of each there were
         std::uint32_t failures = 0;
         std::uint32_t announced = 0;  // total that the regular frames show; 0: none came
@@ -57,9 +57,13 @@ class Oracle {
     void takeFromMachine(Dialogue& dialogue, const test::Frame& frame);
     void takeNumbers(Dialogue& dialogue, const test::Frame& frame);
     void takeFailure(Dialogue& dialogue, const test::Frame& frame);
+    void checkLocalFailure(const Request& request, const test::Frame& frame) const;
+    bool mayHaveFailed(const Request& request) const;
     void checkMachineList(const test::Frame& frame) const;
     void checkContent(Dialogue& dialogue, const test::Frame& frame);
-    std::string traced(Dialogue& dialogue, const test::Frame& frame);
+    // What is wrong with the contents; empty when they are right.
+    std::string problemOf(Dialogue& dialogue, const test::Frame& frame) const;
+    std::string problemOf(const Request& request, const GivenAnswer& given) const;
 
     Park& park_;
     AamsCheck aams_;

@@ -2,16 +2,11 @@
 
 namespace teskd::soak {
 
-namespace {
-
-constexpr std::chrono::seconds kAftermath{2};
-
-}  // namespace
-
-Park::Park(std::uint64_t seed)
-    : codeIds_{"ZA000000001", "ZA000000002", "ZA000000003", "ZP000000004"} {
+Park::Park(std::uint64_t seed, Stage& stage)
+    : departures_(stage), codeIds_{"ZA000000001", "ZA000000002", "ZA000000003", "ZP000000004"} {
     for (std::size_t index = 0; index < kMachines; ++index) {
-        machines_.push_back(std::make_unique<SoakMachine>(index, codeIds_[index], given_, seed));
+        machines_.push_back(
+            std::make_unique<SoakMachine>(index, codeIds_[index], given_, departures_, seed));
     }
 }
 
@@ -30,16 +25,6 @@ void Park::swap(std::size_t one, std::size_t other) {
     const std::string code = machine(one).codeId();
     machine(one).setCodeId(machine(other).codeId());
     machine(other).setCodeId(code);
-}
-
-void Park::healed() {
-    // Some of it may still be on its way.
-    lastHealed_ = Clock::now() + kAftermath;
-    --damaged_;
-}
-
-bool Park::wasDamagedSince(Clock::time_point since) const {
-    return damaged_ > 0 || lastHealed_.load() >= since;
 }
 
 }  // namespace teskd::soak

@@ -1,18 +1,18 @@
-// The machines of a soak.
+// The machines of a soak, and what all of it must know of them.
 //
 // Ownership: the object owns them. Threads: every operation from any thread. Errors: start() throws
 // std::system_error.
 
 #pragma once
 
-#include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "soak/Departures.h"
+#include "soak/Episode.h"
 #include "soak/GivenAnswers.h"
 #include "soak/SoakMachine.h"
 
@@ -20,14 +20,14 @@ namespace teskd::soak {
 
 class Park {
   public:
-    using Clock = std::chrono::steady_clock;
     static constexpr std::size_t kMachines = 4;
 
-    explicit Park(std::uint64_t seed);
+    Park(std::uint64_t seed, Stage& stage);
 
     void start();
     std::vector<std::uint16_t> ports() const;
     SoakMachine& machine(std::size_t index) { return *machines_.at(index); }
+    const SoakMachine& machine(std::size_t index) const { return *machines_.at(index); }
     GivenAnswers& given() { return given_; }
     const GivenAnswers& given() const { return given_; }
 
@@ -35,19 +35,18 @@ class Park {
     const std::vector<std::string>& codeIds() const { return codeIds_; }
     void swap(std::size_t one, std::size_t other);
 
-    // From now on, until healed(), what comes from a machine may be nobody's answer.
-    void damaged() { ++damaged_; }
-    void healed();
-    // Whether that was so at any moment since then.
-    bool wasDamagedSince(Clock::time_point since) const;
+    // Hosts that have gone, of whose requests the machines shall hear no more.
+    Departures& departures() { return departures_; }
+    Excuses& excuses() { return excuses_; }
+    const Excuses& excuses() const { return excuses_; }
 
   private:
     GivenAnswers given_;
+    Departures departures_;
+    Excuses excuses_;
     const std::vector<std::string> codeIds_;
     std::vector<std::unique_ptr<SoakMachine>> machines_;
     std::mutex swapping_;
-    std::atomic<int> damaged_ = 0;
-    std::atomic<Clock::time_point> lastHealed_{};
 };
 
 }  // namespace teskd::soak

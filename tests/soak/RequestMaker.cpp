@@ -24,12 +24,12 @@ bool canAskEvery(std::uint8_t type) {
     return type == 1 || type == 4 || type == 5;
 }
 
-// "ID~LLLL~payload".
-std::string rawMessage(int id, const std::string& payload) {
+// "ID~LLLL~", which stands before the payload.
+std::string messageHead(int id, const std::string& payload) {
     char head[16];
     std::snprintf(head, sizeof head, "%03d~%04X~", id,
                   static_cast<unsigned>(payload.size() + 9) & 0xFFFFU);
-    return head + payload;
+    return head;
 }
 
 }  // namespace
@@ -47,7 +47,9 @@ Request RequestMaker::any() {
     const std::uint8_t type = random_.pick(kTypes);
     if (draw <= 39 && type != 4) return tooShort(type);
     if (draw <= 43) return toMachine(type, kUnknownMachine);
-    if (draw <= 65 && canAskEvery(type)) return toMachine(type, "");
+    if (draw <= 45) return withCommand(random_.pick(codeIds_));
+    if (draw <= 47) return withPair(random_.pick(codeIds_));
+    if (draw <= 69 && canAskEvery(type)) return toMachine(type, "");
     return toMachine(type, random_.pick(codeIds_));
 }
 
@@ -81,6 +83,7 @@ Request RequestMaker::tooShort(std::uint8_t type) {
 
 void RequestMaker::address(Request& request, const std::string& codeId) {
     using Target = Request::Target;
+    request.codeId = codeId;
     request.target = codeId.empty()              ? Target::EveryMachine
                      : codeId == kUnknownMachine ? Target::Nobody
                                                  : Target::OneMachine;
@@ -129,10 +132,43 @@ Request RequestMaker::toMachine(std::uint8_t type, const std::string& codeId) {
             request.askedId = kFirstFreeId + static_cast<int>((host_ * 37 + request_) % kFreeIds);
             request.payload = token();
             if (random_.chance(8)) request.payload += kLongAnswerMark;
-            body = name + random_.bytes(4) + rawMessage(request.askedId, request.payload);
+            setMessage(request, request.payload);
             break;
         }
     }
+    return request;
+}
+
+// `wire` is the payload as it goes out.
+void RequestMaker::setMessage(Request& request, const std::string& wire) {
+    request.frame.body =
+        name11(request.codeId) + random_.bytes(4) + messageHead(request.askedId, request.payload);
+    request.frame.body += wire;
+}
+
+Request RequestMaker::withCommand(const std::string& codeId) {
+    static const std::string kCommands[] = {
+        "\xFF\xFA", "\xFF", "\xFF\xFF\xFF", "\xFF\xF0",
+        std::string("\xFF\xFA\x2C\x01\0\0\x04\xB0\xFF\xF0", 10)};
+    constexpr std::size_t kField = 8;
+    constexpr std::uint8_t kTypes[] = {2, 4, 6};
+    Request request = toMachine(random_.pick(kTypes), codeId);
+    request.target = Request::Target::Refused;
+    const std::string& command = random_.pick(kCommands);
+    if (request.frame.type == 6) {
+        setMessage(request, request.payload + command + random_.text(3, "ABC"));
+    } else {
+        const auto at = static_cast<std::size_t>(random_.between(0, 5));
+        const std::string field = command.substr(0, kField - at);
+        request.frame.body.replace(at, field.size(), field);
+    }
+    return request;
+}
+
+Request RequestMaker::withPair(const std::string& codeId) {
+    Request request = toMachine(6, codeId);
+    request.payload = token() + "\xFF" + random_.text(2, "ABC");
+    setMessage(request, token() + "\xFF\xFF" + request.payload.substr(request.payload.size() - 2));
     return request;
 }
 

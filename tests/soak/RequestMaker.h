@@ -26,6 +26,12 @@ class RequestMaker {
     // To this machine, or to all when there is no name; type 1 to 6.
     Request toMachine(std::uint8_t type, const std::string& codeId);
     Request version();
+    // Its text has bytes that a serial-port server would take for commands.
+    Request withCommand(const std::string& codeId);
+    // Its text has the byte FF, doubled as the server wants it.
+    Request withPair(const std::string& codeId);
+    // Number of the last request drawn.
+    std::uint32_t lastRequest() const { return request_; }
 
   private:
     Request blank(std::uint8_t type);
@@ -33,6 +39,7 @@ class RequestMaker {
     Request aams();
     Request tooShort(std::uint8_t type);
     void address(Request& request, const std::string& codeId);
+    void setMessage(Request& request, const std::string& wire);
     std::string token() const;
 
     const std::uint32_t host_;

@@ -1,6 +1,7 @@
 #include "soak/ServerTrouble.h"
 
 #include <cstdlib>
+#include <system_error>
 
 #include "gateway/AamsDialogue.h"
 #include "soak/Request.h"
@@ -19,12 +20,13 @@ constexpr milliseconds kBetweenPasses{400};
 constexpr int kTime = 1;
 constexpr int kParameters = 2;
 constexpr const char* kManners[] = {
-    "good",    "absent", "silent", "late",       "other identifiers",
-    "garbage", "short",  "twice",  "wrong codes"};
+    "good",    "absent", "silent", "late",        "other identifiers",
+    "garbage", "short",  "twice",  "wrong codes", "strays"};
 
 // One that is given, and not chosen at the last moment, stays the peer's whatever it does.
-std::uint16_t freePort() {
-    return test::UdpPeer().port();
+test::UdpPeer peerOf(const Network& network) {
+    const std::uint16_t port = network.peer().port();
+    return network.peer(port);
 }
 
 std::string answerWith(const test::Frame& notification, int code, std::string_view body) {
@@ -33,8 +35,13 @@ std::string answerWith(const test::Frame& notification, int code, std::string_vi
 
 }  // namespace
 
-ServerTrouble::ServerTrouble(Stage& stage, Summary& summary, std::uint64_t seed)
-    : stage_(stage), summary_(summary), random_(seed, kStream), peer_(freePort()) {}
+ServerTrouble::ServerTrouble(const Network& network, Stage& stage, Summary& summary,
+                             std::uint64_t seed)
+    : stage_(stage),
+      summary_(summary),
+      random_(seed, kStream),
+      peer_(peerOf(network)),
+      stranger_(network.peer()) {}
 
 void ServerTrouble::run() {
     try {
@@ -46,13 +53,17 @@ void ServerTrouble::run() {
 
 void ServerTrouble::turn() {
     if (!stage_.isTrouble()) {
-        if (manner_ != Manner::Good) begin(Manner::Good);
+        if (!isForCalm(manner_)) begin(random_.chance(50) ? Manner::Good : Manner::Strays);
     } else if (Clock::now() >= mannerEnds_) {
-        begin(static_cast<Manner>(random_.weighted({50, 8, 8, 10, 6, 6, 6, 6, 6})));
+        begin(static_cast<Manner>(random_.weighted({50, 8, 8, 10, 6, 6, 6, 6, 6, 10})));
         mannerEnds_ =
             Clock::now() + random_.milliseconds(300, manner_ == Manner::Good ? 8000 : 3000);
     }
     serve();
+}
+
+bool ServerTrouble::isForCalm(Manner manner) {
+    return manner == Manner::Good || manner == Manner::Strays;
 }
 
 void ServerTrouble::begin(Manner manner) {
@@ -68,6 +79,8 @@ void ServerTrouble::serve() {
     if (manner_ == Manner::Absent) return stage_.stay(Stage::Act::Trouble, kRest);
     if (const auto datagram = peer_.receiveWithin(kRest)) take(*datagram);
     sendDue();
+    const bool strays = manner_ == Manner::Strays || manner_ == Manner::Silent;
+    if (strays && Clock::now() >= nextStray_) sendStray();
 }
 
 void ServerTrouble::take(const std::string& datagram) {
@@ -81,6 +94,7 @@ void ServerTrouble::take(const std::string& datagram) {
         throw Violation("identifiers that were there before: " + test::hex(datagram));
     }
     summary_.count("notifications", "code " + std::to_string(code));
+    ++received_;
     answer(*frame);
 }
 
@@ -144,8 +158,37 @@ void ServerTrouble::sendDue() {
         if (due.at > Clock::now()) {
             due_.push_back(std::move(due));
         } else {
-            peer_.reply(due.datagram);
+            send(due.datagram);
         }
+    }
+}
+
+// While there is no way to the daemon the system may refuse it.
+void ServerTrouble::send(const std::string& datagram) {
+    try {
+        peer_.reply(datagram);
+    } catch (const std::system_error&) {
+        summary_.count("network", "an answer could not be sent");
+    }
+}
+
+// In bursts, or alone: every few seconds one keeps a daemon busy that forgets the time meanwhile.
+void ServerTrouble::sendStray() {
+    nextStray_ = Clock::now() + random_.milliseconds(1, random_.chance(50) ? 50 : 4000);
+    if (received_ == 0) return;
+    test::Frame frame;
+    frame.type = kAamsType;
+    frame.identifierA = static_cast<std::uint32_t>(random_.between(0, 9));
+    frame.identifierB = static_cast<std::uint32_t>(random_.between(1, 2000000000)) + 1000000;
+    std::string datagram = answerWith(frame, random_.between(1, 5), "-1!1!1!0");
+    if (random_.chance(20))
+        datagram = random_.bytes(static_cast<std::size_t>(random_.between(0, 1400)));
+    summary_.count("stray datagrams", "sent");
+    if (random_.chance(50)) return send(datagram);
+    try {
+        peer_.replyThrough(stranger_, datagram);
+    } catch (const std::system_error&) {
+        summary_.count("network", "an answer could not be sent");
     }
 }
 

@@ -9,6 +9,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -16,6 +17,7 @@
 #include <string>
 #include <utility>
 
+#include "soak/Network.h"
 #include "soak/Random.h"
 #include "soak/Stage.h"
 #include "soak/Summary.h"
@@ -26,10 +28,12 @@ namespace teskd::soak {
 
 class ServerTrouble {
   public:
-    ServerTrouble(Stage& stage, Summary& summary, std::uint64_t seed);
+    ServerTrouble(const Network& network, Stage& stage, Summary& summary, std::uint64_t seed);
 
     std::uint16_t port() const { return peer_.port(); }
     void run();
+    // Notifications that have come so far.
+    std::size_t received() const { return received_; }
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -42,7 +46,8 @@ class ServerTrouble {
         Garbage,
         Short,
         Twice,
-        Wrong
+        Wrong,
+        Strays
     };
     struct Due {
         Clock::time_point at;
@@ -58,12 +63,19 @@ class ServerTrouble {
     std::string rightAnswer(const test::Frame& notification);
     void later(std::chrono::milliseconds time, std::string datagram);
     void sendDue();
+    void send(const std::string& datagram);
+    // What nobody has asked for, from the server's port or from another one.
+    void sendStray();
+    static bool isForCalm(Manner manner);
     static int codeOf(const test::Frame& notification);
 
     Stage& stage_;
     Summary& summary_;
     Random random_;
     test::UdpPeer peer_;
+    test::UdpPeer stranger_;  // on the same host
+    std::atomic<std::size_t> received_ = 0;
+    Clock::time_point nextStray_{};
     Manner manner_ = Manner::Good;
     Clock::time_point mannerEnds_{};
     Clock::time_point lastPass_{};

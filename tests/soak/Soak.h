@@ -8,14 +8,22 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "soak/CalmCheck.h"
+#include "soak/Crowd.h"
+#include "soak/DaemonTrouble.h"
+#include "soak/GreedyHost.h"
 #include "soak/MachineTrouble.h"
+#include "soak/Network.h"
+#include "soak/NetworkTrouble.h"
 #include "soak/Park.h"
+#include "soak/Random.h"
+#include "soak/Samples.h"
 #include "soak/ServerTrouble.h"
 #include "soak/SoakHost.h"
 #include "soak/Stage.h"
@@ -27,8 +35,10 @@ namespace teskd::soak {
 class Soak {
   public:
     static constexpr std::uint32_t kHosts = 16;
+    static constexpr std::uint32_t kGreedyHosts = 3;
 
-    Soak(std::uint64_t seed, std::chrono::seconds length);
+    // The table of samples goes to a file, if it has a name.
+    Soak(std::uint64_t seed, std::chrono::seconds length, const std::filesystem::path& table);
     ~Soak();
 
     // False when the daemon did what it must not.
@@ -42,21 +52,35 @@ class Soak {
     void rounds();
     void trouble(std::chrono::milliseconds time);
     void calm();
+    void checkInCrowd();
+    void startMachineTroubles();
     void startHosts();
+    bool areAllIdle() const;
+    template <typename Party>
+    void run(Party& party) {
+        threads_.emplace_back(&Party::run, &party);
+    }
     void stop();
     void joinAll();
 
     const std::uint64_t seed_;
     const std::chrono::seconds length_;
+    Random random_;
+    Network network_;  // first, so that all else is in it
     Stage stage_;
     Summary summary_;
+    Samples samples_;
     Park park_;
     ServerTrouble server_;
     test::DaemonProcess daemon_;
     CalmCheck check_;
+    DaemonTrouble daemonTrouble_;
+    NetworkTrouble networkTrouble_;
+    Crowd crowd_;
     std::vector<std::unique_ptr<MachineTrouble>> troubles_;
     SoakHost::Door door_{SoakHost::Door::max()};
     std::vector<std::unique_ptr<SoakHost>> hosts_;
+    std::vector<std::unique_ptr<GreedyHost>> greedyHosts_;
     std::vector<std::thread> threads_;
 };
 

@@ -71,13 +71,31 @@ SoakHost::Visit SoakHost::enter() {
     around_.door.acquire();
     const std::unique_ptr<Door, void (*)(Door*)> held(&around_.door,
                                                       [](Door* door) { door->release(); });
-    Visit visit{HostLine(around_.port), Oracle(around_.park, around_.summary)};
+    Visit visit{connect(), Oracle(around_.park, around_.summary)};
     around_.summary.count("connections", "opened in trouble");
     const Request request = maker_.version();
     visit.oracle.asked(request);
     send(visit, request.frame.encode());
     readUntil(visit, 0);
+    visit.isIn = true;
     return visit;
+}
+
+// In a crowd the system may turn a host away before the daemon knows of it.
+HostLine SoakHost::connect() {
+    const auto begun = Request::Clock::now();
+    try {
+        return HostLine(around_.port);
+    } catch (const std::exception&) {
+        if (around_.park.excuses().crowd.wasSince(begun)) throw GivenUp();
+        throw;
+    }
+}
+
+bool SoakHost::mayBeGivenUp(const Visit& visit) const {
+    const Excuses& excuses = around_.park.excuses();
+    return visit.heldUp || excuses.failures.wasSince(visit.begun) ||
+           (!visit.isIn && excuses.crowd.wasSince(visit.begun));
 }
 
 void SoakHost::act(Visit& visit) {
@@ -115,7 +133,7 @@ void SoakHost::ask(Visit& visit, int requests) {
 
 void SoakHost::send(Visit& visit, std::string_view bytes) {
     if (visit.line.send(bytes)) return;
-    if (visit.heldUp) throw GivenUp();
+    if (mayBeGivenUp(visit)) throw GivenUp();
     throw Violation("the daemon has ended the connection: a request cannot be sent");
 }
 
@@ -159,7 +177,7 @@ void SoakHost::readUntil(Visit& visit, std::size_t owed) {
 void SoakHost::read(Visit& visit, milliseconds time) {
     for (const test::Frame& frame : visit.line.read(time)) visit.oracle.received(frame);
     if (!visit.line.isEnded()) return;
-    if (visit.heldUp) throw GivenUp();
+    if (mayBeGivenUp(visit)) throw GivenUp();
     throw Violation(visit.line.isReset() ? "the daemon has reset the connection"
                                          : "the daemon has ended the connection");
 }
@@ -242,7 +260,7 @@ void SoakHost::expectEnd(Visit& visit) {
     if (around_.stage.isOver()) return;
     takeAll();
     if (!visit.line.isEnded()) throw Violation("the daemon does not end a half-closed connection");
-    if (visit.heldUp && (visit.oracle.owed() > 0 || visit.line.isReset())) throw GivenUp();
+    if (mayBeGivenUp(visit) && (visit.oracle.owed() > 0 || visit.line.isReset())) throw GivenUp();
     visit.oracle.ended();
     if (visit.line.isInsideFrame()) throw Violation("the connection ended inside a frame");
 }

@@ -49,10 +49,15 @@ class SoakHost {
         Oracle oracle;
         std::string story{};  // what the host did, for the message
         bool heldUp = false;  // the host did not read for a while, so the daemon may have left
+        bool isIn = false;    // the daemon has answered
+        Request::Clock::time_point begun = Request::Clock::now();
     };
 
     void visit();
     Visit enter();
+    HostLine connect();
+    // Whether the daemon may have ended the connection.
+    bool mayBeGivenUp(const Visit& visit) const;
     void act(Visit& visit);
     void ask(Visit& visit, int requests);
     void send(Visit& visit, std::string_view bytes);

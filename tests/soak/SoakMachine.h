@@ -12,8 +12,10 @@
 #include <mutex>
 #include <string>
 
+#include "soak/Departures.h"
 #include "soak/GivenAnswers.h"
 #include "soak/Random.h"
+#include "soak/ShownNames.h"
 #include "tesksim/Machine.h"
 
 namespace teskd::soak {
@@ -23,7 +25,8 @@ inline constexpr char kLongAnswerMark = 'L';
 
 class SoakMachine {
   public:
-    SoakMachine(std::size_t index, std::string codeId, GivenAnswers& given, std::uint64_t seed);
+    SoakMachine(std::size_t index, std::string codeId, GivenAnswers& given, Departures& departures,
+                std::uint64_t seed);
 
     void start() { machine_.start(); }
     std::uint16_t port() const { return machine_.port(); }
@@ -32,19 +35,37 @@ class SoakMachine {
 
     std::string codeId() const;
     void setCodeId(std::string codeId);
+    // The next answer shows this name, and no further one.
+    void borrowCodeId(std::string codeId);
+    // Whether a request sent at that time may have found the machine under this name.
+    bool mayBeKnownAs(const std::string& codeId, ShownNames::Clock::time_point sent) const {
+        return names_.mayBe(codeId, sent);
+    }
 
   private:
+    tesksim::Machine::Options options();
+    void observe(tesksim::Machine::Event event, const std::string& bytes);
+    void settleRepetition(bool crossed);
     tesksim::Answer answer(const tesksim::Message& request);
+    std::string codeIdToShow();
     // A body for a request with this ID; it starts with the number.
     std::string body(int id, const std::string& payload, std::uint32_t number);
     std::string reading(std::uint32_t number);
-    std::string list(std::uint32_t number, bool times);
+    std::string list(std::uint32_t number, const std::string& question, bool times);
 
     const std::size_t index_;
     GivenAnswers& given_;
-    Random random_;  // the machine's thread alone
+    Departures& departures_;
+    ShownNames names_;
+    // The machine's thread alone.
+    Random random_;
+    std::uint32_t last_ = 0;      // number of the last answer
+    std::uint32_t repeated_ = 0;  // the one that was sent twice and may be mistaken; 0: none
+    ShownNames::Clock::time_point repeatedAt_{};
+
     mutable std::mutex mutex_;
-    std::string codeId_;  // guarded by mutex_
+    std::string codeId_;    // guarded by mutex_
+    std::string borrowed_;  // guarded by mutex_; empty: none
     tesksim::Machine machine_;
 };
 

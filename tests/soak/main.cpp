@@ -5,14 +5,15 @@
 #include <exception>
 #include <iostream>
 #include <random>
+#include <string>
 
 #include "soak/Soak.h"
 
 namespace {
 
-int soak(std::uint64_t seed, int seconds) {
+int soak(std::uint64_t seed, int seconds, const std::string& table) {
     std::cout << "seed " << seed << ", " << seconds << " seconds" << std::endl;
-    teskd::soak::Soak soak(seed, std::chrono::seconds(seconds));
+    teskd::soak::Soak soak(seed, std::chrono::seconds(seconds), table);
     const bool good = soak.run();
     std::cout << "\nseed " << seed << ", " << seconds << " seconds\n";
     soak.summary().print(std::cout);
@@ -34,9 +35,11 @@ int main(int argc, char** argv) {
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--seed", seed, "what everything is drawn from; any when it is not given");
+    std::string table;
+    app.add_option("--table", table, "file for what the daemon needs, every ten seconds");
     CLI11_PARSE(app, argc, argv);
     try {
-        return soak(seed, seconds);
+        return soak(seed, seconds, table);
     } catch (const std::exception& e) {
         std::cerr << "seed " << seed << ": " << e.what() << "\n";
         return 2;
