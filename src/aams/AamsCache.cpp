@@ -24,7 +24,7 @@ std::size_t memoryOfFields(const AamsCache::Reading& reading) {
     std::size_t bytes =
         outside(reading.context) + outside(reading.stamp) + outside(reading.message);
     for (const std::string& error : reading.errors) {
-        bytes += LIST_NODE + sizeof error + outside(error);
+        bytes += LIST_NODE + sizeof(std::string) + outside(error);
     }
     return bytes;
 }

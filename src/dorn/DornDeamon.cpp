@@ -121,7 +121,8 @@ void DornDeamon::serve(LocalEndpoints& endpoints) {
     std::list<Socket*> ready = endpoints.listeners();
     std::list<Socket*> none;
     const int milliseconds = patience(endpoints);
-    timeval limit{milliseconds / 1000, milliseconds % 1000 * 1000};
+    constexpr suseconds_t MICROSECONDS = 1000;  // of a millisecond
+    timeval limit{milliseconds / 1000, milliseconds % 1000 * MICROSECONDS};
     Socket::select(ready, none, none, milliseconds < 0 ? nullptr : &limit, &stopEvent_);
     for (Socket* socket : ready) {
         if (!isRunning()) return;
