@@ -8,6 +8,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 #include "aams/Aams.h"
 #include "core/Attempt.h"
@@ -33,6 +34,10 @@ constexpr std::chrono::milliseconds NOTICE_PAUSE(1000);
 constexpr std::chrono::milliseconds STOP_GRACE(1500);
 // A host that lets this many bytes of answers wait is not read from until there are fewer.
 constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
+// Memory that a request takes beside its body, until it is answered.
+constexpr std::size_t REQUEST_COST = 1024;
+constexpr const char* NOT_WHOLE = "A request was not whole in time";
+constexpr const char* CLOSED = "Remote Peer closed the connection.";
 constexpr const char* STOPPED = "The connection is stopped";
 constexpr useconds_t POLL_PAUSE = 10'000;  // microseconds before a wait that failed is repeated
 constexpr int RELEASES_PER_SECOND = 2;     // logged, of packets that could not be read
@@ -44,7 +49,8 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
       place_(surroundings.count),
       surroundings_(surroundings),
       connection_(connection),
-      writer_(connection_, wake_, surroundings_.patience.acknowledgement,
+      account_(surroundings_.memory, wake_),
+      writer_(connection_, wake_, account_, surroundings_.patience.acknowledgement,
               &surroundings_.count.notices()),
       pending_(wake_),
       noticeLimiter_(NoticeLimiter::LINES_PER_SECOND, &surroundings_.count.notices()),
@@ -57,6 +63,8 @@ Dorn::Dorn(const Socket& connection, const Surroundings& surroundings)
 
 void Dorn::run() {
     attempt("A connection cannot be served", [this] { serve(); });
+    forget_request();
+    account_.leave();
     await_owed_answers();
 }
 
@@ -66,8 +74,9 @@ void Dorn::serve() {
     FrameReader reader(
         input, [this](DornPacket& packet) { dispatch(packet); },
         [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_,
-        [this](std::size_t) { await_room(); });
+        [this, &input](std::size_t size) { await_room(size, input); });
     while (isRunning() && !surroundings_.stop.isSet()) {
+        forget_request();
         try {
             reader.serve_frame();
         } catch (const SocketConnectionClosedException& e) {
@@ -88,7 +97,7 @@ void Dorn::serve() {
 
 void Dorn::dispatch(DornPacket& packet) {
     packet.addListener(this);
-    packet.carry(pending_);
+    packet.carry(pending_, std::move(room_));
     try {
         packet.offer_to_controller(surroundings_.controller);
         packet.offer_to_engine(surroundings_.engine);
@@ -122,38 +131,69 @@ void Dorn::log_notice(const char* problem) {
 
 void Dorn::await_input() {
     const StopEvent& stop = surroundings_.stop;
+    const Clock::time_point end = body_end();
     while (!stop.isSet() && (noticeLimiter_.hasLeftOut() || releaseLimiter_.hasLeftOut())) {
         noticeLimiter_.report();
         releaseLimiter_.report();
-        if (await(Goal::input, &stop, Clock::now() + NOTICE_PAUSE)) return;
+        if (await(Goal::input, &stop, std::min(end, Clock::now() + NOTICE_PAUSE))) break;
     }
-    if (!await(Goal::input, &stop)) throw SocketException(STOPPED);
+    const bool arrived = await(Goal::input, &stop, end);
+    if (stop.isSet()) throw SocketException(STOPPED);
+    if (!arrived || (room_ && Clock::now() >= end)) throw SocketException(NOT_WHOLE);
 }
 
-void Dorn::await_room() {
+// The time counts from the first wait for the body; one that is there already needs no clock.
+Dorn::Clock::time_point Dorn::body_end() {
+    if (!room_) return Clock::time_point::max();
+    if (bodyEnd_ == Clock::time_point::max()) {
+        bodyEnd_ = Clock::now() + surroundings_.patience.body;
+    }
+    return bodyEnd_;
+}
+
+void Dorn::await_room(std::size_t size, const BufferedInputStream& input) {
+    cost_ = size + REQUEST_COST;
+    frameSize_ = dornframe::HEADER_SIZE + size + 1;
+    held_ = static_cast<std::size_t>(input.held());
     if (!await(Goal::room, &surroundings_.stop)) throw SocketException(STOPPED);
+}
+
+void Dorn::forget_request() {
+    room_ = {};
+    bodyEnd_ = Clock::time_point::max();
+}
+
+// Nobody waits for room who could not use it.
+bool Dorn::take_room(std::size_t queued) {
+    if (queued > MOST_QUEUED || !pending_.areFew()) {
+        account_.leave();
+        return false;
+    }
+    room_ = account_.take(cost_);
+    return static_cast<bool>(room_);
 }
 
 bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
     for (;;) {
         wake_.clear();
         // Asked first: an answer is with the writer before its request stops being pending.
-        const bool reached = is_reached(goal);
+        const bool answered = goal == Goal::answered && pending_.areNone();
         const std::size_t queued = writer_.sendQueued();
-        if (reached && queued <= (goal == Goal::answered ? 0 : MOST_QUEUED)) return true;
-        const auto reads = static_cast<short>(goal == Goal::input ? POLLIN : 0);
+        if (answered && queued == 0) return true;
+        if (goal == Goal::room && take_room(queued)) return true;
         const auto writes = static_cast<short>(queued > 0 ? POLLOUT : 0);
-        const short found = wait(reads | writes, stop, deadline);
+        const short found = wait(static_cast<short>(of_interest(goal) | writes), stop, deadline);
         if (stop != nullptr && stop->isSet()) return false;
         if (goal == Goal::input && (found & ~POLLOUT) != 0) return true;
         if ((found & (POLLERR | POLLHUP)) != 0) host_is_gone(goal);
+        if ((found & POLLRDHUP) != 0) host_has_finished();
         if (Clock::now() >= deadline) return false;
     }
 }
 
-bool Dorn::is_reached(Goal goal) {
-    if (goal == Goal::room) return pending_.areFew();
-    return goal == Goal::answered && pending_.areNone();
+short Dorn::of_interest(Goal goal) const {
+    if (goal == Goal::input) return POLLIN;
+    return static_cast<short>(goal == Goal::room && !hasFinished_ ? POLLRDHUP : 0);
 }
 
 // One wait: for the host, for the wake-up, for the stop.
@@ -179,8 +219,15 @@ void Dorn::host_is_gone(Goal goal) {
     surroundings_.controller.withdraw(&pending_);
     surroundings_.engine.withdraw(&pending_);
     if (goal == Goal::room) {
-        throw SocketConnectionClosedException("Remote Peer closed the connection.");
+        throw SocketConnectionClosedException(CLOSED);
     }
+}
+
+// Without the rest of the request there is no need to wait for its room.
+void Dorn::host_has_finished() {
+    hasFinished_ = true;
+    if (held_ + connection_.getInputStream().available() >= frameSize_) return;
+    throw SocketConnectionClosedException(CLOSED);
 }
 
 // When the daemon stops, owed answers have a moment left; then the connection is shut down.
@@ -208,7 +255,7 @@ void Dorn::packetError(Packet* packet, const Exception&) {
 void Dorn::write_answer(Packet* packet) {
     const PacketHandle<Packet> hold(packet);
     try {
-        dynamic_cast<DornPacket&>(*packet).write(writer_);
+        dynamic_cast<DornPacket&>(*packet).answer(writer_);
     } catch (const Exception& e) {
         writer_.giveUp(e.text());
     } catch (const std::exception& e) {

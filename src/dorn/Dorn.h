@@ -8,6 +8,7 @@
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/FrameWriter.h"
+#include "dorn/HostMemory.h"
 #include "dorn/PendingAnswers.h"
 #include "net/Socket.h"
 #include "packet/PacketContainer.h"
@@ -16,6 +17,7 @@
 namespace teskd {
 
 class Aams;
+class BufferedInputStream;
 class DornPacket;
 class Exception;
 class TeskController;
@@ -36,6 +38,8 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     struct Patience {
         // Until it acknowledges something of the answers that wait for it.
         std::chrono::milliseconds acknowledgement = FrameWriter::SEND_TIMEOUT;
+        // For the whole of a body, from when there is room for it.
+        std::chrono::milliseconds body{60'000};
     };
 
     // What a connection needs of the rest of the daemon; all of it outlives the connection.
@@ -44,6 +48,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
         Aams& engine;
         const StopEvent& stop;   // ends every connection
         ConnectionCount& count;  // of the connections served, and their bound on the log
+        HostMemory& memory;
         Patience patience{};
     };
 
@@ -76,27 +81,42 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // Waits until the host has sent something, and tells meanwhile what was left out of the log.
     // The reading behind it then need not wait again. @throws SocketException when it is to stop
     void await_input();
-    // Waits until another request may be taken; the host is not read from meanwhile.
-    // @throws SocketException when the host is gone or the connection is to stop
-    void await_room();
+    // Waits until a request with a body of that size may be taken, and takes room for it. The host
+    // is not read from meanwhile. @throws SocketException when the host has gone, also when it has
+    // stopped sending within the request, or the connection is to stop
+    void await_room(std::size_t size, const BufferedInputStream& input);
+    bool take_room(std::size_t queued);
+    void forget_request();
+    // When the body that is being read has to be whole.
+    Clock::time_point body_end();
     // Sends what the host takes until the goal is reached. False when the event was set or the time
     // was up first.
     bool await(Goal goal, const StopEvent* stop,
                Clock::time_point deadline = Clock::time_point::max());
-    bool is_reached(Goal goal);
+    // What poll is to watch the connection for, beside its end.
+    short of_interest(Goal goal) const;
     // What happened to the connection, as poll tells.
     short wait(short events, const StopEvent* stop, Clock::time_point deadline);
     void host_is_gone(Goal goal);
+    void host_has_finished();
     void await_owed_answers();
     void write_answer(Packet* packet);
 
     ConnectionCount::Place place_;  // first: given back when everything else is gone
     Surroundings surroundings_;
     Socket connection_;
-    StopEvent wake_;       // something for the thread to do
-    bool isGone_ = false;  // its connection is over in both directions
+    StopEvent wake_;            // something for the thread to do
+    bool isGone_ = false;       // the connection is over in both directions
+    bool hasFinished_ = false;  // the host sends nothing more; known while room is waited for
+    HostMemory::Account account_;
     FrameWriter writer_;
     PendingAnswers pending_;
+    // The request that is being read.
+    std::size_t cost_ = 0;       // bytes of memory
+    std::size_t frameSize_ = 0;  // bytes from its header on
+    std::size_t held_ = 0;       // of them and behind them, read already
+    HostMemory::Room room_;      // from when its body may be read until it is dispatched
+    Clock::time_point bodyEnd_ = Clock::time_point::max();
     NoticeLimiter noticeLimiter_;   // what is wrong with frames
     NoticeLimiter releaseLimiter_;  // the release of packets that could not be read
 };

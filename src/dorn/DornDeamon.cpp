@@ -152,8 +152,8 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
 }
 
 void DornDeamon::start_connection(const Socket& connection) {
-    Dorn* const dorn =
-        new Dorn(connection, Dorn::Surroundings{controller_, engine_, stopEvent_, connections_});
+    Dorn* const dorn = new Dorn(
+        connection, Dorn::Surroundings{controller_, engine_, stopEvent_, connections_, memory_});
     const int result = dorn->start();
     if (result == 0) return;
     delete dorn;

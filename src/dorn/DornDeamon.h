@@ -9,6 +9,7 @@
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/DescriptorBudget.h"
+#include "dorn/HostMemory.h"
 #include "dorn/SpareDescriptor.h"
 #include "net/AddressList.h"
 
@@ -67,6 +68,7 @@ class DornDeamon : public Thread {
 
     StopEvent stopEvent_;
     ConnectionCount connections_;
+    HostMemory memory_;
     SpareDescriptor spare_;
     NoticeLimiter problems_;  // of hosts that cannot be served, who try again and again
     // Of hosts that may not connect.

@@ -6,6 +6,7 @@
 #include "config/ZqConfig.h"
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "dorn/FrameWriter.h"
 #include "net/OutputStream.h"
 #include "packet/PacketHandle.h"
 #include "telnet/TelnetOutputStream.h"
@@ -31,14 +32,20 @@ std::list<TeskMaster*> machines_of(TeskController& controller, const std::string
 // untold releases the request like one that was answered.
 class Message : public TeskPacket {
   public:
-    explicit Message(DornMachineRequest& request) : request_(&request) {
+    explicit Message(DornMachineRequest& request)
+        : request_(&request), room_(request.room_for(COST)) {
         addListener(&request);
         setRequester(request.getRequester());
     }
     ~Message() noexcept(false) override = default;
 
   private:
+    // Bytes of memory: the object with its texts, and its places in lists. The text of the request
+    // itself has its room already, as the frame's body.
+    static constexpr std::size_t COST = 1024;
+
     PacketHandle<DornMachineRequest> request_;
+    HostMemory::Room room_;
 };
 
 }  // namespace
@@ -52,6 +59,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     Question question;
     try {
         question = decode(get_frame_body());
+        set_frame_body({});  // the question has what is needed of it
     } catch (const ProtocolErrorException& e) {
         notifyError(e);
         return;
@@ -152,9 +160,9 @@ std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
     if (answer.has_trailer()) set_constant();
     Progress progress = progress_;
     progress.date = ZqConfig::get_current_date();
-    std::list<std::string> frames;
+    std::list<Frame> frames;
     for (std::string& body : encode(answer, progress)) {
-        frames.push_back(frame_of(Kind::regular, std::move(body)));
+        frames.push_back({frame_of(Kind::regular, std::move(body)), frames.empty()});
     }
     const std::size_t count = frames.size();
     frames_.splice(frames_.end(), frames);
@@ -172,7 +180,7 @@ std::string DornMachineRequest::frame_of(Kind kind, std::string body) {
 void DornMachineRequest::lay_down_empty(Kind kind) {
     const SynchronizedLock lock(answerLock_);
     try {
-        frames_.push_back(frame_of(kind, {}));
+        frames_.push_back({frame_of(kind, {}), true});
     } catch (const std::exception& e) {
         Log::write(Log::WARNING, "An answer is late: %s", e.what());
         if (kind == Kind::timedOut) ++unmadeTimeouts_;
@@ -184,9 +192,15 @@ void DornMachineRequest::lay_down_empty(Kind kind) {
 void DornMachineRequest::write(OutputStream& out) {
     const SynchronizedLock lock(answerLock_);
     if (frames_.empty()) return out.write(unmade_frame());
-    const std::string frame = std::move(frames_.front());
+    const std::string frame = std::move(frames_.front().bytes);
     frames_.pop_front();
     out.write(frame);
+}
+
+void DornMachineRequest::answer(FrameWriter& host) {
+    const SynchronizedLock lock(answerLock_);
+    if (frames_.empty() || frames_.front().begins) host.beginAnswer();
+    write(host);
 }
 
 // With none of those that are counted, the packet as it stands: it says that nobody is known.

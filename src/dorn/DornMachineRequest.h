@@ -36,6 +36,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     void notifyError(const Exception& e) override;
     // The oldest answer that was not written yet.
     void write(OutputStream& out) override;
+    void answer(FrameWriter& host) override;
     void offer_to_controller(TeskController& controller) override;
 
     void packetCompleted(Packet* packet) override;
@@ -73,6 +74,11 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     static void require_size(std::string_view body, std::size_t size);
 
   private:
+    struct Frame {
+        std::string bytes;
+        bool begins;  // a machine's answer; the others go on with it
+    };
+
     static std::list<TeskMaster*> known_targets(TeskController& controller,
                                                 const Question& question);
     void ask(const std::list<TeskMaster*>& targets, const Question& question);
@@ -86,7 +92,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
 
     Synchronized answerLock_;
     Progress progress_ TESKD_GUARDED_BY(answerLock_);
-    std::list<std::string> frames_ TESKD_GUARDED_BY(answerLock_);
+    std::list<Frame> frames_ TESKD_GUARDED_BY(answerLock_);
     // Answers without a body that there was no memory for.
     std::size_t unmadeTimeouts_ TESKD_GUARDED_BY(answerLock_) = 0;
     std::size_t unmadeFailures_ TESKD_GUARDED_BY(answerLock_) = 0;

@@ -8,6 +8,7 @@
 #include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/Text.h"
+#include "dorn/FrameWriter.h"
 #include "net/InputStream.h"
 #include "net/OutputStream.h"
 
@@ -118,6 +119,11 @@ void DornPacket::read_checksum(InputStream& in) {
 
 void DornPacket::write(OutputStream& out) {
     out.write(serialize());
+}
+
+void DornPacket::answer(FrameWriter& host) {
+    host.beginAnswer();
+    write(host);
 }
 
 std::string DornPacket::serialize() {

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "dorn/DornFrame.h"
+#include "dorn/HostMemory.h"
 #include "dorn/PendingAnswers.h"
 #include "packet/Packet.h"
 
@@ -14,6 +16,7 @@ namespace teskd {
 
 class Aams;
 class Dorn;
+class FrameWriter;
 class InputStream;
 class OutputStream;
 class TeskController;
@@ -51,12 +54,18 @@ class DornPacket : public Packet {
     bool station_address_equals(
         const std::array<std::uint8_t, dornframe::STATION_SIZE>& address) const;
 
-    // Keeps the connection's ticket until the packet is freed. The connection's requests are known
-    // by its tickets' owner.
-    void carry(PendingAnswers& pending) {
-        ticket_.emplace(pending, body_.size());
+    // Writes the frame to the host that sent the request.
+    virtual void answer(FrameWriter& host);
+
+    // Keeps the connection's ticket, and the room for the request, until the packet is freed. The
+    // connection's requests are known by its tickets' owner.
+    void carry(PendingAnswers& pending, HostMemory::Room room = {}) {
+        ticket_.emplace(pending);
+        room_ = std::move(room);
         setRequester(&pending);
     }
+    // More room of the host's, for what its request leads to.
+    HostMemory::Room room_for(std::size_t bytes) const { return room_.another(bytes); }
 
     // True for the first two bytes that every frame from a host has.
     static bool is_frame_start(int first, int second);
@@ -86,6 +95,7 @@ class DornPacket : public Packet {
     std::string body_;
     std::uint8_t checksum_ = 0;
     std::optional<PendingAnswers::Ticket> ticket_;
+    HostMemory::Room room_;  // behind the ticket, which is the last to go
 };
 
 }  // namespace teskd

@@ -31,6 +31,11 @@ void FrameWriter::write(const char* frame, std::size_t len) {
     }
 }
 
+void FrameWriter::beginAnswer() {
+    if (queued_ <= HostMemory::ALLOWANCE || !account_.hasTooManyAnswers()) return;
+    giveUp(SocketException("The host does not keep up").text());
+}
+
 std::size_t FrameWriter::sendQueued() {
     if (queued_ == 0) return 0;  // the usual case; who brings a frame now may hold the lock
     try {
@@ -52,7 +57,6 @@ int FrameWriter::patience() const {
 }
 
 void FrameWriter::enqueue(std::string frame) {
-    if (queued_ > LARGEST_QUEUE) throw SocketException("The host does not keep up");
     if (frames_.empty()) {
         acknowledged_ = acknowledged();
         progress_ = Clock::now();
@@ -60,6 +64,7 @@ void FrameWriter::enqueue(std::string frame) {
     }
     const std::size_t size = frame.size();
     frames_.push_back(std::move(frame));
+    account_.addAnswer(size);
     queued_ += size;
 }
 
@@ -71,6 +76,7 @@ void FrameWriter::send() {
         sent_ += n;
         queued_ -= n;
         if (sent_ < frame.size()) continue;
+        account_.removeAnswer(frame.size());
         frames_.pop_front();
         sent_ = 0;
     }
@@ -101,6 +107,7 @@ void FrameWriter::giveUp(const char* problem) {
     {
         const SynchronizedLock lock(lock_);
         if (std::exchange(broken_, true)) return;
+        for (const std::string& frame : frames_) account_.removeAnswer(frame.size());
         frames_.clear();
         queued_ = 0;
     }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/Synchronized.h"
+#include "dorn/HostMemory.h"
 #include "net/OutputStream.h"
 
 namespace teskd {
@@ -20,7 +21,8 @@ class StopEvent;
 // Each write() of a block is one frame. The thread that brings it sends what the host takes at once
 // and leaves the rest to the connection's own thread, so nobody who has an answer ever waits for a
 // host; the frames are kept only for that. A host whose system acknowledges nothing for the
-// time-out while frames wait, or that lets too much pile up, is given up.
+// time-out while frames wait, is given up, and so is one that lets answers pile up when all hosts'
+// answers together exceed what they may (HostMemory).
 //
 // Only acknowledgements tell a slow host from one that has stopped reading. The system of a slow
 // one acknowledges in jumps, many seconds apart, and this end's buffer is writable later still:
@@ -35,18 +37,25 @@ class FrameWriter : public OutputStream {
     // Longest time a host may acknowledge nothing while something waits for it. At 1 kB/s there are
     // up to 25 s between two acknowledgements.
     static constexpr std::chrono::milliseconds SEND_TIMEOUT{60'000};
-    // Most bytes that may wait for a host when another frame comes.
-    static constexpr std::size_t LARGEST_QUEUE = std::size_t{16} * 1024 * 1024;
 
-    // Refers to all of them. The event is set when the connection's thread has something to send;
-    // the limiter, if any, bounds the line about the failure with those of other connections.
-    FrameWriter(Socket& connection, StopEvent& wake,
+    // Refers to all of them; what waits is on the account. The event is set when the connection's
+    // thread has something to send; the limiter, if any, bounds the line about the failure with
+    // those of other connections.
+    FrameWriter(Socket& connection, StopEvent& wake, HostMemory::Account& account,
                 std::chrono::milliseconds timeout = SEND_TIMEOUT, NoticeLimiter* notices = nullptr)
-        : connection_(connection), wake_(wake), timeout_(timeout), notices_(notices) {}
+        : connection_(connection),
+          wake_(wake),
+          account_(account),
+          timeout_(timeout),
+          notices_(notices) {}
     ~FrameWriter() noexcept override = default;
 
     using OutputStream::write;
     void write(const char* frame, std::size_t len) override;
+
+    // Called in front of each answer's first frame. Gives the host up when too much waits for it
+    // already; an answer that has begun is taken whole, however large it is.
+    void beginAnswer();
 
     // Ends the connection: an answer is lost, and the host is to know. Only the first time counts.
     void giveUp(const char* problem);
@@ -72,6 +81,7 @@ class FrameWriter : public OutputStream {
 
     Socket& connection_;
     StopEvent& wake_;
+    HostMemory::Account& account_;
     std::chrono::milliseconds timeout_;
     NoticeLimiter* notices_;
     mutable Synchronized lock_;

@@ -4,23 +4,20 @@
 
 namespace teskd {
 
-PendingAnswers::Ticket::Ticket(PendingAnswers& pending, std::size_t bytes)
-    : pending_(pending), bytes_(bytes) {
+PendingAnswers::Ticket::Ticket(PendingAnswers& pending) : pending_(pending) {
     const SynchronizedLock lock(pending_.lock_);
     ++pending_.count_;
-    pending_.bytes_ += bytes_;
 }
 
 PendingAnswers::Ticket::~Ticket() {
     const SynchronizedLock lock(pending_.lock_);
     --pending_.count_;
-    pending_.bytes_ -= bytes_;
     if (pending_.asked_) pending_.wake_.set();
 }
 
 bool PendingAnswers::areFew() {
     const SynchronizedLock lock(lock_);
-    return answer(count_ < MOST_REQUESTS && bytes_ < MOST_BYTES);
+    return answer(count_ < MOST_REQUESTS);
 }
 
 bool PendingAnswers::areNone() {

@@ -17,23 +17,19 @@ class StopEvent;
 // for the event's.
 class PendingAnswers {
   public:
-    // A host with this many requests pending, or this many bytes of them, has to wait with more. A
-    // machine that is silent keeps its requests pending for minutes, and the host's requests to
-    // other machines come behind them.
+    // A host with this many requests pending has to wait with more. A machine that is silent keeps
+    // its requests pending for minutes, and the host's requests to other machines come behind them.
     static constexpr std::size_t MOST_REQUESTS = 1024;
-    static constexpr std::size_t MOST_BYTES = std::size_t{1024} * 1024;
 
     class Ticket {
       public:
-        // For a request of that many bytes.
-        Ticket(PendingAnswers& pending, std::size_t bytes);
+        explicit Ticket(PendingAnswers& pending);
         ~Ticket();
         Ticket(const Ticket&) = delete;
         Ticket& operator=(const Ticket&) = delete;
 
       private:
         PendingAnswers& pending_;
-        std::size_t bytes_;
     };
 
     // Refers to the event, which is set when a question that got a no may be asked again.
@@ -49,7 +45,6 @@ class PendingAnswers {
     StopEvent& wake_;
     Synchronized lock_;
     std::size_t count_ TESKD_GUARDED_BY(lock_) = 0;
-    std::size_t bytes_ TESKD_GUARDED_BY(lock_) = 0;
     bool asked_ TESKD_GUARDED_BY(lock_) = false;  // the last question got a no
 };
 

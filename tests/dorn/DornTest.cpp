@@ -1,6 +1,8 @@
 // One host connection: requests in, answers out, and every way it can end.
 
 #include <chrono>
+#include <cstdio>
+#include <exception>
 #include <functional>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -330,6 +332,142 @@ TEST(DornTest, AFrameForTheEngineIsWithdrawnWhenItsHostHasGone) {
     EXPECT_TRUE(endsWithin(link, 5s));
 }
 
+// What hosts share is taken.
+class DornWithAFullPool : public testing::Test {
+  protected:
+    ~DornWithAFullPool() noexcept override = default;
+    void leavePool() { all_ = HostMemory::Room(); }
+    // A request that needs some of it.
+    static std::string large(std::uint32_t id) { return request(7, id, std::string(100'000, 'x')); }
+    // Whether a connection is read from that would need some of it.
+    static bool isRead(HostClient& host) {
+        host.sendRaw(large(2));
+        return host.readFrameWithin(300ms).has_value();
+    }
+
+    LogRecorder log_;
+    HostLink link_;
+    StopEvent wake_;
+    HostMemory::Account other_{link_.memory(), wake_};
+    HostMemory::Room all_ = other_.take(16'777'216 + 65'536);
+};
+
+TEST_F(DornWithAFullPool, ConnectionsAreServedWithTheirAllowance) {
+    link_.host().request(7, std::string(60'000, 'x'), 0, 5);
+    EXPECT_EQ(5U, link_.host().readFrame().identifierB);
+}
+
+TEST_F(DornWithAFullPool, WhoNeedsMoreWaitsUntilThereIsSome) {
+    EXPECT_FALSE(isRead(link_.host()));
+    leavePool();
+    EXPECT_EQ(2U, link_.host().readFrame().identifierB);
+}
+
+TEST_F(DornWithAFullPool, AHostThatIsResetWhileItWaitsIsNoticed) {
+    const auto leaver = link_.connect();
+    EXPECT_FALSE(isRead(*leaver));
+    leaver->connection().reset();
+    EXPECT_TRUE(log_.waitFor(kLost));
+}
+
+TEST_F(DornWithAFullPool, AHostThatFinishesWithinItsRequestIsNotWaitedWith) {
+    const auto leaver = link_.connect();
+    leaver->sendRaw(large(2).substr(0, 90'000));
+    EXPECT_FALSE(leaver->readFrameWithin(300ms));
+    leaver->connection().shutdownWrite();
+    EXPECT_TRUE(leaver->connection().closedByPeer());
+    EXPECT_EQ(1U, log_.count(kLost));
+}
+
+TEST_F(DornWithAFullPool, AHostThatHasSentAllAndFinishedWaitsForItsAnswer) {
+    const auto finished = link_.connect();
+    finished->sendRaw(large(3));
+    finished->connection().shutdownWrite();
+    EXPECT_FALSE(finished->readFrameWithin(300ms));
+    leavePool();
+    EXPECT_EQ(3U, finished->readFrame().identifierB);
+}
+
+TEST_F(DornWithAFullPool, TheStopEndsWhoWaits) {
+    EXPECT_FALSE(isRead(link_.host()));
+    link_.stop();
+    EXPECT_TRUE(endsWithin(link_, 1s));
+}
+
+TEST(DornTest, LargestBodiesAreTakenOneBehindTheOther) {
+    HostLink link;
+    const auto other = link.connect();
+    const std::string body(16'777'215, 'x');
+    std::thread sender([&] { other->connection().sendAll(request(7, 3, body), 60s); });
+    link.host().connection().sendAll(request(7, 1, body), 60s);
+    EXPECT_EQ(1U, link.host().readFrame(60s).identifierB);
+    EXPECT_EQ(3U, other->readFrame(60s).identifierB);
+    sender.join();
+}
+
+TEST(DornTest, ABodyThatIsNotWholeInTimeEndsItsConnectionWithANotice) {
+    const LogRecorder log;
+    HostLink link(0, {.body = 1s});
+    const std::string frame = request(7, 1, std::string(16'777'215, 'x'));
+    const Clock::time_point start = Clock::now();
+    link.host().sendRaw(frame.substr(0, 1000));
+    std::thread trickle([&] {  // what comes meanwhile changes nothing
+        try {
+            for (;;) {
+                link.host().sendRaw("x");
+                std::this_thread::sleep_for(20ms);
+            }
+        } catch (const std::exception&) {
+            // The connection is over.
+        }
+    });
+    const auto other = link.connect();
+    other->request(7, std::string(200'000, 'x'), 0, 2);
+    EXPECT_EQ(2U, other->readFrame().identifierB);  // waits itself no longer than that
+    EXPECT_TRUE(
+        log.waitFor({181, "IOException: SocketException: A request was not whole in time"}));
+    EXPECT_GE(Clock::now() - start, 1s);
+    trickle.join();
+    EXPECT_TRUE(link.host().connection().closedByPeer());
+}
+
+// A request holds its room until it is answered.
+TEST(DornTest, ARequestThatWaitsForAMachineHoldsItsRoom) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    link.host().request(6, "ZA000000001" + std::string(4, '\0') + std::string(16'000'000, 'x'));
+    ASSERT_TRUE(link.machine(1).journal().waitForData(std::string(1000, 'x')));
+    const auto other = link.connect();
+    other->request(7, std::string(1'000'000, 'x'), 0, 2);
+    EXPECT_FALSE(other->readFrameWithin(300ms));
+    link.machine(1).disconnect();
+    EXPECT_EQ(2U, other->readFrame().identifierB);
+}
+
+// Each value of two bytes becomes five.
+TEST(DornTest, APromptReaderGetsAnAnswerOfMoreThanSixteenMebibytes) {
+    HostLink link(1);
+    std::string body = "entry~";
+    for (int values = 0; values < 2'000; ++values) body += "1!";
+    std::string payload;
+    while (payload.size() < 8'000'000) payload += body + "~";
+    const std::string head = "~15.03.21~ZA000000001~00~";
+    char length[16];
+    std::snprintf(length, sizeof length, "%04zX", 3 + 1 + 6 + head.size() + payload.size());
+    link.machine(1).answers().setLiteral(115, "115~" + (length + head) + payload);
+    link.host().request(2, std::string(16, '\0') + "ZA000000001", 0, 9);
+    std::size_t bytes = 0;
+    for (;;) {
+        const Frame page = link.host().readFrame(60s);
+        ASSERT_EQ(0x81, page.kind);
+        bytes += page.body.size();
+        if (page.body.at(8) == page.body.at(9)) break;
+    }
+    EXPECT_GT(bytes, 16U * 1024 * 1024);
+    link.host().request(7, "", 0, 10);
+    EXPECT_EQ(10U, link.host().readFrame().identifierB);
+}
+
 TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     const LogRecorder log;
     Listener listener;
@@ -343,7 +481,8 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     ConnectionCount count;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    const Dorn dorn(connection, {park.controller(), engine, stop, count});
+    HostMemory memory;
+    const Dorn dorn(connection, {park.controller(), engine, stop, count, memory});
     const auto option = [&accepted](int level, int name) {
         int value = -1;
         socklen_t size = sizeof value;
@@ -513,7 +652,8 @@ std::string received(const std::function<void()>& problem) {
     TcpPair pair;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(pair.server.fd()));
-    Dorn dorn(connection, {link.park().controller(), link.engine(), stop, count});
+    HostMemory memory;
+    Dorn dorn(connection, {link.park().controller(), link.engine(), stop, count, memory});
     const PacketHandle<Unwritable> packet(new Unwritable(problem));
     dorn.packetCompleted(packet.pointer());
     return pair.client.readUntilClosed();

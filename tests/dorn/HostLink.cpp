@@ -64,8 +64,8 @@ std::unique_ptr<HostClient> HostLink::connect(bool narrow) {
     }
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    auto* const dorn =
-        new Dorn(connection, {park_.controller(), engine_, stop_, connections_, patience_});
+    auto* const dorn = new Dorn(
+        connection, {park_.controller(), engine_, stop_, connections_, memory_, patience_});
     EXPECT_EQ(0, dorn->start());
     return client;
 }

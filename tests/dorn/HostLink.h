@@ -44,6 +44,7 @@ class HostLink {
     MachinePark& park() { return park_; }
     tesksim::Machine& machine(std::size_t n) { return park_.machine(n); }
     Aams& engine() { return engine_; }
+    HostMemory& memory() { return memory_; }
 
     // Asks every connection to end.
     void stop() { stop_.set(); }
@@ -62,6 +63,7 @@ class HostLink {
     Listener listener_;
     StopEvent stop_;
     ConnectionCount connections_;
+    HostMemory memory_;
     std::unique_ptr<HostClient> host_;
 };
 

@@ -20,7 +20,7 @@ class PendingAnswersTest : public testing::Test {
 
 TEST_F(PendingAnswersTest, AreNoneWithoutATicket) {
     EXPECT_TRUE(pending_.areNone());
-    std::optional<PendingAnswers::Ticket> one(std::in_place, pending_, 0);
+    std::optional<PendingAnswers::Ticket> one(std::in_place, pending_);
     EXPECT_FALSE(pending_.areNone());
     one.reset();
     EXPECT_TRUE(pending_.areNone());
@@ -28,25 +28,16 @@ TEST_F(PendingAnswersTest, AreNoneWithoutATicket) {
 
 TEST_F(PendingAnswersTest, AreFewUpTo1023) {
     std::list<PendingAnswers::Ticket> tickets;
-    for (int i = 0; i < 1023; ++i) tickets.emplace_back(pending_, 0);
+    for (int i = 0; i < 1023; ++i) tickets.emplace_back(pending_);
     EXPECT_TRUE(pending_.areFew());
-    tickets.emplace_back(pending_, 0);
+    tickets.emplace_back(pending_);
     EXPECT_FALSE(pending_.areFew());
     tickets.pop_front();
     EXPECT_TRUE(pending_.areFew());
 }
 
-TEST_F(PendingAnswersTest, AreFewBelowAMebibyte) {
-    const PendingAnswers::Ticket large(pending_, 1048575);
-    EXPECT_TRUE(pending_.areFew());
-    std::optional<PendingAnswers::Ticket> one(std::in_place, pending_, 1);
-    EXPECT_FALSE(pending_.areFew());
-    one.reset();
-    EXPECT_TRUE(pending_.areFew());
-}
-
 TEST_F(PendingAnswersTest, ATicketThatGoesAfterANoWakes) {
-    std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_, 0);
+    std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_);
     EXPECT_FALSE(pending_.areNone());
     EXPECT_FALSE(wake_.isSet());
     ticket.reset();
@@ -54,7 +45,7 @@ TEST_F(PendingAnswersTest, ATicketThatGoesAfterANoWakes) {
 }
 
 TEST_F(PendingAnswersTest, NobodyIsWokenWhoGotAYes) {
-    std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_, 0);
+    std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_);
     EXPECT_FALSE(pending_.areNone());
     EXPECT_TRUE(pending_.areFew());
     ticket.reset();

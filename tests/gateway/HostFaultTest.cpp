@@ -3,6 +3,9 @@
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iostream>
+#include <thread>
+#include <vector>
 
 #include "gateway/Gateway.h"
 #include "support/Bytes.h"
@@ -119,6 +122,34 @@ TEST_F(HostFault, ALargeFrameIsTakenWhole) {
     frame.body = std::string(5 * 1024 * 1024, 'x');
     host.send(frame);
     expectVersion(host, 3);
+}
+
+TEST_F(HostFault, UnfinishedBodiesOfTheLargestKindAreBoundedTogether) {
+    gateway_.start();
+    expectService();
+    const std::size_t before = gateway_.daemon().residentKilobytes();
+    Frame frame = versionRequest(1);
+    frame.body = std::string(16'777'215, 'x');
+    const std::string unfinished = frame.encode().substr(0, frame.body.size());
+    std::vector<HostClient> hosts;
+    for (int i = 0; i < 12; ++i) hosts.push_back(gateway_.host());
+    std::vector<std::jthread> senders;
+    for (HostClient& host : hosts) {
+        senders.emplace_back([&host, &unfinished] {
+            try {
+                host.connection().sendAll(unfinished, 3s);
+            } catch (const std::exception&) {
+                // Not read to the end.
+            }
+        });
+    }
+    senders.clear();
+    expectService();
+    const std::size_t after = gateway_.daemon().residentKilobytes();
+    std::cout << "12 unfinished bodies of 16 MiB: " << (after - before) / 1024 << " MiB\n";
+    if (memoryShows()) {
+        EXPECT_LE(after, before + 20 * 1024);
+    }
 }
 
 TEST_F(HostFault, OneThatClosesInsideAHeaderOrABodyIsLogged) {

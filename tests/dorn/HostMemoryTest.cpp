@@ -1,0 +1,165 @@
+// What connections may hold together, and who has to wait for it.
+
+#include <gtest/gtest.h>
+#include <utility>
+
+#include "core/StopEvent.h"
+#include "dorn/HostMemory.h"
+
+namespace teskd::test {
+namespace {
+
+constexpr std::size_t kAllowance = 65'536;
+constexpr std::size_t kPool = 16'777'216;
+
+class HostMemoryTest : public testing::Test {
+  protected:
+    using Room = HostMemory::Room;
+
+    ~HostMemoryTest() noexcept override = default;
+
+    HostMemory memory_;
+    StopEvent wakeOne_;
+    StopEvent wakeTwo_;
+    StopEvent wakeThree_;
+    HostMemory::Account one_{memory_, wakeOne_};
+    HostMemory::Account two_{memory_, wakeTwo_};
+    HostMemory::Account three_{memory_, wakeThree_};
+};
+
+TEST_F(HostMemoryTest, GivesThePoolBesideEachAllowance) {
+    const Room all = one_.take(kPool + kAllowance);
+    EXPECT_TRUE(all);
+    const Room own = two_.take(kAllowance);
+    EXPECT_TRUE(own);
+    EXPECT_FALSE(two_.take(1));
+}
+
+TEST_F(HostMemoryTest, WhatIsGivenBackCanBeTakenAgain) {
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(one_.take(kPool + kAllowance));
+}
+
+TEST_F(HostMemoryTest, WhoWaitsIsWokenWhenThereIsEnoughRoom) {
+    Room half = one_.take(kPool / 2 + kAllowance);
+    Room quarter = one_.take(kPool / 4);
+    EXPECT_FALSE(two_.take(kPool));
+    half = Room();
+    EXPECT_FALSE(wakeTwo_.isSet());
+    quarter = Room();
+    EXPECT_TRUE(wakeTwo_.isSet());
+    EXPECT_TRUE(two_.take(kPool));
+}
+
+TEST_F(HostMemoryTest, NobodyOvertakesWhoWaitedFirst) {
+    Room all = one_.take(kPool + kAllowance);
+    EXPECT_FALSE(two_.take(kPool));
+    EXPECT_FALSE(three_.take(kAllowance + 1));
+    all = Room();
+    EXPECT_TRUE(wakeTwo_.isSet());
+    EXPECT_FALSE(wakeThree_.isSet());
+    EXPECT_FALSE(three_.take(kAllowance + 1));
+    const Room first = two_.take(kPool);
+    EXPECT_TRUE(first);
+    EXPECT_TRUE(wakeThree_.isSet());  // the second one's allowance left that much
+    EXPECT_TRUE(three_.take(kAllowance + 1));
+}
+
+TEST_F(HostMemoryTest, TheAllowanceIsNotWaitedFor) {
+    const Room all = one_.take(kPool + kAllowance);
+    EXPECT_FALSE(two_.take(kPool));
+    EXPECT_TRUE(three_.take(kAllowance));
+}
+
+TEST_F(HostMemoryTest, OneThatWaitsIsWokenWhenItsOwnAllowanceIsEnough) {
+    const Room all = one_.take(kPool + kAllowance);
+    Room own = two_.take(kAllowance);
+    EXPECT_FALSE(two_.take(kAllowance));
+    own = Room();
+    EXPECT_TRUE(wakeTwo_.isSet());
+    EXPECT_TRUE(two_.take(kAllowance));
+}
+
+TEST_F(HostMemoryTest, WhoLeavesTheLineLetsTheNextOneGoOn) {
+    const Room most = one_.take(kPool);
+    EXPECT_FALSE(two_.take(kPool));
+    EXPECT_FALSE(three_.take(kAllowance + 1000));
+    two_.leave();
+    EXPECT_TRUE(wakeThree_.isSet());
+    EXPECT_TRUE(three_.take(kAllowance + 1000));
+}
+
+TEST_F(HostMemoryTest, AnAccountThatGoesLeavesTheLine) {
+    Room all = one_.take(kPool + kAllowance);
+    {
+        HostMemory::Account goes(memory_, wakeTwo_);
+        EXPECT_FALSE(goes.take(kPool));
+        EXPECT_FALSE(three_.take(kPool));
+    }
+    all = Room();
+    EXPECT_TRUE(wakeThree_.isSet());
+    EXPECT_TRUE(three_.take(kPool));
+}
+
+TEST_F(HostMemoryTest, ARequestLargerThanThePoolGetsAllOfIt) {
+    Room own = one_.take(kAllowance);
+    Room small = two_.take(kAllowance + 1);
+    EXPECT_FALSE(one_.take(kPool + 1));
+    small = Room();
+    EXPECT_TRUE(wakeOne_.isSet());
+    const Room all = one_.take(kPool + 1);
+    EXPECT_TRUE(all);
+    EXPECT_FALSE(two_.take(kAllowance + 1));
+}
+
+TEST_F(HostMemoryTest, MoreRoomForARequestIsNotWaitedForAndKeepsOthersWaiting) {
+    Room all = one_.take(kPool + kAllowance);
+    Room more = all.another(1000);
+    EXPECT_TRUE(more);
+    EXPECT_FALSE(two_.take(kAllowance + kPool));
+    all = Room();
+    EXPECT_TRUE(wakeTwo_.isSet());  // what is left fits the first one's allowance
+}
+
+TEST_F(HostMemoryTest, ARoomOfNobodyCostsNothing) {
+    const Room none;
+    EXPECT_FALSE(none);
+    EXPECT_FALSE(none.another(kPool * 2));
+    EXPECT_TRUE(one_.take(kPool + kAllowance));
+}
+
+TEST_F(HostMemoryTest, AMovedRoomIsHeldOnce) {
+    Room first = one_.take(kPool + kAllowance);
+    Room second = std::move(first);
+    EXPECT_TRUE(second);
+    first = Room();
+    EXPECT_FALSE(two_.take(kAllowance + 1));
+    second = Room();
+    EXPECT_TRUE(two_.take(kAllowance + 1));
+}
+
+TEST_F(HostMemoryTest, AnswersTakeFromThePoolAndMayExceedIt) {
+    one_.addAnswer(2 * kPool);
+    EXPECT_FALSE(two_.take(kAllowance + 1));
+    one_.removeAnswer(kPool - kAllowance);
+    EXPECT_FALSE(two_.take(kAllowance + 1));
+    one_.removeAnswer(1);
+    EXPECT_TRUE(two_.take(kAllowance + 1));
+    one_.removeAnswer(kPool + kAllowance - 1);
+}
+
+TEST_F(HostMemoryTest, AnswersAreTooManyBeyondAllowanceAndPool) {
+    two_.addAnswer(kPool - kAllowance - 1);
+    one_.addAnswer(kAllowance + 1);
+    EXPECT_FALSE(one_.hasTooManyAnswers());
+    three_.addAnswer(1);
+    EXPECT_TRUE(one_.hasTooManyAnswers());
+    EXPECT_TRUE(two_.hasTooManyAnswers());
+    EXPECT_FALSE(three_.hasTooManyAnswers());
+    one_.removeAnswer(1);
+    EXPECT_FALSE(one_.hasTooManyAnswers());
+    EXPECT_FALSE(two_.hasTooManyAnswers());
+    // What is left goes with the accounts.
+}
+
+}  // namespace
+}  // namespace teskd::test
