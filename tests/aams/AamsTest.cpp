@@ -3,10 +3,13 @@
 #include <cerrno>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <optional>
 
 #include "Engine.h"
 #include "aams/Aams.h"
 #include "support/Bytes.h"
+#include "support_src/AtThreadStart.h"
+#include "support_src/FailingThreads.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/RecordedDate.h"
 
@@ -66,6 +69,41 @@ TEST(AamsStart, NotificationsAreNumberedInTheirOrder) {
     EXPECT_EQ(0U, frames[0].identifierA);
     EXPECT_EQ(0U, frames[1].identifierA);
     EXPECT_EQ(frames[0].identifierB + 1, frames[1].identifierB);
+}
+
+TEST(AamsStart, IsTriedAgainUntilTheTimerRuns) {
+    const LogRecorder log;
+    constexpr int kTimer = 2;  // behind the engine's own thread
+    std::optional<FailingThreads> none;
+    const AtThreadStart threads([&](int n) {
+        if (n == kTimer) none.emplace(1);
+    });
+    Engine engine;
+    engine.start();
+    EXPECT_TRUE(engine.timer.isRunning());
+    EXPECT_EQ(1U, log.count({180, "The engine cannot start yet: Its timer does not run"}));
+}
+
+TEST(AamsStart, IsTriedAgainUntilTheQuestionForTheParametersIsQueued) {
+    const LogRecorder log;
+    Engine engine;
+    engine.board.failWith("no memory");
+    engine.aams.start();
+    EXPECT_TRUE(log.waitFor({180, "The engine cannot start yet: no memory"}));
+    engine.board.failWith("");
+    EXPECT_TRUE(engine.board.waitFor(1));
+    EXPECT_EQ(kMac, bodyOf(engine.board.frames()[0], 2));
+}
+
+TEST(AamsStop, EndsAStartThatNeverSucceeds) {
+    const LogRecorder log;
+    Engine engine;
+    engine.board.failWith("no memory");
+    engine.aams.start();
+    EXPECT_TRUE(log.waitFor({180, "The engine cannot start yet: no memory"}));
+    engine.aams.stop();
+    engine.aams.awaitEnd();
+    EXPECT_TRUE(engine.board.frames().empty());
 }
 
 TEST(AamsStop, IsPromptWithAnEmptyQueue) {
