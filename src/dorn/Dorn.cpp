@@ -155,6 +155,7 @@ void Dorn::await_room(std::size_t size, const BufferedInputStream& input) {
     cost_ = size + REQUEST_COST;
     frameSize_ = dornframe::HEADER_SIZE + size + 1;
     held_ = static_cast<std::size_t>(input.held());
+    if (hasFinished_) host_has_finished();
     if (!await(Goal::room, &surroundings_.stop)) throw SocketException(STOPPED);
 }
 

@@ -21,7 +21,7 @@ class StopEvent;
 // Each write() of a block is one frame. The thread that brings it sends what the host takes at once
 // and leaves the rest to the connection's own thread, so nobody who has an answer ever waits for a
 // host; the frames are kept only for that. A host whose system acknowledges nothing for the
-// time-out while frames wait, is given up, and so is one that lets answers pile up when all hosts'
+// time-out while frames wait is given up, and so is one that lets answers pile up when all hosts'
 // answers together exceed what they may (HostMemory).
 //
 // Only acknowledgements tell a slow host from one that has stopped reading. The system of a slow
@@ -29,9 +29,9 @@ class StopEvent;
 // when a good part of it is free.
 //
 // Owner: a Dorn. Threads: write() from any; sendQueued() and patience() on the connection's own.
-// Locks: its own, innermost but for the event's; held while the system is offered bytes, never
-// while anybody waits. Errors: none leave. The first failure is logged, shuts the connection down,
-// and what is still to be sent is dropped.
+// Locks: its own, innermost but for the memory's and the event's; held while the system is offered
+// bytes, never while anybody waits. Errors: none leave. The first failure is logged, shuts the
+// connection down, and what is still to be sent is dropped.
 class FrameWriter : public OutputStream {
   public:
     // Longest time a host may acknowledge nothing while something waits for it. At 1 kB/s there are

@@ -388,6 +388,19 @@ TEST_F(DornWithAFullPool, AHostThatHasSentAllAndFinishedWaitsForItsAnswer) {
     EXPECT_EQ(3U, finished->readFrame().identifierB);
 }
 
+TEST_F(DornWithAFullPool, AHostThatHasFinishedIsNotWaitedWithForAnotherRequest) {
+    const auto finished = link_.connect();
+    finished->sendRaw(large(3) + large(4).substr(0, 90'000));
+    finished->connection().shutdownWrite();
+    EXPECT_FALSE(finished->readFrameWithin(300ms));
+    HostMemory::Account other(link_.memory(), wake_);
+    EXPECT_FALSE(other.take(16'777'216));  // next in line
+    leavePool();
+    EXPECT_EQ(3U, finished->readFrame().identifierB);
+    const HostMemory::Room again = other.take(16'777'216 + 65'536);
+    EXPECT_TRUE(finished->connection().closedByPeer());
+}
+
 TEST_F(DornWithAFullPool, TheStopEndsWhoWaits) {
     EXPECT_FALSE(isRead(link_.host()));
     link_.stop();
