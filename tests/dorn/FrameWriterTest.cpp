@@ -203,6 +203,32 @@ TEST_F(FrameWriterTest, OnlyAPeerThatLetsAnswersPileUpIsGivenUp) {
     EXPECT_EQ(0U, failures());
 }
 
+// It would take the next frame for the rest of this one.
+TEST_F(FrameWriterTest, APeerIsGivenUpWhenThereIsNoMemoryForTheRestOfItsFrame) {
+    const std::string frame(1'000'000, 'x');
+    {
+        const FailingNew fails(1);
+        writer_.write(frame);
+    }
+    writer_.write(std::string("next"));
+    EXPECT_EQ(0U, writer_.sendQueued());
+    EXPECT_EQ(1U, log_.count({180, "Exception was received: std::bad_alloc"}));
+    const std::string received = pair_.client.readUntilClosed();
+    EXPECT_EQ(std::string(received.size(), 'x'), received);
+    EXPECT_GT(frame.size(), received.size());
+}
+
+TEST_F(FrameWriterTest, APeerThatDoesNotReadIsGivenUpWithoutMemoryToSayWhy) {
+    writer_.write(std::string(1'000'000, 'x'));
+    std::size_t queued = 1;
+    while (queued > 0) {
+        Poll::wait(connection_.getDescriptor(), POLLOUT, writer_.patience(), nullptr);
+        const FailingNew fails(1);
+        queued = writer_.sendQueued();
+    }
+    EXPECT_EQ(1U, log_.count({180, "Exception was received: std::bad_alloc"}));
+}
+
 TEST_F(FrameWriterTest, AfterAFailureNothingIsSentAndNothingMoreIsLogged) {
     writer_.write(std::string(2'000'000, 'L'));
     sendAll(writer_);
