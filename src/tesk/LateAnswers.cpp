@@ -88,7 +88,9 @@ bool LateAnswers::isSuspicious(const TeskPacket& answer) const {
 bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine) {
     const int id = answer.get_id();
     const bool late = isLate(id);
-    if (!late && (id == request_.id || !isRepeated(id))) return false;
+    // The answer to a request whose number nobody knows may bear any.
+    const bool repeated = request_.id && id != request_.id && isRepeated(id);
+    if (!late && !repeated) return false;
     if (mayLog()) {
         Log::write(Log::NOTICE, "The answer %d that '%s' %s was dropped", id, machine.c_str(),
                    late ? "sent after the time-out" : "repeated");
