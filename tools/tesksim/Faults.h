@@ -15,6 +15,7 @@ namespace tesksim {
 
 struct Faults {
     // Faults of an answer.
+    int onlyFor = 0;                          // to this message's ID; 0: of every answer
     bool silent = false;                      // none is sent
     std::chrono::milliseconds delay{0};       // sent so much later
     std::chrono::milliseconds dribble{0};     // one byte each so many milliseconds

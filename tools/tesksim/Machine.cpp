@@ -78,10 +78,11 @@ Faults Machine::faults() const {
     return faults_;
 }
 
-// The faults for the next answer; counts the limited ones down.
-Faults Machine::takeFaults() {
+// The faults for the next answer, to a message with this ID; counts the limited ones down.
+Faults Machine::takeFaults(int id) {
     const std::lock_guard lock(mutex_);
     Faults result = faults_;
+    if (result.onlyFor != 0 && result.onlyFor != id) return {};
     if (faultsLeft_ > 0 && --faultsLeft_ == 0) {
         faults_ = Faults{};
         faults_.negotiation = result.negotiation;
@@ -197,7 +198,7 @@ bool Machine::awaitAndRead(Session& session) {
 void Machine::answer(Session& session, const Message& request) {
     tell(Event::Asked, request.raw);
     if (request.isAcknowledgement()) return;
-    const Faults faults = takeFaults();
+    const Faults faults = takeFaults(request.id);
     const std::string text = answers_.answerTo(request, codeId(), faults.lengthError);
     session.queueAnswer(text, faults);
     if (!faults.silent) tell(Event::Answered, text);

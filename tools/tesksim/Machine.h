@@ -94,7 +94,7 @@ class Machine {
     bool obeyOrders(Session& session);
     void dropOrders();
     void updateListener();
-    Faults takeFaults();
+    Faults takeFaults(int id);
     bool isStopping() const;
     bool isOnTcp() const { return options_.tty.empty() && options_.ptyLink.empty(); }
     void tell(Event event, const std::string& bytes = {}) const;

@@ -84,6 +84,15 @@ TEST_F(MachineTest, LiesAboutTheLengthAndAddsGarbage) {
     EXPECT_EQ(wanted, peer_.readExactly(wanted.size()));
 }
 
+TEST_F(MachineTest, FaultsMayConcernOneMessageOnly) {
+    machine_.setFaults({.onlyFor = 114, .silent = true}, 1);
+    peer_.sendAll("113~0008");
+    EXPECT_EQ(kMeters, peer_.readExactly(kMeters.size()));
+    peer_.sendAll("114~0008");
+    ASSERT_TRUE(machine_.journal().waitForRequest(114));
+    EXPECT_FALSE(peer_.readableWithin(20ms));
+}
+
 TEST_F(MachineTest, RepeatsAnAnswerUnlessItIsAskedBefore) {
     machine_.setFaults({.repeatAfter = 50ms}, 1);
     peer_.sendAll("113~0008");
