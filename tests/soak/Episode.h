@@ -20,6 +20,18 @@ class Episode {
     // Whether it was so at any moment since then.
     bool wasSince(Clock::time_point since) const { return begun_ > 0 || ended_.load() >= since; }
 
+    // One from its making to its end.
+    class Guard {
+      public:
+        explicit Guard(Episode& episode) : episode_(episode) { episode_.begin(); }
+        ~Guard() { episode_.end(); }
+        Guard(const Guard&) = delete;
+        Guard& operator=(const Guard&) = delete;
+
+      private:
+        Episode& episode_;
+    };
+
   private:
     std::atomic<int> begun_ = 0;
     std::atomic<Clock::time_point> ended_{};
@@ -27,9 +39,9 @@ class Episode {
 
 // What may be the reason for what looks like a fault of the daemon's.
 struct Excuses {
-    Episode damage;    // what comes from a machine may be nobody's answer
     Episode crowd;     // hosts hold all the connections that there are
     Episode failures;  // the daemon's own calls of the system fail
+    Episode bodies;    // large bodies take the room that all hosts share
 };
 
 }  // namespace teskd::soak

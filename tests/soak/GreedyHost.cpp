@@ -20,8 +20,8 @@ constexpr int kMegabyte = 1024 * 1024;
 constexpr int kLargestBody = 15 * kMegabyte;
 constexpr milliseconds kSlice{100};
 constexpr milliseconds kRest{50};
-// So many requests need no room that is not every connection's own.
-constexpr int kMostInShort = 300;
+// So many requests one connection may have open, and more.
+constexpr int kMostInShort = 600;
 constexpr milliseconds kPatience{8000};
 
 // The daemon has ended the connection.
@@ -45,7 +45,7 @@ void GreedyHost::run() {
             continue;
         }
         idle_ = false;
-        around_.stage.stay(Stage::Act::Trouble, random_.milliseconds(500, 5000));
+        around_.stage.stay(Stage::Act::Trouble, random_.milliseconds(300, 3000));
         try {
             if (around_.stage.isTrouble()) once();
         } catch (const Violation& e) {
@@ -58,7 +58,7 @@ void GreedyHost::run() {
 }
 
 void GreedyHost::once() {
-    switch (random_.weighted({0, 20, 40, 10})) {
+    switch (random_.weighted({30, 20, 40, 10})) {
         case 0:
             return beginBodies();
         case 1:
@@ -97,6 +97,7 @@ std::string GreedyHost::unfinished() {
 
 void GreedyHost::beginBodies() {
     around_.summary.count("greed", "unfinished bodies");
+    const Episode::Guard full(around_.park.excuses().bodies);
     const int count = random_.between(1, 4);
     std::vector<HostLine> lines;
     std::vector<std::string> bodies;
@@ -116,6 +117,7 @@ void GreedyHost::beginBodies() {
 // Once the daemon has taken it, the answer is due.
 void GreedyHost::sendLargeRequest() {
     around_.summary.count("greed", "large requests");
+    const Episode::Guard full(around_.park.excuses().bodies);
     const auto begun = Clock::now();
     Request request = maker_.version();
     request.frame.body.assign(static_cast<std::size_t>(random_.between(kMegabyte, 4 * kMegabyte)),
@@ -143,14 +145,16 @@ void GreedyHost::askLargeRequest(HostLine& line, const Request& request) {
     }
 }
 
-// One machine is asked far more than it answers in that time, and then the host goes.
+// One machine, or all, are asked far more than they answer in that time, and then the host goes.
 void GreedyHost::askVeryMuch() {
     constexpr std::uint8_t kTypes[] = {2, 3, 4, 6};
-    const std::string codeId = random_.pick(around_.park.codeIds());
+    const bool one = random_.chance(50);
+    const std::string only = random_.pick(around_.park.codeIds());
     std::string bytes;
     const std::uint32_t first = maker_.lastRequest() + 1;
     const int count = random_.between(100, 900);
     for (int i = 0; i < count; ++i) {
+        const std::string& codeId = one ? only : random_.pick(around_.park.codeIds());
         bytes += maker_.toMachine(random_.pick(kTypes), codeId).frame.encode();
     }
     HostLine line = connect();
@@ -180,7 +184,8 @@ void GreedyHost::checkThatOthersGoOn(HostLine& line) {
         }
         if (line.isEnded()) throw Ended();
     }
-    const bool excused = around_.park.excuses().failures.wasSince(begun);
+    const Excuses& excuses = around_.park.excuses();
+    const bool excused = excuses.failures.wasSince(begun) || excuses.bodies.wasSince(begun);
     if (!around_.stage.isTrouble() || excused) return;
     throw Violation("requests to a machine that does not answer hold up the next one");
 }

@@ -12,6 +12,9 @@ constexpr std::string_view kNoSeparator = "abcXYZ.:-=\xFF\xFA\xF0\x01 ";
 constexpr int kBeyondTimeout = 10500;
 constexpr std::chrono::milliseconds kDisconnection{500};
 constexpr std::chrono::milliseconds kLook{100};
+constexpr int kLooks = 80;
+// Of requests that time out after ten seconds, and that many ask.
+constexpr int kCommonId = 113;
 
 }  // namespace
 
@@ -38,8 +41,8 @@ const std::vector<MachineTrouble::Kind>& MachineTrouble::kinds() {
         {"bytes around answers", 6, &MachineTrouble::bytesAround},
         {"damaged messages", 5, &MachineTrouble::damage},
         {"restarted", 5, &MachineTrouble::restart},
-        {"one answer too late", 9, &MachineTrouble::lateAnswer},
-        {"a pause before one answer", 8, &MachineTrouble::pause},
+        {"one answer too late", 16, &MachineTrouble::lateAnswer},
+        {"a pause before one answer", 14, &MachineTrouble::pause},
         {"answers sent twice", 10, &MachineTrouble::repetition},
         {"the next machine's code", 6, &MachineTrouble::borrowedCode},
     };
@@ -152,21 +155,22 @@ void MachineTrouble::swapCodes() {
 // answered right behind it. Only one is late: of two in a row, the daemon cannot tell the second
 // from the answer to a third request.
 void MachineTrouble::lateAnswer() {
-    delayOne(random_.milliseconds(kBeyondTimeout, kBeyondTimeout + 1500));
+    delayOne({.onlyFor = kCommonId,
+              .delay = random_.milliseconds(kBeyondTimeout, kBeyondTimeout + 1500)});
 }
 
 // As long as no request times out. What is asked meanwhile waits.
 void MachineTrouble::pause() {
-    delayOne(random_.milliseconds(3000, 8000));
+    delayOne({.delay = random_.milliseconds(3000, 8000)});
 }
 
-void MachineTrouble::delayOne(std::chrono::milliseconds time) {
-    const std::size_t before = line().journal().requestCount();
-    line().setFaults({.delay = time}, 1);
-    while (stage_.isTrouble() && line().journal().requestCount() == before) {
+void MachineTrouble::delayOne(const tesksim::Faults& faults) {
+    line().setFaults(faults, 1);
+    const auto isTaken = [this] { return line().faults().delay.count() == 0; };
+    for (int i = 0; i < kLooks && stage_.isTrouble() && !isTaken(); ++i) {
         stage_.stay(Stage::Act::Trouble, kLook);
     }
-    stage_.stay(Stage::Act::Trouble, time + kLook);
+    if (isTaken()) stage_.stay(Stage::Act::Trouble, faults.delay + kLook);
     line().clearFaults();
 }
 
@@ -193,10 +197,10 @@ void MachineTrouble::bytesAround() {
     } else {
         faults.garbageAfter = junk;
     }
-    park_.excuses().damage.begin();
+    park_.machine(index_).damage().begin();
     last(faults, 100, 1000);
     hangUp();
-    park_.excuses().damage.end();
+    park_.machine(index_).damage().end();
 }
 
 // What the daemon makes of such messages may look like anybody's answer until the line is cut.
@@ -208,11 +212,11 @@ void MachineTrouble::damage() {
     if (manner == 3) faults.garbageBefore = random_.bytes(20) + "~" + random_.bytes(20);
     if (manner == 4) faults.garbageAfter = random_.bytes(40) + "~0010~" + random_.bytes(5);
     if (random_.chance(30)) faults.dribble = random_.milliseconds(1, 2);
-    park_.excuses().damage.begin();
+    park_.machine(index_).damage().begin();
     if (random_.chance(30)) line().inject(random_.bytes(30));
     last(faults, 500, 2500);
     hangUp();
-    park_.excuses().damage.end();
+    park_.machine(index_).damage().end();
 }
 
 void MachineTrouble::restart() {

@@ -61,7 +61,7 @@ class MachineTrouble {
     // Lets the faults last, then ends them.
     void last(const tesksim::Faults& faults, int shortest, int longest);
     // The next answer comes so late; those behind it wait. Returns when it has come.
-    void delayOne(std::chrono::milliseconds time);
+    void delayOne(const tesksim::Faults& faults);
     void hangUp();
     tesksim::Machine& line() { return park_.machine(index_).line(); }
 

@@ -242,7 +242,7 @@ void Oracle::checkContent(Dialogue& dialogue, const test::Frame& frame) {
     const std::string problem = problemOf(dialogue, frame);
     if (problem.empty()) {
         summary_.count("machine answers", "traced to the machine and request");
-    } else if (park_.excuses().damage.wasSince(dialogue.request.sent)) {
+    } else if (mayBeDamaged(dialogue)) {
         summary_.count("machine answers", "of damaged messages");
     } else if (park_.given().mayBeMistaken(dialogue.answer)) {
         summary_.count("machine answers", "crossed by a second one");
@@ -251,14 +251,24 @@ void Oracle::checkContent(Dialogue& dialogue, const test::Frame& frame) {
     }
 }
 
+// Of the machine that the answer comes from, or of any when that is unknown.
+bool Oracle::mayBeDamaged(const Dialogue& dialogue) const {
+    const auto given = park_.given().find(dialogue.answer);
+    for (std::size_t index = 0; index < Park::kMachines; ++index) {
+        if (given && given->machine != index) continue;
+        if (park_.machine(index).damage().wasSince(dialogue.request.sent)) return true;
+    }
+    return false;
+}
+
 std::string Oracle::problemOf(Dialogue& dialogue, const test::Frame& frame) const {
     const Request& request = dialogue.request;
     const auto number = answerNumber(frame.type, frame.body);
+    const std::uint32_t before = std::exchange(dialogue.answer, number.value_or(0));
     if (!number) return "the answer shows no number of a machine's answer";
     const auto given = park_.given().find(*number);
     if (!given) return "no machine gave the answer " + std::to_string(*number);
-    dialogue.page = *number == dialogue.answer ? dialogue.page + 1 : 0;
-    dialogue.answer = *number;
+    dialogue.page = *number == before ? dialogue.page + 1 : 0;
     std::string problem = problemOf(request, *given);
     if (problem.empty() && !request.question().empty() &&
         !showsQuestion(frame.type, frame.body, request.question(), dialogue.page)) {

@@ -61,6 +61,8 @@ class Oracle {
     bool mayHaveFailed(const Request& request) const;
     void checkMachineList(const test::Frame& frame) const;
     void checkContent(Dialogue& dialogue, const test::Frame& frame);
+    // Whether the daemon may have read the answer askew.
+    bool mayBeDamaged(const Dialogue& dialogue) const;
     // What is wrong with the contents; empty when they are right.
     std::string problemOf(Dialogue& dialogue, const test::Frame& frame) const;
     std::string problemOf(const Request& request, const GivenAnswer& given) const;

@@ -18,7 +18,8 @@ constexpr std::size_t kReservedSize = 20;
 constexpr int kMessageIds[] = {0x71, 0x73, 0x77, 0x75};  // of types 1 to 4
 constexpr int kAcknowledgement = 150;
 constexpr int kFirstFreeId = 300;
-constexpr std::uint32_t kFreeIds = 600;
+// IDs are codes of commands, so most requests share a few with those of types 1 and 5.
+constexpr int kFreeIds = 600;
 
 bool canAskEvery(std::uint8_t type) {
     return type == 1 || type == 4 || type == 5;
@@ -43,7 +44,7 @@ Request RequestMaker::any() {
     if (draw <= 12) return daemon(7);
     if (draw <= 22) return daemon(8);
     if (draw <= 36) return aams();
-    constexpr std::uint8_t kTypes[] = {1, 1, 2, 3, 4, 4, 5, 5, 6};
+    constexpr std::uint8_t kTypes[] = {1, 1, 2, 3, 4, 4, 5, 5, 6, 6, 6};
     const std::uint8_t type = random_.pick(kTypes);
     if (draw <= 39 && type != 4) return tooShort(type);
     if (draw <= 43) return toMachine(type, kUnknownMachine);
@@ -129,7 +130,9 @@ Request RequestMaker::toMachine(std::uint8_t type, const std::string& codeId) {
             body = selector + name + static_cast<char>(request.askedId);
             break;
         default: {
-            request.askedId = kFirstFreeId + static_cast<int>((host_ * 37 + request_) % kFreeIds);
+            constexpr int kCommonIds[] = {113, 113, 113, 118};
+            request.askedId = random_.chance(70) ? random_.pick(kCommonIds)
+                                                 : kFirstFreeId + random_.between(0, kFreeIds);
             request.payload = token();
             if (random_.chance(8)) request.payload += kLongAnswerMark;
             setMessage(request, request.payload);

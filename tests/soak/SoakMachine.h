@@ -13,6 +13,7 @@
 #include <string>
 
 #include "soak/Departures.h"
+#include "soak/Episode.h"
 #include "soak/GivenAnswers.h"
 #include "soak/Random.h"
 #include "soak/ShownNames.h"
@@ -32,6 +33,10 @@ class SoakMachine {
     std::uint16_t port() const { return machine_.port(); }
     // The simulated machine, for its faults.
     tesksim::Machine& line() { return machine_; }
+
+    // While it lasts, what comes from the machine may be nobody's answer.
+    Episode& damage() { return damage_; }
+    const Episode& damage() const { return damage_; }
 
     std::string codeId() const;
     void setCodeId(std::string codeId);
@@ -57,6 +62,7 @@ class SoakMachine {
     GivenAnswers& given_;
     Departures& departures_;
     ShownNames names_;
+    Episode damage_;
     // The machine's thread alone.
     Random random_;
     std::uint32_t last_ = 0;      // number of the last answer
