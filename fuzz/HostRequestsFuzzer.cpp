@@ -21,6 +21,7 @@
 #include "dorn/Dorn.h"
 #include "dorn/DornPacket.h"
 #include "dorn/FrameReader.h"
+#include "dorn/HostMemory.h"
 #include "fuzz/Fuzzer.h"
 #include "fuzz/ParkedMachines.h"
 #include "fuzz/Pieces.h"
@@ -58,8 +59,9 @@ struct World {
     Aams engine{parks[0]->controller(), notifier, timer};
     StopEvent stop;
     ConnectionCount connections;
+    HostMemory memory;
     Dorn connection{Socket(AF_INET, SOCK_STREAM, 0),
-                    {parks[0]->controller(), engine, stop, connections}};
+                    {parks[0]->controller(), engine, stop, connections, memory}};
 };
 
 World& world() {
