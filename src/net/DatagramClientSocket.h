@@ -8,7 +8,6 @@ namespace teskd {
 // Threads and errors: as ClientSocket.
 class DatagramClientSocket : public ClientSocket {
   public:
-    explicit DatagramClientSocket(int domain) : ClientSocket(domain, SOCK_DGRAM, 0) {}
     DatagramClientSocket(const std::string& address, int domain)
         : ClientSocket(address, domain, SOCK_DGRAM, 0) {}
     DatagramClientSocket(const DatagramClientSocket&) = default;

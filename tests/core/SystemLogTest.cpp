@@ -149,6 +149,26 @@ TEST_F(SystemLogTest, AFullLogIsWaitedForOnlyOnce) {
     EXPECT_THAT(receive(socket), HasSubstr("]: after"));
 }
 
+// The line that is waited for is the one that is lost.
+TEST_F(SystemLogTest, ASingleLostLineIsToldBeforeTheNext) {
+    const UniqueFd socket = unreadSocket(path_, SOCK_DGRAM);
+    log_.open("gateway", false);
+    std::size_t written = 0;
+    std::size_t kept = 0;
+    while (written == kept) {  // else a busy machine was slow, and nothing is lost
+        auto start = Clock::now();
+        for (; Clock::now() - start < SystemLog::PATIENCE; ++written) {
+            start = Clock::now();
+            log_.write(kWarning, "line");
+        }
+        while (!receive(socket).empty()) ++kept;
+    }
+    ASSERT_EQ(kept + 1, written);
+    log_.write(kWarning, "after");
+    EXPECT_THAT(receive(socket), HasSubstr("1 lines were lost"));
+    EXPECT_THAT(receive(socket), HasSubstr("]: after"));
+}
+
 TEST_F(SystemLogTest, ASlowLogLosesNothing) {
     LogSocket socket(path_);
     log_.open("gateway", false);

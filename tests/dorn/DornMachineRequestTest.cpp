@@ -9,6 +9,11 @@
 #include "HostLink.h"
 #include "core/Exception.h"
 #include "dorn/DornMachineRequest.h"
+#include "dorn/DornPacketType1.h"
+#include "dorn/DornPacketType2.h"
+#include "dorn/DornPacketType3.h"
+#include "dorn/DornPacketType4.h"
+#include "dorn/DornPacketType5.h"
 #include "packet/PacketHandle.h"
 #include "support/Bytes.h"
 #include "support/Deadline.h"
@@ -28,6 +33,23 @@ const std::string kEveryMachine = bytes("00");
 // Target count and sequence number of an answer of type 1 or 5.
 std::string counts(const Frame& frame) {
     return frame.body.size() < 10 ? "" : frame.body.substr(8, 2);
+}
+
+// How long a request of this type waits for its machine, in milliseconds.
+template <class Type>
+std::uint32_t timeoutOf() {
+    struct Opened : Type {
+        std::uint32_t timeout() const { return this->decode(std::string(64, '\0')).timeout; }
+    };
+    return PacketHandle<Opened>(new Opened)->timeout();
+}
+
+TEST(DornMachineRequestTest, AMachineHasFiveMinutesForAListAndTenSecondsForTheRest) {
+    EXPECT_EQ(10'000U, timeoutOf<DornPacketType1>());
+    EXPECT_EQ(300'000U, timeoutOf<DornPacketType2>());
+    EXPECT_EQ(300'000U, timeoutOf<DornPacketType3>());
+    EXPECT_EQ(300'000U, timeoutOf<DornPacketType4>());
+    EXPECT_EQ(10'000U, timeoutOf<DornPacketType5>());
 }
 
 TEST(DornMachineRequestTest, ThreeMachinesAnswerInThreeNumberedFrames) {

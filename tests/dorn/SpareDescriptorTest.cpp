@@ -86,6 +86,14 @@ TEST_F(SpareDescriptorTest, OneThatCouldNotBeHadIsAcquiredAtTheNextOccasion) {
     EXPECT_TRUE(spare.isHeld());
 }
 
+TEST_F(SpareDescriptorTest, TellsThatItIsHeldNowOrWasAlready) {
+    std::optional<DescriptorLimit> none(std::in_place, static_cast<rlim_t>(nextDescriptor()));
+    SpareDescriptor spare;
+    none.reset();
+    EXPECT_TRUE(spare.acquire());
+    EXPECT_TRUE(spare.acquire());
+}
+
 TEST_F(SpareDescriptorTest, ASocketThatDoesNotListenTurnsNobodyAway) {
     SpareDescriptor spare;
     EXPECT_FALSE(spare.turnAway(-1));
