@@ -449,7 +449,7 @@ TEST(DornTest, ARequestThatWaitsForAMachineHoldsItsRoom) {
     HostLink link(1);
     link.machine(1).setFaults({.silent = true});
     link.host().request(6, "ZA000000001" + std::string(4, '\0') + std::string(16'000'000, 'x'));
-    ASSERT_TRUE(link.machine(1).journal().waitForData(std::string(1000, 'x')));
+    ASSERT_TRUE(link.machine(1).journal().waitForData(std::string(1000, 'x'), 60s));
     const auto other = link.connect();
     other->request(7, std::string(1'000'000, 'x'), 0, 2);
     EXPECT_FALSE(other->readFrameWithin(300ms));
