@@ -147,9 +147,11 @@ TEST_F(HostFault, UnfinishedBodiesOfTheLargestKindAreBoundedTogether) {
     expectService();
     const std::size_t after = gateway_.daemon().residentKilobytes();
     std::cout << "12 unfinished bodies of 16 MiB: " << (after - before) / 1024 << " MiB\n";
+#ifndef TESKD_SANITIZED  // a sanitizer's own memory is a multiple of it
     if (memoryShows()) {
         EXPECT_LE(after, before + 20 * 1024);
     }
+#endif
 }
 
 TEST_F(HostFault, OneThatClosesInsideAHeaderOrABodyIsLogged) {
@@ -303,7 +305,7 @@ TEST_F(HostWithMachine, OneThatStopsReadingDoesNotHoldTheMachineForOthers) {
     std::uint32_t sent = 0;
     for (; sent < 250; ++sent) lazy.request(6, body, 0, sent);
 
-    ASSERT_TRUE(machine().journal().waitForAcknowledgements(100, 20s));
+    ASSERT_TRUE(machine().journal().waitForAcknowledgements(100, 60s));
     HostClient host = gateway_.host();
     host.request(1, named("\1", "ZA000000001"));
     EXPECT_EQ(0x81, host.readFrame(30s).kind);
