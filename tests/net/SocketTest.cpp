@@ -257,6 +257,15 @@ TEST(Socket, ThePendingErrorIsTakenOnce) {
     EXPECT_EQ(0, pair.client.takePendingError());
 }
 
+TEST(Socket, AClosedSocketTellsNothingOfItsConnection) {
+    Socket socket = tcpSocket();
+    socket.close();
+    EXPECT_EQ(kPrefix + "unsigned int Socket::unacknowledged() constBad file descriptor",
+              messageOf<SocketException>([&] { (void)socket.unacknowledged(); }));
+    EXPECT_EQ(kPrefix + "void Socket::getsockopt(int, int&)Bad file descriptor",
+              messageOf<SocketException>([&] { socket.takePendingError(); }));
+}
+
 TEST(Socket, AnAdoptedDescriptorReplacesTheOldOne) {
     ClientAndPeer pair;
     TcpPair other;
