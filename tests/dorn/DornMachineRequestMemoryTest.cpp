@@ -106,7 +106,6 @@ void attempt(Attempt& outcome, std::size_t number, Lasting lasting) {
     const PacketHandle<TeskPacket> answer(new TeskPacket);
     answer->set_body(threePages());
     request->addListener(&outcome.first);
-    Packet::get(request.pointer());  // that the first message holds
     {
         const FailingNew fail(number, lasting);
         request->packetCompleted(answer.pointer());
@@ -114,7 +113,6 @@ void attempt(Attempt& outcome, std::size_t number, Lasting lasting) {
     }
     request->removeListener(&outcome.first);
     request->addListener(&outcome.second);
-    Packet::get(request.pointer());  // that the second one holds
     request->packetCompleted(answer.pointer());
 }
 
@@ -162,7 +160,6 @@ TEST(DornMachineRequestMemoryTest, AnAnswerWithoutMemoryForItsFrameKeepsItsKind)
         request->notifyError(Exception("broken"));
     }
     request->addListener(&taker);
-    Packet::get(request.pointer());
     request->packetCompleted(answer.pointer());
     ByteSink timedOut;
     request->write(timedOut);
