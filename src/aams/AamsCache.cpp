@@ -1,6 +1,7 @@
 #include "aams/AamsCache.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 #include "core/Exception.h"
@@ -10,8 +11,9 @@ namespace teskd {
 
 namespace {
 
-// What the allocator takes for itself with each piece.
-constexpr std::size_t OVERHEAD = 2 * sizeof(void*);
+// What the allocator takes for itself with each piece, its rounding included: on a 32-bit machine
+// its alignment may be four pointers.
+constexpr std::size_t OVERHEAD = alignof(std::max_align_t);
 constexpr std::size_t LIST_NODE = 2 * sizeof(void*) + OVERHEAD;  // beside its element
 constexpr std::size_t MAP_NODE = 4 * sizeof(void*) + OVERHEAD;
 
