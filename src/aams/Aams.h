@@ -2,7 +2,11 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
 
 #include "aams/AamsCache.h"
 #include "aams/ExternalParameters.h"
@@ -46,7 +50,12 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void packetFailed(Packet*) override {}
     void packetError(Packet*, const Exception&) override {}
 
-    // Polls every machine for its counters and reports the outcome of each pass.
+    // Polls the machines for their counters and reports the outcome of each pass but the first.
+    //
+    // A machine whose last poll has no outcome yet, because it waits behind the requests of hosts,
+    // is left out of a pass: its polls would pile up. A pass that is reported is reported once,
+    // when its last poll has ended, whether or not later ones have begun; one that polled nobody is
+    // not reported.
     //
     // Threads: run on the timer's, the callbacks on the masters'. Locks: passLock_, innermost.
     class AamsTimerTask : public TimerTask, public PacketEventListener {
@@ -54,24 +63,38 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         explicit AamsTimerTask(Aams& owner);
 
         void run() override;
+        // For the polls of this task only.
         void packetCompleted(Packet* packet) override;
         void packetFailed(Packet* packet) override;
         void packetError(Packet* packet, const Exception& e) override;
 
       private:
+        // A pass that will be reported.
+        struct Pass {
+            std::size_t open = 1;  // polls without an outcome, and one while polls are being sent
+            bool asked = false;    // a machine was polled, or would have been if there were memory
+            bool answered = false;
+        };
+
         void start_pass();
-        void begin_pass(std::size_t machines);
-        void poll_or_count(TeskMaster& machine, bool listens);
+        void begin_report(std::uint32_t pass);
+        void poll_or_count(TeskMaster& machine, std::uint32_t pass);
+        // False, and the machine is left out of the pass, when its last poll is open.
+        bool open_poll(TeskMaster& machine, std::uint32_t pass);
         // Throws when nobody will complete the question.
-        void poll(TeskMaster& machine, bool listens);
-        void count_answer(bool answered);
-        void finish_pass(bool nobody);
+        void poll(TeskMaster& machine, std::uint32_t pass);
+        void end_poll(Packet& packet, bool answered);
+        void end_poll(const TeskMaster& machine, std::uint32_t pass, bool answered);
+        void end_part(std::uint32_t pass, bool answered);
+        // The pass, taken out, when that was its last part.
+        std::optional<Pass> take_ended(std::uint32_t pass, bool answered);
+        void report_pass(bool answered);
 
         Aams& owner_;
         std::atomic<std::uint32_t> passCount_{0};
         Synchronized passLock_;
-        std::int32_t pending_ TESKD_GUARDED_BY(passLock_) = 0;  // answers awaited
-        bool noAnswer_ TESKD_GUARDED_BY(passLock_) = true;      // nobody answered yet
+        std::map<std::uint32_t, Pass> passes_ TESKD_GUARDED_BY(passLock_);  // by their numbers
+        std::set<const TeskMaster*> open_ TESKD_GUARDED_BY(passLock_);      // whose poll is open
     };
 
     // Asks for the date and time at a fixed period. Threads: run on the timer's.

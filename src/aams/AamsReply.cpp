@@ -87,8 +87,8 @@ std::string date_not_set() {
     return failure("FF");
 }
 
-std::string nobody_answered(bool first_pass) {
-    return success() + field(first_pass ? "3" : "4");
+std::string nobody_answered() {
+    return success() + field("4");
 }
 
 std::string failed_check(const std::string& context, const std::string& error,

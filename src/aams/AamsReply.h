@@ -47,8 +47,8 @@ std::string external_parameters(const ExternalParameters& parameters);
 // 507: the clock could not be set.
 std::string date_not_set();
 
-// Notification 4: no machine answered in a polling pass.
-std::string nobody_answered(bool first_pass);
+// Notification 4: no machine answered in a polling pass, which was not the first.
+std::string nobody_answered();
 // Notification 5: a failed check of a reading.
 std::string failed_check(const std::string& context, const std::string& error,
                          const std::string& message);

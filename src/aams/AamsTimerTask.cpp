@@ -16,11 +16,23 @@ constexpr int COUNTER_POLL_ID = 113;
 constexpr std::uint32_t POLL_TIMEOUT = 10000;  // milliseconds
 
 // What a reading was asked for; shown in reports.
-constexpr std::uint32_t CONTEXT_FIRST = 3;
 constexpr std::uint32_t CONTEXT_PASS = 4;
 
 constexpr char STATE_FIRST_PASS = '3';
 constexpr char STATE_LATER_PASS = '4';
+
+// A question for a machine's counters that knows the pass to which it belongs.
+class Poll : public TeskPacket {
+  public:
+    Poll(const TeskMaster& machine, std::uint32_t pass) : machine_(machine), pass_(pass) {}
+
+    const TeskMaster& machine() const { return machine_; }
+    std::uint32_t pass() const { return pass_; }
+
+  private:
+    const TeskMaster& machine_;
+    const std::uint32_t pass_;
+};
 
 }  // namespace
 
@@ -31,74 +43,106 @@ void Aams::AamsTimerTask::run() {
 }
 
 void Aams::AamsTimerTask::start_pass() {
-    ++passCount_;
-    owner_.state_ = passCount_ > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
+    const std::uint32_t pass = ++passCount_;
+    owner_.state_ = pass > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
     const ExternalParameters parameters = owner_.parameters();
     setPeriod(parameters.period_ms());
     // Not their names: one that moves during the pass would make one machine polled twice and
     // another not at all.
     const std::list<TeskMaster*> machines = owner_.controller_.get_machines();
-    begin_pass(machines.size());
-    const bool listens = passCount_ > 1 && parameters.invio_app_collegati;
-    for (TeskMaster* const machine : machines) poll_or_count(*machine, listens);
+    if (pass > 1 && parameters.invio_app_collegati) begin_report(pass);
+    for (TeskMaster* const machine : machines) poll_or_count(*machine, pass);
+    end_part(pass, false);
 }
 
-void Aams::AamsTimerTask::begin_pass(std::size_t machines) {
+void Aams::AamsTimerTask::begin_report(std::uint32_t pass) {
     const SynchronizedLock lock(passLock_);
-    pending_ = static_cast<std::int32_t>(machines);
-    noAnswer_ = true;
+    passes_[pass] = Pass();
 }
 
 // What fails here is memory; nobody hears of that poll otherwise.
-void Aams::AamsTimerTask::poll_or_count(TeskMaster& machine, bool listens) {
-    const bool polled = attempt("A machine was not polled", [&] { poll(machine, listens); });
-    if (!polled && listens) count_answer(false);
+void Aams::AamsTimerTask::poll_or_count(TeskMaster& machine, std::uint32_t pass) {
+    bool opened = false;
+    const bool done = attempt("A machine was not polled", [&] {
+        opened = open_poll(machine, pass);
+        if (opened) return poll(machine, pass);
+        Log::write(Log::INFO, "The last automatique request for slot machine '%s' is still open",
+                   machine.get_identity().c_str());
+    });
+    if (!done && opened) end_poll(machine, pass, false);
 }
 
-void Aams::AamsTimerTask::poll(TeskMaster& machine, bool listens) {
+bool Aams::AamsTimerTask::open_poll(TeskMaster& machine, std::uint32_t pass) {
+    const SynchronizedLock lock(passLock_);
+    if (open_.count(&machine) > 0) return false;
+    const auto reported = passes_.find(pass);
+    if (reported != passes_.end()) reported->second.asked = true;
+    open_.insert(&machine);
+    if (reported != passes_.end()) ++reported->second.open;
+    return true;
+}
+
+void Aams::AamsTimerTask::poll(TeskMaster& machine, std::uint32_t pass) {
     Log::write(Log::INFO, "Generating automatique request for slot machine: '%s'",
                machine.get_identity().c_str());
-    const PacketHandle<TeskPacket> question(new TeskPacket);
+    const PacketHandle<Poll> question(new Poll(machine, pass));
     question->set_id(COUNTER_POLL_ID);
     question->setAnswerTimeout(POLL_TIMEOUT);
-    question->set_context(passCount_ != 0 ? CONTEXT_PASS : CONTEXT_FIRST);
+    question->set_context(CONTEXT_PASS);
     question->addListener(&owner_);
-    if (listens) question->addListener(this);
+    question->addListener(this);
     TeskController::send(machine, question.pointer());
 }
 
 void Aams::AamsTimerTask::packetCompleted(Packet* packet) {
-    const PacketHandle<Packet> hold(packet);
-    count_answer(true);
+    end_poll(*packet, true);
 }
 
 void Aams::AamsTimerTask::packetFailed(Packet* packet) {
-    const PacketHandle<Packet> hold(packet);
-    count_answer(false);
+    end_poll(*packet, false);
 }
 
 void Aams::AamsTimerTask::packetError(Packet* packet, const Exception&) {
-    const PacketHandle<Packet> hold(packet);
-    count_answer(false);
+    end_poll(*packet, false);
 }
 
-void Aams::AamsTimerTask::count_answer(bool answered) {
-    bool nobody = false;
+void Aams::AamsTimerTask::end_poll(Packet& packet, bool answered) {
+    const auto& poll = dynamic_cast<const Poll&>(packet);
+    end_poll(poll.machine(), poll.pass(), answered);
+}
+
+void Aams::AamsTimerTask::end_poll(const TeskMaster& machine, std::uint32_t pass, bool answered) {
     {
         const SynchronizedLock lock(passLock_);
-        if (answered) noAnswer_ = false;
-        if (--pending_ >= 1) return;
-        nobody = noAnswer_;
+        open_.erase(&machine);
     }
-    attempt("A polling pass was not reported", [this, nobody] { finish_pass(nobody); });
+    end_part(pass, answered);
 }
 
-void Aams::AamsTimerTask::finish_pass(bool nobody) {
+void Aams::AamsTimerTask::end_part(std::uint32_t pass, bool answered) {
+    const std::optional<Pass> ended = take_ended(pass, answered);
+    if (!ended || !ended->asked) return;
+    attempt("A polling pass was not reported", [&] { report_pass(ended->answered); });
+}
+
+std::optional<Aams::AamsTimerTask::Pass> Aams::AamsTimerTask::take_ended(std::uint32_t pass,
+                                                                         bool answered) {
+    const SynchronizedLock lock(passLock_);
+    const auto found = passes_.find(pass);
+    if (found == passes_.end()) return std::nullopt;
+    found->second.answered |= answered;
+    if (--found->second.open > 0) return std::nullopt;
+    const Pass ended = found->second;
+    passes_.erase(found);
+    return ended;
+}
+
+void Aams::AamsTimerTask::report_pass(bool answered) {
     const PacketHandle<AamsPacketU4> report(new AamsPacketU4);
-    if (!nobody) {
+    if (answered) {
         owner_.handle_connected_list(*report);
     } else if (owner_.parameters().invio_no_app_collegati) {
-        report->set_body(aamsreply::nobody_answered(passCount_ == 1));
+        report->set_body(aamsreply::nobody_answered());
     } else {
         return;
     }

@@ -123,8 +123,7 @@ TEST_F(AamsReply, ADateThatCouldNotBeSet) {
 }
 
 TEST_F(AamsReply, APassThatNobodyAnswered) {
-    EXPECT_EQ("-001122AABBCC-00-3", aamsreply::nobody_answered(true));
-    EXPECT_EQ("-001122AABBCC-00-4", aamsreply::nobody_answered(false));
+    EXPECT_EQ("-001122AABBCC-00-4", aamsreply::nobody_answered());
 }
 
 TEST_F(AamsReply, AFailedCheckNamesContextErrorAndMessage) {

@@ -1,11 +1,14 @@
 // The polling passes and the question for the date.
 
 #include <gtest/gtest.h>
+#include <list>
+#include <utility>
 
 #include "Engine.h"
 #include "support_src/FailingNew.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/MachinePark.h"
+#include "tesk/Request.h"
 
 namespace teskd::test {
 namespace {
@@ -16,18 +19,42 @@ LogEntry polled(const std::string& name) {
     return {182, "Generating automatique request for slot machine: '" + name + "'"};
 }
 
-// A pass over machines whose answers the test gives itself: the link is shut down, so no poll is
-// under way when run() returns.
+// Keeps each poll, which a link that is shut down refuses on the spot, until the test gives it an
+// outcome of its own.
+class KeepsPolls : public Aams::AamsTimerTask {
+  public:
+    using AamsTimerTask::AamsTimerTask;
+
+    void packetError(Packet* poll, const Exception&) override { polls_.emplace_back(poll); }
+    // The polls kept, which have no outcome yet, in their order.
+    std::size_t open() const { return polls_.size(); }
+    void answered() { AamsTimerTask::packetCompleted(take().pointer()); }
+    void timedOut() { AamsTimerTask::packetFailed(take().pointer()); }
+    void failed() { AamsTimerTask::packetError(take().pointer(), Exception("why")); }
+
+  private:
+    PacketHandle<Packet> take() {
+        PacketHandle<Packet> first = std::move(polls_.front());
+        polls_.pop_front();
+        return first;
+    }
+
+    std::list<PacketHandle<Packet>> polls_;
+};
+
+// A pass whose outcomes the test gives itself: the link is shut down, so nobody else does.
 class AamsPass : public testing::Test {
   protected:
     AamsPass() { engine.controller.shut_down(); }
     ~AamsPass() noexcept override {}
 
-    // The first pass, in which the task does not listen: the answers awaited stay awaited.
-    void beginFirstPass() { task.run(); }
-    void answered() { task.packetCompleted(poll_.pointer()); }
-    void timedOut() { task.packetFailed(poll_.pointer()); }
-    void failed() { task.packetError(poll_.pointer(), Exception("why")); }
+    // The second pass, of which three polls are open.
+    void beginReportedPass() {
+        kept.run();
+        while (kept.open() > 0) kept.timedOut();
+        kept.run();
+        ASSERT_EQ(3U, kept.open());
+    }
     std::size_t reports() const { return engine.board.bodies(4).size(); }
     std::string report() const {
         const std::vector<std::string> bodies = engine.board.bodies(4);
@@ -36,9 +63,7 @@ class AamsPass : public testing::Test {
 
     Engine engine{3};
     Aams::AamsTimerTask task{engine.aams};
-
-  private:
-    PacketHandle<Packet> poll_{new Packet};
+    KeepsPolls kept{engine.aams};
 };
 
 TEST_F(AamsPass, PollsEveryMachineAndLogsIt) {
@@ -60,7 +85,7 @@ TEST_F(AamsPass, PollsEveryMachineOnceWhenANameMovesMeanwhile) {
         explicit MovesAName(Engine& engine) : AamsTimerTask(engine.aams), engine_(engine) {}
         void packetError(Packet* packet, const Exception& e) override {
             AamsTimerTask::packetError(packet, e);
-            if (refusals++ == 0) engine_.controller.rename("ZA000000001", "ZA000000002");
+            if (refusals++ == 3) engine_.controller.rename("ZA000000001", "ZA000000002");
         }
         int refusals = 0;
 
@@ -68,10 +93,10 @@ TEST_F(AamsPass, PollsEveryMachineOnceWhenANameMovesMeanwhile) {
         Engine& engine_;
     };
     MovesAName moving(engine);
-    moving.run();  // the first pass, in which the task does not listen
+    moving.run();
     const LogRecorder log;
     moving.run();
-    EXPECT_EQ(3, moving.refusals);
+    EXPECT_EQ(6, moving.refusals);
     for (const char* const name : {"ZA000000001", "SlotMachine_2", "ZA000000003"}) {
         EXPECT_EQ(1U, log.count(polled(name))) << name;
         EXPECT_EQ(1U, log.count({180, "Cannot serve a request for '" + std::string(name) +
@@ -110,6 +135,7 @@ TEST_F(AamsPass, PollsTheOtherMachinesAndEndsWhenMemoryFailsForOne) {
         EXPECT_TRUE(lost || reports() == before + 1) << number;
     }
     EXPECT_LE(10U, begun);
+    EXPECT_EQ(3, counting.refusals);  // no machine is left out for good
 }
 
 TEST_F(AamsPass, TheFirstOneIsNeverReported) {
@@ -144,69 +170,96 @@ TEST_F(AamsPass, IsNotListenedToAgainstTheParameters) {
 }
 
 TEST_F(AamsPass, EndsWithTheLastAnswerWhateverItIs) {
-    beginFirstPass();
-    timedOut();
-    failed();
+    beginReportedPass();
+    kept.timedOut();
+    kept.failed();
     EXPECT_EQ(0U, reports());
-    timedOut();
-    EXPECT_EQ(1U, reports());
-    EXPECT_EQ(kMac + "-00-3", report());
-}
-
-TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedWithTheNewestReadings) {
-    engine.read(reading("100~200~1~100~200~0"));
-    beginFirstPass();
-    answered();
-    timedOut();
-    EXPECT_EQ(0U, reports());
-    failed();
-    ASSERT_EQ(1U, reports());
-    const std::string message = "-113~0034~15.03.21~ZA000000001~00~100~200~1~100~200~0";
-    const std::string body = withoutStamp(report());
-    ASSERT_TRUE(body.ends_with(message)) << body;
-    EXPECT_EQ(kMac + "-00-3", withoutStamp(body.substr(0, body.size() - message.size())));
-}
-
-TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedAlsoWithoutReadings) {
-    beginFirstPass();
-    answered();
-    answered();
-    answered();
-    EXPECT_EQ(kMac + "-0B", report());
-}
-
-TEST_F(AamsPass, AnAnswerBeyondTheLastReportsThePassAgain) {
-    beginFirstPass();
-    timedOut();
-    timedOut();
-    timedOut();
-    answered();
-    EXPECT_EQ(2U, reports());
-    EXPECT_EQ(kMac + "-0B", report());
-}
-
-TEST_F(AamsPass, ANewOneForgetsTheAnswersToThePreviousOne) {
-    engine.start();
-    engine.askText("506-0011-10!0!1!5");  // the task does not listen
-    task.run();
-    answered();
-    answered();
-    task.run();
-    timedOut();
-    timedOut();
-    EXPECT_EQ(0U, reports());
-    timedOut();
+    kept.timedOut();
     EXPECT_EQ(1U, reports());
     EXPECT_EQ(kMac + "-00-4", report());
 }
 
+TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedWithTheNewestReadings) {
+    engine.read(reading("100~200~1~100~200~0"));
+    beginReportedPass();
+    kept.answered();
+    kept.timedOut();
+    EXPECT_EQ(0U, reports());
+    kept.failed();
+    ASSERT_EQ(1U, reports());
+    const std::string message = "-113~0034~15.03.21~ZA000000001~00~100~200~1~100~200~0";
+    const std::string body = withoutStamp(report());
+    ASSERT_TRUE(body.ends_with(message)) << body;
+    EXPECT_EQ(kMac + "-00-4", withoutStamp(body.substr(0, body.size() - message.size())));
+}
+
+TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedAlsoWithoutReadings) {
+    beginReportedPass();
+    for (int n = 1; n <= 3; ++n) kept.answered();
+    EXPECT_EQ(kMac + "-0B", report());
+}
+
+TEST_F(AamsPass, LeavesOutAMachineWhoseLastPollIsOpen) {
+    for (const std::size_t open : {3, 3}) {
+        kept.run();
+        EXPECT_EQ(open, kept.open());
+    }
+    kept.timedOut();  // that to the first machine
+    const LogRecorder log;
+    kept.run();
+    EXPECT_EQ(3U, kept.open());
+    EXPECT_EQ(1U, log.count(polled("ZA000000001")));
+    for (const char* const name : {"ZA000000002", "ZA000000003"}) {
+        EXPECT_EQ(0U, log.count(polled(name)));
+        EXPECT_EQ(1U, log.count({182, "The last automatique request for slot machine '" +
+                                          std::string(name) + "' is still open"}));
+    }
+}
+
+TEST_F(AamsPass, IsReportedOnceThoughItEndsAfterTheNextOne) {
+    beginReportedPass();
+    kept.answered();
+    kept.answered();
+    kept.run();  // the third pass, without the last machine
+    ASSERT_EQ(3U, kept.open());
+    kept.timedOut();  // the poll of the second pass that was left
+    EXPECT_EQ(1U, reports());
+    EXPECT_EQ(kMac + "-0B", report());
+    kept.timedOut();
+    EXPECT_EQ(1U, reports());
+    kept.timedOut();
+    EXPECT_EQ(2U, reports());
+    EXPECT_EQ(kMac + "-00-4", report());
+}
+
+TEST_F(AamsPass, DoesNotWaitForThePollsOfThePreviousOne) {
+    beginReportedPass();
+    kept.timedOut();
+    kept.run();
+    ASSERT_EQ(3U, kept.open());  // two of the second pass, one of the third
+    kept.timedOut();
+    kept.timedOut();
+    EXPECT_EQ(1U, reports());
+    kept.answered();
+    EXPECT_EQ(2U, reports());
+    EXPECT_EQ(kMac + "-0B", report());
+}
+
+TEST_F(AamsPass, IsNotReportedWhenItPolledNobody) {
+    beginReportedPass();
+    kept.run();
+    EXPECT_EQ(0U, reports());
+    for (int n = 1; n <= 3; ++n) kept.timedOut();
+    EXPECT_EQ(1U, reports());
+}
+
 TEST_F(AamsPass, ParametersThatChangeMeanwhileDecideAtItsEnd) {
     engine.start();
-    beginFirstPass();
-    timedOut();
-    timedOut();
+    beginReportedPass();
+    kept.timedOut();
+    kept.timedOut();
     engine.askText("506-0011-10!1!0!5");
-    timedOut();
+    kept.timedOut();
     EXPECT_EQ(0U, reports());
 }
 
@@ -312,6 +365,29 @@ TEST_F(AamsPollOfMachines, TheContextIsThatOfAPassFromTheFirstOn) {
     pass();
     ASSERT_TRUE(board.waitFor(1));
     EXPECT_TRUE(board.bodies(5).at(0).starts_with(kMac + "-04-35-113~0035~"));
+}
+
+TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) {
+    park.machine(1).setFaults({.silent = true});
+    const Request host(120);
+    park.controller().send(MachinePark::nameOf(1), host.packet());
+    ASSERT_TRUE(park.machine(1).journal().waitForRequests(1));
+    for (std::size_t n = 1; n <= 4; ++n) {
+        task.run();
+        for (const std::size_t other : {2, 3}) {
+            EXPECT_TRUE(park.machine(other).journal().waitForAcknowledgements(n));
+        }
+        EXPECT_TRUE(board.waitFor(n - 1));  // each pass but the first, without the first machine
+    }
+    park.machine(1).clearFaults();
+    park.machine(1).inject("120~0025~15.03.21~" + MachinePark::nameOf(1) + "~00~4711");
+    EXPECT_EQ("completed", host.outcome());
+    EXPECT_TRUE(park.machine(1).journal().waitForAcknowledgements(2));
+    task.run();
+    EXPECT_TRUE(park.machine(1).journal().waitForAcknowledgements(3));
+    EXPECT_TRUE(board.waitFor(4));
+    EXPECT_EQ(3U, park.machine(1).journal().requestCount());
+    EXPECT_EQ(4U, board.frames().size());
 }
 
 TEST_F(AamsPollOfMachines, APassThatSomeAnsweredIsReportedWhenTheOthersFailed) {
