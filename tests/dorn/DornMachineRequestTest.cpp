@@ -233,14 +233,18 @@ TEST(DornMachineRequestTest, PairsOfTheCommandByteGoOutAsTheyCame) {
     const std::string name = "ZA000000001";
     HostLink link(1);
     tesksim::Journal& journal = link.machine(1).journal();
-    for (const char* const pairs : {"FF FF", "FF FF FF FF", "FF FF 30 FF FF", "0D FF FF"}) {
+    const std::pair<const char*, const char*> texts[] = {
+        {"FF FF", "FF"},
+        {"FF FF FF FF", "FF FF"},
+        {"FF FF 30 FF FF", "FF 30 FF"},
+        {"0D FF FF", "0D 0A FF"},
+    };
+    for (const auto& [pairs, received] : texts) {
         journal.clear();
         link.host().request(6, name + bytes("00 00 00 00") + bytes(pairs) + "120~0008");
         EXPECT_EQ(0x81, link.host().readFrame().kind) << pairs;
         ASSERT_TRUE(journal.waitForAcknowledgements(1));
-        const bool lineEnd = bytes(pairs).front() == '\r';
-        const std::string sent = lineEnd ? bytes("0D 0A FF FF") : bytes(pairs);
-        EXPECT_TRUE(journal.rawReceived().starts_with(sent + "120~0008")) << pairs;
+        EXPECT_BYTES(bytes(received) + "120~0008150~000C~120", journal.dataReceived()) << pairs;
     }
 }
 
