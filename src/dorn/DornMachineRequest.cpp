@@ -58,8 +58,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     const PacketHandle<DornMachineRequest> hold(this);
     Question question;
     try {
-        question = decode(get_frame_body());
-        set_frame_body({});  // the question has what is needed of it
+        question = decode(take_frame_body());
     } catch (const ProtocolErrorException& e) {
         notifyError(e);
         return;
@@ -77,7 +76,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
         progress_.sequence = 1;
         progress_.targets = static_cast<std::uint32_t>(targets.size());
     }
-    ask(targets, question);
+    ask(targets, std::move(question));
 }
 
 // Names are looked up once, here: a machine renamed meanwhile is still asked, and only once.
@@ -90,12 +89,12 @@ std::list<TeskMaster*> DornMachineRequest::known_targets(TeskController& control
 }
 
 // What fails here is memory, which the machines that are left would not have either. Each of them
-// is owed an answer.
-void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, const Question& question) {
+// is owed an answer. The last machine's message takes the text itself, which may be large.
+void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, Question question) {
     std::size_t left = targets.size();
     try {
         for (TeskMaster* const machine : targets) {
-            send(*machine, question);
+            send(*machine, question, left > 1 ? question.payload : std::move(question.payload));
             --left;
         }
     } catch (const Exception& e) {
@@ -106,14 +105,14 @@ void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, const Questi
 }
 
 // Throws when nobody will complete the message.
-void DornMachineRequest::send(TeskMaster& machine, const Question& question) {
+void DornMachineRequest::send(TeskMaster& machine, const Question& question, std::string payload) {
     const PacketHandle<TeskPacket> message(new Message(*this));
     if (question.raw) {
         message->set_raw();
     } else {
         message->set_id(question.id);
     }
-    message->set_body(question.payload);
+    message->set_body(std::move(payload));
     message->setAnswerTimeout(question.timeout);
     TeskController::send(machine, message.pointer());
 }
@@ -173,7 +172,9 @@ std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
 std::string DornMachineRequest::frame_of(Kind kind, std::string body) {
     set_kind(kind);
     set_frame_body(std::move(body));
-    return serialize();
+    std::string frame = serialize();
+    set_frame_body({});
+    return frame;
 }
 
 // Without memory for the frame, write() makes it.

@@ -67,7 +67,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     explicit DornMachineRequest(std::uint8_t type) : DornPacket(type) {}
 
     // Reads the request body. @throws ProtocolErrorException when it is too short
-    virtual Question decode(std::string_view body) const = 0;
+    virtual Question decode(std::string body) const = 0;
     // The answer bodies, one per frame, for a machine's answer; moves the progress on.
     virtual std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const = 0;
 
@@ -81,8 +81,8 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
 
     static std::list<TeskMaster*> known_targets(TeskController& controller,
                                                 const Question& question);
-    void ask(const std::list<TeskMaster*>& targets, const Question& question);
-    void send(TeskMaster& machine, const Question& question);
+    void ask(const std::list<TeskMaster*>& targets, Question question);
+    void send(TeskMaster& machine, const Question& question, std::string payload);
     // Answers that many machines' part of the request as failed.
     void fail(const Exception& e, std::size_t machines);
     std::string frame_of(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);

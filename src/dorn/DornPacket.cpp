@@ -31,6 +31,14 @@ constexpr OutcomeNumber OUTCOMES[] = {
     {"1E", 5}, {"1F", 6}, {"1G", 7}, {"1H", 8}, {"FF", 9},
 };
 
+// The whole, or a half, a quarter and so on of it as long as the part fits. A string doubles its
+// capacity at least, so only such steps end with exactly the whole.
+std::size_t capacity_for(std::size_t part, std::size_t whole) {
+    std::size_t capacity = whole;
+    while (capacity / 2 >= part) capacity = (capacity + 1) / 2;
+    return capacity;
+}
+
 [[noreturn]] void throwClosed() {
     throw SocketConnectionClosedException("Remote Peer closed the connection.");
 }
@@ -99,6 +107,7 @@ void DornPacket::read_body(InputStream& in) {
     while (body_.size() < size) {
         const std::size_t start = body_.size();
         const std::size_t block = std::min(size - start, BODY_BLOCK);
+        if (body_.capacity() < start + block) body_.reserve(capacity_for(start + block, size));
         body_.resize(start + block);
         const int n = in.readFully(body_.data() + start, static_cast<int>(block));
         if (static_cast<std::size_t>(n) == block) continue;

@@ -76,7 +76,10 @@ class DornPacket : public Packet {
     explicit DornPacket(std::uint8_t type);
 
     const std::string& get_frame_body() const { return body_; }
-    void set_frame_body(std::string body) { body_ = std::move(body); }
+    // The memory of the one before is free afterwards; that of a mere assignment would be kept.
+    void set_frame_body(std::string body) { body_.swap(body); }
+    // Leaves an empty one.
+    std::string take_frame_body() { return std::exchange(body_, std::string()); }
     void set_kind(dornframe::Kind kind);
     // Header byte 2.
     void set_constant();

@@ -15,11 +15,11 @@ constexpr int ITEM_WIDTHS[] = {4, 4, 2, 4, 4, 2};
 
 }  // namespace
 
-DornMachineRequest::Question DornPacketType1::decode(std::string_view body) const {
+DornMachineRequest::Question DornPacketType1::decode(std::string body) const {
     require_size(body, 1);
     Question question;
     question.every_machine = body.front() == 0;
-    question.name = text::untilZero(body.substr(1));
+    question.name = text::untilZero(std::string_view(body).substr(1));
     question.id = MESSAGE_ID;
     return question;
 }

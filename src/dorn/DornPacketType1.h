@@ -22,7 +22,7 @@ class DornPacketType1 : public DornMachineRequest {
     DornPacketType1() : DornMachineRequest(1) {}
 
   protected:
-    Question decode(std::string_view body) const override;
+    Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;
 };
 

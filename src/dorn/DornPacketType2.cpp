@@ -23,7 +23,7 @@ void append_value(std::string& body, std::string_view value) {
 
 }  // namespace
 
-DornMachineRequest::Question DornPacketType2::decode(std::string_view body) const {
+DornMachineRequest::Question DornPacketType2::decode(std::string body) const {
     require_size(body, OFFSET_NAME);
     Question question;
     question.payload = text::untilZero(body.substr(0, FIELD_SIZE)) + dornbody::ITEM_SEPARATOR +

@@ -30,7 +30,7 @@ class DornPacketType2 : public DornMachineRequest {
   protected:
     explicit DornPacketType2(std::uint8_t type) : DornMachineRequest(type) {}
 
-    Question decode(std::string_view body) const override;
+    Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;
 };
 

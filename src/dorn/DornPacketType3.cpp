@@ -13,7 +13,7 @@ constexpr std::size_t OFFSET_NAME = 4;
 
 }  // namespace
 
-DornMachineRequest::Question DornPacketType3::decode(std::string_view body) const {
+DornMachineRequest::Question DornPacketType3::decode(std::string body) const {
     require_size(body, OFFSET_NAME);
     Question question;
     question.payload = text::format("%d~%d", int{bigendian::read16(body, 0)},

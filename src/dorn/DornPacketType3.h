@@ -17,7 +17,7 @@ class DornPacketType3 : public DornPacketType2 {
     DornPacketType3() : DornPacketType2(3) {}
 
   protected:
-    Question decode(std::string_view body) const override;
+    Question decode(std::string body) const override;
 };
 
 }  // namespace teskd

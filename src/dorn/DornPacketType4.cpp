@@ -28,7 +28,7 @@ void append_value(std::string& body, std::string_view value) {
 
 }  // namespace
 
-DornMachineRequest::Question DornPacketType4::decode(std::string_view body) const {
+DornMachineRequest::Question DornPacketType4::decode(std::string body) const {
     const std::string record = text::zeroFilled(body, RECORD_SIZE);
     const std::string_view fields(record);
     Question question;

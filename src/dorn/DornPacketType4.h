@@ -29,7 +29,7 @@ class DornPacketType4 : public DornMachineRequest {
     DornPacketType4() : DornMachineRequest(4) {}
 
   protected:
-    Question decode(std::string_view body) const override;
+    Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;
 };
 

@@ -17,7 +17,7 @@ constexpr std::size_t TEXT_SIZE = 8;
 
 }  // namespace
 
-DornMachineRequest::Question DornPacketType5::decode(std::string_view body) const {
+DornMachineRequest::Question DornPacketType5::decode(std::string body) const {
     require_size(body, BODY_SIZE);
     Question question;
     question.every_machine = body.front() == 0;

@@ -24,7 +24,7 @@ class DornPacketType5 : public DornMachineRequest {
     DornPacketType5() : DornMachineRequest(5) {}
 
   protected:
-    Question decode(std::string_view body) const override;
+    Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;
 };
 

@@ -1,5 +1,8 @@
 #include "dorn/DornPacketType6.h"
 
+#include <string_view>
+#include <utility>
+
 #include "core/BigEndian.h"
 #include "core/Text.h"
 
@@ -11,11 +14,12 @@ constexpr std::size_t OFFSET_PAYLOAD = 15;
 
 }  // namespace
 
-DornMachineRequest::Question DornPacketType6::decode(std::string_view body) const {
+DornMachineRequest::Question DornPacketType6::decode(std::string body) const {
     require_size(body, OFFSET_PAYLOAD);
     Question question;
-    question.name = text::untilZero(body.substr(0, NAME_SIZE));
-    question.payload = std::string(body.substr(OFFSET_PAYLOAD));
+    question.name = text::untilZero(std::string_view(body).substr(0, NAME_SIZE));
+    body.erase(0, OFFSET_PAYLOAD);
+    question.payload = std::move(body);
     question.raw = true;
     return question;
 }

@@ -18,7 +18,7 @@ class DornPacketType6 : public DornMachineRequest {
     DornPacketType6() : DornMachineRequest(6) {}
 
   protected:
-    Question decode(std::string_view body) const override;
+    Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;
 };
 

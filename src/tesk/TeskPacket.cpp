@@ -154,9 +154,9 @@ void TeskPacket::take_answer(TeskPacket& answer) {
     trailer_ = answer.trailer_;
 }
 
-void TeskPacket::set_body(const std::string& text) {
-    body_ = text;
-    if (text.empty() || raw_ || text.front() == SEPARATOR) return;
+void TeskPacket::set_body(std::string text) {
+    body_.swap(text);
+    if (body_.empty() || raw_ || body_.front() == SEPARATOR) return;
     body_.insert(0, 1, SEPARATOR);
 }
 

@@ -59,7 +59,7 @@ class TeskPacket : public Packet {
     std::string get_outcome() const { return outcome_; }
     std::string get_body() const { return body_; }
     // Puts the separator in front of the text, unless the packet is raw or the text has one.
-    void set_body(const std::string& text);
+    void set_body(std::string text);
     // The body alone makes the message, as it stands, without a header. For good.
     void set_raw() { raw_ = true; }
     bool has_trailer() const { return has_trailer_; }

@@ -312,7 +312,7 @@ class RequestWithoutEncoding : public DornMachineRequest {
     RequestWithoutEncoding() : DornMachineRequest(1) {}
 
   protected:
-    Question decode(std::string_view) const override {
+    Question decode(std::string) const override {
         Question question;
         question.every_machine = true;
         question.id = 113;
