@@ -92,6 +92,13 @@ void Aams::schedule_polling() {
     timer_.schedule(timerTask_, current.first_delay_ms(), current.period_ms());
 }
 
+// Hosts that change the parameters again and again neither stop the polling nor speed it up.
+void Aams::hasten_polling() {
+    const ExternalParameters current = parameters();
+    const std::uint32_t period = current.period_ms();
+    timer_.hasten(timerTask_, timerTask_.has_run() ? period : current.first_delay_ms(), period);
+}
+
 // Asks for the parameters, and tells who speaks when the software is new.
 void Aams::announce() {
     const PacketHandle<AamsPacketU2> question(new AamsPacketU2);
@@ -139,7 +146,8 @@ void Aams::handle_request(AamsPacket& request) {
         case 505:
             return handle_get_external_parameters(request);
         case 506:
-            return handle_set_external_parameters(request);
+            handle_set_external_parameters(request);
+            return hasten_polling();
         case 507:
             return handle_set_date_time(request);
         default:

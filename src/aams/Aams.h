@@ -63,6 +63,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         explicit AamsTimerTask(Aams& owner);
 
         void run() override;
+        bool has_run() const { return passCount_ > 0; }
         // For the polls of this task only.
         void packetCompleted(Packet* packet) override;
         void packetFailed(Packet* packet) override;
@@ -77,6 +78,8 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         };
 
         void start_pass();
+        // Takes the period from them, too, in one step with reading them: no later change is lost.
+        ExternalParameters take_parameters();
         void begin_report(std::uint32_t pass);
         void poll_or_count(TeskMaster& machine, std::uint32_t pass);
         // False, and the machine is left out of the pass, when its last poll is open.
@@ -133,6 +136,8 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void insist(Step step);
     void start_timer();
     void schedule_polling();
+    // For parameters that have changed: the next pass comes when they say so, but is not put off.
+    void hasten_polling();
     void announce();
     void serve(Packet& packet);
     void handle_request(AamsPacket& request);

@@ -45,14 +45,19 @@ void Aams::AamsTimerTask::run() {
 void Aams::AamsTimerTask::start_pass() {
     const std::uint32_t pass = ++passCount_;
     owner_.state_ = pass > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
-    const ExternalParameters parameters = owner_.parameters();
-    setPeriod(parameters.period_ms());
+    const ExternalParameters parameters = take_parameters();
     // Not their names: one that moves during the pass would make one machine polled twice and
     // another not at all.
     const std::list<TeskMaster*> machines = owner_.controller_.get_machines();
     if (pass > 1 && parameters.invio_app_collegati) begin_report(pass);
     for (TeskMaster* const machine : machines) poll_or_count(*machine, pass);
     end_part(pass, false);
+}
+
+ExternalParameters Aams::AamsTimerTask::take_parameters() {
+    const SynchronizedLock lock(owner_.parametersLock_);
+    setPeriod(owner_.parameters_.period_ms());
+    return owner_.parameters_;
 }
 
 void Aams::AamsTimerTask::begin_report(std::uint32_t pass) {

@@ -57,7 +57,7 @@ std::uint32_t ExternalParameters::first_delay_ms() const {
 }
 
 std::uint32_t ExternalParameters::period_ms() const {
-    return toMilliseconds(tmp_app_collegati);
+    return toMilliseconds(std::max(tmp_app_collegati, 1));
 }
 
 }  // namespace teskd

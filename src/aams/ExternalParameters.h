@@ -24,7 +24,8 @@ struct ExternalParameters {
     // Decimal numbers and "1" or "0", joined by "!".
     std::string to_string() const;
 
-    // Milliseconds, saturated to what a timer takes.
+    // Milliseconds, saturated to what a timer takes. The period is a minute at least: one of
+    // nothing would end the polling.
     std::uint32_t first_delay_ms() const;
     std::uint32_t period_ms() const;
 };

@@ -59,6 +59,19 @@ void Timer::scheduleUnlessWaiting(TimerTask& task, std::uint32_t delay) {
     ensureRunning();
 }
 
+void Timer::hasten(TimerTask& task, std::uint32_t delay, std::uint32_t period) {
+    const SynchronizedLock lock(tasks_.guard());
+    task.assertHeld(tasks_.guard());
+    if (task.isCancelled() || !isListed(&task)) {
+        enter(task, delay, period, false);
+    } else {
+        task.period_ = period;
+        task.nextRun_ = std::min(task.nextRun_, clock_.now() + microseconds(delay));
+        tasks_.guard().notifyAll();
+    }
+    ensureRunning();
+}
+
 bool Timer::isWaiting(TimerTask& task) {
     return current_ != &task && !task.isCancelled() && isListed(&task);
 }

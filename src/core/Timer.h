@@ -42,6 +42,9 @@ class Timer : public Thread {
     // The same as schedule, for a task that does not wait for its time already: calls that follow
     // each other closely do not put it off again and again.
     void scheduleUnlessWaiting(TimerTask& task, std::uint32_t delay);
+    // The same as schedule, but a task that waits already is never put off: it keeps its time when
+    // that comes before the delay is over. One that runs at the moment only takes the period.
+    void hasten(TimerTask& task, std::uint32_t delay, std::uint32_t period);
     // Takes the task off the timer; if it is running, waits until it has ended. Not for a task that
     // takes itself off.
     void cancel(TimerTask& task);

@@ -470,6 +470,58 @@ TEST_F(AamsTimes, Request506ChangesThePeriodFromTheNextPassAndNothingBefore) {
     EXPECT_EQ(2U, passes());
 }
 
+TEST_F(AamsTimes, NoPeriodEndsThePolling) {
+    start();
+    after(2 * kMinute);
+    for (const char* const none : {"0", "-3", "-2147483647"}) {
+        const std::size_t before = passes();
+        engine.askText("506-0010-" + std::string(none) + "!1!1!2");
+        for (std::size_t n = 1; n <= 3; ++n) {
+            after(kMinute + 1);
+            EXPECT_EQ(before + n, passes()) << none;
+        }
+    }
+}
+
+TEST_F(AamsTimes, Request506BringsAPassNearThatWasFarAway) {
+    start();
+    after(2 * kMinute);
+    engine.askText("506-0019-2147483646!1!1!2");
+    after(3 * kMinute + 1);
+    ASSERT_EQ(2U, passes());
+    after(60 * kMinute);
+    ASSERT_EQ(2U, passes());
+    engine.askText("506-0010-4!1!1!2");
+    after(4 * kMinute - 1);
+    EXPECT_EQ(2U, passes());
+    after(2);
+    EXPECT_EQ(3U, passes());
+    after(4 * kMinute + 1);
+    EXPECT_EQ(4U, passes());
+}
+
+TEST_F(AamsTimes, Request506BringsAFirstPassNearThatWasFarAway) {
+    start();
+    answer("002-0014-5!1!1!71582");
+    after(60 * kMinute);
+    ASSERT_EQ(0U, passes());
+    engine.askText("506-0010-5!1!1!1");
+    after(kMinute - 1);
+    EXPECT_EQ(0U, passes());
+    after(2);
+    EXPECT_EQ(1U, passes());
+}
+
+TEST_F(AamsTimes, Request506NeverPutsAPassOff) {
+    start();
+    after(2 * kMinute);
+    for (int n = 0; n < 9; ++n) {
+        engine.askText(n % 2 == 0 ? "506-0010-1!1!1!9" : "506-0010-2!1!1!9");
+        after(20 * kSecond + 1);
+    }
+    EXPECT_EQ(4U, passes());
+}
+
 TEST_F(AamsTimes, TheAnswerToNotification2SchedulesThePassesAnew) {
     start();
     answer("002-0010-5!1!1!1");

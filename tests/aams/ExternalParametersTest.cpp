@@ -124,15 +124,26 @@ TEST(ExternalParameters, MinutesBecomeMilliseconds) {
 
 TEST(ExternalParameters, TimesThatNoTimerTakesSaturate) {
     ExternalParameters parameters;
-    for (const auto& [minutes, milliseconds] : {std::pair{71582, 4294920000U},
-                                                {71583, 4294967295U},
-                                                {2147483646, 4294967295U},
-                                                {-1, 0U},
-                                                {-2147483647, 0U}}) {
+    for (const auto& [minutes, milliseconds] :
+         {std::pair{71582, 4294920000U}, {71583, 4294967295U}, {2147483646, 4294967295U}}) {
         parameters.tmp_app_collegati = minutes;
         parameters.tmp_app_accensione = minutes;
         EXPECT_EQ(milliseconds, parameters.period_ms()) << minutes;
         EXPECT_EQ(milliseconds, parameters.first_delay_ms()) << minutes;
+    }
+}
+
+// A period of nothing would end the polling, and a machine that was lost would never be found
+// again.
+TEST(ExternalParameters, ThePeriodIsAMinuteAtLeastAndTheFirstDelayNothing) {
+    ExternalParameters parameters;
+    for (const int minutes : {1, 0, -1, -2147483647}) {
+        parameters.tmp_app_collegati = minutes;
+        EXPECT_EQ(60000U, parameters.period_ms()) << minutes;
+    }
+    for (const int minutes : {0, -1, -2147483647}) {
+        parameters.tmp_app_accensione = minutes;
+        EXPECT_EQ(0U, parameters.first_delay_ms()) << minutes;
     }
 }
 

@@ -304,7 +304,7 @@ TEST_F(Checkconf, MorePortsThanTheDaemonServesAreFound) {
 
 TEST_F(Checkconf, NumbersBeyondTheirLimitsAreFound) {
     EXPECT_EQ(
-        R"json(/etc/tesk_v2.ini:2: [AAMS] TMP_APP_COLLEGATI: "-3" is no number from 1 to 71582; there is no pass but the first
+        R"json(/etc/tesk_v2.ini:2: [AAMS] TMP_APP_COLLEGATI: "-3" is no number from 1 to 71582; it is taken for 1
 /etc/tesk_v2.ini:3: [AAMS] TMP_APP_ACCENSIONE: "71583" is no number from 0 to 71582; it is taken for a little more than the highest
 /etc/tesk_v2.ini:5: [PORT_ASYNC1] DATASIZE: "99" is no number from 5 to 8
 /etc/tesk_v2.ini:6: [PORT_ASYNC1] STOPSIZE: "0" is no number from 1 to 3

@@ -155,6 +155,47 @@ TEST_F(TimerTest, ATaskWhoseThreadCouldNotStartIsTriedAgainUnlessItWaits) {
     EXPECT_TRUE(task.eventuallyRuns(1));
 }
 
+TEST_F(TimerTest, ATaskThatIsHastenedComesNearerAndIsNeverPutOff) {
+    ProbeTask task(clock);
+    Timer timer("T", clock);
+    timer.schedule(task, 900, 900);
+    ASSERT_TRUE(clock.awaitSleeper());
+    timer.hasten(task, 500, 100);
+    timer.hasten(task, 600, 200);
+    ASSERT_TRUE(clock.advanceAndSettle(500 * kMillisecond + 1));
+    EXPECT_EQ((Times{kStart + 500 * kMillisecond + 1}), task.times());
+    ASSERT_TRUE(clock.advanceAndSettle(200 * kMillisecond - 1));
+    EXPECT_EQ(1U, task.runs());
+    ASSERT_TRUE(clock.advanceAndSettle(2));
+    EXPECT_EQ(2U, task.runs());
+}
+
+TEST_F(TimerTest, ATaskThatDoesNotWaitIsScheduledWhereItIsHastened) {
+    ProbeTask task(clock);
+    Timer timer("T", clock);
+    for (const std::size_t runs : {1, 2}) {
+        timer.hasten(task, 500, 0);
+        ASSERT_TRUE(clock.awaitSleeper());
+        clock.advance(500 * kMillisecond + 1);
+        EXPECT_TRUE(task.eventuallyRuns(runs));
+        EXPECT_TRUE(eventually([&] { return !timer.isRunning(); }));
+    }
+}
+
+TEST_F(TimerTest, ATaskThatRunsOnlyTakesThePeriodWhereItIsHastened) {
+    Timer* shared = nullptr;
+    ProbeTask task(clock, "task", [&] { shared->hasten(task, 100, 300); });
+    Timer timer("T", clock);
+    shared = &timer;
+    timer.schedule(task, 0, 800);
+    ASSERT_TRUE(clock.advanceAndSettle(1));
+    ASSERT_EQ(1U, task.runs());
+    ASSERT_TRUE(clock.advanceAndSettle(300 * kMillisecond - 1));
+    EXPECT_EQ(1U, task.runs());
+    ASSERT_TRUE(clock.advanceAndSettle(2));
+    EXPECT_EQ(2U, task.runs());
+}
+
 TEST_F(TimerTest, TheLongestDelayIsFortyNineDays) {
     ProbeTask task(clock);
     Timer timer("T", clock);

@@ -130,11 +130,8 @@ void ValueChecks::number(const std::string& key, long lowest, long highest, cons
 void ValueChecks::numbers() {
     constexpr long kMostSeconds = 4294967;  // of 32 bits of milliseconds
     constexpr long kMostMinutes = 71582;
-    const char* const between = "[AAMS] TMP_APP_COLLEGATI";
     number("[RICH_ORA] TOUT_ORA", 1, kMostSeconds, "the date is asked for at the start alone");
-    number(between, 1, kMostMinutes,
-           teskd::text::toInt(value(between)) == 0 ? "it is taken for 1"
-                                                   : "there is no pass but the first");
+    number("[AAMS] TMP_APP_COLLEGATI", 1, kMostMinutes, "it is taken for 1");
     number("[AAMS] TMP_APP_ACCENSIONE", 0, kMostMinutes, "it is taken for 0");
     for (const char* yesOrNo : {"[AAMS] INVIO_APP_COLLEGATI", "[AAMS] INVIO_NO_APP_COLLEGATI"}) {
         number(yesOrNo, 0, 1, "any number but 0 is yes");
