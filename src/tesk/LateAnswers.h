@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <list>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,15 +14,22 @@ class NoticeLimiter;
 class TeskPacket;
 
 // Keeps what nobody asked for from being taken for an answer: the answer of a request that timed
-// out, one that a machine gives twice, and what arrives while nothing is asked. It knows the
-// requests of one run by their IDs, which are the codes of commands.
+// out, one that a machine gives twice or without any reason, and what arrives while nothing is
+// asked. It knows the requests of one run by their IDs, which are the codes of commands.
+//
+// The rule: an answer belongs to the request only if it has the request's ID; a refusal, too, has
+// the ID of what is refused. Any other one is dropped, and the request goes on waiting. If its
+// header is not regular besides, it is the rest of an answer, or noise, and the run ends, since
+// nobody knows where the next answer begins. A host's own text that begins with no regular header
+// has no known ID: any answer is taken for it that no other request is owed.
 //
 // A machine answers in order, so an answer with the ID of a request that timed out counts as that
 // request's. A later request takes it only if it has the same bytes: it is the same question, asked
 // a few seconds later, and its own answer is then expected in place of the one taken. For any other
 // request the answer is dropped as late. A request that times out behind an answer with its own ID
 // that was dropped is not expected to be answered: that answer may have been its own, and so one
-// lost answer costs one request and not every later one.
+// lost answer costs one request and not every later one. Requests without a known ID count as
+// having one ID in common.
 //
 // Owner and threads: the TeskMaster's, on its own thread alone.
 class LateAnswers {
@@ -51,8 +57,8 @@ class LateAnswers {
     void drop(std::string_view bytes, const std::string& machine);
     // Reads the answer to the request that was begun into the packet; what is no answer to it is
     // dropped, each with a line in the log that names the machine.
-    // @throws TeskConnectionErrorException for the rest of an answer that was half read or half
-    // dropped, with which the position in the stream is lost; and what TeskPacket::read throws
+    // @throws TeskConnectionErrorException for what has neither the request's ID nor a regular
+    // header, with which the position in the stream is lost; and what TeskPacket::read throws
     void read(InputStream& input, TeskPacket& packet, const std::string& machine);
     // The request that was begun timed out.
     void timedOut();
@@ -75,31 +81,26 @@ class LateAnswers {
 
     void expect(const Request& request);
     void expire();
-    // The request that is expected to be answered with this ID first.
-    std::list<Missing>::iterator firstMissing(int id);
+    // The first request with this ID that is owed an answer.
+    std::list<Missing>::iterator firstMissing(std::optional<int> id);
+    // The one whose answer may have this ID: that with the ID, or else one without a known ID.
+    std::list<Missing>::iterator awaited(int id);
+    // Whether this is rather the rest of another answer, or noise.
+    bool isRest(const TeskPacket& answer) const;
     // Whether the answer is not that to the request; logged.
     bool isDropped(const TeskPacket& answer, const std::string& machine);
     // Whether the answer counts as that of another request which timed out.
     bool isLate(int id);
     // What becomes of an answer that was expected and dropped with whatever else had arrived.
     void settle(int id);
-    // The answer is taken for that to the request. @throws TeskConnectionErrorException
-    void accept(const TeskPacket& answer);
-    // Whether a machine that was asked with this ID has answered with it.
-    bool isRepeated(int id) const;
-    void rememberAnswered(int id);
-    // Whether an answer with an ID that nobody asked with is rather the rest of another one.
-    bool isSuspicious(const TeskPacket& answer) const;
     bool mayLog();
 
     NoticeLimiter* notices_;
     std::chrono::milliseconds memory_;
     bool hasAsked_ = false;
-    Request request_;               // that was begun
-    bool behindLate_ = false;       // a late answer with its ID was dropped
-    bool cut_ = false;              // what was dropped last has a rest
-    std::list<Missing> missing_;    // the oldest first
-    std::map<int, Time> answered_;  // by ID, when the machine gave it last
+    Request request_;             // that was begun
+    bool behindLate_ = false;     // a late answer with its ID was dropped
+    std::list<Missing> missing_;  // the oldest first
 };
 
 }  // namespace teskd

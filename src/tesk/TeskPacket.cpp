@@ -134,10 +134,8 @@ int TeskPacket::get_id() const {
 
 std::optional<int> TeskPacket::get_asked_id() const {
     if (!raw_) return get_id();
-    const std::size_t end = body_.find(SEPARATOR);
-    if (end == 0 || end == std::string::npos) return std::nullopt;
-    const text::Number number = text::parseNumber(std::string_view(body_).substr(0, end), 10);
-    return number.consumed == end ? std::optional(number.value) : std::nullopt;
+    if (body_.size() < HEADER_SIZE || !begins_message(body_)) return std::nullopt;
+    return text::toInt(std::string_view(body_).substr(0, ID_SIZE));
 }
 
 void TeskPacket::take_answer(TeskPacket& answer) {

@@ -51,8 +51,8 @@ class TeskPacket : public Packet {
     // What write() writes, and how many bytes that is.
     std::string get_request() const { return header() + body_; }
     std::size_t get_size() const { return (raw_ ? 0 : HEADER_SIZE) + body_.size(); }
-    // The ID that the request asks with; for a raw packet the number in front of its first
-    // separator, if there is one.
+    // The ID that the request asks with; for a raw packet that of the header that it begins with,
+    // if it has three digits and a length of four.
     std::optional<int> get_asked_id() const;
     std::string get_date() const { return date_; }
     std::string get_code_id() const { return code_id_; }

@@ -21,7 +21,8 @@ LogEntry droppedAnswer(int id) {
                      " that 'ZA000000001' sent after the time-out was dropped"};
 }
 LogEntry unaskedAnswer(int id) {
-    return {181, "The answer " + std::to_string(id) + " that 'ZA000000001' repeated was dropped"};
+    return {181,
+            "The answer " + std::to_string(id) + " that 'ZA000000001' sent unasked was dropped"};
 }
 LogEntry unaskedBytes(int count) {
     return {181, std::to_string(count) + " bytes that 'ZA000000001' sent unasked were dropped"};
@@ -91,14 +92,63 @@ TEST_F(UnaskedAnswer, OfAMachineThatAnswersTwiceShiftsNothing) {
     EXPECT_TRUE(connected());
 }
 
-TEST_F(UnaskedAnswer, WithAnIdThatNobodyAskedWithIsTakenAsTheMachinesChoice) {
-    EXPECT_EQ("completed", ask(113));
+// Once, and no later answer is shifted by it.
+TEST_F(UnaskedAnswer, WithAnIdThatNobodyAskedWithIsDropped) {
+    machine().answers().setBody(113, "4711");
+    machine().answers().setBody(115, "0815");
+    machine().setFaults({.garbageBefore = "456~0025~15.03.21~ZA000000001~00~9999"}, 1);
+    for (int i = 0; i < 3; ++i) {
+        for (const int id : {115, 113}) {
+            const Request request(id);
+            send(request);
+            EXPECT_EQ("completed", request.outcome());
+            EXPECT_EQ(id, request.packet()->get_id());
+            EXPECT_EQ(id == 113 ? "4711" : "0815", request.packet()->get_body());
+        }
+    }
+    EXPECT_EQ(1U, log.count(unaskedAnswer(456)));
+    EXPECT_EQ(0U, received(6).find("115~0008150~000C~115113~0008150~000C~113"));
+}
+
+TEST_F(UnaskedAnswer, ThatARequestWaitsBehindDoesNotBindTheMachine) {
     const Request next(115);
     sendUnanswered(next);
-    inject("456~0025~15.03.21~ZA000000001~00~4711");
-    EXPECT_EQ("completed", next.outcome());
-    EXPECT_EQ(456, next.packet()->get_id());
-    EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
+    inject("456~0025~15.03.21~ZA000000009~00~4711");
+    EXPECT_TRUE(log.waitFor(unaskedAnswer(456)));
+    EXPECT_FALSE(next.ended());
+    EXPECT_EQ(std::list<std::string>{"ZA000000001"}, controller().get_identities());
+    inject(kAnswer115);
+    EXPECT_EQ("0815", next.outcome() == "completed" ? next.packet()->get_body() : "");
+}
+
+// Nobody knows where the next answer begins.
+TEST_F(UnaskedAnswer, WithoutAProperHeaderEndsTheRun) {
+    for (const std::string answer :
+         {"abc~001A~210315~ZA000000001~00", "5~15.03.21~ZA000000001~00~4711", "~~~ZA~00"}) {
+        const Request request(115);
+        sendUnanswered(request);
+        inject(answer);
+        EXPECT_EQ(kLost, request.outcome());
+        awaitEndOfRun();
+        machine().setFaults({.silent = true}, 1);
+        EXPECT_EQ("completed", ask(120));  // answered by the greeting
+    }
+}
+
+// A text of a host that is no message may be answered with any ID.
+TEST_F(UnaskedAnswer, IsNoneThatComesBehindARequestWithoutAHeader) {
+    for (const char* const text : {"???", "7~?", "1130~008?", "113~008?"}) {
+        const Request raw(0);
+        raw.packet()->set_raw();
+        raw.packet()->set_body(text);
+        const std::size_t before = journal().acknowledgementCount();
+        send(raw);
+        EXPECT_TRUE(journal().waitForData(text));
+        inject("456~0025~15.03.21~ZA000000001~00~4711");
+        EXPECT_EQ("completed", raw.outcome()) << text;
+        EXPECT_EQ(456, raw.packet()->get_id());
+        EXPECT_TRUE(journal().waitForAcknowledgements(before + 1));
+    }
 }
 
 TEST_F(LateAnswer, ThatComesBeforeTheNextRequestIsDropped) {
@@ -146,7 +196,7 @@ TEST_F(LateAnswer, BytesBeforeEveryRequestAreLoggedAFewTimesASecond) {
     EXPECT_LE(dropped, 8 * (seconds + 1));
 }
 
-// The machine greets whoever connects with the answer to the first request.
+// The machine greets whoever connects with its answer 120.
 TEST_F(LateAnswer, IsNoneInTheNextRun) {
     timeOut(120);
     machine().disconnect();
@@ -155,9 +205,23 @@ TEST_F(LateAnswer, IsNoneInTheNextRun) {
     awaitEndOfRun();
     journal().clear();
     machine().setFaults({.silent = true}, 1);
-    EXPECT_EQ("completed", ask(113));
-    EXPECT_EQ("113~0008150~000C~120", received(1));
+    EXPECT_EQ("completed", ask(120));
+    EXPECT_EQ("120~0008150~000C~120", received(1));
     EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
+}
+
+TEST_F(UnaskedAnswer, ThatIsThereAtTheConnectionIsNoAnswerToAnotherRequest) {
+    machine().disconnect();
+    EXPECT_TRUE(journal().waitForDisconnection());
+    EXPECT_EQ("error", ask(113).substr(0, 5));
+    awaitEndOfRun();
+    journal().clear();
+    machine().answers().setBody(113, "0815");
+    const Request request(113);
+    send(request);
+    EXPECT_EQ("completed", request.outcome());
+    EXPECT_EQ("0815", request.packet()->get_body());
+    EXPECT_EQ("113~0008150~000C~113", received(1));
 }
 
 TEST_F(LateAnswer, ThatComesBehindTheNextRequestIsDropped) {
@@ -241,15 +305,16 @@ TEST_F(LateAnswer, StartsNoNewTime) {
     EXPECT_TRUE(log.waitFor(droppedAnswer(201)));
 }
 
-// The machine's own choice of IDs is its business once nothing is missing.
 TEST_F(LateAnswer, ThatWasSeenIsExpectedNoMore) {
     timeOut(113);
     const Request next(115);
     sendUnanswered(next);
-    inject(kAnswer113);
-    inject("456~0025~15.03.21~ZA000000001~00~4711");
+    inject(kAnswer113 + kAnswer113);
+    EXPECT_TRUE(log.waitFor(unaskedAnswer(113)));
+    EXPECT_EQ(1U, log.count(droppedAnswer(113)));
+    inject(kAnswer115);
     EXPECT_EQ("completed", next.outcome());
-    EXPECT_EQ("113~0008115~0008150~000C~456", received(1));
+    EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
 }
 
 // IDs are the codes of commands, so most late answers are of this kind.
@@ -368,16 +433,6 @@ TEST_F(LateAnswerOfTheSameId, IsKnownByItsIdWhereNobodyExpectsIt) {
     EXPECT_EQ("4711", other.packet()->get_body());
 }
 
-// Machines may answer with IDs of their own.
-TEST_F(LateAnswer, IsNoneThatIsWholeAndHasAnIdThatNobodyAskedWith) {
-    timeOut(113);
-    const Request next(115);
-    sendUnanswered(next);
-    inject("456~0025~15.03.21~ZA000000001~00~4711");
-    EXPECT_EQ("completed", next.outcome());
-    EXPECT_EQ("113~0008115~0008150~000C~456", received(1));
-}
-
 TEST_F(LateAnswer, TheRestOfWhichComesBeforeTheNextRequestIsDropped) {
     const Request first(113, kShortTime);
     sendUnanswered(first);
@@ -439,7 +494,7 @@ class LateAnswersMemory : public testing::Test {
     }
     void begin(int id, const std::string& text) {
         request_.set_raw();
-        request_.set_body(std::to_string(id) + "~" + text);
+        request_.set_body(std::to_string(id) + "~0008~" + text);
         late_.begin(request_);
     }
     void timeOut(int id, const std::string& text) {
@@ -467,9 +522,6 @@ TEST_F(LateAnswersMemory, EndsInTime) {
     timeOut(113, "a");
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     EXPECT_EQ("OWN1", ask(113, "b", answer(113, "OWN1")));
-    timeOut(115, "a");
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    EXPECT_EQ("OWN2", ask(113, "b", answer(115, "OWN2")));
 }
 
 // The machine was off for a night.
@@ -480,17 +532,11 @@ TEST_F(LateAnswersMemory, HasRoomForTheLastSixtyFour) {
     EXPECT_EQ("OWN3", ask(299, "b", answer(299, "LATE") + answer(299, "OWN3")));
 }
 
-TEST_F(LateAnswersMemory, HasRoomForTheLastSixtyFourAnsweredIds) {
-    for (int id = 200; id < 300; ++id) EXPECT_EQ("ABCD", ask(id, "a", answer(id, "ABCD")));
-    EXPECT_EQ("OWN1", ask(115, "a", answer(299, "MORE") + answer(115, "OWN1")));
-    EXPECT_EQ("OTHR", ask(115, "a", answer(235, "OTHR")));
-}
-
 TEST_F(LateAnswersMemory, OfALongTextIsThatItIsNoOther) {
     const std::string longText(1024, 'x');
     timeOut(113, longText);
     EXPECT_EQ("OWN1", ask(113, longText, answer(113, "LATE") + answer(113, "OWN1")));
-    const std::string shorter = longText.substr(4);
+    const std::string shorter = longText.substr(9);
     timeOut(115, shorter);
     EXPECT_EQ("LATE", ask(115, shorter, answer(115, "LATE") + answer(115, "OWN1")));
 }
@@ -541,17 +587,68 @@ TEST_F(LateAnswer, ToNothingIsAcceptedByARawRequestWithoutANumber) {
     EXPECT_EQ(1U, log.count(droppedAnswer(113)));
 }
 
-// Nobody can know its ID, so any that is not asked for may be it.
-TEST_F(LateAnswer, ToARawRequestWithoutANumberEndsTheRun) {
-    const Request raw(0, kShortTime);
-    raw.packet()->set_raw();
-    raw.packet()->set_body("???");
-    send(raw);
-    EXPECT_EQ("failed", raw.outcome());
+// Nobody can know its ID, so any that nobody asked with may be it.
+class LateAnswerToATextWithoutAHeader : public MasterFixture {
+  protected:
+    struct Text : Request {
+        explicit Text(const std::string& text, std::uint32_t timeout = kLongTime)
+            : Request(0, timeout) {
+            packet()->set_raw();
+            packet()->set_body(text);
+        }
+        std::string body() const { return outcome() == "completed" ? packet()->get_body() : ""; }
+    };
+    void sendText(const Text& request) {
+        send(request);
+        EXPECT_TRUE(journal().waitForData(request.packet()->get_request()));
+    }
+    void timeOutText(const std::string& text) {
+        const Text request(text, kShortTime);
+        sendText(request);
+        EXPECT_EQ("failed", request.outcome());
+    }
+};
+
+TEST_F(LateAnswerToATextWithoutAHeader, IsNoAnswerToARequestWithAnotherId) {
+    timeOutText("???");
     const Request next(115);
     sendUnanswered(next);
     inject(kAnswer113);
-    EXPECT_EQ(kLost, next.outcome());
+    EXPECT_TRUE(log.waitFor(droppedAnswer(113)));
+    inject(kAnswer115);
+    EXPECT_EQ("completed", next.outcome());
+    EXPECT_EQ("0815", next.packet()->get_body());
+}
+
+TEST_F(LateAnswerToATextWithoutAHeader, IsTakenForTheSameText) {
+    timeOutText("???");
+    journal().clear();
+    const Text again("???");
+    sendText(again);
+    inject(kAnswer113);
+    EXPECT_EQ("4711", again.body());
+}
+
+TEST_F(LateAnswerToATextWithoutAHeader, IsNotTakenForAnotherText) {
+    timeOutText("???");
+    const Text other("!!!");
+    sendText(other);
+    inject(kAnswer113);
+    EXPECT_TRUE(log.waitFor(droppedAnswer(113)));
+    EXPECT_FALSE(other.ended());
+    inject(kAnswer115);
+    EXPECT_EQ("0815", other.body());
+}
+
+TEST_F(LateAnswerToATextWithoutAHeader, TheRestOfWhichEndsTheRun) {
+    const Text cut("???", 300);
+    sendText(cut);
+    inject(kAnswer113.substr(0, 7));
+    EXPECT_EQ("failed", cut.outcome());
+    const Text other("!!!");
+    sendText(other);
+    inject(kAnswer113.substr(7) + kAnswer115);
+    EXPECT_EQ(kLost, other.outcome());
 }
 
 }  // namespace

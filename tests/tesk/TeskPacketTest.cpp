@@ -396,11 +396,12 @@ struct Asked {
     std::optional<int> id;
 };
 
-TEST(TeskPacketAskedId, IsTheNumberInFrontOfARawBody) {
-    const Asked cases[] = {{"120~0008", 120},        {"7~", 7},
-                           {"0120~0008~x~y", 120},   {"120", std::nullopt},
-                           {"~0008", std::nullopt},  {"12x~0008", std::nullopt},
-                           {"x~0008", std::nullopt}, {"", std::nullopt}};
+TEST(TeskPacketAskedId, IsThatOfTheHeaderThatARawBodyBeginsWith) {
+    const Asked cases[] = {
+        {"120~0008", 120},           {"120~000c~7", 120},       {"007~0008", 7},
+        {"120~0008x", std::nullopt}, {"120~008", std::nullopt}, {"0120~0008~x", std::nullopt},
+        {"7~0008~x", std::nullopt},  {"120", std::nullopt},     {"~0008", std::nullopt},
+        {"12x~0008", std::nullopt},  {"", std::nullopt}};
     for (const Asked& asked : cases) {
         TeskPacket packet;
         packet.set_id(113);
