@@ -71,9 +71,12 @@ void DornNotify::step() {
 
 // A socket whose packets get no answer any more sends no further one: it may have an address that
 // answers do not reach. What is out still gets its time, then the next socket takes over.
+bool DornNotify::waits_for_next_socket() const {
+    return unanswered_ && !pending_.empty();
+}
+
 bool DornNotify::may_send() const {
-    const bool waitsForNextSocket = unanswered_ && !pending_.empty();
-    return !waitsForNextSocket && SteadyClock::now() >= retryAt_;
+    return !waits_for_next_socket() && SteadyClock::now() >= retryAt_;
 }
 
 void DornNotify::send_queued() {
@@ -142,7 +145,8 @@ int DornNotify::time_left() const {
     const SteadyClock::time_point now = SteadyClock::now();
     SteadyClock::time_point next = SteadyClock::time_point::max();
     if (!pending_.empty()) next = pending_.front().deadline;
-    if (!isEmpty() && retryAt_ > now) next = std::min(next, retryAt_);
+    // Also when that time has come since may_send() was asked: nothing else would wake the thread.
+    if (!isEmpty() && !waits_for_next_socket()) next = std::min(next, retryAt_);
     if (next == SteadyClock::time_point::max()) return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
     return left < 0 ? 0 : static_cast<int>(left);

@@ -56,6 +56,7 @@ class DornNotify : public Thread, public PacketContainer {
 
     // Sends what is queued, then handles the first thing that happens.
     void step();
+    bool waits_for_next_socket() const;
     bool may_send() const;
     void send_queued();
     void send_next();

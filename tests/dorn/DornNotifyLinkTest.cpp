@@ -11,6 +11,7 @@
 
 #include "dorn/NotifyFixture.h"
 #include "support/NetworkNamespace.h"
+#include "support_src/AtRelease.h"
 
 namespace teskd::test {
 namespace {
@@ -151,6 +152,40 @@ TEST_F(LinkWithAnswers, WhatThereIsNoMemoryToSendIsTriedOnceASecondAndHarmsNoOth
     EXPECT_EQ(2U, receivedB());
     server().reply(answer(0, 2));
     EXPECT_EQ("completed", sent.outcome());
+}
+
+// Is held up behind its nth release of a lock from the failure on, until the pause before the next
+// try is over.
+class HeldUp : public Hungry {
+  public:
+    HeldUp(std::size_t n, std::uint32_t b) : Hungry(0, b, "note"), n_(n) {}
+
+    void write(OutputStream& out) override {
+        if (tries() == 0) {
+            atRelease(n_, [this] {
+                feed();
+                std::this_thread::sleep_for(DornNotify::RETRY_PAUSE + 100ms);
+            });
+        }
+        Hungry::write(out);
+    }
+
+  private:
+    const std::size_t n_;
+};
+
+TEST_F(LinkWithAnswers, WhatCouldNotBeSentIsTriedAgainWhereverTheThreadIsHeldUpMeanwhile) {
+    std::list<DornNotify> notifiers;
+    std::list<Sent> sent;
+    for (std::uint32_t n = 1; n <= 16; ++n) {
+        sent.emplace_back(notifiers.emplace_back(), new HeldUp(n, n));
+        EXPECT_EQ(0, notifiers.back().start());
+    }
+    for (std::size_t n = 1; n <= sent.size(); ++n) {
+        const std::uint32_t b = receivedB();
+        server().reply(answer(0, b));
+    }
+    for (const Sent& each : sent) EXPECT_EQ("completed", each.outcome());
 }
 
 // The notifier in one network and the server in another.
