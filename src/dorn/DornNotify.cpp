@@ -210,7 +210,8 @@ void DornNotify::lose_link(const Exception& e) {
 
 void DornNotify::postpone(const char* problem) {
     retryAt_ = SteadyClock::now() + RETRY_PAUSE;
-    if (std::exchange(unreachable_, true) || !notices_.allows()) return;
+    if (unreachable_ || !notices_.allows()) return;
+    unreachable_ = true;
     Log::write(Log::WARNING, "Cannot reach the notification server: %s", problem);
 }
 

@@ -188,6 +188,23 @@ TEST_F(LinkWithAnswers, WhatCouldNotBeSentIsTriedAgainWhereverTheThreadIsHeldUpM
     for (const Sent& each : sent) EXPECT_EQ("completed", each.outcome());
 }
 
+// Too many lines of other failures stand in front of it in its second.
+TEST_F(NotifyFixture, ThatTheServerCannotBeReachedIsLoggedOnceALineIsFree) {
+    configure("127.0.0.1", server().port());
+    std::list<Sent> tooLong;
+    for (std::uint32_t b = 1; b <= 6; ++b) {
+        tooLong.emplace_back(notify(), 0, b, std::string(70'000, 'x'));
+    }
+    auto* const hungry = new Hungry(0, 7, "note");
+    const Sent sent(notify(), hungry);
+    begin();
+    EXPECT_TRUE(log_.waitFor({180, "Cannot reach the notification server: std::bad_alloc"}));
+    hungry->feed();
+    EXPECT_EQ(7U, receivedB());
+    server().reply(answer(0, 7));
+    EXPECT_EQ("completed", sent.outcome());
+}
+
 // The notifier in one network and the server in another.
 class ServerInAnotherNetwork : public NotifyFixture {
   protected:
