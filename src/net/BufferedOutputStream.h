@@ -7,10 +7,17 @@
 
 namespace teskd {
 
-// Nothing reaches the inner stream before flush(); there is no size limit. Threads and ownership:
-// as FilterOutputStream.
+// Nothing reaches the inner stream before flush(), unless more is written than the capacity: a full
+// buffer flushes itself before it takes another byte. Between a flush and the next write it keeps
+// little memory, so what was once large costs nothing for the rest of a connection's life.
+//
+// Threads and ownership: as FilterOutputStream. Errors: every write may throw what flush() does;
+// its bytes from there on are not taken.
 class BufferedOutputStream : public FilterOutputStream {
   public:
+    // Bytes that wait, at most.
+    static constexpr std::size_t CAPACITY = std::size_t{64} * 1024;
+
     using FilterOutputStream::FilterOutputStream;
 
     // Closes the inner stream; pending bytes are discarded.
@@ -25,8 +32,13 @@ class BufferedOutputStream : public FilterOutputStream {
 
   protected:
     std::string& pending() { return pending_; }
+    // So many of the first pending bytes were written.
+    void written(std::size_t count);
 
   private:
+    // Bytes of memory that are kept for the next write, at most.
+    static constexpr std::size_t MOST_KEPT = 4096;
+
     std::string pending_;
 };
 

@@ -17,7 +17,7 @@ void SendBuffer::flush() {
 bool SendBuffer::flushAvailable() {
     if (pending().empty()) return true;
     beginSending();
-    pending().erase(0, socket_.writeAvailable(pending().data(), pending().size()));
+    written(socket_.writeAvailable(pending().data(), pending().size()));
     lost_ = false;
     return pending().empty();
 }

@@ -15,7 +15,6 @@ void TelnetOutputStream::close() {
 void TelnetOutputStream::flush() {
     const SynchronizedLock lock(lock_);
     inner().flush();
-    commands_ = 0;
 }
 
 // The analysis does not follow a lock that is tried for.
@@ -26,9 +25,7 @@ bool TelnetOutputStream::flushAvailable() TESKD_NO_ANALYSIS {
         return false;
     }
     const std::lock_guard<Synchronized> held(lock_, std::adopt_lock);
-    const bool all = inner().flushAvailable();
-    if (all) commands_ = 0;
-    return all;
+    return inner().flushAvailable();
 }
 
 void TelnetOutputStream::write(int b) {
@@ -74,14 +71,6 @@ void TelnetOutputStream::writeCommand(int command, int option) {
     writeByte(telnet::IAC);
     writeByte(command);
     writeByte(option & 0xFF);
-    countCommand(3);
-}
-
-void TelnetOutputStream::countCommand(std::size_t bytes) {
-    commands_ += bytes;
-    if (commands_ < MOST_COMMANDS) return;
-    inner().flush();
-    commands_ = 0;
 }
 
 void TelnetOutputStream::optionWill(int option) {
@@ -106,7 +95,6 @@ void TelnetOutputStream::subnegotiation(int option, const std::string& parameter
     write(parameters);
     writeByte(telnet::IAC);
     writeByte(telnet::SE);
-    countCommand(parameters.size() + 2);
 }
 
 }  // namespace teskd

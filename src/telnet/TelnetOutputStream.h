@@ -14,17 +14,11 @@ namespace teskd {
 // 0xFF in data is not doubled: whoever writes data sees to it that the other side takes it for that
 // (isData).
 //
-// Commands are flushed when so many of them wait that a server which makes the gateway answer and
-// does not read the answers would fill the memory.
-//
 // Threads: any; each operation is whole. Locks: its own, held while bytes go to the inner stream
 // (flush included), and nothing else is locked or called meanwhile.
 // Ownership: refers to the inner stream. Errors: those of the inner stream.
 class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterface {
   public:
-    // Bytes of commands that wait for a flush, at most.
-    static constexpr std::size_t MOST_COMMANDS = std::size_t{64} * 1024;
-
     explicit TelnetOutputStream(OutputStream& inner) : FilterOutputStream(inner) {}
     ~TelnetOutputStream() noexcept override = default;
 
@@ -49,11 +43,9 @@ class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterfa
   private:
     void writeByte(int byte) TESKD_REQUIRES(lock_);
     void writeCommand(int command, int option);
-    void countCommand(std::size_t bytes) TESKD_REQUIRES(lock_);
 
     Synchronized lock_;
-    int last_ TESKD_GUARDED_BY(lock_) = 0;              // the data byte written last
-    std::size_t commands_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of commands since all was flushed
+    int last_ TESKD_GUARDED_BY(lock_) = 0;  // the data byte written last
 };
 
 }  // namespace teskd

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include "gateway/Gateway.h"
+#include "support/Bytes.h"
 #include "support/TempDir.h"
 
 namespace teskd::test {
@@ -63,6 +64,29 @@ TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
         EXPECT_LT(daemon.residentKilobytes(), memory + 16 * 1024);
     }
     EXPECT_CLEAN_STOP(daemon);
+}
+
+// A question, and behind it megabytes of messages that a machine does not answer.
+std::string largeMessage() {
+    std::string result = "113~0009~";
+    for (int i = 0; i < 256; ++i) result += "150~8000~" + std::string(0x8000 - 9, 'x');
+    return result;
+}
+
+TEST(HostLoad, LargeRequestsToMachinesLeaveNoMemoryBehind) {
+    Gateway gateway(2);
+    gateway.startKnown();
+    HostClient host = gateway.host();
+    expectVersion(host);
+    const std::size_t memory = gateway.daemon().residentKilobytes();
+    for (std::size_t n = 1; n <= 2; ++n) {
+        host.request(6, named("", codeIdOf(n), bytes("00 00 00 00") + largeMessage()));
+        EXPECT_EQ(0x81, host.readFrame(30s).kind);
+    }
+    const auto isBack = [&] { return gateway.daemon().residentKilobytes() < memory + 4 * 1024; };
+    EXPECT_TRUE(!memoryShows() || eventually(isBack))
+        << gateway.daemon().residentKilobytes() << " kB in place of " << memory;
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 // Lowers a limit of the daemon for as long as the object lives.

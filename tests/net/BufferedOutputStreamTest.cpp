@@ -50,15 +50,60 @@ TEST(BufferedOutputStream, WhatWasFlushedIsNotWrittenAgain) {
     EXPECT_EQ("abc", inner.bytes);
 }
 
-TEST(BufferedOutputStream, HoldsAnyNumberOfBytes) {
+TEST(BufferedOutputStream, HoldsAsManyBytesAsItsCapacity) {
     RecordedOutputStream inner;
     BufferedOutputStream output(inner);
-    const std::string many(1'000'000, 'x');
+    const std::string many(65'535, 'x');
     output.write(many);
     output.write('y');
     EXPECT_EQ(Calls{}, inner.calls);
     output.flush();
-    EXPECT_EQ(many + "y", inner.bytes);
+    EXPECT_EQ((Calls{"write " + many + "y", "flush"}), inner.calls);
+}
+
+TEST(BufferedOutputStream, FlushesWhenItIsFullAndMoreComes) {
+    const std::string full(65'536, 'x');
+    const Calls expected{"write " + full, "flush", "write y", "flush"};
+    RecordedOutputStream block;
+    BufferedOutputStream output(block);
+    output.write(full + 'y');
+    output.flush();
+    EXPECT_TRUE(expected == block.calls);
+    RecordedOutputStream single;
+    BufferedOutputStream another(single);
+    for (const char byte : full) another.write(byte);
+    another.write('y');
+    another.flush();
+    EXPECT_TRUE(expected == single.calls);
+}
+
+TEST(BufferedOutputStream, ABlockOfAnySizeLeavesInPiecesAndInOrder) {
+    std::string many;
+    for (int i = 0; i < 100'000; ++i) many += std::to_string(i) + ' ';
+    RecordedOutputStream inner;
+    BufferedOutputStream output(inner);
+    output.write("ab");
+    output.write(many);
+    output.flush();
+    EXPECT_TRUE("ab" + many == inner.bytes);
+    for (const std::string& call : inner.calls) EXPECT_GE(65'542U, call.size());
+}
+
+TEST(BufferedOutputStream, KeepsNoMemoryOfMuchThatItHasWritten) {
+    struct Shown : BufferedOutputStream {
+        using BufferedOutputStream::BufferedOutputStream;
+        using BufferedOutputStream::pending;
+    };
+    RecordedOutputStream inner;
+    Shown output(inner);
+    for (const std::size_t size : {4'097U, 65'536U, 1'000'000U}) {
+        output.write(std::string(size, 'x'));
+        output.flush();
+        EXPECT_GE(4'096U, output.pending().capacity()) << size;
+        output.write(std::string(size, 'x'));
+        output.close();
+        EXPECT_GE(4'096U, output.pending().capacity()) << size;
+    }
 }
 
 TEST(BufferedOutputStream, ClosingDropsWhatWasNotFlushed) {

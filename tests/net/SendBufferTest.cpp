@@ -6,6 +6,7 @@
 #include "net/SocketOutputStream.h"
 #include "support/Listener.h"
 #include "support_src/BlockedCall.h"
+#include "support_src/FullConnection.h"
 #include "support_src/Thrown.h"
 
 namespace teskd::test {
@@ -17,23 +18,20 @@ const std::string kPrefix = "IOException: SocketException: ";
 const std::string kLost =
     kPrefix + "SocketConnectionClosedException: SocketConnectionClosedException";
 
-// More than the buffers of a connection hold, and no two pieces of it alike.
-std::string manyBytes() {
-    std::string many;
-    for (int i = 0; i < 3'000'000; ++i) many += std::to_string(i) + ' ';
-    return many;
-}
-
 class SendBufferTest : public testing::Test {
   protected:
     std::string lossOf(const std::function<void()>& call) {
         return messageOf<SocketConnectionClosedException>(call);
     }
+    struct ShownBuffer : SendBuffer {
+        using SendBuffer::pending;
+        using SendBuffer::SendBuffer;
+    };
 
     TcpPair pair;
     Connection& peer = pair.server;
     SocketOutputStream socket{pair.client.fd()};
-    SendBuffer output{socket};
+    ShownBuffer output{socket};
 };
 
 TEST_F(SendBufferTest, NothingLeavesBeforeAFlush) {
@@ -56,9 +54,7 @@ TEST_F(SendBufferTest, WhatTheSystemTakesAtOnceIsSentWithoutWaiting) {
 }
 
 TEST_F(SendBufferTest, WhatTheSystemDoesNotTakeFollowsLaterInOrderAndOnce) {
-    const std::string many = manyBytes();
-    output.write(many);
-    EXPECT_FALSE(output.flushAvailable());
+    const std::string many = fill(output);
     EXPECT_FALSE(output.flushAvailable());
     output.write("end");
     BlockedCall read([&] { return peer.readExactly(many.size() + 3); });
@@ -68,9 +64,7 @@ TEST_F(SendBufferTest, WhatTheSystemDoesNotTakeFollowsLaterInOrderAndOnce) {
 }
 
 TEST_F(SendBufferTest, AFlushSendsWhatWasLeftOnce) {
-    const std::string many = manyBytes();
-    output.write(many);
-    EXPECT_FALSE(output.flushAvailable());
+    const std::string many = fill(output);
     BlockedCall flush([&] {
         output.flush();
         return std::string("flushed");
@@ -83,9 +77,8 @@ TEST_F(SendBufferTest, AFlushSendsWhatWasLeftOnce) {
 
 // How much of it had left nobody knows, so nothing may follow.
 TEST_F(SendBufferTest, AFlushThatFailedSendsNothingTwice) {
-    const std::string many = manyBytes();
+    const std::string many = fill(output);
     socket.setTimeout(100);
-    output.write(many);
     EXPECT_EQ(kPrefix + "virtual void SocketOutputStream::write(const char*, size_t)" +
                   "Connection timed out",
               messageOf<SocketException>([&] { output.flush(); }));
@@ -120,6 +113,12 @@ TEST_F(SendBufferTest, APeerThatHasGoneIsALostConnection) {
     output.write("abc");
     EXPECT_EQ(kLost, lossOf([&] { output.flushAvailable(); }));
     EXPECT_EQ(kLost, lossOf([&] { output.flush(); }));
+}
+
+TEST_F(SendBufferTest, KeepsNoMemoryOfWhatTheSystemTookWithoutWaiting) {
+    output.write(std::string(10'000, 'x'));
+    EXPECT_TRUE(output.flushAvailable());
+    EXPECT_GE(4'096U, output.pending().capacity());
 }
 
 TEST_F(SendBufferTest, ClosingDropsWhatWasNotFlushed) {

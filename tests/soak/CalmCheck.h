@@ -69,6 +69,7 @@ class CalmCheck {
     void checkEveryRequest();
     bool isAnswered(const Request& request);
     bool isAnswered(Visit& visit, const Request& request);
+    void askLargeRequests();
     void checkLeftovers();
     void checkMemory();
     void checkLog();
@@ -86,7 +87,6 @@ class CalmCheck {
     std::size_t descriptors_ = 0;
     std::size_t threads_ = 0;
     std::size_t firstKilobytes_ = 0;     // before all trouble
-    std::size_t kilobytes_ = 0;          // after the first minute; 0 before
     std::size_t packets_ = 0;            // as the log told last
     std::size_t connectionsBefore_ = 0;  // the log was looked at last
     Clock::time_point logSince_ = Clock::now();

@@ -175,6 +175,17 @@ Request RequestMaker::withPair(const std::string& codeId) {
     return request;
 }
 
+// Acknowledgements, each of 32 KiB.
+Request RequestMaker::large(const std::string& codeId, std::size_t bytes) {
+    constexpr std::size_t kSize = 0x8000;
+    const std::string head = "150~8000~";
+    Request request = toMachine(6, codeId);
+    for (std::size_t size = 0; size < bytes; size += kSize) {
+        request.frame.body += head + std::string(kSize - head.size(), 'x');
+    }
+    return request;
+}
+
 // 507 comes with texts alone that are no date to set.
 Request RequestMaker::aams() {
     Request request = blank(kAamsType);

@@ -30,6 +30,8 @@ class RequestMaker {
     Request withCommand(const std::string& codeId);
     // Its text has the byte FF, doubled as the server wants it.
     Request withPair(const std::string& codeId);
+    // A question with so many bytes behind it that the machine does not answer.
+    Request large(const std::string& codeId, std::size_t bytes);
     // Number of the last request drawn.
     std::uint32_t lastRequest() const { return request_; }
 

@@ -14,6 +14,7 @@
 #include "net/FullBacklog.h"
 #include "support/Bytes.h"
 #include "support_src/BlockedCall.h"
+#include "support_src/FullConnection.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/RecordedOutputStream.h"
 #include "support_src/Thrown.h"
@@ -64,6 +65,8 @@ struct Line {
         answer.pop_back();
         return answer;
     }
+    // Writes until the server's side takes no more; what was written.
+    std::string fill() { return test::fill(telnet->getOutputStream()); }
 
     Listener listener;
     std::optional<Telnet> telnet{std::in_place, localAddress(listener.port())};
@@ -655,20 +658,12 @@ TEST(TelnetFlusher, AClientThatGoesWaitsForItsRunningFlush) {
     EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), line.server.readUntilClosed());
 }
 
-// More than the buffers of a connection hold, and no two pieces of it alike.
-std::string manyBytes() {
-    std::string many;
-    for (int i = 0; i < 3'000'000; ++i) many += std::to_string(i) + ' ';
-    return many;
-}
-
 TEST(TelnetFlusher, AServerThatDoesNotReadDelaysNoOtherClient) {
     Line full;
     Line other;
     full.agree();
     other.agree();
-    const std::string many = manyBytes();
-    full.telnet->getOutputStream().write(many);
+    const std::string many = full.fill();
     full.telnet->set_baudrate(9600);
     ASSERT_TRUE(full.server.readableWithin(10s));
     other.telnet->set_baudrate(9600);
@@ -686,8 +681,7 @@ TEST(TelnetFlusher, AClientThatWaitsInItsOwnFlushDelaysNoOtherClient) {
     full.agree();
     other.agree();
     full.telnet->set_baudrate(9600);
-    const std::string many = manyBytes();
-    full.telnet->getOutputStream().write(many);
+    const std::string many = full.fill();
     BlockedCall flush([&] {
         full.telnet->getOutputStream().flush();
         return std::string("flushed");
@@ -706,7 +700,7 @@ TEST(TelnetFlusher, AClientThatWaitsInItsOwnFlushDelaysNoOtherClient) {
 TEST(TelnetFlusher, TriesAgainAndAgainWhileTheServerDoesNotRead) {
     Line line;
     line.agree();
-    line.telnet->getOutputStream().write(manyBytes());
+    line.fill();
     line.telnet->set_baudrate(9600);
     for (int attempt = 1; attempt <= 3; ++attempt) {
         const HeldSend held;
@@ -738,8 +732,7 @@ TEST(TelnetOutput, AFlushThatFailedSendsNothingTwice) {
     Line line;
     line.agree();
     line.telnet->StreamClientSocket::getOutputStream().setTimeout(100);
-    const std::string many = manyBytes();
-    line.telnet->getOutputStream().write(many);
+    const std::string many = line.fill();
     EXPECT_EQ(
         "IOException: SocketException: "
         "virtual void SocketOutputStream::write(const char*, size_t)Connection timed out",
@@ -762,7 +755,7 @@ TEST(TelnetOutput, AStopEventEndsAFlushThatWaits) {
     StopEvent stop;
     line.telnet->setInterrupt(&stop);
     line.agree();
-    line.telnet->getOutputStream().write(manyBytes());
+    line.fill();
     BlockedCall flush([&] {
         return messageOf<SocketException>([&] { line.telnet->getOutputStream().flush(); });
     });

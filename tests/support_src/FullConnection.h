@@ -1,0 +1,49 @@
+// A connection whose peer does not read, so that the system takes no more of what is written.
+//
+// Threads: one user at a time. Errors: those of the stream.
+
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "net/OutputStream.h"
+
+namespace teskd::test {
+
+// So many bytes and a few more, decimal numbers from there on.
+inline std::string numbers(std::size_t first, std::size_t size) {
+    std::string result;
+    while (result.size() < size) result += std::to_string(first++) + ' ';
+    return result;
+}
+
+// Whether that happens within a time in which both systems have exchanged all acknowledgements that
+// they delay.
+inline bool takesMore(OutputStream& output) {
+    using namespace std::chrono_literals;
+    for (auto left = 300ms; left > 0ms; left -= 10ms) {
+        if (output.flushAvailable()) return true;
+        std::this_thread::sleep_for(10ms);
+    }
+    return false;
+}
+
+// Writes until the system takes no more, even after a while, and then as much as nearly fills a
+// buffer of 64 KiB; what was written, of which no two pieces are alike.
+inline std::string fill(OutputStream& output) {
+    constexpr std::size_t kPiece = 1000;
+    constexpr std::size_t kWaiting = 50'000;
+    std::string many;
+    while (takesMore(output)) {
+        const std::string piece = numbers(many.size(), kPiece);
+        output.write(piece);
+        many += piece;
+    }
+    const std::string last = numbers(many.size(), kWaiting);
+    output.write(last);
+    return many + last;
+}
+
+}  // namespace teskd::test
