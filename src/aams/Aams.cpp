@@ -230,8 +230,9 @@ void Aams::check_reading(TeskPacket& reading) {
     const std::string code = reading.get_code_id();
     const std::string message = reading.to_string();
     const std::list<std::string> errors = check_counters(reading);
-    cache_.add_reading(code, context, ZqConfig::get_current_date_time(), message, errors);
-    for (const std::string& error : errors) report_failed_check(context, error, code, message);
+    const std::string stamp = ZqConfig::get_current_date_time();
+    cache_.add_reading(code, context, stamp, message, errors);
+    for (const std::string& error : errors) report_failed_check(context, error, stamp, message);
 }
 
 // The new counters are stored whether or not they passed: the next reading is held against them.
@@ -262,12 +263,13 @@ ReadingCheck::Stored Aams::exchange_counters(const std::string& code,
     return before;
 }
 
+// With the reading as it was kept; the cache may have given it up for those of other machines.
 void Aams::report_failed_check(const std::string& context, const std::string& error,
-                               const std::string& code, const std::string& message) {
+                               const std::string& stamp, const std::string& message) {
     const PacketHandle<AamsPacketU5> report(new AamsPacketU5);
     std::string body = aamsreply::failed_check(context, error, message);
     if (error == COUNTER_WENT_BACK) {
-        body += "-" + cache_.message_at(code, 0) + "-" + cache_.stamp_at(code, 0);
+        body += "-" + message.substr(0, AamsCache::LONGEST_MESSAGE) + "-" + stamp;
     }
     report->set_body(body);
     send_notification(*report);

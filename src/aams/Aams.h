@@ -156,7 +156,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     ReadingCheck::Stored exchange_counters(const std::string& code,
                                            const ReadingCheck::Stored& read);
     void report_failed_check(const std::string& context, const std::string& error,
-                             const std::string& code, const std::string& message);
+                             const std::string& stamp, const std::string& message);
     void send_notification(AamsPacketU& notification);
 
     void report_invalid_code(std::int32_t code_id);

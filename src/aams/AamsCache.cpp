@@ -47,7 +47,7 @@ void AamsCache::add_reading(const std::string& code, const std::string& context,
     bytes_ += entry.bytes;
     entry.number = ++readings_;
     record->second.splice(record->second.begin(), added);
-    if (record->second.size() > capacity_) drop_oldest_of(record);
+    if (record->second.size() > MOST_READINGS) drop_oldest_of(record);
     if (records_.size() > MOST_CODES) drop_most_silent();
     while (bytes_ > MOST_MEMORY) drop_oldest();
 }

@@ -27,6 +27,7 @@ class AamsCache {
     static constexpr std::size_t LONGEST_MESSAGE = std::size_t{16} * 1024;    // bytes kept of one
     static constexpr std::size_t MOST_MEMORY = std::size_t{4} * 1024 * 1024;  // bytes of all
     static constexpr std::size_t MOST_CODES = 256;
+    static constexpr std::size_t MOST_READINGS = 50;  // of each machine
 
     AamsCache() = default;
     virtual ~AamsCache() noexcept(false) = default;
@@ -75,7 +76,6 @@ class AamsCache {
 
     Records records_ TESKD_GUARDED_BY(lock_);
     std::size_t bytes_ TESKD_GUARDED_BY(lock_) = 0;       // of memory, readings and codes
-    const std::uint32_t capacity_ = 50;                   // readings kept per machine
     std::uint64_t readings_ TESKD_GUARDED_BY(lock_) = 0;  // added so far
     mutable Synchronized lock_;
 };

@@ -55,19 +55,18 @@ std::string connected_list(const AamsCache& cache, char state) {
 }
 
 std::string slot_readings(const AamsCache& cache, const std::string& code) {
-    if (!cache.contains(code)) return failure("0C");
-    const auto count = static_cast<std::size_t>(cache.reading_count(code));
-    if (count == 0) return failure("0D");
+    const std::vector<AamsCache::Reading> readings = cache.newest(code, AamsCache::MOST_READINGS);
+    if (readings.empty()) return failure("0C");
     std::string body = success();
-    for (const AamsCache::Reading& reading : cache.newest(code, count)) {
+    for (const AamsCache::Reading& reading : readings) {
         body += field(reading.context) + field(reading.stamp) + field(reading.message);
     }
     return body + now_field();
 }
 
 std::string slot_errors(const AamsCache& cache, const std::string& code, char state) {
-    if (!cache.contains(code)) return failure("0C");
     std::vector<AamsCache::Reading> readings = cache.newest(code, 2);
+    if (readings.empty()) return failure("0C");
     readings.resize(2);  // a machine with one reading has empty texts for the one before
     if (readings[0].errors.empty()) return failure("0E");
     std::string body = success() + field(std::string(1, state));

@@ -38,7 +38,7 @@ std::string or_failure(const char* code, Build build) {
 std::string identification();
 // 502: every machine's newest reading. "0B" when there is no machine.
 std::string connected_list(const AamsCache& cache, char state);
-// 503: a machine's readings. "0C" for an unknown machine, "0D" without readings.
+// 503: a machine's readings. "0C" for a machine without any.
 std::string slot_readings(const AamsCache& cache, const std::string& code);
 // 504: the errors of a machine's newest reading. "0C" for an unknown machine, "0E" without errors.
 std::string slot_errors(const AamsCache& cache, const std::string& code, char state);

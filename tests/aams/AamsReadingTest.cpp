@@ -5,6 +5,7 @@
 #include <typeinfo>
 
 #include "Engine.h"
+#include "support_src/AtRelease.h"
 #include "support_src/LogRecorder.h"
 
 namespace teskd::test {
@@ -40,6 +41,24 @@ TEST(AamsReading, CountersOfOneMachineAreNotThoseOfAnother) {
     EXPECT_TRUE(engine.board.frames().empty());
     EXPECT_EQ(100, engine.controller.get_maximum(kCode, "CNTTOTIN"));
     EXPECT_EQ(50, engine.controller.get_maximum("ZA000000002", "CNTTOTIN"));
+}
+
+// The readings of other machines may push a machine's own out of the cache before it is reported.
+TEST(AamsReading, ACounterThatWentBackIsReportedThoughOthersReadMeanwhile) {
+    for (std::size_t n = 1; n <= 40; ++n) {
+        Engine engine;
+        engine.read(reading(kGood));
+        atRelease(n, [&engine] {
+            for (int other = 100; other < 356; ++other) {
+                engine.read(reading(kGood, "ZB000000" + std::to_string(other)));
+            }
+        });
+        engine.read(reading("50~200~1~50~200~0"));
+        atRelease(0, nullptr);
+        const std::string message = "-113~0032~15.03.21~ZA000000001~00~50~200~1~50~200~0";
+        EXPECT_TRUE(report(engine).starts_with(kMac + "-04-38" + message)) << n;
+        EXPECT_TRUE(report(engine).ends_with(message)) << n << ": " << report(engine);
+    }
 }
 
 TEST(AamsReading, ACounterThatWentBackIsReportedWithTheReadingTwiceAndStored) {

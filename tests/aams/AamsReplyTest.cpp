@@ -7,9 +7,30 @@
 #include "aams/AamsCache.h"
 #include "aams/AamsReply.h"
 #include "core/Exception.h"
+#include "support_src/AtRelease.h"
 
 namespace teskd::test {
 namespace {
+
+// An answer without its time, which a failure does not have.
+std::string withoutStampOfSuccess(const std::string& answer) {
+    return answer.starts_with("-001122AABBCC-00") ? withoutStamp(answer) : answer;
+}
+
+// The answer from a cache that forgets its machine ZA behind the nth release of a lock meanwhile.
+template <class Answer>
+std::string whileForgotten(std::size_t n, Answer answer) {
+    AamsCache cache;
+    cache.add_reading("ZA", "01", "stamp1", "message1", {"31"});
+    atRelease(n, [&cache] {
+        for (std::size_t other = 0; other < AamsCache::MOST_CODES; ++other) {
+            cache.add_reading("ZB" + std::to_string(other), "", "", "", {});
+        }
+    });
+    const std::string text = answer(cache);
+    atRelease(0, nullptr);
+    return withoutStampOfSuccess(text);
+}
 
 class AamsReply : public testing::Test {
   protected:
@@ -107,6 +128,21 @@ TEST_F(AamsReply, SlotErrorsOfASingleReadingHasEmptyTextsForTheOneBefore) {
     add("ZA", "1", {"31"});
     EXPECT_EQ("-001122AABBCC-00-1-31-stamp1-message1--",
               withoutStamp(aamsreply::slot_errors(cache, "ZA", '1')));
+}
+
+// Other machines may push a machine out of the cache while it is answered for.
+TEST_F(AamsReply, AMachineThatIsForgottenMeanwhileIsKnownWholeOrNotAtAll) {
+    const std::string unknown = "-001122AABBCC-0C";
+    for (std::size_t n = 1; n <= 4; ++n) {
+        const std::string readings = whileForgotten(
+            n, [](const AamsCache& all) { return aamsreply::slot_readings(all, "ZA"); });
+        EXPECT_TRUE(readings == unknown || readings == "-001122AABBCC-00-01-stamp1-message1")
+            << n << ": " << readings;
+        const std::string errors = whileForgotten(
+            n, [](const AamsCache& all) { return aamsreply::slot_errors(all, "ZA", '1'); });
+        EXPECT_TRUE(errors == unknown || errors == "-001122AABBCC-00-1-31-stamp1-message1--")
+            << n << ": " << errors;
+    }
 }
 
 TEST_F(AamsReply, ExternalParametersAreJoinedByExclamationMarks) {
