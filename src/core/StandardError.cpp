@@ -30,6 +30,7 @@ Descriptor openAgain(int fd, mode_t mode) {
     return Descriptor(::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
+// Not for terminals, which say yes when they have room for a single byte.
 bool takesLine(int fd) {
     pollfd entry{fd, POLLOUT, 0};
     return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLOUT) != 0;
@@ -82,6 +83,7 @@ bool StandardError::offer(std::string_view line) const {
     }
     const Descriptor own = openAgain(fd, kind.st_mode);
     if (own.isOpen()) return isWhole(::write(own.get(), line.data(), line.size()), line);
+    if (S_ISCHR(kind.st_mode)) return false;
     return takesLine(fd) && isWhole(::write(fd, line.data(), line.size()), line);
 }
 

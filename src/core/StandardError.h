@@ -16,7 +16,8 @@ namespace teskd {
 // descriptor is not an option: it belongs to the open file, so every process that shares it (a
 // shell, the other end of a script) would get it too and lose what it writes. An open file of our
 // own has flags of its own; it is not kept, so that it costs no descriptor. Where it cannot be had
-// (no /proc, no permission), the inherited one is asked by poll whether it takes PIPE_BUF bytes.
+// (no /proc, no permission), a pipe is asked by poll whether it takes PIPE_BUF bytes. A terminal
+// then gets no line: it may say yes and take less, and the writer would wait for the rest.
 //
 // Threads: any. Owner: the process, for its whole life; tests have their own. Locks: its own,
 // innermost. Errors: none leave; nothing is allocated.

@@ -11,10 +11,10 @@
 #include <unistd.h>
 
 #include "config/ConfigFile.h"
-#include "config/Unprivileged.h"
 #include "support/ProcInfo.h"
 #include "support/TempDir.h"
 #include "support/UniqueFd.h"
+#include "support_src/Unprivileged.h"
 
 namespace teskd::test {
 namespace {

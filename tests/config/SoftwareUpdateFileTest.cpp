@@ -10,12 +10,12 @@
 #include <sys/xattr.h>
 #include <vector>
 
-#include "config/Unprivileged.h"
 #include "config/ZqConfig.h"
 #include "support/TempDir.h"
 #include "support/UniqueFd.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/UnitEnvironment.h"
+#include "support_src/Unprivileged.h"
 
 namespace teskd::test {
 namespace {

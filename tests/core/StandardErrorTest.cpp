@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include "support/Deadline.h"
 #include "support/TempDir.h"
 #include "support/UniqueFd.h"
+#include "support_src/Unprivileged.h"
 
 namespace teskd::test {
 namespace {
@@ -92,6 +94,42 @@ TEST(StandardError, AFullSocketIsNotWaitedFor) {
 
 TEST(StandardError, AFullTerminalIsNotWaitedFor) {
     EXPECT_TRUE(writesWithoutWaiting(makeTerminal()));
+}
+
+// Nobody without privileges may open it again, as one of another user.
+Ends makeForeignTerminal() {
+    Ends ends = makeTerminal();
+    EXPECT_EQ(0, ::fchmod(ends.writer.get(), 0));
+    return ends;
+}
+
+TEST(StandardError, AFullTerminalThatCannotBeOpenedAgainIsNotWaitedForEither) {
+    const Unprivileged unprivileged;
+    EXPECT_TRUE(writesWithoutWaiting(makeForeignTerminal()));
+}
+
+TEST(StandardError, LinesToATerminalThatCannotBeOpenedAgainAreCounted) {
+    const Ends ends = makeForeignTerminal();
+    StandardError error(ends.writer.get());
+    {
+        const Unprivileged unprivileged;
+        error.write("", "line");
+        error.write("", "line");
+    }
+    EXPECT_EQ("", readAll(ends.reader));
+    EXPECT_EQ(0, ::fchmod(ends.writer.get(), 0600));
+    error.write("", "last");
+    EXPECT_EQ("2 lines were lost: standard error took none\r\nlast\r\n", readAll(ends.reader));
+}
+
+TEST(StandardError, APipeThatCannotBeOpenedAgainIsWrittenToWhileItTakesLines) {
+    Ends ends = makePipe();
+    EXPECT_EQ(0, ::fchmod(ends.writer.get(), 0));
+    const Unprivileged unprivileged;
+    StandardError error(ends.writer.get());
+    error.write("", "line");
+    EXPECT_EQ("line\n", readAll(ends.reader));
+    EXPECT_TRUE(writesWithoutWaiting(std::move(ends)));
 }
 
 TEST(StandardError, LinesThatWereNotTakenAreCountedOnceOthersAre) {
