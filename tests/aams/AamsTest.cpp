@@ -2,11 +2,16 @@
 
 #include <cerrno>
 #include <ctime>
+#include <functional>
 #include <gtest/gtest.h>
+#include <new>
 #include <optional>
+#include <utility>
 
 #include "Engine.h"
 #include "aams/Aams.h"
+#include "core/Exception.h"
+#include "net/MemoryInputStream.h"
 #include "support/Bytes.h"
 #include "support_src/AtThreadStart.h"
 #include "support_src/FailingThreads.h"
@@ -51,6 +56,52 @@ TEST(AamsStart, IdentifiesItselfWhenTheSoftwareIsNew) {
     EXPECT_EQ(kMac, bodyOf(engine.board.frames()[0], 2));
     EXPECT_EQ(kMac + "-00-MODEL-1.2.3-210315-MAKER-3-9",
               withoutStamp(bodyOf(engine.board.frames()[1], 3)));
+}
+
+// A request whose answer cannot be made.
+class Unanswerable : public AamsPacket {
+  public:
+    explicit Unanswerable(std::function<void()> problem) : problem_(std::move(problem)) {}
+    void set_body(const std::string&) override { problem_(); }
+
+  private:
+    const std::function<void()> problem_;
+};
+
+class AamsFailure : public testing::Test {
+  protected:
+    AamsFailure() { engine.start(); }
+    ~AamsFailure() noexcept override {}
+
+    // How a request ends whose answer throws this.
+    std::string outcomeOf(std::function<void()> problem) {
+        RecordingListener listener;
+        const PacketHandle<AamsPacket> request(new Unanswerable(std::move(problem)));
+        const std::string frame = frameWith(payload("501-0008"));
+        MemoryInputStream in(frame);
+        request->read(in);
+        request->addListener(&listener);
+        request->offer_to_engine(engine.aams);
+        EXPECT_TRUE(eventually([&] { return engine.aams.isEmpty(); }));
+        request->removeListener(&listener);
+        const std::vector<Outcome> outcomes = listener.outcomes();
+        return outcomes.size() == 1 ? outcomes[0].kind + ": " + outcomes[0].message : "not one";
+    }
+    void expectService() { EXPECT_EQ(kMac + "-0B", bodyOf(engine.askText("502-0008"), 502)); }
+
+    Engine engine{0};
+    const LogRecorder log;
+};
+
+TEST_F(AamsFailure, OfAnAnswerForWantOfMemoryIsToldAndLoggedAndTheNextRequestIsServed) {
+    EXPECT_EQ("error: std::bad_alloc", outcomeOf([] { throw std::bad_alloc(); }));
+    EXPECT_EQ(1U, log.count({180, "A request has failed: std::bad_alloc"}));
+    expectService();
+}
+
+TEST_F(AamsFailure, OfAnAnswerWithAReasonOfTheDaemonsOwnIsToldAndTheNextRequestIsServed) {
+    EXPECT_EQ("error: why", outcomeOf([] { throw Exception("why"); }));
+    expectService();
 }
 
 TEST(AamsStart, SaysNothingOfItselfWhenTheSoftwareIsTheSame) {

@@ -190,6 +190,22 @@ TEST(MainFault, ALogThatCannotBeOpenedIsReportedAndKeepsNothingFromStarting) {
     EXPECT_EQ("", problemOfStop(gateway.daemon()));
 }
 
+// The first of each kind are made while the daemon's objects are, before main.
+TEST(MainFault, ObjectsThatCannotBeMadeLeaveALineAndDoNotLookLikeSuccess) {
+    const auto endOf = [](Call call, int error) {
+        FaultyGateway gateway;
+        gateway.faults().order(call, error, 1);
+        gateway.launch();
+        const ExitStatus status = gateway.daemon().waitForExit().value_or(ExitStatus());
+        EXPECT_TRUE(gateway.gateway().log().waitFor("Cannot start: "))
+            << gateway.gateway().log().dump();
+        EXPECT_TRUE(gateway.isNamed(call, error));
+        return status.describe();
+    };
+    EXPECT_EQ("exited with status 1", endOf(Call::allocation, ENOMEM));
+    EXPECT_EQ("exited with status 1", endOf(Call::event, EMFILE));
+}
+
 INSTANTIATE_TEST_SUITE_P(Calls, StartFault, testing::ValuesIn(kFaults),
                          [](const auto& test) { return std::string(test.param.name); });
 

@@ -8,6 +8,7 @@
 #include "net/DescriptorLimit.h"
 #include "support/Listener.h"
 #include "support/ProcInfo.h"
+#include "support_src/LogRecorder.h"
 #include "support_src/Thrown.h"
 #include "tesk/PortConfig.h"
 #include "tesk/Request.h"
@@ -72,6 +73,21 @@ TEST_F(TeskControllerTest, APortListedTwiceIsOneMachine) {
     build("3,3,3");
     EXPECT_EQ(Names{"SlotMachine_3"}, controller->get_identities());
     EXPECT_EQ(3, controller->get_port("SlotMachine_3"));
+}
+
+TEST_F(TeskControllerTest, APortBehindTheMostThereMayBeIsLeftOutWithOneLine) {
+    std::string ports;
+    for (int port = 1; port <= 4096; ++port) ports += std::to_string(port) + ",";
+    const LogRecorder log;
+    build(ports);
+    EXPECT_EQ(4096U, controller->get_machines().size());
+    EXPECT_TRUE(log.lines().empty());
+    build(ports + "4097,4098");
+    EXPECT_EQ(4096U, controller->get_machines().size());
+    EXPECT_EQ(4096, controller->get_port("SlotMachine_4096"));
+    EXPECT_EQ((std::vector{LogEntry{
+                  180, "PORT_ASYNC lists more than 4096 serial ports; the others are left out"}}),
+              log.lines());
 }
 
 TEST_F(TeskControllerTest, AnEmptyListIsNoMachine) {
