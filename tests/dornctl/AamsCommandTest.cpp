@@ -1,5 +1,6 @@
 // The subcommands for the AAMS requests 501 to 507, one at a time.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "dornctl/Dornctl.h"
@@ -31,6 +32,12 @@ class AamsCommand : public testing::Test {
         return printed.output;
     }
 
+    // The same of a document of JSON, in one line.
+    std::string json(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "--json");
+        return compact(output(arguments));
+    }
+
     Gateway gateway_{1, Config()
                             .set("INTERNAL", "ZQ_MODEL", "BOX7")
                             .set("INTERNAL", "ZQ_SW_VERSION", "2.4")
@@ -51,51 +58,12 @@ TEST_F(AamsCommand, IdentificationAndReadingsNeedNoMachinesName) {
         "connection type       9\n"
         "time of the answer    YYYY-MM-DD hh:mm:ss\n",
         output({"identification"}));
-    EXPECT_EQ(R"json({
-  "code": 501,
-  "meaning": "identification",
-  "fields": [
-    {
-      "name": "MAC address",
-      "value": "ffffffffff00"
-    },
-    {
-      "name": "result",
-      "value": "00 (success)"
-    },
-    {
-      "name": "model",
-      "value": "BOX7"
-    },
-    {
-      "name": "software version",
-      "value": "2.4"
-    },
-    {
-      "name": "software installed",
-      "value": "YYYY-MM-DD hh:mm:ss"
-    },
-    {
-      "name": "manufacturer",
-      "value": "ZEPH WLT"
-    },
-    {
-      "name": "Tesk connection type",
-      "value": "3"
-    },
-    {
-      "name": "connection type",
-      "value": "9"
-    },
-    {
-      "name": "time of the answer",
-      "value": "YYYY-MM-DD hh:mm:ss"
-    }
-  ],
-  "readings": []
-}
-)json",
-              output({"identification", "--json"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","code":501,"meaning":"identification",)"
+              R"("mac":"ffffffffff00","result":{"code":"00","text":"success"},"model":"BOX7",)"
+              R"("software_version":"2.4","software_installed":"TIME",)"
+              R"("manufacturer":"ZEPH WLT","tesk_connection_type":3,"connection_type":9,)"
+              R"("answered":"TIME","readings":[]})",
+              json({"identification"}));
 
     EXPECT_EQ(
         "field               value\n"
@@ -112,43 +80,15 @@ TEST_F(AamsCommand, IdentificationAndReadingsNeedNoMachinesName) {
         "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
         " 0  none\n",
         output({"readings"}));
-    EXPECT_EQ(R"json({
-  "code": 502,
-  "meaning": "machines and their newest readings",
-  "fields": [
-    {
-      "name": "MAC address",
-      "value": "ffffffffff00"
-    },
-    {
-      "name": "result",
-      "value": "00 (success)"
-    },
-    {
-      "name": "state",
-      "value": "3 (first polling pass)"
-    },
-    {
-      "name": "time of the answer",
-      "value": "YYYY-MM-DD hh:mm:ss"
-    }
-  ],
-  "readings": [
-    {
-      "time": "YYYY-MM-DD hh:mm:ss",
-      "message": {
-        "id": "113",
-        "date": "15.03.21",
-        "machine": "ZA000000001",
-        "outcome": "00",
-        "body": "110~200~1~100~200~0",
-        "trailer": false
-      }
-    }
-  ]
-}
-)json",
-              output({"readings", "--json"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","code":502,)"
+              R"("meaning":"machines and their newest readings","mac":"ffffffffff00",)"
+              R"("result":{"code":"00","text":"success"},)"
+              R"("state":{"code":3,"text":"first polling pass"},"answered":"TIME","readings":[)"
+              R"({"time":"TIME","machine":"ZA000000001","id":113,"machine_date":"15.03.21",)"
+              R"("outcome":{"code":0,"text":"00"},"body":"110~200~1~100~200~0",)"
+              R"("trailer":false,"counters":{"CNTTOTIN":110,"CNTTOTOT":200,"CNTCL":1,)"
+              R"("item_3":100,"item_4":200,"item_5":0}}]})",
+              json({"readings"}));
 }
 
 TEST_F(AamsCommand, HistoryShowsTheReadingsOfAMachineThatIsKnown) {
@@ -168,7 +108,7 @@ TEST_F(AamsCommand, HistoryShowsTheReadingsOfAMachineThatIsKnown) {
         output({"history", "ZA000000001"}));
 
     const Printed printed = run({"history", "ZA000000009"});
-    EXPECT_EQ(7, printed.status);
+    EXPECT_EQ(3, printed.status);
     EXPECT_EQ(
         "field        value\n"
         "-----------  --------------------\n"
@@ -195,6 +135,9 @@ TEST_F(AamsCommand, ChecksNamesWhatFailed) {
         "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
         " 0  none\n",
         output({"checks", "ZA000000001"}));
+    EXPECT_THAT(json({"checks", "ZA000000001"}),
+                testing::HasSubstr(R"("failed_checks":[{"code":40,)"
+                                   R"("text":"CNTTOTIN is no multiple of 50"}],)"));
 }
 
 TEST_F(AamsCommand, ParametersAreShownWithUnitsAndAllFourSet) {
@@ -230,6 +173,33 @@ TEST_F(AamsCommand, SetClockTellsWhenTheGatewayCannot) {
     EXPECT_EQ("dornctl: the gateway replies with result FF (date and time could not be set)\n",
               printed.error);
     EXPECT_TRUE(gateway_.log().waitFor("Unable to set date and time"));
+}
+
+TEST(DornctlChecks, OfAHealthyMachineAreASuccessAndThoseOfAnUnknownOneAreNot) {
+    Gateway gateway(1);
+    gateway.startKnown();
+    const std::uint16_t port = gateway.daemon().port();
+    HostClient host = gateway.host();
+    ASSERT_TRUE(eventually([&] { return ask(host, 502).size() > 50; }));
+    const Printed healthy = dornctl(port, {"checks", "ZA000000001"});
+    EXPECT_EQ(0, healthy.status);
+    EXPECT_EQ("", healthy.error);
+    EXPECT_EQ(
+        "field        value\n"
+        "-----------  --------------------\n"
+        "MAC address  ffffffffff00\n"
+        "result       0E (no failed check)\n",
+        healthy.output);
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","code":504,)"
+              R"("meaning":"failed checks of a machine","mac":"ffffffffff00",)"
+              R"("result":{"code":"0E","text":"no failed check"},"failed_checks":[],)"
+              R"("readings":[]})",
+              compact(dornctl(port, {"--json", "checks", "ZA000000001"}).output));
+
+    const Printed unknown = dornctl(port, {"checks", "ZA000000009"});
+    EXPECT_EQ(3, unknown.status);
+    EXPECT_EQ("dornctl: the gateway replies with result 0C (unknown machine)\n", unknown.error);
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 }  // namespace

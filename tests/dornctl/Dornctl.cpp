@@ -3,6 +3,7 @@
 #include <chrono>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <regex>
 
 namespace teskd::test {
@@ -11,11 +12,11 @@ namespace {
 
 constexpr std::time_t kDay = 86400;
 
-std::string dateAt(std::time_t time) {
+std::string dateAt(std::time_t time, const char* format) {
     std::tm local{};
     localtime_r(&time, &local);
     char text[16];
-    return {text, std::strftime(text, sizeof text, "%d.%m.%y", &local)};
+    return {text, std::strftime(text, sizeof text, format, &local)};
 }
 
 void replace(std::string& text, const std::string& from, const std::string& to) {
@@ -31,7 +32,8 @@ Printed run(const ChildProcess::Options& options) {
     ChildProcess child(options);
     const auto status = child.waitForExit(kLongestRun);
     EXPECT_TRUE(status.has_value()) << "the tool does not end";
-    return {status ? status->code : -1, timeless(child.standardOutput()), child.standardError()};
+    return {status ? status->code : -1, timeless(child.standardOutput()),
+            timeless(child.standardError())};
 }
 
 }  // namespace
@@ -44,7 +46,16 @@ Printed dornctl(const std::vector<std::string>& arguments) {
 }
 
 Printed dornctl(std::uint16_t port, std::vector<std::string> arguments) {
-    return run(dornctlCommand(port, std::move(arguments)));
+    Printed printed = run(dornctlCommand(port, std::move(arguments)));
+    const std::string gateway = "127.0.0.1:" + std::to_string(port);
+    replace(printed.output, gateway, "GATEWAY");
+    replace(printed.error, gateway, "GATEWAY");
+    return printed;
+}
+
+std::string compact(const std::string& json) {
+    const auto value = nlohmann::ordered_json::parse(json, nullptr, false);
+    return value.is_discarded() ? "no JSON: " + json : value.dump();
 }
 
 ChildProcess::Options dornctlCommand(std::uint16_t port, std::vector<std::string> arguments) {
@@ -56,10 +67,16 @@ ChildProcess::Options dornctlCommand(std::uint16_t port, std::vector<std::string
 }
 
 std::string timeless(std::string text) {
-    const std::time_t now = std::time(nullptr);
-    for (const std::time_t time : {now, now - kDay}) replace(text, dateAt(time), "dd.mm.yy");
+    static const std::regex iso("20[0-9]{2}-[0-9]{2}-[0-9]{2}T[0-9:]{8}[+-][0-9]{2}:[0-9]{2}");
     static const std::regex time("20[0-9]{2}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}");
-    return std::regex_replace(text, time, "YYYY-MM-DD hh:mm:ss");
+    text = std::regex_replace(text, iso, "TIME");
+    text = std::regex_replace(text, time, "YYYY-MM-DD hh:mm:ss");
+    const std::time_t now = std::time(nullptr);
+    for (const std::time_t day : {now, now - kDay}) {
+        replace(text, dateAt(day, "%d.%m.%y"), "dd.mm.yy");
+        replace(text, dateAt(day, "%Y-%m-%d"), "DATE");
+    }
+    return text;
 }
 
 }  // namespace teskd::test

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "dornctl/Dornctl.h"
+#include "gateway/AamsDialogue.h"
 #include "gateway/Gateway.h"
 
 namespace teskd::test {
@@ -25,6 +26,12 @@ class MachineCommand : public testing::Test {
         return printed.output;
     }
 
+    // The same of a document of JSON, in one line.
+    std::string json(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "--json");
+        return compact(output(arguments));
+    }
+
     Gateway gateway_{2, Config().set("INTERNAL", "ZQ_SW_VERSION", "2.4")};
 };
 
@@ -35,106 +42,65 @@ TEST_F(MachineCommand, MachinesAndVersionAreTheGatewaysOwn) {
         "ZA000000001            1  known\n"
         "ZA000000002            2  known\n",
         output({"machines"}));
-    EXPECT_EQ(R"json({
-  "machines": [
-    {
-      "machine": "ZA000000001",
-      "port": 1,
-      "known": true
-    },
-    {
-      "machine": "ZA000000002",
-      "port": 2,
-      "known": true
-    }
-  ]
-}
-)json",
-              output({"machines", "--json"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","machines":[)"
+              R"({"machine":"ZA000000001","port":1,"known":true,"state":"known"},)"
+              R"({"machine":"ZA000000002","port":2,"known":true,"state":"known"}]})",
+              json({"machines"}));
 
     EXPECT_EQ(
         "field             value\n"
         "----------------  -----\n"
         "software version  2.4\n",
         output({"version"}));
-    EXPECT_EQ(R"json({
-  "version": "2.4"
-}
-)json",
-              output({"--json", "version"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","version":"2.4"})", json({"version"}));
 }
 
-TEST_F(MachineCommand, MetersOfEveryMachineComeInOneTableOrOfOneAlone) {
+TEST_F(MachineCommand, MetersOfEveryMachineStandBesideItsName) {
     answers(1).setBody(113, "184250~171900~0~184250~171900~320");
-    answers(2).setBody(113, "184250~171900~0~184250~171900~320");
     EXPECT_EQ(
-        "answer  date (daemon)  date (machine)  outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4 "
-        " item 5\n"
-        "------  -------------  --------------  -------  --------  --------  -----  ------  ------ "
-        " ------\n"
-        "1 of 2  dd.mm.yy       15.03.21        0 (00)     184250    171900      0  184250  171900 "
-        "    320\n"
-        "2 of 2  dd.mm.yy       15.03.21        0 (00)     184250    171900      0  184250  171900 "
-        "    320\n",
+        "machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  item 5\n"
+        "-----------  -------  --------  --------  -----  ------  ------  ------\n"
+        "ZA000000001  0 (00)     184250    171900      0  184250  171900     320\n"
+        "ZA000000002  0 (00)        100       200      1     100     200       0\n",
         output({"meters"}));
-    answers(1).reset(113);
-    answers(2).reset(113);
-
     EXPECT_EQ(
-        "answer  date (daemon)  date (machine)  outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4 "
-        " item 5\n"
-        "------  -------------  --------------  -------  --------  --------  -----  ------  ------ "
-        " ------\n"
-        "1 of 1  dd.mm.yy       15.03.21        0 (00)        100       200      1     100     200 "
-        "      0\n",
+        "machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  item 5\n"
+        "-----------  -------  --------  --------  -----  ------  ------  ------\n"
+        "ZA000000002  0 (00)        100       200      1     100     200       0\n",
         output({"meters", "ZA000000002"}));
-    EXPECT_EQ(R"json({
-  "answers": [
-    {
-      "number": 1,
-      "machines": 1,
-      "date": "dd.mm.yy",
-      "machine_date": "15.03.21",
-      "outcome": "0 (00)",
-      "CNTTOTIN": 100,
-      "CNTTOTOT": 200,
-      "CNTCL": 1,
-      "item_3": 100,
-      "item_4": 200,
-      "item_5": 0
-    }
-  ]
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","answers":[)"
+              R"({"machine":"ZA000000001","date":"DATE","machine_date":"15.03.21",)"
+              R"("outcome":{"code":0,"text":"00"},"counters":{"CNTTOTIN":184250,"CNTTOTOT":171900,)"
+              R"("CNTCL":0,"item_3":184250,"item_4":171900,"item_5":320}},)"
+              R"({"machine":"ZA000000002","date":"DATE","machine_date":"15.03.21",)"
+              R"("outcome":{"code":0,"text":"00"},"counters":{"CNTTOTIN":100,"CNTTOTOT":200,)"
+              R"("CNTCL":1,"item_3":100,"item_4":200,"item_5":0}}],"failures":[]})",
+              json({"meters"}));
 }
-)json",
-              output({"--json", "meters", "ZA000000001"}));
+
+// The first machine answers when the second one has, and still stands first.
+TEST_F(MachineCommand, RowsStandInTheOrderOfTheSerialPorts) {
+    gateway_.machine(1).setFaults({.delay = std::chrono::milliseconds(300)});
+    const std::string text = output({"value", "120"});
+    EXPECT_LT(text.find("ZA000000001"), text.find("ZA000000002")) << text;
 }
 
 TEST_F(MachineCommand, ValueIsANumberOrATextAndListByFieldsSendsTwoTexts) {
     answers(1).setBody(120, "4712");
     EXPECT_EQ(
-        "answer  date (daemon)  date (machine)  outcome  number  text\n"
-        "------  -------------  --------------  -------  ------  ----\n"
-        "1 of 1  dd.mm.yy       15.03.21        0 (00)     4712\n",
+        "machine      date (machine)  outcome  number  text\n"
+        "-----------  --------------  -------  ------  ----\n"
+        "ZA000000001  15.03.21        0 (00)     4712\n",
         output({"value", "120", "ZA000000001"}));
-    EXPECT_EQ(R"json({
-  "answers": [
-    {
-      "number": 1,
-      "machines": 1,
-      "date": "dd.mm.yy",
-      "machine_date": "15.03.21",
-      "outcome": "0 (00)",
-      "value": 0,
-      "text": "A1B2C3D4"
-    }
-  ]
-}
-)json",
-              output({"value", "118", "ZA000000001", "--json"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","answers":[{"machine":"ZA000000001",)"
+              R"("date":"DATE","machine_date":"15.03.21","outcome":{"code":0,"text":"00"},)"
+              R"("value":0,"text":"A1B2C3D4"}],"failures":[]})",
+              json({"value", "118", "ZA000000001"}));
 
     EXPECT_EQ(
         "field           value\n"
-        "--------------  --------\n"
+        "--------------  -----------\n"
+        "machine         ZA000000001\n"
         "date (daemon)   dd.mm.yy\n"
         "date (machine)  15.03.21\n"
         "outcome         0 (00)\n"
@@ -148,38 +114,12 @@ TEST_F(MachineCommand, ValueIsANumberOrATextAndListByFieldsSendsTwoTexts) {
         "CNTTOTOT       1    300\n",
         output({"list-by-fields", "CNT00001", "CNT99999", "ZA000000001"}));
     EXPECT_EQ("CNT00001~CNT99999", gateway_.machine(1).journal().waitForRequest(115)->payload);
-    EXPECT_EQ(R"json({
-  "pages": 1,
-  "date": "dd.mm.yy",
-  "machine_date": "15.03.21",
-  "outcome": "0 (00)",
-  "entries": [
-    {
-      "name": "CNTTOTIN",
-      "values": [
-        {
-          "number": 1,
-          "value": 100
-        },
-        {
-          "number": 2,
-          "value": 200
-        }
-      ]
-    },
-    {
-      "name": "CNTTOTOT",
-      "values": [
-        {
-          "number": 1,
-          "value": 300
-        }
-      ]
-    }
-  ]
-}
-)json",
-              output({"list-by-fields", "A", "B", "ZA000000001", "--json"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","answers":[{"machine":"ZA000000001",)"
+              R"("date":"DATE","machine_date":"15.03.21","outcome":{"code":0,"text":"00"},)"
+              R"("pages":1,"complete":true,"entries":[{"name":"CNTTOTIN","values":[)"
+              R"({"number":1,"value":100},{"number":2,"value":200}]},)"
+              R"({"name":"CNTTOTOT","values":[{"number":1,"value":300}]}]}],"failures":[]})",
+              json({"list-by-fields", "A", "B", "ZA000000001"}));
 }
 
 TEST_F(MachineCommand, ListByNumbersJoinsThePages) {
@@ -193,7 +133,8 @@ TEST_F(MachineCommand, ListByNumbersJoinsThePages) {
     EXPECT_EQ("1~300", gateway_.machine(1).journal().waitForRequest(119)->payload);
     EXPECT_EQ(
         "field           value\n"
-        "--------------  --------\n"
+        "--------------  -----------\n"
+        "machine         ZA000000001\n"
         "date (daemon)   dd.mm.yy\n"
         "date (machine)  15.03.21\n"
         "outcome         0 (00)\n"
@@ -206,7 +147,7 @@ TEST_F(MachineCommand, ListByNumbersJoinsThePages) {
         "EVENT002       1      2\n"
         "EVENT003       1      3\n"
         "EVENT004       1     ",
-        text.substr(0, 300));
+        text.substr(0, 331));
     EXPECT_EQ(
         "252\n"
         "EVENT253       1    253\n"
@@ -214,79 +155,32 @@ TEST_F(MachineCommand, ListByNumbersJoinsThePages) {
         "EVENT255       1    255\n"
         "EVENT256       1    256\n",
         text.substr(text.size() - 100));
-    const std::string json = output({"--json", "list-by-numbers", "1", "300", "ZA000000001"});
-    EXPECT_EQ(R"json({
-  "pages": 2,
-  "date": "dd.mm.yy",
-  "machine_date": "15.03.21",
-  "outcome": "0 (00)",
-  "entries": [
-    {
-      "name": "EVENT001",
-      "values": [
-        {
-          "number": 1,
-          "value": 1
-        }
-      ]
-    },
-    {
-      "name": "EVENT002",
-      "values": [
-        {
-     )json",
-              json.substr(0, 300));
+    EXPECT_EQ(
+        R"({"time":"TIME","gateway":"GATEWAY","answers":[{"machine":"ZA000000001",)"
+        R"("date":"DATE","machine_date":"15.03.21","outcome":{"code":0,"text":"00"},)"
+        R"("pages":2,"complete":true,"entries":[{"name":"EVENT001","values":[{"number":1,"value":1}]},)",
+        json({"list-by-numbers", "1", "300", "ZA000000001"}).substr(0, 235));
 }
 
 TEST_F(MachineCommand, TimesOfEveryMachineComeInOneTableOrOfOneAlone) {
     EXPECT_EQ(
-        "page    date (daemon)  date (machine)  outcome  entry     time   digit\n"
-        "------  -------------  --------------  -------  --------  -----  -----\n"
-        "1 of 2  dd.mm.yy       15.03.21        0 (00)   OPENDOOR  12:34      5\n"
-        "                                                          23:59      1\n"
-        "                                                POWERUP   00:01      0\n"
-        "2 of 2  dd.mm.yy       15.03.21        0 (00)   OPENDOOR  12:34      5\n"
-        "                                                          23:59      1\n"
-        "                                                POWERUP   00:01      0\n",
+        "machine      date (machine)  outcome  entry     time   digit\n"
+        "-----------  --------------  -------  --------  -----  -----\n"
+        "ZA000000001  15.03.21        0 (00)   OPENDOOR  12:34      5\n"
+        "                                                23:59      1\n"
+        "                                      POWERUP   00:01      0\n"
+        "ZA000000002  15.03.21        0 (00)   OPENDOOR  12:34      5\n"
+        "                                                23:59      1\n"
+        "                                      POWERUP   00:01      0\n",
         output({"times", "01.03.26", "31.03.26"}));
     EXPECT_EQ("01.03.26~31.03.26", gateway_.machine(2).journal().waitForRequest(117)->payload);
 
-    EXPECT_EQ(R"json({
-  "pages": [
-    {
-      "page": 1,
-      "date": "dd.mm.yy",
-      "machine_date": "15.03.21",
-      "outcome": "0 (00)",
-      "entries": [
-        {
-          "name": "OPENDOOR",
-          "values": [
-            {
-              "time": "12:34",
-              "digit": 5
-            },
-            {
-              "time": "23:59",
-              "digit": 1
-            }
-          ]
-        },
-        {
-          "name": "POWERUP ",
-          "values": [
-            {
-              "time": "00:01",
-              "digit": 0
-            }
-          ]
-        }
-      ]
-    }
-  ]
-}
-)json",
-              output({"times", "A", "B", "ZA000000001", "--json"}));
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","answers":[{"machine":"ZA000000001",)"
+              R"("date":"DATE","machine_date":"15.03.21","outcome":{"code":0,"text":"00"},)"
+              R"("pages":1,"complete":true,"entries":[{"name":"OPENDOOR","values":[)"
+              R"({"time":"12:34","digit":5},{"time":"23:59","digit":1}]},)"
+              R"({"name":"POWERUP ","values":[{"time":"00:01","digit":0}]}]}],"failures":[]})",
+              json({"times", "A", "B", "ZA000000001"}));
 }
 
 TEST_F(MachineCommand, NumbersAreDecimalAlsoWithZerosInFront) {
@@ -301,16 +195,14 @@ TEST_F(MachineCommand, PagesWithoutEntriesAndEntriesWithoutValuesAreShown) {
     answers(1).setBody(117, "");
     answers(2).setBody(117, "OPENDOOR~");
     const std::string times = output({"times", "A", "B"});
-    EXPECT_NE(std::string::npos, times.find("1 of 2  dd.mm.yy")) << times;
-    EXPECT_NE(std::string::npos, times.find("2 of 2  dd.mm.yy")) << times;
+    EXPECT_NE(std::string::npos, times.find("\nZA000000001  15.03.21        0 (00)\n")) << times;
     EXPECT_NE(std::string::npos, times.find("OPENDOOR")) << times;
     answers(1).setBody(119, "ERRORS~~RESETS~01:5");
     const std::string list = output({"list-by-numbers", "1", "2", "ZA000000001"});
     EXPECT_NE(std::string::npos, list.find("ERRORS\nRESETS       1      5\n")) << list;
 }
 
-// The frames number their pages with 8 bits.
-TEST(DornctlPages, MoreThan255OfSeveralMachinesAreJoined) {
+TEST(DornctlPages, ThoseOfSeveralMachinesAreJoinedForEachOfThem) {
     constexpr std::size_t kMachines = 4;
     constexpr std::size_t kEntries = 21000;  // on 83 pages
     Gateway gateway(kMachines);
@@ -321,15 +213,13 @@ TEST(DornctlPages, MoreThan255OfSeveralMachinesAreJoined) {
     const Printed printed =
         dornctl(gateway.daemon().port(), {"--timeout", "20000", "--json", "times", "A", "B"});
     EXPECT_EQ(0, printed.status) << printed.error;
-    const auto pages = nlohmann::json::parse(printed.output, nullptr, false)
-                           .value("pages", nlohmann::json::array());
-    EXPECT_EQ(kMachines * 83, pages.size());
-    std::size_t entries = 0;
-    for (std::size_t i = 0; i < pages.size(); ++i) {
-        EXPECT_EQ(i + 1, pages[i]["page"]);
-        entries += pages[i]["entries"].size();
+    const auto machines = nlohmann::json::parse(printed.output, nullptr, false)
+                              .value("answers", nlohmann::json::array());
+    ASSERT_EQ(kMachines, machines.size());
+    for (const auto& machine : machines) {
+        EXPECT_EQ(83, machine["pages"]);
+        EXPECT_EQ(kEntries, machine["entries"].size());
     }
-    EXPECT_EQ(kMachines * kEntries, entries);
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
@@ -346,17 +236,48 @@ TEST_F(MachineCommand, RawShowsTheMachinesWholeMessage) {
         "trailer         none\n",
         output({"raw", "113~0008", "ZA000000002"}));
     answers(2).setBody(113, "bell\a");
-    EXPECT_EQ(R"json({
-  "id": "113",
-  "date": "15.03.21",
-  "machine": "ZA000000002",
-  "outcome": "00",
-  "body": "bell\u0007",
-  "trailer": false,
-  "size": 38
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","answers":[{"machine":"ZA000000002",)"
+              R"("id":113,"machine_date":"15.03.21","outcome":{"code":0,"text":"00"},)"
+              R"("body":"bell\u0007","trailer":false,"size":38,"bytes":)"
+              R"("3131337E303032367E31352E30332E32317E5A413030303030303030327E30307E62656C6C07"}],)"
+              R"("failures":[]})",
+              json({"raw", "113~0008", "ZA000000002"}));
 }
-)json",
-              output({"raw", "113~0008", "ZA000000002", "--json"}));
+
+constexpr char kHead[] =
+    "machine        serial port  state\n"
+    "-------------  -----------  ";
+
+TEST(DornctlMachines, ShowTheWholeNameOfOneThatHasNotAnswered) {
+    Gateway gateway(2);
+    gateway.machine(1).setFaults({.silent = true});
+    gateway.machine(2).setFaults({.silent = true});
+    gateway.start();
+    EXPECT_EQ(std::string(kHead) +
+                  "--------------------------------------\n"
+                  "SlotMachine_1            1  not known: not asked yet, or no answer\n"
+                  "SlotMachine_2            2  not known: not asked yet, or no answer\n",
+              dornctl(gateway.daemon().port(), {"machines"}).output);
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+TEST(DornctlMachines, TellThatOneWasAskedWhenAnotherHasAnsweredAPoll) {
+    Gateway gateway(2);
+    gateway.machine(1).setFaults({.silent = true});
+    gateway.start();
+    HostClient host = gateway.host();
+    ASSERT_TRUE(eventually([&] { return ask(host, 502).size() > 50; }));
+    EXPECT_EQ(std::string(kHead) +
+                  "---------------------------------------------------------\n"
+                  "SlotMachine_1            1  not known: asked, and no answer since the gateway's "
+                  "start\n"
+                  "ZA000000002              2  known\n",
+              dornctl(gateway.daemon().port(), {"machines"}).output);
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","machines":[)"
+              R"({"machine":"SlotMachine_1","port":1,"known":false,"state":"unanswered"},)"
+              R"({"machine":"ZA000000002","port":2,"known":true,"state":"known"}]})",
+              compact(dornctl(gateway.daemon().port(), {"--json", "machines"}).output));
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 }  // namespace

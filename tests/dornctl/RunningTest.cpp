@@ -69,10 +69,10 @@ TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
                     "  answered: 7!1!0!9\n"));
     EXPECT_THAT(timeless(readFile(file)),
                 testing::ContainsRegex(
-                    "\\{\"received\":\"YYYY-MM-DD hh:mm:ss\",\"from\":\"127.0.0.1:[0-9]+\","
+                    "\\{\"time\":\"TIME\",\"from\":\"127.0.0.1:[0-9]+\","
                     "\"identifiers\":\\[0,[12]\\],\"code\":2,\"meaning\":\"what are the external "
-                    "parameters\\?\",\"fields\":\\[\\{\"name\":\"MAC address\",\"value\":"
-                    "\"ffffffffff00\"\\}\\],\"readings\":\\[\\],\"answer\":\"7!1!0!9\"\\}\n"));
+                    "parameters\\?\",\"mac\":\"ffffffffff00\",\"readings\":\\[\\],"
+                    "\"answer\":\"7!1!0!9\"\\}\n"));
     EXPECT_THAT(readFile(file), Not(HasSubstr("\"code\":1,\"answer\":\"2")));
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
@@ -134,10 +134,13 @@ TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
     Gateway gateway(1);
     gateway.startKnown();
     const std::uint16_t port = gateway.daemon().port();
-    EXPECT_EQ(
-        "{\"machines\":[{\"machine\":\"ZA000000001\",\"port\":1,\"known\":true}]}\n"
-        "{\"machines\":[{\"machine\":\"ZA000000001\",\"port\":1,\"known\":true}]}\n",
-        dornctl(port, {"watch", "--json", "--interval", "100", "--count", "2"}).output);
+    EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","machines":[{"machine":"ZA000000001","port":1,)"
+              R"("known":true,"state":"known"}]})"
+              "\n"
+              R"({"time":"TIME","gateway":"GATEWAY","machines":[{"machine":"ZA000000001","port":1,)"
+              R"("known":true,"state":"known"}]})"
+              "\n",
+              dornctl(port, {"watch", "--json", "--interval", "100", "--count", "2"}).output);
 
     ChildProcess tool(dornctlCommand(port, {"watch", "--interval", "86400000"}));
     EXPECT_TRUE(eventually([&] { return tool.standardOutput().ends_with("\n\n"); }));
@@ -164,7 +167,7 @@ TEST(DornctlWatch, EndsWhileTheGatewayOwesItAnAnswer) {
 }
 
 // "script" gives the tool a terminal.
-TEST(DornctlProgress, IsShownOnATerminalOnly) {
+TEST(DornctlProgress, IsShownOnATerminalOrWhenItIsAskedFor) {
     Gateway gateway(2);
     gateway.startKnown();
     const std::string command = std::string(DORNCTL) +
@@ -174,10 +177,15 @@ TEST(DornctlProgress, IsShownOnATerminalOnly) {
     options.command = {"script", "-qec", command, "/dev/null"};
     ChildProcess terminal(options);
     ASSERT_TRUE(terminal.waitForExit().has_value());
-    EXPECT_THAT(terminal.standardOutput(), HasSubstr("\r\x1B[Kpage 2 of 2\r\x1B[K"));
+    EXPECT_THAT(terminal.standardOutput(), HasSubstr("\r\x1B[K2 of 2 machines\r\x1B[K"));
     const Printed plain = dornctl(gateway.daemon().port(), {"meters"});
     EXPECT_EQ("", plain.error);
-    EXPECT_THAT(plain.output, Not(HasSubstr("page")));
+    EXPECT_THAT(plain.output, Not(HasSubstr(" of ")));
+    EXPECT_EQ(R"({"progress":{"time":"TIME","answered":1,"machines":2}})"
+              "\n"
+              R"({"progress":{"time":"TIME","answered":2,"machines":2}})"
+              "\n",
+              dornctl(gateway.daemon().port(), {"--json", "--progress", "meters"}).error);
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 

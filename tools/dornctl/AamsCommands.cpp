@@ -23,6 +23,8 @@ constexpr int kSetParameters = 506;
 constexpr int kSetClock = 507;
 
 constexpr char kSuccess[] = "00";
+constexpr char kUnknownMachine[] = "0C";
+constexpr char kNoFailedCheck[] = "0E";
 constexpr int kMostMinutes = 2147483646;  // a number beyond is none to the gateway
 
 struct Parameters {
@@ -38,25 +40,40 @@ struct Parameters {
     }
 };
 
+// Whatever was asked for is there, even if it is that there is none.
+ExitStatus statusOf(const std::string& result) {
+    if (result == kSuccess || result == kNoFailedCheck) return ExitStatus::Success;
+    return result == kUnknownMachine ? ExitStatus::UnknownMachine : ExitStatus::Refused;
+}
+
 // An empty frame stands for "done"; what is wrong with any other is part of the reply.
-ExitStatus present(const Frame& frame, const Settings& settings) {
+void showDone(const Settings& settings, int code) {
+    if (settings.json) {
+        show(AamsContent{code}, settings);
+    } else {
+        std::cout << "done\n";
+    }
+}
+
+ExitStatus present(const Frame& frame, const Settings& settings, int code) {
     if (frame.body.empty()) {
-        std::cout << (settings.json ? "{\n  \"done\": true\n}\n" : "done\n");
+        showDone(settings, code);
         return ExitStatus::Success;
     }
     const AamsContent content = AamsContent::decode(AamsMessage::decode(frame.body));
     show(content, settings);
-    const std::string result = content.value("result");
-    if (result.compare(0, 2, kSuccess) == 0) return ExitStatus::Success;
-    std::cerr << "dornctl: the gateway replies with result " << result << '\n';
-    return ExitStatus::Refused;
+    const ExitStatus status = statusOf(content.result());
+    if (status == ExitStatus::Success) return status;
+    std::cout.flush();
+    tell({status, "", "the gateway replies with result " + content.value("result")}, settings);
+    return status;
 }
 
 ExitStatus ask(const Settings& settings, int code, const std::string& text) {
-    Dialogue dialogue(settings.host, settings.timeout.value_or(Settings::kShort));
-    const Answers answers = dialogue.ask(Request::aams(code, text), Scope::OneFrame);
-    if (answers.regular.empty()) return answers.report();
-    return present(answers.regular.front(), settings);
+    Dialogue dialogue(settings, Settings::kShort);
+    const Round round = dialogue.ask({{.request = Request::aams(code, text)}});
+    const std::vector<Frame>& frames = round.all.front().regular;
+    return frames.empty() ? round.report(settings) : present(frames.front(), settings, code);
 }
 
 CLI::App& declare(CLI::App& app, const char* name, const char* description, Action& chosen,

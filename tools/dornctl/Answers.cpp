@@ -17,10 +17,10 @@ Words wordsFor(Kind kind) {
     switch (kind) {
         case Kind::UnknownMachine:
             return {ExitStatus::UnknownMachine,
-                    "no machine that was asked for is known to the gateway (0xFD); "
-                    "\"dornctl machines\" lists those that are"};
+                    "the gateway knows no such machine, or its last answer did not come (0xFD); "
+                    "\"dornctl machines\" tells"};
         case Kind::TimedOut:
-            return {ExitStatus::TimedOut, "a machine gave the gateway no answer in time (0xFE)"};
+            return {ExitStatus::TimedOut, "the machine gave the gateway no answer in time (0xFE)"};
         case Kind::Failed:
             return {ExitStatus::RequestFailed,
                     "the gateway could not carry out the request (0xAB); its log says why"};
@@ -30,17 +30,40 @@ Words wordsFor(Kind kind) {
     return {ExitStatus::Failure, "the gateway's answer is of a kind that does not exist"};
 }
 
+Problem failureOf(const Answers& answers) {
+    const Words words = wordsFor(*answers.failure);
+    return {words.status, answers.machine, words.sentence};
+}
+
 }  // namespace
 
-void Answers::requireAll() const {
+void Round::requireAll() const {
     if (brokenOff) std::rethrow_exception(brokenOff);
 }
 
-ExitStatus Answers::report() const {
+std::vector<Problem> Round::problems() const {
+    std::vector<Problem> result;
+    for (const Answers& answers : all) {
+        if (answers.failure) result.push_back(failureOf(answers));
+        if (!answers.complete) {
+            result.push_back({ExitStatus::NoConnection, answers.machine, reason});
+        }
+    }
+    return result;
+}
+
+// What is missing is told all at once, by what brokenOff holds.
+ExitStatus Round::report(const Settings& settings) const {
     std::cout.flush();
-    for (const Kind kind : failures) std::cerr << "dornctl: " << wordsFor(kind).sentence << '\n';
+    ExitStatus status = ExitStatus::Success;
+    for (const Answers& answers : all) {
+        if (!answers.failure) continue;
+        const Problem problem = failureOf(answers);
+        tell(problem, settings);
+        if (status == ExitStatus::Success) status = problem.status;
+    }
     requireAll();
-    return failures.empty() ? ExitStatus::Success : wordsFor(failures.front()).status;
+    return status;
 }
 
 }  // namespace dornctl

@@ -1,34 +1,48 @@
-// Everything that came back for one request.
+// What came back for one question, and for several that were asked together.
 //
-// Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
+// Ownership: plain values. Threads: no state. Errors: see each operation.
 
 #pragma once
 
+#include <cstddef>
 #include <exception>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "dornctl/ExitStatus.h"
+#include "dornctl/Problem.h"
 #include "host/Frame.h"
 
 namespace dornctl {
 
 struct Answers {
+    std::string machine{};  // that was asked; empty for the gateway itself
     std::vector<teskhost::Frame> regular{};
-    std::vector<teskhost::Kind> failures{};
-    std::exception_ptr brokenOff{};  // why not all have come
+    std::optional<teskhost::Kind> failure{};
+    bool complete = false;
 
+    // @throws teskhost::DecodeError for a frame that is not what the type says
     template <typename Answer>
     std::vector<Answer> decode() const {
         std::vector<Answer> result;
         for (const teskhost::Frame& frame : regular) result.push_back(Answer::decode(frame.body));
         return result;
     }
+};
 
-    // Throws why not all have come, if so.
+struct Round {
+    std::vector<Answers> all{};      // in the order of the questions
+    std::exception_ptr brokenOff{};  // why not all have come
+    std::string reason{};            // the same in words, without what is missing
+
+    // Every question without its whole answer, in the order of the questions.
+    std::vector<Problem> problems() const;
+    // Tells what failed. The status of the first failure, or success.
+    // @throws what brokenOff holds
+    ExitStatus report(const Settings& settings) const;
+    // @throws what brokenOff holds
     void requireAll() const;
-    // Says on standard error what failed. The status of the first failure, or success.
-    // @throws what requireAll() throws
-    ExitStatus report() const;
 };
 
 }  // namespace dornctl

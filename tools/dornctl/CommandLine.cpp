@@ -7,6 +7,7 @@
 #include "dornctl/Arguments.h"
 #include "dornctl/Listen.h"
 #include "dornctl/MachineCommands.h"
+#include "dornctl/Problem.h"
 #include "dornctl/Watch.h"
 #include "host/DecodeError.h"
 #include "host/HostLink.h"
@@ -29,16 +30,11 @@ constexpr char kFooter[] =
     "  0  answered\n"
     "  1  another failure\n"
     "  2  bad arguments; nothing was sent\n"
-    "  3  no machine that was asked for is known (0xFD)\n"
+    "  3  no machine that was asked for is known (0xFD, AAMS 0C)\n"
     "  4  a machine gave no answer in time (0xFE)\n"
     "  5  the request failed (0xAB)\n"
     "  6  no connection, or no answer within the timeout\n"
-    "  7  an AAMS reply with a result other than 00";
-
-ExitStatus fail(ExitStatus status, const std::string& what) {
-    std::cerr << "dornctl: " << what << '\n';
-    return status;
-}
+    "  7  an AAMS reply with another result";
 
 }  // namespace
 
@@ -68,6 +64,8 @@ void CommandLine::declareOptions() {
         ->transform(arguments::number(1, kLongestTimeout))
         ->type_name("MS");
     app_.add_flag("--json", settings_.json, "Print JSON instead of tables");
+    app_.add_flag("--progress", settings_.progress,
+                  "Tell on standard error what has come, also without a terminal");
 }
 
 ExitStatus CommandLine::run(int argc, char** argv) {
@@ -77,6 +75,11 @@ ExitStatus CommandLine::run(int argc, char** argv) {
         return refuse(error);
     }
     return obey();
+}
+
+ExitStatus CommandLine::fail(ExitStatus status, const std::string& what) const {
+    tell({status, "", what}, settings_);
+    return status;
 }
 
 // Help is asked for with an error too.

@@ -24,6 +24,7 @@ class CommandLine {
     void declareOptions();
     ExitStatus refuse(const CLI::ParseError& error);
     ExitStatus obey();
+    ExitStatus fail(ExitStatus status, const std::string& what) const;
 
     CLI::App app_;
     Settings settings_;

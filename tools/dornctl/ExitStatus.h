@@ -14,7 +14,10 @@ enum class ExitStatus {
     TimedOut = 4,        // 0xFE
     RequestFailed = 5,   // 0xAB
     NoConnection = 6,    // not connected, closed, or no answer in time
-    Refused = 7,         // an AAMS reply with a result other than "00"
+    Refused = 7,         // an AAMS reply with another result than success
 };
+
+// The status as a word for programs, such as "timed-out".
+const char* nameOf(ExitStatus status);
 
 }  // namespace dornctl

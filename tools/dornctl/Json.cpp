@@ -1,7 +1,10 @@
 #include "dornctl/Json.h"
 
+#include <charconv>
 #include <cstdio>
+#include <optional>
 
+#include "dornctl/Now.h"
 #include "host/AamsWords.h"
 #include "host/Outcome.h"
 
@@ -11,128 +14,184 @@ using namespace teskhost;
 
 namespace {
 
+constexpr const char* kCounters[] = {"CNTTOTIN", "CNTTOTOT", "CNTCL", "item_3", "item_4", "item_5"};
+
+constexpr char kFailedCheck[] = "failed_check";
+constexpr int kCheckNotification = 5;
+constexpr int kChecksRequest = 504;
+
+// A text that is a decimal number as a number, any other as it is.
+Json numberOrText(const std::string& text) {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? Json(number) : Json(text);
+}
+
+std::string hex(const std::string& bytes) {
+    std::string result;
+    for (const char c : bytes) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X", unsigned{static_cast<unsigned char>(c)});
+        result += digits;
+    }
+    return result;
+}
+
+Json outcome(std::uint8_t number) {
+    return {{"code", number}, {"text", outcomeCharacters(number)}};
+}
+
+Json outcome(const std::string& characters) {
+    return {{"code", outcomeNumber(characters)}, {"text", characters}};
+}
+
+template <typename Answer>
+Json headOf(const MachineAnswer<Answer>& entry) {
+    return {{"machine", entry.machine},
+            {"date", isoDate(entry.answer.date)},
+            {"machine_date", entry.answer.machineDate},
+            {"outcome", outcome(entry.answer.outcome)}};
+}
+
 std::string timeText(const TimesAnswer::Value& value) {
     char text[16];
     std::snprintf(text, sizeof text, "%02u:%02u", unsigned{value.first}, unsigned{value.second});
     return text;
 }
 
-Json entry(const ListAnswer::Entry& entry) {
-    Json values = Json::array();
-    for (const auto& value : entry.values) {
-        values.push_back({{"number", value.number}, {"value", value.value}});
+Json toJson(const ListAnswer::Value& value) {
+    return {{"number", value.number}, {"value", value.value}};
+}
+
+Json toJson(const TimesAnswer::Value& value) {
+    return {{"time", timeText(value)}, {"digit", value.digit}};
+}
+
+template <typename Answer>
+Json pagesOf(const MachineAnswer<Answer>& entry) {
+    Json json = headOf(entry);
+    json["pages"] = entry.pages;
+    json["complete"] = entry.whole;
+    Json entries = Json::array();
+    for (const auto& e : entry.answer.entries) {
+        Json values = Json::array();
+        for (const auto& value : e.values) values.push_back(toJson(value));
+        entries.push_back({{"name", e.name}, {"values", values}});
     }
-    return {{"name", entry.name}, {"values", values}};
+    json["entries"] = entries;
+    return json;
 }
 
-Json entry(const TimesAnswer::Entry& entry) {
-    Json values = Json::array();
-    for (const auto& value : entry.values) {
-        values.push_back({{"time", timeText(value)}, {"digit", value.digit}});
+// By name, or null where the body has not one item for each.
+Json countersOf(const TeskText& message) {
+    const std::vector<std::string> items = message.items();
+    if (items.size() != std::size(kCounters)) return nullptr;
+    Json counters = Json::object();
+    for (std::size_t i = 0; i < items.size(); ++i) counters[kCounters[i]] = numberOrText(items[i]);
+    return counters;
+}
+
+Json messageOf(const TeskText& message) {
+    return {{"machine", message.machine},   {"id", numberOrText(message.id)},
+            {"machine_date", message.date}, {"outcome", outcome(message.outcome)},
+            {"body", message.body},         {"trailer", message.trailer}};
+}
+
+// What a program gets for a field; a code of digits is a number, but for a result's.
+Json toJson(const Field& field) {
+    switch (field.kind) {
+        case Field::Kind::Number:
+            return numberOrText(field.raw);
+        case Field::Kind::Flag:
+            return field.raw != "0";
+        case Field::Kind::Stamp:
+            return isoStamp(field.raw);
+        case Field::Kind::Code:
+            return {{"code", field.key == "result" ? Json(field.raw) : numberOrText(field.raw)},
+                    {"text", field.words}};
+        case Field::Kind::Text:
+            break;
     }
-    return {{"name", entry.name}, {"values", values}};
+    return field.raw;
 }
 
-Json message(const TeskText& text) {
-    return {{"id", text.id},           {"date", text.date}, {"machine", text.machine},
-            {"outcome", text.outcome}, {"body", text.body}, {"trailer", text.trailer}};
-}
-
-Json reading(const AamsReading& reading) {
-    Json json = {{"time", aamswords::stamp(reading.stamp)}, {"message", message(reading.message)}};
+Json toJson(const AamsReading& reading) {
+    Json json = {{"time", reading.stamp.empty() ? Json() : Json(isoStamp(reading.stamp))}};
     if (!reading.context.empty()) json["context"] = reading.context;
+    json.update(messageOf(reading.message));
+    json["counters"] = countersOf(reading.message);
     return json;
 }
 
 }  // namespace
 
-Json toJson(const std::vector<CountersAnswer>& answers) {
-    constexpr const char* kNames[] = {"CNTTOTIN", "CNTTOTOT", "CNTCL",
-                                      "item_3",   "item_4",   "item_5"};
-    Json list = Json::array();
-    for (const CountersAnswer& answer : answers) {
-        Json json = {{"number", answer.number},
-                     {"machines", answer.machines},
-                     {"date", answer.date},
-                     {"machine_date", answer.machineDate},
-                     {"outcome", outcomeText(answer.outcome)}};
-        for (std::size_t i = 0; i < answer.items.size(); ++i) json[kNames[i]] = answer.items[i];
-        list.push_back(json);
-    }
-    return {{"answers", list}};
+Json documentOf(const Settings& settings) {
+    return {{"time", nowIso()}, {"gateway", settings.host.text()}};
 }
 
-Json toJson(const std::vector<ValueAnswer>& answers) {
-    Json list = Json::array();
-    for (const ValueAnswer& answer : answers) {
-        list.push_back({{"number", answer.number},
-                        {"machines", answer.machines},
-                        {"date", answer.date},
-                        {"machine_date", answer.machineDate},
-                        {"outcome", outcomeText(answer.outcome)},
-                        {"value", answer.value},
-                        {"text", answer.text}});
-    }
-    return {{"answers", list}};
+Json toJson(const Problem& problem) {
+    return {
+        {"machine", problem.machine.empty() ? Json() : Json(problem.machine)},
+        {"status", {{"code", static_cast<int>(problem.status)}, {"text", nameOf(problem.status)}}},
+        {"message", problem.text}};
 }
 
-Json toJson(const std::vector<ListAnswer>& pages) {
-    Json entries = Json::array();
-    for (const ListAnswer& page : pages) {
-        for (const auto& e : page.entries) entries.push_back(entry(e));
-    }
-    const ListAnswer head = pages.empty() ? ListAnswer{} : pages.front();
-    return {{"pages", pages.size()},
-            {"date", head.date},
-            {"machine_date", head.machineDate},
-            {"outcome", outcomeText(head.outcome)},
-            {"entries", entries}};
+Json toJson(const ListedMachine& machine) {
+    return {{"machine", machine.name},
+            {"port", machine.port},
+            {"known", machine.state == MachineState::Known},
+            {"state", nameOf(machine.state)}};
 }
 
-Json toJson(const std::vector<TimesAnswer>& pages) {
-    Json list = Json::array();
-    for (const TimesAnswer& page : pages) {
-        Json entries = Json::array();
-        for (const auto& e : page.entries) entries.push_back(entry(e));
-        list.push_back({{"page", page.page},
-                        {"date", page.date},
-                        {"machine_date", page.machineDate},
-                        {"outcome", outcomeText(page.outcome)},
-                        {"entries", entries}});
+Json toJson(const MachineAnswer<CountersAnswer>& answer) {
+    Json json = headOf(answer);
+    Json counters = Json::object();
+    for (std::size_t i = 0; i < answer.answer.items.size(); ++i) {
+        counters[kCounters[i]] = answer.answer.items[i];
     }
-    return {{"pages", list}};
-}
-
-Json toJson(const MessageAnswer& answer) {
-    Json json = message(answer.message);
-    json["size"] = answer.size;
+    json["counters"] = counters;
     return json;
 }
 
-Json toJson(const VersionAnswer& answer) {
-    return {{"version", answer.version}};
+Json toJson(const MachineAnswer<ValueAnswer>& answer) {
+    Json json = headOf(answer);
+    json["value"] = answer.answer.value;
+    json["text"] = answer.answer.text;
+    return json;
 }
 
-Json toJson(const MachinesAnswer& answer) {
-    Json list = Json::array();
-    for (const auto& machine : answer.machines) {
-        list.push_back(
-            {{"machine", machine.name}, {"port", machine.port}, {"known", machine.known}});
-    }
-    return {{"machines", list}};
+Json toJson(const MachineAnswer<ListAnswer>& answer) {
+    return pagesOf(answer);
+}
+
+Json toJson(const MachineAnswer<TimesAnswer>& answer) {
+    return pagesOf(answer);
+}
+
+Json toJson(const MachineAnswer<MessageAnswer>& answer) {
+    Json json = messageOf(answer.answer.message);
+    json["size"] = answer.answer.size;
+    json["bytes"] = hex(answer.answer.bytes);
+    return json;
 }
 
 Json toJson(const AamsContent& content) {
-    Json fields = Json::array();
+    Json json = {{"code", content.code}, {"meaning", aamswords::message(content.code)}};
+    Json checks = Json::array();
     for (const Field& field : content.fields) {
-        fields.push_back({{"name", field.name}, {"value", field.value}});
+        if (field.key == kFailedCheck) {
+            checks.push_back(toJson(field));
+        } else {
+            json[field.key] = toJson(field);
+        }
     }
-    Json readings = Json::array();
-    for (const AamsReading& r : content.readings) readings.push_back(reading(r));
-    return {{"code", content.code},
-            {"meaning", aamswords::message(content.code)},
-            {"fields", fields},
-            {"readings", readings}};
+    if (content.code == kChecksRequest || content.code == kCheckNotification) {
+        json["failed_checks"] = checks;
+    }
+    json["readings"] = Json::array();
+    for (const AamsReading& reading : content.readings) json["readings"].push_back(toJson(reading));
+    return json;
 }
 
 std::string textOf(const Json& json, int indent) {

@@ -1,4 +1,5 @@
-// Decoded answers as JSON, with the fields of the tables under names for programs.
+// Answers as JSON: everything that they say, under names that stay. Numbers are numbers, a code
+// stands beside what it means, times are ISO 8601 with their zone.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -8,28 +9,33 @@
 #include <string>
 #include <vector>
 
+#include "dornctl/MachineAnswer.h"
+#include "dornctl/MachineList.h"
+#include "dornctl/Problem.h"
 #include "host/AamsContent.h"
-#include "host/CountersAnswer.h"
-#include "host/ListAnswer.h"
-#include "host/MachinesAnswer.h"
-#include "host/MessageAnswer.h"
-#include "host/TimesAnswer.h"
-#include "host/ValueAnswer.h"
-#include "host/VersionAnswer.h"
 
 namespace dornctl {
 
 using Json = nlohmann::ordered_json;
 
-Json toJson(const std::vector<teskhost::CountersAnswer>& answers);
-Json toJson(const std::vector<teskhost::ValueAnswer>& answers);
-// Pages of one machine, joined.
-Json toJson(const std::vector<teskhost::ListAnswer>& pages);
-Json toJson(const std::vector<teskhost::TimesAnswer>& pages);
-Json toJson(const teskhost::MessageAnswer& answer);
-Json toJson(const teskhost::VersionAnswer& answer);
-Json toJson(const teskhost::MachinesAnswer& answer);
+// What every document begins with: the present time and the gateway.
+Json documentOf(const Settings& settings);
+
+Json toJson(const Problem& problem);
+Json toJson(const ListedMachine& machine);
+Json toJson(const MachineAnswer<teskhost::CountersAnswer>& answer);
+Json toJson(const MachineAnswer<teskhost::ValueAnswer>& answer);
+Json toJson(const MachineAnswer<teskhost::ListAnswer>& answer);
+Json toJson(const MachineAnswer<teskhost::TimesAnswer>& answer);
+Json toJson(const MachineAnswer<teskhost::MessageAnswer>& answer);
 Json toJson(const teskhost::AamsContent& content);
+
+template <typename Value>
+Json listOf(const std::vector<Value>& values) {
+    Json list = Json::array();
+    for (const Value& value : values) list.push_back(toJson(value));
+    return list;
+}
 
 // As text: `indent` blanks a level, or one line when it is negative. Bytes that are no UTF-8 are
 // replaced.

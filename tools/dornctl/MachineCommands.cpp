@@ -1,9 +1,11 @@
 #include "dornctl/MachineCommands.h"
 
 #include <memory>
+#include <type_traits>
 
 #include "dornctl/Arguments.h"
 #include "dornctl/Dialogue.h"
+#include "dornctl/MachineList.h"
 #include "dornctl/Show.h"
 
 namespace dornctl {
@@ -26,34 +28,57 @@ struct Given {
 using MakeRequest = std::function<Request(const Given&)>;
 using Arguments = std::shared_ptr<Given>;
 
-template <typename Answer>
-ExitStatus ask(const Settings& settings, const Request& request, Scope scope, Milliseconds usual) {
-    Dialogue dialogue(settings.host, settings.timeout.value_or(usual));
-    const Answers answers = dialogue.ask(request, scope);
-    show(answers.decode<Answer>(), settings);
-    return answers.report();
+// The machines to ask: the one that is named, or all that are known.
+std::vector<std::string> targetsOf(Dialogue& dialogue, const std::string& name) {
+    if (!name.empty()) return {name};
+    std::vector<std::string> names;
+    for (const auto& machine : dialogue.machines().machines) {
+        if (machine.known) names.push_back(machine.name);
+    }
+    return names;
 }
 
-// A subcommand whose name chooses between one machine and every one.
+template <typename Answer>
+ExitStatus ask(const Settings& settings, const Given& given, Milliseconds usual,
+               const MakeRequest& make) {
+    constexpr Scope scope = std::is_same_v<Answer, MessageAnswer> ? Scope::OneFrame : Scope::Pages;
+    Dialogue dialogue(settings, usual);
+    std::vector<Question> questions;
+    Given one = given;
+    for (const std::string& name : targetsOf(dialogue, given.machine)) {
+        one.machine = name;
+        questions.push_back({name, make(one), scope});
+    }
+    const Round round = dialogue.ask(questions);
+    show<Answer>(round, settings);
+    if (!questions.empty()) return round.report(settings);
+    tell({ExitStatus::UnknownMachine, "",
+          "the gateway knows no machine now; \"dornctl machines\" tells more"},
+         settings);
+    return ExitStatus::UnknownMachine;
+}
+
 template <typename Answer>
 void whenMet(CLI::App& command, Action& chosen, const Arguments& given, Milliseconds usual,
              const MakeRequest& make) {
     command.callback([&chosen, given, usual, make] {
         chosen = [given, usual, make](const Settings& settings) {
-            const Scope scope = given->machine.empty() ? Scope::EveryMachine : Scope::OneMachine;
-            return ask<Answer>(settings, make(*given), scope, usual);
+            return ask<Answer>(settings, *given, usual, make);
         };
     });
 }
 
-template <typename Answer>
-void whenMetAlone(CLI::App& command, Action& chosen, const Arguments& given,
-                  const MakeRequest& make) {
-    command.callback([&chosen, given, make] {
-        chosen = [given, make](const Settings& settings) {
-            return ask<Answer>(settings, make(*given), Scope::OneFrame, Settings::kShort);
-        };
-    });
+ExitStatus showMachines(const Settings& settings) {
+    Dialogue dialogue(settings, Settings::kShort);
+    show(listMachines(dialogue), settings);
+    return ExitStatus::Success;
+}
+
+ExitStatus showVersion(const Settings& settings) {
+    Dialogue dialogue(settings, Settings::kShort);
+    const Round round = dialogue.ask({{.request = Request::version()}});
+    for (const auto& answer : round.all.front().decode<VersionAnswer>()) show(answer, settings);
+    return round.report(settings);
 }
 
 CLI::Option* addMachine(CLI::App& command, const Arguments& given) {
@@ -77,15 +102,13 @@ void addFields(CLI::App& command, const Arguments& given) {
 void declareMachines(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("machines", "The machines and their serial ports");
     command.footer("Example:\n  dornctl --host 192.168.0.10:5001 machines");
-    whenMetAlone<MachinesAnswer>(command, chosen, std::make_shared<Given>(),
-                                 [](const Given&) { return Request::machines(); });
+    command.callback([&chosen] { chosen = showMachines; });
 }
 
 void declareVersion(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("version", "The gateway's software version");
     command.footer("Example:\n  dornctl --host 192.168.0.10:5001 version");
-    whenMetAlone<VersionAnswer>(command, chosen, std::make_shared<Given>(),
-                                [](const Given&) { return Request::version(); });
+    command.callback([&chosen] { chosen = showVersion; });
 }
 
 void declareMeters(CLI::App& app, Action& chosen) {
@@ -154,9 +177,8 @@ void declareRaw(CLI::App& app, Action& chosen) {
         ->check(arguments::message);
     addMachine(command, given)->required();
     command.footer("Example:\n  dornctl raw '113~0008' ZA000000001");
-    whenMetAlone<MessageAnswer>(command, chosen, given, [](const Given& g) {
-        return Request::message(g.message, g.machine);
-    });
+    whenMet<MessageAnswer>(command, chosen, given, Settings::kShort,
+                           [](const Given& g) { return Request::message(g.message, g.machine); });
 }
 
 }  // namespace

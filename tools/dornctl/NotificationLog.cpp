@@ -30,7 +30,7 @@ Json contentOf(const Notification& notification) {
 }
 
 Json lineOf(const Notification& notification, const std::string& answer) {
-    Json json = {{"received", nowText()},
+    Json json = {{"time", nowIso()},
                  {"from", notifyserver::textOf(notification.sender)},
                  {"identifiers", {notification.frame.identifierA, notification.frame.identifierB}}};
     json.update(contentOf(notification));

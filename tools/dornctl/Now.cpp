@@ -1,27 +1,64 @@
 #include "dornctl/Now.h"
 
 #include <ctime>
+#include <regex>
 
 namespace dornctl {
 
 namespace {
 
-std::string now(const char* format) {
+constexpr int kCentury = 100;  // 2000, counted from 1900
+
+std::tm localNow() {
     const std::time_t time = std::time(nullptr);
     std::tm local{};
     ::localtime_r(&time, &local);
-    char text[32];
-    return {text, std::strftime(text, sizeof text, format, &local)};
+    return local;
+}
+
+std::string text(const std::tm& time, const char* format) {
+    char buffer[32];
+    return {buffer, std::strftime(buffer, sizeof buffer, format, &time)};
+}
+
+// strftime writes the zone as "+hhmm".
+std::string iso(const std::tm& time) {
+    std::string result = text(time, "%Y-%m-%dT%H:%M:%S%z");
+    return result.insert(result.size() - 2, ":");
 }
 
 }  // namespace
 
 std::string nowStamp() {
-    return now("%y%m%d%H%M%S");
+    return text(localNow(), "%y%m%d%H%M%S");
 }
 
 std::string nowText() {
-    return now("%Y-%m-%d %H:%M:%S");
+    return text(localNow(), "%Y-%m-%d %H:%M:%S");
+}
+
+std::string nowIso() {
+    return iso(localNow());
+}
+
+std::string isoStamp(const std::string& stamp) {
+    static const std::regex form("[0-9]{12}");
+    if (!std::regex_match(stamp, form)) return stamp;
+    const auto pair = [&](std::size_t index) { return std::stoi(stamp.substr(index * 2, 2)); };
+    std::tm time{};
+    time.tm_year = kCentury + pair(0);
+    time.tm_mon = pair(1) - 1;
+    time.tm_mday = pair(2);
+    time.tm_hour = pair(3);
+    time.tm_min = pair(4);
+    time.tm_sec = pair(5);
+    time.tm_isdst = -1;
+    return std::mktime(&time) == -1 ? stamp : iso(time);
+}
+
+std::string isoDate(const std::string& date) {
+    static const std::regex form("([0-9]{2})\\.([0-9]{2})\\.([0-9]{2})");
+    return std::regex_replace(date, form, "20$3-$2-$1");
 }
 
 }  // namespace dornctl

@@ -1,4 +1,5 @@
-// Tells on standard error which page of an answer has come, on terminals only.
+// Tells on standard error what of the answers has come: on a terminal in one line that changes, or
+// as lines of JSON. Without a terminal only when it is asked for.
 //
 // Ownership: a plain value; the destructor clears the line. Threads: one user at a time.
 // Errors: nothing throws.
@@ -6,19 +7,28 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+
+#include "dornctl/Settings.h"
 
 namespace dornctl {
 
 class Progress {
   public:
-    Progress();
+    explicit Progress(const Settings& settings);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void page(std::size_t number, std::size_t total);
+    void page(const std::string& machine, std::size_t number, std::size_t total);
+    // How many of the machines have answered or failed.
+    void machines(std::size_t number, std::size_t total);
 
   private:
+    void line(const std::string& text);
+
+    const bool json_;
+    const bool onTerminal_;
     const bool shown_;
     bool written_ = false;
 };

@@ -25,6 +25,7 @@ struct Settings {
     teskhost::Endpoint host{"127.0.0.1", kPort};
     std::optional<Milliseconds> timeout{};
     bool json = false;
+    bool progress = false;  // also without a terminal
 };
 
 using Action = std::function<ExitStatus(const Settings&)>;

@@ -4,28 +4,36 @@
 
 #pragma once
 
+#include <iostream>
 #include <vector>
 
-#include "dornctl/Settings.h"
-#include "host/AamsContent.h"
-#include "host/CountersAnswer.h"
-#include "host/ListAnswer.h"
-#include "host/MachinesAnswer.h"
-#include "host/MessageAnswer.h"
-#include "host/TimesAnswer.h"
-#include "host/ValueAnswer.h"
+#include "dornctl/Json.h"
 #include "host/VersionAnswer.h"
 
 namespace dornctl {
 
-// Nothing is printed for no answers.
-void show(const std::vector<teskhost::CountersAnswer>& answers, const Settings& settings);
-void show(const std::vector<teskhost::ValueAnswer>& answers, const Settings& settings);
-void show(const std::vector<teskhost::ListAnswer>& pages, const Settings& settings);
-void show(const std::vector<teskhost::TimesAnswer>& pages, const Settings& settings);
-void show(const std::vector<teskhost::MessageAnswer>& answers, const Settings& settings);
-void show(const std::vector<teskhost::VersionAnswer>& answers, const Settings& settings);
-void show(const std::vector<teskhost::MachinesAnswer>& answers, const Settings& settings);
+constexpr int kJsonIndent = 2;
+
+// The answers of machines, as tables. Nothing is printed for no answers.
+void showTable(const std::vector<MachineAnswer<teskhost::CountersAnswer>>& answers);
+void showTable(const std::vector<MachineAnswer<teskhost::ValueAnswer>>& answers);
+void showTable(const std::vector<MachineAnswer<teskhost::ListAnswer>>& answers);
+void showTable(const std::vector<MachineAnswer<teskhost::TimesAnswer>>& answers);
+void showTable(const std::vector<MachineAnswer<teskhost::MessageAnswer>>& answers);
+
+// As tables, or as one document of JSON, also for no answers: it tells who failed.
+template <typename Answer>
+void show(const Round& round, const Settings& settings) {
+    const auto answers = decode<Answer>(round);
+    if (!settings.json) return showTable(answers);
+    Json json = documentOf(settings);
+    json["answers"] = listOf(answers);
+    json["failures"] = listOf(round.problems());
+    std::cout << textOf(json, kJsonIndent);
+}
+
+void show(const teskhost::VersionAnswer& answer, const Settings& settings);
+void show(const std::vector<ListedMachine>& machines, const Settings& settings);
 void show(const teskhost::AamsContent& content, const Settings& settings);
 
 }  // namespace dornctl

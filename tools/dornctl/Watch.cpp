@@ -8,8 +8,8 @@
 #include "dornctl/Dialogue.h"
 #include "dornctl/EndSignals.h"
 #include "dornctl/Json.h"
+#include "dornctl/MachineList.h"
 #include "dornctl/Now.h"
-#include "host/AnswerTables.h"
 
 namespace dornctl {
 
@@ -43,31 +43,31 @@ class Watch {
 
   private:
     // The gateway may be started anew meanwhile, so every question has a connection of its own.
-    MachinesAnswer question() const {
+    std::vector<ListedMachine> question() const {
         const EndSignals::AtOnce atOnce;  // nothing is half printed here
-        Dialogue dialogue(settings_.host, settings_.timeout.value_or(kPatience));
-        const Answers answers = dialogue.ask(Request::machines(), Scope::OneFrame);
-        answers.requireAll();
-        if (answers.regular.empty()) throw LinkError("the gateway does not list its machines");
-        return answers.decode<MachinesAnswer>().front();
+        Dialogue dialogue(settings_, kPatience);
+        return listMachines(dialogue);
     }
 
     void again() const {
         try {
             print(question());
         } catch (const std::exception& e) {
-            std::cerr << "dornctl: " << nowText() << ": " << e.what() << '\n';
+            const std::string stamp = settings_.json ? "" : nowText() + ": ";
+            tell({ExitStatus::NoConnection, "", stamp + e.what()}, settings_);
         }
     }
 
-    void print(const MachinesAnswer& answer) const {
+    void print(const std::vector<ListedMachine>& machines) const {
         if (settings_.json) {
-            std::cout << textOf(toJson(answer), -1) << std::flush;
+            Json json = documentOf(settings_);
+            json["machines"] = listOf(machines);
+            std::cout << textOf(json, -1) << std::flush;
             return;
         }
         if (onTerminal_) std::cout << kClearScreen;
         std::cout << settings_.host.text() << "  " << nowText() << "\n\n"
-                  << tableOf(answer).text(0) << (onTerminal_ ? "" : "\n") << std::flush;
+                  << tableOf(machines).text(0) << (onTerminal_ ? "" : "\n") << std::flush;
     }
 
     const Settings settings_;

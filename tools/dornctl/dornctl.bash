@@ -4,7 +4,7 @@ _dornctl() {
     local current=$2 previous=$3 subcommand="" word
     local subcommands="machines version meters value list-by-fields list-by-numbers times raw
         identification readings history checks parameters set-parameters set-clock watch listen"
-    local options="--host --timeout --json --help"
+    local options="--host --timeout --json --progress --help"
 
     # bash takes "=" and ":" for words of their own. An address ends in a port, which nobody knows.
     if [[ ${COMP_WORDS[COMP_CWORD]} == : || $previous == : ]]; then

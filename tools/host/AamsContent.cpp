@@ -16,4 +16,10 @@ std::string AamsContent::value(const std::string& name) const {
     return found == fields.end() ? "" : found->value;
 }
 
+std::string AamsContent::result() const {
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [](const Field& field) { return field.key == "result"; });
+    return found == fields.end() ? "" : found->raw;
+}
+
 }  // namespace teskhost

@@ -28,6 +28,8 @@ struct AamsContent {
 
     // The value of a field; empty when there is no such field.
     std::string value(const std::string& name) const;
+    // The code of the result; empty when there is none.
+    std::string result() const;
 };
 
 }  // namespace teskhost

@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::size_t kShortCodeSize = 2;  // contexts and check codes, unlike time stamps
 
-std::string yesOrNo(const std::string& flag) {
-    return flag == "0" ? "no" : "yes";
-}
-
 }  // namespace
 
 AamsDecoder::AamsDecoder(const AamsMessage& message) : reader_(message.body()) {
@@ -23,7 +19,7 @@ AamsDecoder::AamsDecoder(const AamsMessage& message) : reader_(message.body()) {
 
 AamsContent AamsDecoder::run() {
     if (!reader_.atEnd()) {
-        addField("MAC address");
+        addText("MAC address", "mac");
         byCode();
     }
     if (!reader_.atEnd()) throw DecodeError("fields are left over: " + reader_.field());
@@ -43,20 +39,21 @@ void AamsDecoder::byCode() {
 }
 
 void AamsDecoder::identification() {
-    for (const char* name : {"model", "software version"}) addField(name);
-    addStamp("software installed");
-    for (const char* name : {"manufacturer", "Tesk connection type", "connection type"}) {
-        addField(name);
-    }
-    addStamp("time of the answer");
+    addText("model", "model");
+    addText("software version", "software_version");
+    addStamp("software installed", "software_installed");
+    addText("manufacturer", "manufacturer");
+    addNumber("Tesk connection type", "tesk_connection_type");
+    addNumber("connection type", "connection_type");
+    addAnswered();
 }
 
 void AamsDecoder::machines() {
-    add("state", aamswords::state(reader_.field()));
+    addState();
     while (!reader_.atEnd()) {
         AamsReader ahead = reader_;
         ahead.field();
-        if (ahead.atEnd()) return addStamp("time of the answer");
+        if (ahead.atEnd()) return addAnswered();
         addReading("");
     }
 }
@@ -66,17 +63,15 @@ void AamsDecoder::history() {
         const std::string context = reader_.field();
         addReading(context);
     }
-    addStamp("time of the answer");
+    addAnswered();
 }
 
 void AamsDecoder::failedChecks() {
-    add("state", aamswords::state(reader_.field()));
-    while (reader_.peek().size() == kShortCodeSize) {
-        add("failed check", aamswords::check(reader_.field()));
-    }
+    addState();
+    while (reader_.peek().size() == kShortCodeSize) addCheck();
     addReading("");
     addReading("");
-    addStamp("time of the answer");
+    addAnswered();
 }
 
 void AamsDecoder::parameters() {
@@ -86,39 +81,68 @@ void AamsDecoder::parameters() {
         std::getline(values, value, '!');
         return value;
     };
-    add("between two polling passes", next() + " min");
-    add("report polling passes", yesOrNo(next()));
-    add("report passes nobody answered", yesOrNo(next()));
-    add("start to first polling pass", next() + " min");
-    addStamp("time of the answer");
+    addMinutes("between two polling passes", "every_minutes", next());
+    addFlag("report polling passes", "report", next());
+    addFlag("report passes nobody answered", "report_unanswered", next());
+    addMinutes("start to first polling pass", "first_minutes", next());
+    addAnswered();
 }
 
 void AamsDecoder::failedCheck() {
-    addField("context");
-    add("failed check", aamswords::check(reader_.field()));
+    addText("context", "context");
+    addCheck();
     AamsReading reading;
     reading.message = TeskText::decode(reader_.message());
-    add("machine", reading.message.machine);
-    addStamp("time of the report");
+    addText("machine", "machine", reading.message.machine);
+    addStamp("time of the report", "reported");
     if (!reader_.atEnd()) {
         reader_.message();
         reading.stamp = reader_.field();
-        add("time of the reading", aamswords::stamp(reading.stamp));
+        addStamp("time of the reading", "read", reading.stamp);
     }
     content_.readings.push_back(reading);
 }
 
-void AamsDecoder::add(const std::string& name, const std::string& value) {
-    content_.fields.push_back({name, value});
+void AamsDecoder::addText(const char* name, const char* key, const std::string& text) {
+    content_.fields.push_back({name, text, key, Field::Kind::Text, text});
 }
 
-void AamsDecoder::addStamp(const std::string& name) {
-    add(name, aamswords::stamp(reader_.field()));
+void AamsDecoder::addNumber(const char* name, const char* key) {
+    const std::string text = reader_.field();
+    content_.fields.push_back({name, text, key, Field::Kind::Number, text});
+}
+
+void AamsDecoder::addMinutes(const char* name, const char* key, const std::string& text) {
+    content_.fields.push_back({name, text + " min", key, Field::Kind::Number, text});
+}
+
+void AamsDecoder::addFlag(const char* name, const char* key, const std::string& text) {
+    content_.fields.push_back({name, text == "0" ? "no" : "yes", key, Field::Kind::Flag, text});
+}
+
+void AamsDecoder::addStamp(const char* name, const char* key, const std::string& text) {
+    content_.fields.push_back({name, aamswords::stamp(text), key, Field::Kind::Stamp, text});
+}
+
+void AamsDecoder::addCode(const char* name, const char* key, const std::string& code,
+                          const std::string& words) {
+    content_.fields.push_back(
+        {name, code + " (" + words + ")", key, Field::Kind::Code, code, words});
+}
+
+void AamsDecoder::addState() {
+    const std::string code = reader_.field();
+    addCode("state", "state", code, aamswords::state(code));
+}
+
+void AamsDecoder::addCheck() {
+    const std::string code = reader_.field();
+    addCode("failed check", "failed_check", code, aamswords::check(code));
 }
 
 bool AamsDecoder::addResult() {
     const std::string code = reader_.field();
-    add("result", aamswords::result(code));
+    addCode("result", "result", code, aamswords::result(code));
     return code == "00";
 }
 

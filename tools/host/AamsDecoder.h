@@ -28,9 +28,20 @@ class AamsDecoder {
     void parameters();
     void failedCheck();
 
-    void add(const std::string& name, const std::string& value);
-    void addField(const std::string& name) { add(name, reader_.field()); }
-    void addStamp(const std::string& name);
+    // Each takes the next field, unless the text is given.
+    void addText(const char* name, const char* key) { addText(name, key, reader_.field()); }
+    void addText(const char* name, const char* key, const std::string& text);
+    void addNumber(const char* name, const char* key);
+    void addMinutes(const char* name, const char* key, const std::string& text);
+    void addFlag(const char* name, const char* key, const std::string& text);
+    void addStamp(const char* name, const char* key) { addStamp(name, key, reader_.field()); }
+    void addStamp(const char* name, const char* key, const std::string& text);
+    // `words` is what the code means.
+    void addCode(const char* name, const char* key, const std::string& code,
+                 const std::string& words);
+    void addState();
+    void addCheck();
+    void addAnswered() { addStamp("time of the answer", "answered"); }
     // False when the message reports a failure, and so has no more fields.
     bool addResult();
     // A time and a machine's message; nothing when both are empty.

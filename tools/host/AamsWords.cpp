@@ -14,10 +14,6 @@ std::string lookUp(const std::map<Key, std::string>& words, const Key& key) {
     return found == words.end() ? "not known" : found->second;
 }
 
-std::string withCode(const std::string& code, const std::string& words) {
-    return code + " (" + words + ")";
-}
-
 }  // namespace
 
 std::string message(int code) {
@@ -49,7 +45,7 @@ std::string result(const std::string& code) {
         {"0F", "parameters not available"},
         {"FF", "date and time could not be set"},
     };
-    return withCode(code, lookUp(kWords, code));
+    return lookUp(kWords, code);
 }
 
 std::string check(const std::string& code) {
@@ -66,7 +62,7 @@ std::string check(const std::string& code) {
         {"40", "CNTTOTIN is no multiple of 50"},
         {"41", "item 5 is above 14000"},
     };
-    return withCode(code, lookUp(kWords, code));
+    return lookUp(kWords, code);
 }
 
 std::string state(const std::string& character) {
@@ -75,7 +71,7 @@ std::string state(const std::string& character) {
         {"3", "first polling pass"},
         {"4", "a later polling pass"},
     };
-    return withCode(character, lookUp(kWords, character));
+    return lookUp(kWords, character);
 }
 
 std::string stamp(const std::string& text) {

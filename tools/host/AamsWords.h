@@ -1,4 +1,4 @@
-// What the codes in AAMS messages mean.
+// What the codes in AAMS messages mean, in words.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws; a code that is not known is
 // called so.

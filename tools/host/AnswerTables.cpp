@@ -107,12 +107,17 @@ Table entriesOf(const std::vector<TimesAnswer>& pages) {
                  {"time"},
                  {"digit", kRight}});
     for (const TimesAnswer& page : pages) {
-        Table::Row head = {ofTotal(page.page, page.pages), page.date, page.machineDate,
-                           outcomeText(page.outcome)};
-        if (page.entries.empty()) table.add(head);
-        for (const TimesAnswer::Entry& entry : page.entries) addEntry(table, head, entry);
+        addEntries(table,
+                   {ofTotal(page.page, page.pages), page.date, page.machineDate,
+                    outcomeText(page.outcome)},
+                   page);
     }
     return table;
+}
+
+void addEntries(Table& table, Table::Row head, const TimesAnswer& page) {
+    if (page.entries.empty()) table.add(head);
+    for (const TimesAnswer::Entry& entry : page.entries) addEntry(table, head, entry);
 }
 
 Table tableOf(const MessageAnswer& answer) {

@@ -26,6 +26,9 @@ Table tableOf(const ListAnswer& page);
 // One line for every value, of the first entries only when there are more than `most`.
 Table entriesOf(const ListAnswer& page, std::size_t most);
 Table entriesOf(const std::vector<TimesAnswer>& pages);
+// Adds a line for every time: entry, time and digit behind the head, which stands in the first line
+// only.
+void addEntries(Table& table, Table::Row head, const TimesAnswer& page);
 Table tableOf(const MessageAnswer& answer);
 Table tableOf(const VersionAnswer& answer);
 Table tableOf(const MachinesAnswer& answer);

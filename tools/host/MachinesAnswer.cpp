@@ -4,6 +4,20 @@
 
 namespace teskhost {
 
+namespace {
+
+constexpr char kFixedName[] = "SlotMachine";
+
+}  // namespace
+
+bool MachinesAnswer::Machine::named() const {
+    return known || name != kFixedName;
+}
+
+std::string MachinesAnswer::Machine::wholeName() const {
+    return named() ? name : name + "_" + std::to_string(port);
+}
+
 MachinesAnswer MachinesAnswer::decode(std::string_view body) {
     ByteReader in(body);
     MachinesAnswer answer;

@@ -16,6 +16,12 @@ struct MachinesAnswer {
         std::string name{};
         std::uint8_t port = 0;
         bool known = false;  // its last answer came
+
+        // Its CodeId, or the whole fixed name "SlotMachine_n" of one that has not answered yet, of
+        // which the record has the first 11 characters.
+        std::string wholeName() const;
+        // It has answered since the gateway's start.
+        bool named() const;
     };
 
     std::vector<Machine> machines{};

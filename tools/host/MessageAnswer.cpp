@@ -8,7 +8,8 @@ MessageAnswer MessageAnswer::decode(std::string_view body) {
     ByteReader in(body);
     MessageAnswer answer;
     answer.size = in.number32();
-    answer.message = TeskText::decode(in.bytes(answer.size));
+    answer.bytes = in.bytes(answer.size);
+    answer.message = TeskText::decode(answer.bytes);
     in.expectEnd();
     return answer;
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "host/TeskText.h"
@@ -14,6 +15,7 @@ namespace teskhost {
 struct MessageAnswer {
     std::uint32_t size = 0;  // of the message, in bytes
     TeskText message{};
+    std::string bytes{};  // the message as it came
 
     static MessageAnswer decode(std::string_view body);
 };

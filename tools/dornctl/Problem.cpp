@@ -1,0 +1,29 @@
+#include "dornctl/Problem.h"
+
+#include <iostream>
+
+#include "dornctl/Json.h"
+#include "host/Table.h"
+
+namespace dornctl {
+
+namespace {
+
+std::string lineOf(const Problem& problem) {
+    const std::string machine = problem.machine.empty() ? "" : problem.machine + ": ";
+    return "dornctl: " + teskhost::printable(machine) + problem.text + '\n';
+}
+
+std::string jsonOf(const Problem& problem, const Settings& settings) {
+    Json error = documentOf(settings);
+    error.update(toJson(problem));
+    return textOf({{"error", error}}, -1);
+}
+
+}  // namespace
+
+void tell(const Problem& problem, const Settings& settings) {
+    std::cerr << (settings.json ? jsonOf(problem, settings) : lineOf(problem));
+}
+
+}  // namespace dornctl

@@ -1,0 +1,23 @@
+// One thing that went wrong, and how it is told on standard error: a line for a person, or a line
+// of JSON.
+//
+// Ownership: plain values. Threads: any. Errors: nothing throws.
+
+#pragma once
+
+#include <string>
+
+#include "dornctl/ExitStatus.h"
+#include "dornctl/Settings.h"
+
+namespace dornctl {
+
+struct Problem {
+    ExitStatus status = ExitStatus::Failure;
+    std::string machine{};  // that it is about; empty when it is about none
+    std::string text{};
+};
+
+void tell(const Problem& problem, const Settings& settings);
+
+}  // namespace dornctl
