@@ -15,6 +15,12 @@
 
 namespace teskd {
 
+namespace {
+
+constexpr const char* TOO_SLOW = "The host does not keep up";
+
+}  // namespace
+
 void FrameWriter::write(const char* frame, std::size_t len) {
     try {
         const SynchronizedLock lock(lock_);
@@ -33,7 +39,7 @@ void FrameWriter::write(const char* frame, std::size_t len) {
 
 void FrameWriter::beginAnswer() {
     if (queued_ <= HostMemory::ALLOWANCE || !account_.hasTooManyAnswers()) return;
-    giveUp(SocketException("The host does not keep up").text());
+    giveUp(SocketException(TOO_SLOW).text());
 }
 
 std::size_t FrameWriter::sendQueued() {
@@ -69,6 +75,7 @@ void FrameWriter::enqueue(std::string frame) {
 }
 
 void FrameWriter::send() {
+    if (account_.isGivenUp()) throw SocketException(TOO_SLOW);
     while (!frames_.empty()) {
         const std::string& frame = frames_.front();
         const std::size_t n = offer(frame.data() + sent_, frame.size() - sent_);

@@ -21,8 +21,8 @@ class StopEvent;
 // Each write() of a block is one frame. The thread that brings it sends what the host takes at once
 // and leaves the rest to the connection's own thread, so nobody who has an answer ever waits for a
 // host; the frames are kept only for that. A host whose system acknowledges nothing for the
-// time-out while frames wait is given up, and so is one that lets answers pile up when all hosts'
-// answers together exceed what they may (HostMemory).
+// time-out while frames wait is given up, and so is the one for which most waits when another
+// answer needs the room (HostMemory). The connection's thread gives it up then.
 //
 // Only acknowledgements tell a slow host from one that has stopped reading. The system of a slow
 // one acknowledges in jumps, many seconds apart, and this end's buffer is writable later still:
@@ -53,8 +53,9 @@ class FrameWriter : public OutputStream {
     using OutputStream::write;
     void write(const char* frame, std::size_t len) override;
 
-    // Called in front of each answer's first frame. Gives the host up when too much waits for it
-    // already; an answer that has begun is taken whole, however large it is.
+    // Called in front of each answer's first frame. Gives the host up when answers take too much
+    // memory and most of it waits for this one; an answer that has begun is taken whole, however
+    // large it is.
     void beginAnswer();
 
     // Ends the connection: an answer is lost, and the host is to know. Only the first time counts.
@@ -72,6 +73,7 @@ class FrameWriter : public OutputStream {
     static constexpr int LOOKS = 60;
 
     void enqueue(std::string frame) TESKD_REQUIRES(lock_);
+    // @throws SocketException when the host is to be given up
     void send() TESKD_REQUIRES(lock_);
     std::size_t offer(const char* bytes, std::size_t len) TESKD_REQUIRES(lock_);
     // Notes what was acknowledged, when it is time to. @throws SocketException when the host is to

@@ -18,10 +18,17 @@ HostMemory::Room HostMemory::Room::another(std::size_t bytes) const {
     return {*account_, bytes};
 }
 
+HostMemory::Account::Account(HostMemory& memory, StopEvent& wake) : memory_(memory), wake_(wake) {
+    const SynchronizedLock lock(memory_.lock_);
+    memory_.accounts_.push_back(this);
+}
+
 HostMemory::Account::~Account() {
     leave();
     removeAnswer(answers_);
     memory_.giveBack(*this, held_);
+    const SynchronizedLock lock(memory_.lock_);
+    memory_.accounts_.remove(this);
 }
 
 HostMemory::Room HostMemory::Account::take(std::size_t bytes) {
@@ -43,46 +50,48 @@ void HostMemory::Account::leave() {
 
 void HostMemory::Account::addAnswer(std::size_t bytes) {
     const SynchronizedLock lock(memory_.lock_);
-    memory_.add(*this, bytes);
-    memory_.answers_ += bytes;
+    const std::size_t need = needed(answers_, bytes);
     answers_ += bytes;
+    if (givenUp_ || need == 0) return;
+    memory_.answers_ += need;
+    memory_.makeRoom(*this);
 }
 
 void HostMemory::Account::removeAnswer(std::size_t bytes) {
     const SynchronizedLock lock(memory_.lock_);
-    memory_.answers_ -= bytes;
     answers_ -= bytes;
-    memory_.giveBack(*this, bytes);
+    if (!givenUp_) memory_.answers_ -= needed(answers_, bytes);
+    if (answers_ == 0) givenUp_ = false;
 }
 
 bool HostMemory::Account::hasTooManyAnswers() const {
     const SynchronizedLock lock(memory_.lock_);
-    return answers_ > ALLOWANCE && memory_.answers_ > CAPACITY;
+    return memory_.answers_ > CAPACITY && &memory_.largest() == this;
 }
 
 std::size_t HostMemory::beyondAllowance(std::size_t bytes) {
     return bytes - std::min(bytes, ALLOWANCE);
 }
 
-std::size_t HostMemory::needed(const Account& account, std::size_t bytes) {
-    return beyondAllowance(account.held_ + bytes) - beyondAllowance(account.held_);
+std::size_t HostMemory::needed(std::size_t held, std::size_t bytes) {
+    return beyondAllowance(held + bytes) - beyondAllowance(held);
 }
 
 bool HostMemory::fits(const Account& account, std::size_t bytes) const {
-    const std::size_t need = std::min(needed(account, bytes), CAPACITY);
+    const std::size_t need = std::min(needed(account.held_, bytes), CAPACITY);
     const bool isNext = line_.empty() || line_.front() == &account;
     return need == 0 || (isNext && used_ + need <= CAPACITY);
 }
 
 void HostMemory::add(Account& account, std::size_t bytes) {
-    used_ += needed(account, bytes);
+    used_ += needed(account.held_, bytes);
     account.held_ += bytes;
 }
 
 void HostMemory::giveBack(Account& account, std::size_t bytes) {
     const SynchronizedLock lock(lock_);
     account.held_ -= bytes;
-    used_ -= needed(account, bytes);
+    used_ -= needed(account.held_, bytes);
     const bool waits = account.ticket_.empty();
     if (waits && fits(account, account.wanted_)) account.wake_.set();
     wakeFirst();
@@ -99,6 +108,25 @@ void HostMemory::wakeFirst() {
     if (line_.empty()) return;
     const Account& first = *line_.front();
     if (fits(first, first.wanted_)) first.wake_.set();
+}
+
+void HostMemory::makeRoom(const Account& account) {
+    while (answers_ > CAPACITY && &largest() != &account) giveUp(largest());
+}
+
+void HostMemory::giveUp(Account& account) {
+    answers_ -= beyondAllowance(account.answers_);
+    account.givenUp_ = true;
+    account.wake_.set();
+}
+
+HostMemory::Account& HostMemory::largest() const {
+    const auto waiting = [](const Account* account) {
+        return account->givenUp_ ? 0 : account->answers_;
+    };
+    return **std::max_element(
+        accounts_.begin(), accounts_.end(),
+        [waiting](const Account* a, const Account* b) { return waiting(a) < waiting(b); });
 }
 
 }  // namespace teskd

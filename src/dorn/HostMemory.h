@@ -1,6 +1,7 @@
 // How much memory all hosts together can make the daemon hold.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <list>
 #include <utility>
@@ -11,23 +12,40 @@ namespace teskd {
 
 class StopEvent;
 
-// A pool of bytes that the connections share, for bodies that are being read, for requests that
-// wait for a machine, and for answers that wait for their host. Each connection has an allowance of
-// its own beside it, so that one whose requests are small is served whatever the others do.
+// Two pools of bytes that the connections share, one for requests and one for answers. Neither
+// takes from the other, so slow readers keep nobody from asking, and large requests cost nobody an
+// answer. Each connection has an allowance of its own beside each pool; what it holds beyond that
+// is taken from the pool.
 //
-// What a connection holds beyond its allowance comes from the pool. Room for a request is taken
-// whole, before its body is read, so two large bodies never wait for each other; connections that
-// have to wait are served in the order in which they came. Room for what a request leads to, its
-// messages and its answers, is never waited for: it may exceed the pool, and then nobody gets more
-// before enough was given back.
+// Requests: bodies that are being read, and what waits for a machine.
+// - Room for a request is taken whole, before its body is read, and held until it is answered.
+// - A connection that finds too little waits. Those that wait are served in the order in which they
+//   came, and nobody who needs some of the pool overtakes them.
+// - Within its allowance, some thirty small requests, a connection never waits for others.
+// - Nobody waits for ever: a connection that waits holds no part of what it waits for, and the
+// rooms
+//   come back whatever the others do, since machines have a time-out and answers never wait.
+// - A request larger than the pool waits until the whole of it is free.
+// - Room for the messages that a request leads to is not waited for and may exceed the pool; then
+//   nobody gets more before enough was given back.
+//
+// Answers: what waits for its host.
+// - An answer is taken at once and whole: who has one never waits for memory.
+// - When an answer needs more than the pool has, the connection for which most waits is given up,
+//   and so on until there is room. All it held counts as free at once.
+// - A connection is not given up in the middle of its own answer, so a single answer may exceed the
+//   pool. It is given up when it begins another one while the pool is exceeded and most waits for
+//   it.
+// - A connection within its allowance is never given up here, nor does its answer cost another one.
+// - As long as nobody needs its room, a connection may hold what it has and read at any pace.
 //
 // Owner: the DornDeamon; outlives the connections. Threads: any, but an account waits on its
 // connection's thread alone. Locks: its own, innermost but for the events'.
 class HostMemory {
   public:
-    // Enough for the largest body there is. A request that needs more takes the whole pool.
+    // Bytes of each pool. Enough for the largest body there is.
     static constexpr std::size_t CAPACITY = std::size_t{16} * 1024 * 1024;
-    // Bytes that each connection may hold beside the pool.
+    // Bytes that each connection may hold beside each pool.
     static constexpr std::size_t ALLOWANCE = std::size_t{64} * 1024;
 
     class Account;
@@ -60,8 +78,9 @@ class HostMemory {
     // What one connection holds. Outlives the rooms it gave.
     class Account {
       public:
-        // Refers to both. The event is set when a take() that got nothing is to be tried again.
-        Account(HostMemory& memory, StopEvent& wake) : memory_(memory), wake_(wake) {}
+        // Refers to both. The event is set when a take() that got nothing is to be tried again, and
+        // when the connection is given up.
+        Account(HostMemory& memory, StopEvent& wake);
         // Gives back what is left.
         ~Account();
         Account(const Account&) = delete;
@@ -73,11 +92,14 @@ class HostMemory {
         // Leaves the line.
         void leave();
 
-        // An answer begins or stops waiting for its host.
+        // A part of an answer begins or stops waiting for its host.
         void addAnswer(std::size_t bytes);
         void removeAnswer(std::size_t bytes);
-        // True when this host's answers exceed its allowance, and those of all hosts the pool.
+        // True when the pool is exceeded and most waits for this host: another answer is too much.
         bool hasTooManyAnswers() const;
+        // True when what waits for this host is to be dropped, and its connection ended, since
+        // others need the room. False again when nothing waits.
+        bool isGivenUp() const { return givenUp_; }
 
       private:
         friend class HostMemory;
@@ -87,26 +109,33 @@ class HostMemory {
         StopEvent& wake_;
         // Guarded by the memory's lock.
         std::list<Account*> ticket_{this};  // stands in the memory's line while it waits
-        std::size_t held_ = 0;
-        std::size_t answers_ = 0;  // part of what is held
-        std::size_t wanted_ = 0;   // while it waits
+        std::size_t held_ = 0;              // for requests
+        std::size_t wanted_ = 0;            // while it waits
+        std::size_t answers_ = 0;           // that wait
+        std::atomic<bool> givenUp_{false};  // its answers are no longer part of the pool
     };
 
   private:
     static std::size_t beyondAllowance(std::size_t bytes);
-    // What the bytes take from the pool.
-    static std::size_t needed(const Account& account, std::size_t bytes);
+    // What further bytes take from a pool.
+    static std::size_t needed(std::size_t held, std::size_t bytes);
     bool fits(const Account& account, std::size_t bytes) const TESKD_REQUIRES(lock_);
     void add(Account& account, std::size_t bytes) TESKD_REQUIRES(lock_);
     void giveBack(Account& account, std::size_t bytes);
     void leave(Account& account) TESKD_REQUIRES(lock_);
     // Tells who can go on.
     void wakeFirst() TESKD_REQUIRES(lock_);
+    // Gives others up until the answers fit, or most waits for this one.
+    void makeRoom(const Account& account) TESKD_REQUIRES(lock_);
+    void giveUp(Account& account) TESKD_REQUIRES(lock_);
+    // The one for which most waits.
+    Account& largest() const TESKD_REQUIRES(lock_);
 
     mutable Synchronized lock_;
-    std::size_t used_ TESKD_GUARDED_BY(lock_) = 0;     // of the pool
-    std::size_t answers_ TESKD_GUARDED_BY(lock_) = 0;  // of all accounts
-    std::list<Account*> line_ TESKD_GUARDED_BY(lock_);
+    std::size_t used_ TESKD_GUARDED_BY(lock_) = 0;     // of the requests' pool
+    std::size_t answers_ TESKD_GUARDED_BY(lock_) = 0;  // used of the answers' pool
+    std::list<Account*> accounts_ TESKD_GUARDED_BY(lock_);
+    std::list<Account*> line_ TESKD_GUARDED_BY(lock_);  // who waits with a request
 };
 
 }  // namespace teskd

@@ -1,15 +1,20 @@
 // What the requests and answers of hosts hold in memory, and who gives way when there is no more.
 
+#include <chrono>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <memory>
 #include <string>
 
 #include "HostLink.h"
 #include "support/Bytes.h"
 #include "support/Frame.h"
+#include "support_src/LogRecorder.h"
 
 namespace teskd::test {
 namespace {
+
+using namespace std::chrono_literals;
 
 constexpr std::size_t kMebibyte = 1'048'576;
 
@@ -57,6 +62,67 @@ TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
     link.host().sendRaw(large);
     expectAllTaken(link.host());
     EXPECT_LT(allocated(), before + 13 * kMebibyte);
+}
+
+// A host that lets answers of two megabytes wait, and others beside it.
+class DornBesideASlowReader : public testing::Test {
+  protected:
+    DornBesideASlowReader() : slow_(link_.connectNarrow()) {
+        link_.machine(1).answers().setLiteral(
+            120, "120~1E8480~15.03.21~ZA000000001~00~" + std::string(kAnswer - 35, 'x'));
+    }
+    // That many answers wait for the host.
+    void ask(HostClient& host, std::size_t answers) {
+        link_.machine(1).journal().clear();
+        const std::string one = request(6, 1, "ZA000000001" + std::string(4, '\0') + "120~0008");
+        for (std::size_t i = 0; i < answers; ++i) host.sendRaw(one);
+        ASSERT_TRUE(link_.machine(1).journal().waitForAcknowledgements(answers, 60s));
+        link_.host().request(1, bytes("00"), 0, 9);  // the machine answers in order
+        EXPECT_EQ(9U, link_.host().readFrame(60s).identifierB);
+    }
+    static void expectAnswers(HostClient& host, std::size_t answers) {
+        for (std::size_t i = 0; i < answers; ++i) {
+            EXPECT_EQ(kAnswer + 4, host.readFrame(60s).body.size());
+        }
+    }
+
+    static constexpr std::size_t kAnswer = 2'000'000;
+
+    LogRecorder log_;
+    HostLink link_{1};
+    std::unique_ptr<HostClient> slow_;
+};
+
+const LogEntry kGivenUp{
+    180, "Exception was received: IOException: SocketException: The host does not keep up"};
+
+TEST_F(DornBesideASlowReader, ALargeRequestFindsItsRoom) {
+    ask(*slow_, 8);
+    link_.host().connection().sendAll(request(7, 2, std::string(12 * kMebibyte, 'x')), 60s);
+    EXPECT_EQ(2U, link_.host().readFrame().identifierB);
+    EXPECT_EQ(0U, log_.count(kGivenUp));
+    EXPECT_EQ(100'000U, slow_->connection().readExactly(100'000).size());
+}
+
+TEST_F(DornBesideASlowReader, HostsThatReadTakeNothingFromIt) {
+    ask(*slow_, 8);
+    const auto prompt = link_.connect();
+    for (int i = 0; i < 20; ++i) {
+        prompt->request(6, "ZA000000001" + std::string(4, '\0') + "120~0008");
+        expectAnswers(*prompt, 1);
+    }
+    EXPECT_EQ(0U, log_.count(kGivenUp));
+    EXPECT_EQ(100'000U, slow_->connection().readExactly(100'000).size());
+}
+
+TEST_F(DornBesideASlowReader, TheOneForWhomMostWaitsGivesWayAndNobodyElse) {
+    ask(*slow_, 8);
+    const auto other = link_.connect();
+    ask(*other, 6);
+    expectAnswers(*other, 6);
+    EXPECT_TRUE(log_.waitFor(kGivenUp));
+    EXPECT_LT(slow_->connection().readUntilClosed().size(), kAnswer);
+    EXPECT_EQ(1U, log_.count(kGivenUp));
 }
 
 }  // namespace

@@ -203,6 +203,43 @@ TEST_F(FrameWriterTest, OnlyAPeerThatLetsAnswersPileUpIsGivenUp) {
     EXPECT_EQ(0U, failures());
 }
 
+// Two peers, neither of which reads.
+class TwoFrameWriters : public FrameWriterTest {
+  protected:
+    TwoFrameWriters() { other_.setDescriptor(::dup(otherPair_.server.fd())); }
+    ~TwoFrameWriters() noexcept override = default;
+
+    TcpPair otherPair_;
+    Socket other_{AF_INET, SOCK_STREAM, 0};
+    StopEvent otherWake_;
+    HostMemory::Account otherAccount_{memory_, otherWake_};
+    FrameWriter first_{connection_, wake_, account_, 60s};
+    FrameWriter second_{other_, otherWake_, otherAccount_, 60s};
+};
+
+TEST_F(TwoFrameWriters, ThePeerForWhichMostWaitsIsGivenUpForAnothersAnswer) {
+    first_.write(std::string(16'000'000, 'L'));
+    wake_.clear();
+    second_.beginAnswer();
+    second_.write(std::string(15'000'000, 'L'));
+    EXPECT_TRUE(wake_.isSet());
+    EXPECT_EQ(0U, first_.sendQueued());
+    EXPECT_EQ(1U, log_.count({180,
+                              "Exception was received: IOException: SocketException: The host does "
+                              "not keep up"}));
+    EXPECT_GT(16'000'000U, pair_.client.readUntilClosed().size());
+    EXPECT_LT(8'000'000U, second_.sendQueued());
+    EXPECT_EQ(1U, failures());
+}
+
+TEST_F(TwoFrameWriters, APeerThatIsToBeGivenUpTakesNoMoreAnswers) {
+    first_.write(std::string(16'000'000, 'L'));
+    second_.write(std::string(15'000'000, 'L'));
+    first_.write(std::string(16'000'000, 'L'));  // before its own thread has done anything
+    EXPECT_EQ(0U, first_.sendQueued());
+    EXPECT_EQ(1U, failures());
+}
+
 // It would take the next frame for the rest of this one.
 TEST_F(FrameWriterTest, APeerIsGivenUpWhenThereIsNoMemoryForTheRestOfItsFrame) {
     const std::string frame(1'000'000, 'x');

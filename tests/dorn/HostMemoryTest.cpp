@@ -137,28 +137,98 @@ TEST_F(HostMemoryTest, AMovedRoomIsHeldOnce) {
     EXPECT_TRUE(two_.take(kAllowance + 1));
 }
 
-TEST_F(HostMemoryTest, AnswersTakeFromThePoolAndMayExceedIt) {
+TEST_F(HostMemoryTest, AnswersTakeNothingFromRequests) {
     one_.addAnswer(2 * kPool);
-    EXPECT_FALSE(two_.take(kAllowance + 1));
-    one_.removeAnswer(kPool - kAllowance);
-    EXPECT_FALSE(two_.take(kAllowance + 1));
-    one_.removeAnswer(1);
-    EXPECT_TRUE(two_.take(kAllowance + 1));
-    one_.removeAnswer(kPool + kAllowance - 1);
+    EXPECT_TRUE(two_.take(kPool + kAllowance));
+    EXPECT_TRUE(one_.take(kPool + kAllowance));
 }
 
-TEST_F(HostMemoryTest, AnswersAreTooManyBeyondAllowanceAndPool) {
-    two_.addAnswer(kPool - kAllowance - 1);
-    one_.addAnswer(kAllowance + 1);
-    EXPECT_FALSE(one_.hasTooManyAnswers());
+TEST_F(HostMemoryTest, RequestsTakeNothingFromAnswers) {
+    const Room all = one_.take(kPool + kAllowance);
+    one_.addAnswer(kPool / 2 + kAllowance);
+    two_.addAnswer(kPool / 2 + kAllowance);
+    three_.addAnswer(kAllowance);
+    EXPECT_FALSE(one_.isGivenUp() || two_.isGivenUp() || three_.isGivenUp());
+}
+
+TEST_F(HostMemoryTest, TheOneForWhomMostWaitsIsGivenUpWhenAnAnswerNeedsRoom) {
+    one_.addAnswer(kPool / 2);
+    two_.addAnswer(kPool / 2 + 1);
+    three_.addAnswer(3 * kAllowance - 1);
+    EXPECT_FALSE(wakeTwo_.isSet());
     three_.addAnswer(1);
-    EXPECT_TRUE(one_.hasTooManyAnswers());
-    EXPECT_TRUE(two_.hasTooManyAnswers());
-    EXPECT_FALSE(three_.hasTooManyAnswers());
-    one_.removeAnswer(1);
+    EXPECT_TRUE(two_.isGivenUp());
+    EXPECT_TRUE(wakeTwo_.isSet());
+    EXPECT_FALSE(one_.isGivenUp() || three_.isGivenUp());
+    EXPECT_FALSE(wakeOne_.isSet() || wakeThree_.isSet());
+}
+
+TEST_F(HostMemoryTest, AsManyAreGivenUpAsItTakes) {
+    constexpr std::size_t kPart = kPool / 16;
+    HostMemory::Account four(memory_, wakeThree_);
+    HostMemory::Account five(memory_, wakeThree_);
+    one_.addAnswer(6 * kPart);
+    two_.addAnswer(5 * kPart);
+    three_.addAnswer(4 * kPart);
+    four.addAnswer(20 * kPart);  // a single one
+    four.removeAnswer(13 * kPart);
+    five.addAnswer(2 * kPart);
+    EXPECT_TRUE(four.isGivenUp());
+    EXPECT_TRUE(one_.isGivenUp());
+    EXPECT_FALSE(two_.isGivenUp() || three_.isGivenUp() || five.isGivenUp());
+}
+
+TEST_F(HostMemoryTest, ASingleAnswerMayExceedThePoolAndAnotherIsTooMuch) {
+    one_.addAnswer(kPool);
+    one_.addAnswer(kAllowance);
     EXPECT_FALSE(one_.hasTooManyAnswers());
+    one_.addAnswer(kPool);
+    EXPECT_FALSE(one_.isGivenUp());
+    EXPECT_TRUE(one_.hasTooManyAnswers());
     EXPECT_FALSE(two_.hasTooManyAnswers());
-    // What is left goes with the accounts.
+    one_.removeAnswer(kPool);
+    EXPECT_FALSE(one_.hasTooManyAnswers());
+}
+
+TEST_F(HostMemoryTest, AnAnswerWithinTheAllowanceGivesNobodyUp) {
+    one_.addAnswer(2 * kPool);
+    two_.addAnswer(kAllowance);
+    EXPECT_FALSE(one_.isGivenUp());
+    two_.addAnswer(1);
+    EXPECT_TRUE(one_.isGivenUp());
+    EXPECT_FALSE(two_.isGivenUp());
+}
+
+TEST_F(HostMemoryTest, WhatSomebodyWhoWasGivenUpHeldIsFreeAtOnce) {
+    one_.addAnswer(kPool);
+    two_.addAnswer(2 * kAllowance + 1);
+    EXPECT_TRUE(one_.isGivenUp());
+    one_.addAnswer(kPool);  // what was under way; dropped soon
+    two_.addAnswer(kPool - kAllowance - 1);
+    EXPECT_FALSE(two_.hasTooManyAnswers());
+    one_.removeAnswer(2 * kPool);
+    three_.addAnswer(kAllowance + 1);
+    EXPECT_TRUE(two_.isGivenUp()) << "room was given back twice";
+}
+
+TEST_F(HostMemoryTest, WhoSentAllMeanwhileIsGivenUpNoMore) {
+    one_.addAnswer(kPool + 1);
+    two_.addAnswer(2 * kAllowance);
+    one_.removeAnswer(kPool);
+    EXPECT_TRUE(one_.isGivenUp());
+    one_.removeAnswer(1);
+    EXPECT_FALSE(one_.isGivenUp());
+    one_.addAnswer(kPool + 1);
+    EXPECT_TRUE(one_.hasTooManyAnswers()) << "its answers do not count";
+}
+
+TEST_F(HostMemoryTest, AnswersOfAnAccountThatGoesAreFree) {
+    {
+        HostMemory::Account goes(memory_, wakeThree_);
+        goes.addAnswer(kPool);
+    }
+    one_.addAnswer(kPool + kAllowance);
+    EXPECT_FALSE(one_.hasTooManyAnswers());
 }
 
 }  // namespace
