@@ -60,7 +60,7 @@ class AppObjects {
 
   public:
     Aams aams{teskController, wayToNotifier_, timer};
-    TeskController teskController;
+    TeskController teskController{TeskController::WhenLost::ASK};
     DornDeamon dornDeamon{teskController, aams};
     DornNotify dornNotify;
     Timer timer;

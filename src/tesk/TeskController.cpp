@@ -7,7 +7,7 @@
 
 namespace teskd {
 
-TeskController::TeskController() {
+TeskController::TeskController(WhenLost whenLost) : whenLost_(whenLost) {
     const WriteLock lock(namesLock_);
     for (const int port : ZqConfig::get_async_ports()) {
         if (masters_.size() == ZqConfig::MOST_ASYNC_PORTS) {

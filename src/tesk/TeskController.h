@@ -21,9 +21,15 @@ namespace teskd {
 // for one that is not registered.
 class TeskController {
   public:
+    // What is done about a machine that had answered and fails a request.
+    enum class WhenLost {
+        WAIT,  // nothing: it is unknown until somebody asks it again
+        ASK,   // it is asked at once, so that it is known again as soon as it answers
+    };
+
     // Creates the masters for the configured ports, as far as ZqConfig::MOST_ASYNC_PORTS goes.
     // Starts no thread and opens no descriptor.
-    TeskController();
+    explicit TeskController(WhenLost whenLost = WhenLost::WAIT);
     TeskController(const TeskController&) = delete;
     TeskController& operator=(const TeskController&) = delete;
     // Shuts every master down and waits for their threads.
@@ -59,6 +65,7 @@ class TeskController {
     // A machine that had that name so far gets its fixed name back, or the one given up here if
     // somebody uses its fixed name: every machine keeps a name of its own.
     void rename(const std::string& old_identifier, const std::string& new_identifier);
+    bool asks_lost_machines() const { return whenLost_ == WhenLost::ASK; }
     // Renames the master to the CodeId of its machine, if that is not its name already.
     void bind(TeskMaster& master, const std::string& code_id);
 
@@ -75,6 +82,7 @@ class TeskController {
     void assign(const std::string& identifier, const std::string& fixed_name)
         TESKD_REQUIRES(namesLock_);
 
+    const WhenLost whenLost_;
     std::map<std::string, TeskMaster> masters_;                              // by fixed name
     std::map<std::string, std::string> names_ TESKD_GUARDED_BY(namesLock_);  // to fixed name
     ReadWriteLock namesLock_;

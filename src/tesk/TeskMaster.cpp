@@ -18,6 +18,9 @@ namespace teskd {
 namespace {
 
 constexpr int ACKNOWLEDGEMENT_ID = 150;
+// The question to a machine that was lost, as the polls ask it, and milliseconds for its answer.
+constexpr int COUNTERS_ID = 113;
+constexpr std::uint32_t COUNTERS_TIME = 10000;
 
 void configure_line(Telnet& telnet, int port) {
     telnet.set_baudrate(static_cast<std::uint32_t>(ZqConfig::get_port_baudrate(port)));
@@ -41,10 +44,7 @@ TeskMaster::~TeskMaster() noexcept(false) {
 
 void TeskMaster::submit(TeskPacket* packet) {
     const PacketHandle<TeskPacket> hold(packet);
-    if (refuses(*packet)) {
-        packet->notifyError(TeskException("A byte FF that is not one of a pair"));
-        return;
-    }
+    if (refuses(*packet)) return;
     std::string refusal;
     {
         const SynchronizedLock lock(control_);
@@ -68,14 +68,23 @@ void TeskMaster::submit(TeskPacket* packet) {
     packet->notifyError(TeskException(refusal));
 }
 
-bool TeskMaster::refuses(const TeskPacket& packet) {
-    if (packet.is_plain()) return false;
-    if (notices_.allows()) {
-        Log::write(Log::NOTICE,
-                   "A request for '%s' was refused: it has a byte FF that is not one of a pair",
-                   get_identity().c_str());
+bool TeskMaster::refuses(TeskPacket& packet) {
+    if (packet.get_size() == 0) {
+        refuse(packet, "it is empty", "An empty text");
+        return true;
     }
+    if (packet.is_plain()) return false;
+    refuse(packet, "it has a byte FF that is not one of a pair",
+           "A byte FF that is not one of a pair");
     return true;
+}
+
+void TeskMaster::refuse(TeskPacket& packet, const char* reason, const char* error) {
+    if (notices_.allows()) {
+        Log::write(Log::NOTICE, "A request for '%s' was refused: %s", get_identity().c_str(),
+                   reason);
+    }
+    packet.notifyError(TeskException(error));
 }
 
 void TeskMaster::shut_down() {
@@ -90,23 +99,30 @@ void TeskMaster::interrupt() {
 }
 
 void TeskMaster::run() {
+    while (use_link()) {
+    }
+}
+
+bool TeskMaster::use_link() {
     try {
         Telnet telnet(address_, &notices_);
         telnet.setInterrupt(&stopEvent_);
         telnet.connect();
         configure_line(telnet, port_);
+        late_.forget();
+        if (probing_) probe(telnet);
         serve(telnet);
         telnet.close();
-        end_run(TeskException("The link is shut down"));
+        return end_link(TeskException("The link is shut down"));
     } catch (const Exception& e) {
         report(e.text());
-        end_run(e);
+        return end_link(e);
     } catch (const std::bad_alloc& e) {
         report(e.what());
-        end_run(Exception(e.what()));  // a text this short takes no memory
+        return end_link(Exception(e.what()));  // a text this short takes no memory
     } catch (const std::exception& e) {
         report(e.what());
-        end_run(TeskException(e.what()));
+        return end_link(TeskException(e.what()));
     }
 }
 
@@ -120,11 +136,11 @@ void TeskMaster::report(const char* problem) {
 }
 
 void TeskMaster::serve(Telnet& telnet) {
-    late_.forget();
     while (isRunning()) {
         const PacketHandle<Packet> next = nextPacket(this);
         if (!next || !isRunning()) return;
         const PacketHandle<TeskPacket> packet(&dynamic_cast<TeskPacket&>(*next));
+        const bool wasKnown = connected_;
         const bool answered = exchange(telnet, *packet);
         connected_ = answered;
         // Out of the queue before its listeners hear of it: no later failure reports it again.
@@ -134,7 +150,18 @@ void TeskMaster::serve(Telnet& telnet) {
         } else {
             packet->notifyFailed();
         }
+        if (wasKnown && !answered) probe(telnet);
     }
+}
+
+void TeskMaster::probe(Telnet& telnet) {
+    if (!controller_.asks_lost_machines()) return;
+    probing_ = true;
+    TeskPacket question;
+    question.set_id(COUNTERS_ID);
+    question.setAnswerTimeout(COUNTERS_TIME);
+    connected_ = exchange(telnet, question);
+    probing_ = false;
 }
 
 bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
@@ -172,14 +199,16 @@ void TeskMaster::acknowledge(Telnet& telnet, int id) {
 
 // The queue is found empty and the run ended in one step, under the lock that submit() takes: a
 // packet is either reported here or finds no run and starts one.
-void TeskMaster::end_run(const Exception& e) {
+bool TeskMaster::end_link(const Exception& e) {
+    probing_ = connected_ && !probing_ && controller_.asks_lost_machines();
     connected_ = false;
     for (;;) {
         failAll(e);
         const SynchronizedLock lock(control_);
+        if (probing_ && isRunning()) return true;
         if (!isEmpty()) continue;
         stop();
-        return;
+        return probing_ = false;
     }
 }
 

@@ -25,6 +25,11 @@ class TeskController;
 // failure of the link and reports it to every packet that waits; the next request starts a new run,
 // which connects anew.
 //
+// Where the controller asks lost machines, a machine that had answered and now fails a request is
+// asked for its counters at once, on a new connection if the link has failed, and the run goes on
+// with that: one bad request does not make it unknown until somebody else asks it. Nobody gets that
+// answer.
+//
 // What nobody asked for is nobody's answer, as far as it comes before the next request is written
 // or can be told from its answer by the ID; see LateAnswers.
 //
@@ -41,9 +46,10 @@ class TeskMaster : public Thread, public PacketContainer {
     void run() override;
 
     // Queues the packet and makes sure that a run will take it. The packet is completed with an
-    // error at once when no run can be started, when the master was shut down, or when the
-    // serial-port server would take some of the request for a command to itself: such bytes could
-    // change the line's settings or leave the server waiting for the rest of a command for ever.
+    // error at once when no run can be started, when the master was shut down, when the request has
+    // no byte, or when the serial-port server would take some of the request for a command to
+    // itself: such bytes could change the line's settings or leave the server waiting for the rest
+    // of a command for ever.
     void submit(TeskPacket* packet);
     // Stops the thread for good: what waits is reported failed, nothing new is taken.
     void shut_down();
@@ -73,9 +79,15 @@ class TeskMaster : public Thread, public PacketContainer {
     static constexpr int NOTICES_PER_SECOND = 8;
 
     void report(const char* problem);
-    // True, with a notice, for a request that must not reach the serial-port server.
-    bool refuses(const TeskPacket& packet);
+    // Ends a request that is not to be written; true if it was such a one.
+    bool refuses(TeskPacket& packet);
+    void refuse(TeskPacket& packet, const char* reason, const char* error);
+    // From the connection to its end; true when another one is to be made at once.
+    bool use_link();
     void serve(Telnet& telnet);
+    // Asks a machine that was known until now, so that it is known again when it answers. Once for
+    // each failure: a question that fails itself is not repeated.
+    void probe(Telnet& telnet);
     // One request, its answer and its acknowledgement, all within the packet's time-out. False when
     // the answer timed out. @throws SocketException when the time was up while something was
     // written: nobody knows then how much of it has left.
@@ -84,8 +96,9 @@ class TeskMaster : public Thread, public PacketContainer {
     // takes what it finds: the machine may have spoken before it could be asked.
     void drop_unasked(Telnet& telnet);
     void acknowledge(Telnet& telnet, int id);
-    // Reports the error to everything queued and ends the run, so that no packet stays behind.
-    void end_run(const Exception& e);
+    // Reports the error to everything queued and ends the run, so that no packet stays behind; or
+    // goes on with it, which is true, to ask a machine that was known until now.
+    bool end_link(const Exception& e);
 
     TeskController& controller_;
     std::string address_;
@@ -100,6 +113,7 @@ class TeskMaster : public Thread, public PacketContainer {
     StopEvent stopEvent_{StopEvent::Opening::WHEN_AWAITED};
     // The master thread's own.
     TeskPacket acknowledgement_;
+    bool probing_ = false;  // a lost machine is to be asked, or is being asked
     // What the machine and its serial-port server make the link log, and the ends of links.
     NoticeLimiter notices_{NOTICES_PER_SECOND};
     NoticeLimiter failures_;

@@ -92,9 +92,6 @@ TEST(Reconnection, AMachineThatBreaksOffIsServedOnANewConnection) {
     host.request(1, std::string(1, '\0'));
     EXPECT_EQ(0xAB, host.readFrame().kind);
 
-    gateway.awaitLinkEnd("ZA000000001");
-    Notifications notifications(gateway.server());
-    notifications.answer(notifications.take(2), 2, "-1!1!1!0");
     ASSERT_TRUE(gateway.machine(1).journal().waitForAcknowledgements(2));
     EXPECT_EQ(2U, gateway.machine(1).journal().connections());
     host.request(1, std::string(1, '\0'));

@@ -35,13 +35,15 @@ const std::string kUnwritten =
     "virtual void SocketOutputStream::write(const char*, size_t)Connection timed out";
 const std::string kDown = "error: TeskException: The link is shut down";
 
+using WhenLost = TeskController::WhenLost;
+
 class MasterRun : public testing::Test {
   protected:
     ~MasterRun() noexcept override = default;
 
-    void build(std::uint16_t tcpPort) {
+    void build(std::uint16_t tcpPort, WhenLost whenLost = WhenLost::WAIT) {
         config.serialPorts({tcpPort});
-        controller.emplace();
+        controller.emplace(whenLost);
     }
     std::string ask(const std::string& name = kName) {
         const Request request(113);
@@ -311,6 +313,131 @@ TEST_F(MasterRun, EndsPromptlyWhileItNegotiates) {
     EXPECT_FALSE(prompt.passed());
     EXPECT_EQ("error", request.outcome().substr(0, 5));
     EXPECT_TRUE(connection.closedByPeer());
+}
+
+// A machine that has answered once, asked anew by itself when it fails.
+class LostMachine : public MasterRun {
+  protected:
+    void SetUp() override {
+        machine.start();
+        build(machine.port(), WhenLost::ASK);
+        ASSERT_EQ("completed", ask());
+        ASSERT_TRUE(machine.journal().waitForAcknowledgements(1));
+        machine.journal().clear();
+    }
+    bool known() { return controller->is_connected("ZA000000001"); }
+    void timeOut() {
+        machine.setFaults({.silent = true}, 1);
+        const Request request(115, 60);
+        controller->send("ZA000000001", request.packet());
+        EXPECT_EQ("failed", request.outcome());
+    }
+
+    tesksim::Machine machine{{.greeting = kDoComPort + "120~0025~15.03.21~ZA000000001~00~4711"}};
+};
+
+TEST_F(LostMachine, IsKnownAgainBehindARequestThatTimedOut) {
+    timeOut();
+    EXPECT_TRUE(machine.journal().waitForAcknowledgements(1));
+    EXPECT_TRUE(known());
+    EXPECT_EQ("115~0008113~0008150~000C~113", machine.journal().dataReceived());
+    EXPECT_EQ(1U, machine.journal().connections());  // still the first
+}
+
+TEST_F(LostMachine, IsKnownAgainBehindALinkThatBroke) {
+    machine.disconnect(true);
+    EXPECT_TRUE(machine.journal().waitForDisconnection());
+    const Request request(115);
+    controller->send("ZA000000001", request.packet());
+    EXPECT_EQ("error", request.outcome().substr(0, 5));
+    EXPECT_TRUE(machine.journal().waitForAcknowledgements(1));
+    EXPECT_TRUE(known());
+    EXPECT_EQ("113~0008150~000C~113", machine.journal().dataReceived());
+}
+
+// Once for each failure, however often.
+TEST_F(LostMachine, IsAskedOnceForEachFailure) {
+    std::string expected;
+    for (std::size_t n = 1; n <= 5; ++n) {
+        timeOut();
+        expected += "115~0008113~0008150~000C~113";
+        EXPECT_TRUE(machine.journal().waitForAcknowledgements(n));
+    }
+    EXPECT_EQ(expected, machine.journal().dataReceived());
+}
+
+TEST_F(LostMachine, IsAskedNoMoreWhenItFailsAgain) {
+    machine.setFaults({.closeAfter = 20});
+    const Request request(115);
+    controller->send("ZA000000001", request.packet());
+    EXPECT_EQ("error", request.outcome().substr(0, 5));
+    awaitEndOfRun();
+    EXPECT_FALSE(known());
+    EXPECT_EQ(2U, machine.journal().connections());  // one further one
+    EXPECT_EQ("115~0008113~0008", machine.journal().dataReceived());
+    machine.clearFaults();
+    EXPECT_EQ("completed", ask("ZA000000001"));
+    EXPECT_TRUE(known());
+}
+
+// The machine answers the question and breaks off before it is acknowledged, for ever.
+TEST_F(MasterRun, AsksNoMoreWhereTheAcknowledgementOfAKnownMachineFails) {
+    Listener server;
+    build(server.port(), WhenLost::ASK);
+    const Request request(113);
+    controller->send(kName, request.packet());
+    Connection first = server.accept();
+    first.sendAll(kDoComPort + "113~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", request.outcome());
+    const Request lost(115);
+    controller->send("ZA000000001", lost.packet());
+    first.close();
+    std::size_t further = 0;
+    while (server.pendingWithin(std::chrono::milliseconds(500)) && further < 10) {
+        Connection next = server.accept();
+        next.sendAll(kDoComPort + "113~0025~15.03.21~ZA000000001~00~4711");
+        const linger atOnce{1, 0};
+        ::setsockopt(next.fd(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        ++further;
+    }
+    EXPECT_EQ(1U, further);
+    EXPECT_EQ("error", lost.outcome().substr(0, 5));
+}
+
+TEST_F(LostMachine, ServesARequestThatComesMeanwhile) {
+    machine.setFaults({.silent = true}, 2);
+    const Request first(115, 60);
+    controller->send("ZA000000001", first.packet());
+    EXPECT_EQ("failed", first.outcome());
+    EXPECT_TRUE(machine.journal().waitForRequests(2));
+    const Request meanwhile(118);
+    controller->send("ZA000000001", meanwhile.packet());
+    EXPECT_FALSE(known());
+    machine.inject("113~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", meanwhile.outcome());
+    EXPECT_EQ(118, meanwhile.packet()->get_id());
+}
+
+TEST_F(LostMachine, DoesNotDelayTheShutdown) {
+    machine.setFaults({.silent = true});
+    const Request request(115, 60);
+    controller->send("ZA000000001", request.packet());
+    EXPECT_EQ("failed", request.outcome());
+    EXPECT_TRUE(machine.journal().waitForRequests(2));
+    const Deadline prompt(std::chrono::seconds(2));
+    controller->shut_down();
+    EXPECT_FALSE(prompt.passed());
+}
+
+// It is nothing new that it cannot be reached.
+TEST_F(MasterRun, AsksNoMachineAnewThatWasNotKnown) {
+    tesksim::Machine machine;
+    machine.setFaults({.closeAfter = 20});
+    machine.start();
+    build(machine.port(), WhenLost::ASK);
+    EXPECT_EQ("error", ask().substr(0, 5));
+    EXPECT_EQ(1U, machine.journal().connections());
+    EXPECT_EQ("113~0008", machine.journal().dataReceived());
 }
 
 // A serial-port server that takes a little now and then.

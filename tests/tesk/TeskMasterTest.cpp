@@ -54,6 +54,18 @@ TEST_F(Master, SendsARawRequestAsItIs) {
     EXPECT_EQ("120~0008150~000C~120", received(1));
 }
 
+// Nothing would be sent, and its answer waited for.
+TEST_F(Master, RefusesAnEmptyText) {
+    const Request raw(0, 300);
+    raw.packet()->set_raw();
+    send(raw);
+    EXPECT_EQ("error: TeskException: An empty text", raw.outcome());
+    EXPECT_TRUE(log.waitFor({181, "A request for 'ZA000000001' was refused: it is empty"}));
+    EXPECT_TRUE(connected());
+    EXPECT_EQ("completed", ask(113));
+    EXPECT_EQ("113~0008150~000C~113", received(1));
+}
+
 TEST_F(Master, SendsRequestsThatAreQueuedAtOnceOneAfterAnother) {
     const Request first(113);
     const Request second(115);
