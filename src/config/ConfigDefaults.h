@@ -18,6 +18,10 @@ inline constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";
 // Has no default: without it every host may connect.
 inline constexpr const char* KEY_HOSTS_ALLOWED = "[IP_ADDRESS] HOSTS_ALLOWED";
 
+// Stands for the list of hosts in a file that could not be read. It is no list, so only this
+// machine itself may connect.
+inline constexpr const char* HOSTS_UNREADABLE = "unreadable";
+
 // Whether "NAME=" gives the setting an empty value; any other keeps the value it has.
 bool countsWhenEmpty(const std::string& key);
 

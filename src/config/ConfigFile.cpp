@@ -152,7 +152,8 @@ std::optional<std::string> ConfigFile::read(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!file.isOpen()) return std::nullopt;
     struct stat status {};
-    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return failed(EINVAL);
+    if (fstat(file.get(), &status) != 0) return std::nullopt;
+    if (!S_ISREG(status.st_mode)) return failed(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
     std::string content;
     char block[4096];
     for (;;) {

@@ -15,7 +15,7 @@ class ConfigFile {
     static constexpr std::size_t LARGEST = 1048576;
 
     // The content of a regular file. Nothing, with the reason in errno, for a missing one, a
-    // directory or a device (EINVAL), a file that cannot be read, or one larger than LARGEST
+    // directory (EISDIR), a device (EINVAL), a file that cannot be read, or one larger than LARGEST
     // (EFBIG).
     static std::optional<std::string> read(const std::string& path);
 

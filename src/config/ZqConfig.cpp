@@ -58,11 +58,17 @@ ZqConfig& getConfig() {
 ZqConfig::ZqConfig() {
     storeDefaults(*this);
     const std::string directory = systemPath(CONFIG_DIRECTORY);
-    parse_file(systemPath(MAIN_FILE), *this);
-    parse_file(directory + SOFTWARE_UPDATE_FILE, *this);
-    parse_file(directory + at(KEY_CONFIG_FILE), *this);
+    merge(systemPath(MAIN_FILE));
+    merge(directory + SOFTWARE_UPDATE_FILE);
+    const std::string name = at(KEY_CONFIG_FILE);
+    if (!name.empty()) merge(directory + name);
     write_software_update_file();
     write_file(systemPath(DUMP_FILE), *this);
+}
+
+// Whoever a list in a file that was not read keeps away must not get in.
+void ZqConfig::merge(const std::string& path) {
+    if (!parse_file(path, *this)) insert_or_assign(KEY_HOSTS_ALLOWED, HOSTS_UNREADABLE);
 }
 
 // Both stamps become the current one, so that the next start sees a difference only after an
@@ -74,15 +80,24 @@ void ZqConfig::write_software_update_file() const {
     if (!ConfigFile::update(path, IniFormat::format(stamps))) log_unwritten(path);
 }
 
-void ZqConfig::parse_file(const std::string& path, Map& map) {
+bool ZqConfig::parse_file(const std::string& path, Map& map) {
     const std::optional<std::string> content = ConfigFile::read(path);
-    if (!content) return log_unread(path);
+    if (content) {
+        parse_text(*content, path, map);
+        return true;
+    }
+    if (errno == ENOENT || errno == ENOTDIR) return true;
+    Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(), std::strerror(errno));
+    return false;
+}
+
+void ZqConfig::parse_text(const std::string& text, const std::string& path, Map& map) {
     unsigned errors = 0;
     const auto report = [&](unsigned line) {
         if (++errors > MOST_SYNTAX_ERRORS) return;
         Log::write(Log::WARNING, "ZqConfig: Section syntax error: %s:%u", path.c_str(), line);
     };
-    IniFormat::parse(*content, map, report, countsWhenEmpty);
+    IniFormat::parse(text, map, report, countsWhenEmpty);
     if (errors <= MOST_SYNTAX_ERRORS) return;
     Log::write(Log::WARNING, "ZqConfig: %u more section syntax errors: %s",
                errors - MOST_SYNTAX_ERRORS, path.c_str());
@@ -90,17 +105,6 @@ void ZqConfig::parse_file(const std::string& path, Map& map) {
 
 void ZqConfig::write_file(const std::string& path, const Map& map) {
     if (!ConfigFile::replace(path, IniFormat::format(map))) log_unwritten(path);
-}
-
-// A path that leads to no file is as good as an empty one; a file that was not read is worth a
-// line.
-void ZqConfig::log_unread(const std::string& path) {
-    for (const int reason : {EFBIG, EIO, EMFILE, ENFILE, ENOMEM}) {
-        if (errno != reason) continue;
-        Log::write(Log::WARNING, "ZqConfig: Cannot read %s: %s", path.c_str(),
-                   std::strerror(reason));
-        return;
-    }
 }
 
 void ZqConfig::log_unwritten(const std::string& path) {

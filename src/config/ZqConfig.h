@@ -16,9 +16,10 @@ namespace teskd {
 class NoticeLimiter;
 
 // A map from "[SECTION] NAME" to text. The constructor stores every default, merges the files over
-// them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". Unreadable
-// files are skipped, one that cannot be written is logged, and nothing that stands in a file makes
-// construction fail.
+// them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". A file that
+// cannot be read or written is logged, and nothing that stands in a file makes construction fail.
+// Behind a file that is there and was not read, HOSTS_ALLOWED is a list of nobody until a later
+// file sets it.
 //
 // Owner: getConfig(). Threads: filled before any thread starts, only read afterwards, without
 // locks; the accessors never insert (the map's own operator[] does). Errors: accessors never fail,
@@ -32,9 +33,10 @@ class ZqConfig : public std::map<std::string, std::string> {
 
     ZqConfig();
 
-    // Merges a file into the map. One that cannot be read is skipped; the log tells of one that is
-    // too large, and of a failure of the system.
-    static void parse_file(const std::string& path, Map& map);
+    // Merges a file into the map; a missing one is as good as an empty one. False, with a line in
+    // the log, for one that cannot be read: the permission lacks, it is no regular file or too
+    // large, the system fails.
+    static bool parse_file(const std::string& path, Map& map);
     // Writes the map to the file; see ConfigFile::replace. A failure is logged and no more.
     static void write_file(const std::string& path, const Map& map);
 
@@ -100,9 +102,10 @@ class ZqConfig : public std::map<std::string, std::string> {
     static void set_current_date_time(std::string text, NoticeLimiter* notices = nullptr);
 
   private:
+    void merge(const std::string& path);
+    static void parse_text(const std::string& text, const std::string& path, Map& map);
     void write_software_update_file() const;
-    // Say that the file could not be read or written, and why, as errno has it.
-    static void log_unread(const std::string& path);
+    // Says that the file could not be written, and why, as errno has it.
     static void log_unwritten(const std::string& path);
     // Empty for an absent key; a view for as long as the store does not change.
     static const std::string& value_of(const std::string& key);

@@ -336,8 +336,10 @@ TEST_F(Checkconf, FilesThatAreNotThereAreFound) {
     EXPECT_EQ("/etc/tesk_v2.ini:1: [INTERNAL] ZQ_CONFIG_FILE: there is no file /config/gone.ini\n",
               findings("ZQ_CONFIG_FILE=gone.ini\n"));
     std::filesystem::create_directories(root_ / "config/config.ini");
-    EXPECT_EQ("/config/config.ini: the file cannot be read, is none, or is larger than 1 MiB\n",
-              findings("TESKv2_ENABLE=true\n"));
+    EXPECT_EQ(
+        "/config/config.ini: the file cannot be read, is none, or is larger than 1 MiB: unless a "
+        "later one has HOSTS_ALLOWED, only this machine itself may connect\n",
+        findings("TESKv2_ENABLE=true\n"));
 }
 
 TEST_F(Checkconf, OutputThatIsNotTakenIsNotClean) {

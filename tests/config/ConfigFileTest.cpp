@@ -81,6 +81,7 @@ TEST_F(ConfigFileTest, AMissingFileReadsAsNothing) {
 
 TEST_F(ConfigFileTest, ADirectoryReadsAsNothing) {
     EXPECT_EQ(std::nullopt, ConfigFile::read(directory.path()));
+    EXPECT_EQ(EISDIR, errno);
     EXPECT_EQ(std::nullopt, ConfigFile::read(directory.path().string() + "/"));
 }
 

@@ -11,12 +11,15 @@
 #include "support/TempDir.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/UnitEnvironment.h"
+#include "support_src/Unprivileged.h"
 
 namespace teskd::test {
 namespace {
 
 namespace fs = std::filesystem;
 using Lines = std::vector<LogEntry>;
+
+constexpr char kHostsAllowed[] = "[IP_ADDRESS] HOSTS_ALLOWED";
 
 class ZqConfigTest : public testing::Test {
   protected:
@@ -188,6 +191,8 @@ TEST_F(ZqConfigTest, AnEmptyNameOfTheConfiguredFileIsSkipped) {
     main("ZQ_CONFIG_FILE= \n");
     ZqConfig config;
     EXPECT_EQ("", config["[INTERNAL] ZQ_CONFIG_FILE"]);
+    EXPECT_EQ(0U, config.count(kHostsAllowed));
+    EXPECT_EQ(Lines{}, log.lines());
 }
 
 TEST_F(ZqConfigTest, ABrokenHeaderIsLoggedWithFileAndLine) {
@@ -323,14 +328,56 @@ TEST_F(ZqConfigTest, APowerCutDuringTheLastStartDoesNotMatter) {
     EXPECT_FALSE(fs::exists(root / "config/.sw_update.ini.tmp"));
 }
 
+TEST_F(ZqConfigTest, AFileThatMayNotBeReadIsLogged) {
+    const std::string path = root / "etc/tesk_v2.ini";
+    main("A=1\n");
+    fs::permissions(path, fs::perms::none);
+    fs::permissions(root / "", fs::perms::all);
+    ZqConfig::Map map;
+    {
+        const Unprivileged unprivileged;
+        EXPECT_FALSE(ZqConfig::parse_file(path, map));
+    }
+    EXPECT_EQ((Lines{{180, "ZqConfig: Cannot read " + path + ": Permission denied"}}), log.lines());
+    EXPECT_EQ(ZqConfig::Map{}, map);
+}
+
+TEST_F(ZqConfigTest, AFileThatIsMissingOrReadHoldsNoSecret) {
+    ZqConfig::Map map;
+    EXPECT_TRUE(ZqConfig::parse_file(root / "etc/tesk_v2.ini", map));
+    EXPECT_TRUE(ZqConfig::parse_file(root / "no/such/file", map));
+    main("A=1\n");
+    EXPECT_TRUE(ZqConfig::parse_file(root / "etc/tesk_v2.ini", map));
+    EXPECT_TRUE(ZqConfig::parse_file(root / "etc/tesk_v2.ini/file", map));
+    EXPECT_EQ(Lines{}, log.lines());
+}
+
+TEST_F(ZqConfigTest, AListOfHostsCountsOnlyBehindTheLastFileThatWasNotRead) {
+    fs::create_directory(root / "config/.sw_update.ini");
+    main("[IP_ADDRESS]\nHOSTS_ALLOWED=10.0.0.0/8\n");
+    EXPECT_EQ("unreadable", ZqConfig()[kHostsAllowed]);
+    configured("[IP_ADDRESS]\nHOSTS_ALLOWED=10.0.0.7\n");
+    EXPECT_EQ("10.0.0.7", ZqConfig()[kHostsAllowed]);
+}
+
 // Things that are no readable files at the three names, one kind at a time.
 class ZqConfigObstacleTest : public ZqConfigTest, public testing::WithParamInterface<const char*> {
   protected:
-    void expectDefaultsWith(void (*obstruct)(const fs::path&), const Lines& logged = {}) {
+    void expectDefaultsWith(void (*obstruct)(const fs::path&), const Lines& logged = {},
+                            const ZqConfig::Map& others = {}) {
         obstruct(root / GetParam());
         const ZqConfig config;
-        EXPECT_EQ(kDefaults, static_cast<const ZqConfig::Map&>(config));
+        ZqConfig::Map expected = kDefaults;
+        expected.insert(others.begin(), others.end());
+        EXPECT_EQ(expected, static_cast<const ZqConfig::Map&>(config));
         EXPECT_EQ(logged, log.lines());
+    }
+    // It could hold a list of hosts.
+    void expectUnread(void (*obstruct)(const fs::path&), const std::string& problem,
+                      Lines logged = {}) {
+        const std::string path = root / GetParam();
+        logged.insert(logged.begin(), {180, "ZqConfig: Cannot read " + path + ": " + problem});
+        expectDefaultsWith(obstruct, logged, {{kHostsAllowed, "unreadable"}});
     }
 
     // What is logged of the one file that is written as well.
@@ -342,18 +389,18 @@ class ZqConfigObstacleTest : public ZqConfigTest, public testing::WithParamInter
 };
 
 TEST_P(ZqConfigObstacleTest, ADirectoryIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { fs::create_directory(path); },
-                       unlessOnlyRead("Is a directory"));
+    expectUnread([](const fs::path& path) { fs::create_directory(path); }, "Is a directory",
+                 unlessOnlyRead("Is a directory"));
 }
 
 TEST_P(ZqConfigObstacleTest, ADeviceIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { fs::create_symlink("/dev/zero", path); },
-                       unlessOnlyRead("File exists"));
+    expectUnread([](const fs::path& path) { fs::create_symlink("/dev/zero", path); },
+                 "Invalid argument", unlessOnlyRead("File exists"));
 }
 
 TEST_P(ZqConfigObstacleTest, AFifoIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600)); },
-                       unlessOnlyRead("File exists"));
+    expectUnread([](const fs::path& path) { ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600)); },
+                 "Invalid argument", unlessOnlyRead("File exists"));
 }
 
 TEST_P(ZqConfigObstacleTest, ADanglingLinkIsSkipped) {
@@ -361,8 +408,9 @@ TEST_P(ZqConfigObstacleTest, ADanglingLinkIsSkipped) {
 }
 
 TEST_P(ZqConfigObstacleTest, ALinkToItselfIsSkipped) {
-    expectDefaultsWith([](const fs::path& path) { fs::create_symlink(path.filename(), path); },
-                       unlessOnlyRead("Too many levels of symbolic links"));
+    expectUnread([](const fs::path& path) { fs::create_symlink(path.filename(), path); },
+                 "Too many levels of symbolic links",
+                 unlessOnlyRead("Too many levels of symbolic links"));
 }
 
 TEST_P(ZqConfigObstacleTest, AFileOfGarbageDoesNoHarm) {
@@ -371,9 +419,9 @@ TEST_P(ZqConfigObstacleTest, AFileOfGarbageDoesNoHarm) {
 }
 
 TEST_P(ZqConfigObstacleTest, AnOversizedFileIsSkippedWithAWarning) {
-    expectDefaultsWith(
+    expectUnread(
         [](const fs::path& path) { writeFile(path, "ZQ_MODEL=x\n" + std::string(1 << 20, '\n')); },
-        {{180, "ZqConfig: Cannot read " + (root / GetParam()).string() + ": File too large"}});
+        "File too large");
 }
 
 INSTANTIATE_TEST_SUITE_P(

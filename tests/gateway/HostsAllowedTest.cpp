@@ -1,6 +1,7 @@
 // Which hosts may connect. Hosts have other addresses than the daemon, in a network of the test's
 // own.
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -111,6 +112,21 @@ TEST_F(HostsAllowed, WithAValueThatIsNoListNobodyButThisMachineMayAndAWarningSay
         EXPECT_TRUE(loopbackIsServed(gateway)) << bad.value;
         EXPECT_CLEAN_STOP(gateway.daemon());
     }
+}
+
+TEST_F(HostsAllowed, WithAFileThatCannotBeReadNobodyButThisMachineMay) {
+    Config config = allowing("10.1.0.2");
+    Gateway gateway(0, config.remove("IP_ADDRESS", "HOSTS_ALLOWED"));
+    const std::filesystem::path later = gateway.daemon().root() / "config/config.ini";
+    std::filesystem::create_symlink("config.ini", later);
+    start(gateway);
+    EXPECT_TRUE(gateway.log().waitFor("ZqConfig: Cannot read " + later.string()));
+    EXPECT_TRUE(
+        gateway.log().waitFor("Only this machine itself may connect: HOSTS_ALLOWED has "
+                              "\"unreadable\", which is no address or network"));
+    EXPECT_FALSE(isServed(gateway, "10.1.0.2"));
+    EXPECT_TRUE(loopbackIsServed(gateway));
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 TEST_F(HostsAllowed, AHostThatIsTurnedAwayAgainAndAgainLeavesFewLinesAndTheirNumber) {

@@ -51,12 +51,14 @@ Setting Settings::get(const std::string& key) const {
 
 bool Settings::merge(const std::string& file) {
     std::error_code error;
-    if (!std::filesystem::exists(file, error)) return false;
+    if (!std::filesystem::exists(file, error) && !error) return false;
     const auto text = teskd::ConfigFile::read(file);
     if (text) {
         readText(file, *text);
     } else {
-        find({file, 0}, "the file cannot be read, is none, or is larger than 1 MiB");
+        find({file, 0},
+             "the file cannot be read, is none, or is larger than 1 MiB: unless a later one has "
+             "HOSTS_ALLOWED, only this machine itself may connect");
     }
     return true;
 }
