@@ -141,13 +141,18 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
     if (connections_.present() >= budget().connections()) {
         return turn_away(listener, "Too many hosts are connected");
     }
+    bool accepted = false;
+    const auto fail = [&](const char* problem) {
+        accepted ? log_problem(NOT_ACCEPTED, problem) : turn_away(listener, problem);
+    };
     try {
         const Socket connection = listener.accept();
+        accepted = true;
         if (may_connect(connection)) start_connection(connection);
     } catch (const Exception& e) {
-        turn_away(listener, e.text());
+        fail(e.text());
     } catch (const std::exception& e) {
-        turn_away(listener, e.what());
+        fail(e.what());
     }
 }
 
@@ -160,8 +165,8 @@ void DornDeamon::start_connection(const Socket& connection) {
     log_problem(NO_THREAD, std::strerror(result));
 }
 
-// A host that was accepted when something else failed is closed already. One that nobody can even
-// accept is not tried again at full speed.
+// The host that waits: one that was accepted when something else failed is closed already. One that
+// nobody can even accept is not tried again at full speed.
 void DornDeamon::turn_away(const StreamServerSocket& listener, const char* problem) {
     log_problem(NOT_ACCEPTED, problem);
     if (spare_.turnAway(listener.getDescriptor())) return;

@@ -1,8 +1,10 @@
 // The listener for host connections.
 
+#include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <optional>
+#include <semaphore>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "DeamonFixture.h"
 #include "support/ProcInfo.h"
 #include "support_src/AtThreadStart.h"
+#include "support_src/FailingNew.h"
 #include "support_src/FailingThreads.h"
 
 namespace teskd::test {
@@ -142,6 +145,35 @@ TEST_F(DornDeamonTest, AConnectionWhoseThreadCannotStartIsClosedWithAWarning) {
         {180, "Cannot start a thread for a connection: Resource temporarily unavailable"}));
     EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) <= before; }));
     expectServed(port);
+}
+
+// At each allocation for it, while the next one waits to be accepted.
+TEST_F(DornDeamonTest, AHostThatIsAcceptedAndThenFailsCostsTheNextOneNothing) {
+    const std::uint16_t port = freeTcpPort();
+    start(port);
+    expectServed(port);
+    std::atomic<bool> failed = true;
+    for (std::size_t first = 1; failed; ++first) {
+        std::optional<FailingNew> fail;
+        std::binary_semaphore begun(0);
+        std::binary_semaphore othersWait(0);
+        const AtThreadStart eachHost([&](int number) {
+            if (number == 1) {
+                begun.release();
+                othersWait.acquire();
+                fail.emplace(first);
+            } else if (number == 2) {
+                failed = FailingNew::hasFailed();
+                fail.reset();
+            }
+        });
+        HostClient before(port);
+        begun.acquire();
+        HostClient unlucky(port);
+        HostClient next(port);
+        othersWait.release();
+        expectServed(next);
+    }
 }
 
 TEST_F(DornDeamonTest, ARestartListensAtOnceBesideOldConnections) {
