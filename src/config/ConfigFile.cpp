@@ -55,11 +55,13 @@ std::string behindLinks(std::string path) {
     return path;
 }
 
-// A file beside the path that is to take its place; removed when it does not.
+// A file beside the path that is to take its place; removed when it does not. What has its name
+// already is left over from a power cut: the name is such as nobody else gives.
 class TemporaryFile {
   public:
-    TemporaryFile(const std::string& path, mode_t mode) : path_(path), temporary_(path + ".tmp") {
-        ::unlink(temporary_.c_str());  // left over from a power cut
+    TemporaryFile(const std::string& path, mode_t mode)
+        : path_(path), temporary_(path + ".teskd.tmp") {
+        ::unlink(temporary_.c_str());
         file_.reset(
             ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     }

@@ -148,7 +148,7 @@ TEST_F(ConfigFileTest, WhoHasTheOldFileOpenKeepsTheOldContent) {
 
 TEST_F(ConfigFileTest, WhatAPowerCutLeftBehindIsInNobodysWay) {
     writeFile(path, "old");
-    writeFile(path + ".tmp", "half of the ne");
+    writeFile(path + ".teskd.tmp", "half of the ne");
     EXPECT_TRUE(ConfigFile::replace(path, "new"));
     EXPECT_EQ("new", readFile(path));
     EXPECT_EQ(1U, fileCount());
@@ -156,16 +156,16 @@ TEST_F(ConfigFileTest, WhatAPowerCutLeftBehindIsInNobodysWay) {
 
 TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameKeepsTheOldFile) {
     writeFile(path, "a longer old content");
-    fs::create_directory(path + ".tmp");
+    fs::create_directory(path + ".teskd.tmp");
     EXPECT_FALSE(ConfigFile::replace(path, "new"));
     EXPECT_EQ(EEXIST, errno);
     EXPECT_EQ("a longer old content", readFile(path));
-    EXPECT_TRUE(fs::is_directory(path + ".tmp"));
+    EXPECT_TRUE(fs::is_directory(path + ".teskd.tmp"));
 }
 
 TEST_F(ConfigFileTest, ADirectoryAtTheTemporaryNameLeavesUpdatingInPlace) {
     writeFile(path, "a longer old content");
-    fs::create_directory(path + ".tmp");
+    fs::create_directory(path + ".teskd.tmp");
     EXPECT_TRUE(ConfigFile::update(path, "new"));
     EXPECT_EQ("new", readFile(path));
 }
@@ -214,7 +214,7 @@ TEST_F(ConfigFileTest, ADanglingLinkAtTheNameCreatesNothingElsewhere) {
 
 TEST_F(ConfigFileTest, ASymbolicLinkAtTheTemporaryNameIsNotFollowed) {
     writeFile(in("victim"), "precious");
-    fs::create_symlink("victim", path + ".tmp");
+    fs::create_symlink("victim", path + ".teskd.tmp");
     EXPECT_TRUE(ConfigFile::replace(path, "new"));
     EXPECT_EQ("precious", readFile(in("victim")));
     EXPECT_EQ("new", readFile(path));
@@ -293,10 +293,10 @@ TEST_F(LockedDirectory, SomebodyElsesFileInAStickyDirectoryIsNotReplaced) {
 }
 
 TEST_F(LockedDirectory, SomebodyElsesFilesInAStickyDirectoryAreNotWrittenTo) {
-    writeFile(path + ".tmp", "precious");
+    writeFile(path + ".teskd.tmp", "precious");
     EXPECT_FALSE(writeAsNobody(ConfigFile::replace, 01777));
     EXPECT_EQ("a longer old content", readFile(path));
-    EXPECT_EQ("precious", readFile(path + ".tmp"));
+    EXPECT_EQ("precious", readFile(path + ".teskd.tmp"));
 }
 
 TEST_F(ConfigFileTest, AFullDiskCostsNothingOfAFileThatIsUpdated) {

@@ -88,7 +88,7 @@ TEST_F(SoftwareUpdateFile, ASymbolicLinkStaysAndItsTargetIsReplaced) {
     const ssize_t size = ::read(reader.get(), block.data(), block.size());
     EXPECT_EQ(kOld, std::string(block.data(), static_cast<std::size_t>(size)))
         << "not replaced as a whole";
-    EXPECT_FALSE(fs::exists(target.string() + ".tmp"));
+    EXPECT_FALSE(fs::exists(target.string() + ".teskd.tmp"));
 }
 
 TEST_F(SoftwareUpdateFile, AChainOfRelativeLinksIsFollowed) {
@@ -109,6 +109,19 @@ TEST_F(SoftwareUpdateFile, ALinkToAFileThatIsYetToComeMakesIt) {
     EXPECT_TRUE(fs::is_symlink(file));
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(target)));
     EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(SoftwareUpdateFile, AFileOfSomebodyElseBesideItStays) {
+    const std::string other = target.string() + ".tmp";
+    linkTo(target);
+    writeFile(other, "precious");
+    start();
+    EXPECT_TRUE(fs::exists(target));
+    EXPECT_EQ("precious", readFile(other));
+    writeFile(target, kOld);
+    start();
+    EXPECT_EQ(kNew, readFile(target));
+    EXPECT_EQ("precious", readFile(other));
 }
 
 TEST_F(SoftwareUpdateFile, ALinkToItselfStays) {
@@ -211,7 +224,7 @@ TEST_F(SoftwareUpdateFile, AnOwnerThatTheDaemonMayNotGiveAFileToStays) {
     EXPECT_EQ(0U, statusOf(file).st_uid);
     EXPECT_EQ(0666U, modeOf(file));
     EXPECT_EQ(kNew, readFile(file));
-    EXPECT_FALSE(fs::exists(file.string() + ".tmp"));
+    EXPECT_FALSE(fs::exists(file.string() + ".teskd.tmp"));
 }
 
 TEST_F(SoftwareUpdateFile, WhatSomebodyElseWriteProtectedStaysHis) {
@@ -222,7 +235,7 @@ TEST_F(SoftwareUpdateFile, WhatSomebodyElseWriteProtectedStaysHis) {
     startAsNobody();
     EXPECT_EQ(0U, statusOf(file).st_uid);
     EXPECT_EQ(kOld, readFile(file));
-    EXPECT_FALSE(fs::exists(file.string() + ".tmp"));
+    EXPECT_FALSE(fs::exists(file.string() + ".teskd.tmp"));
     EXPECT_EQ(notWritten("Permission denied"), log.lines());
 }
 

@@ -322,10 +322,10 @@ TEST_F(ZqConfigTest, WithoutItsDirectoriesItStillHoldsTheDefaults) {
 
 TEST_F(ZqConfigTest, APowerCutDuringTheLastStartDoesNotMatter) {
     update("SW_UPDATE_A=240101000000\nSW_UPDATE_B=240202000000\n");
-    writeFile(root / "config/.sw_update.ini.tmp", "\n[INTERNAL]\n\t SW_UPD");
+    writeFile(root / "config/.sw_update.ini.teskd.tmp", "\n[INTERNAL]\n\t SW_UPD");
     ZqConfig config;
     EXPECT_EQ("240101000000", config["[INTERNAL] SW_UPDATE_A"]);
-    EXPECT_FALSE(fs::exists(root / "config/.sw_update.ini.tmp"));
+    EXPECT_FALSE(fs::exists(root / "config/.sw_update.ini.teskd.tmp"));
 }
 
 TEST_F(ZqConfigTest, AFileThatMayNotBeReadIsLogged) {

@@ -104,7 +104,7 @@ TEST_F(DiskTrouble, TheConfigurationDirectoryIsFull) {
     gateway.start();
     expectLogged(gateway, kUpdateFile, "No space left on device");
     EXPECT_EQ(kOldStamps, inside(gateway, kUpdateFile));
-    EXPECT_FALSE(existsInside(gateway, std::string(kUpdateFile) + ".tmp"));
+    EXPECT_FALSE(existsInside(gateway, std::string(kUpdateFile) + ".teskd.tmp"));
     expectService(gateway);
 }
 
@@ -113,7 +113,7 @@ TEST_F(DiskTrouble, TheConfigurationDirectoryIsFull) {
 TEST_F(DiskTrouble, TheConfigurationDirectoryIsFullAndTakesNoTemporaryFile) {
     Gateway gateway =
         gatewayOn({.limited = {{"config", kTinyDisk}},
-                   .before = std::string(kSaveStamps) + "mkdir config/.sw_update.ini.tmp\n"
+                   .before = std::string(kSaveStamps) + "mkdir config/.sw_update.ini.teskd.tmp\n"
                                                         "cat /dev/zero > config/all 2> /dev/null"},
                   "etc/tesk_v2.ini");
     gateway.daemon().config().set("INTERNAL", "ZQ_CONFIG_FILE", "../etc/more.ini");
@@ -169,7 +169,7 @@ TEST_F(DiskTrouble, TheUpdateFileIsAReadOnlyMountPoint) {
     gateway.start();
     expectLogged(gateway, kUpdateFile, "Read-only file system");
     EXPECT_EQ(kOldStamps, inside(gateway, kUpdateFile));
-    EXPECT_FALSE(existsInside(gateway, std::string(kUpdateFile) + ".tmp"));
+    EXPECT_FALSE(existsInside(gateway, std::string(kUpdateFile) + ".teskd.tmp"));
     expectService(gateway);
 }
 
@@ -233,7 +233,7 @@ TEST_F(DiskTrouble, TheTemporaryDirectoryIsFull) {
     gateway.start();
     expectLogged(gateway, kDumpFile, "No space left on device");
     EXPECT_EQ(kPrecious, inside(gateway, kDumpFile));
-    EXPECT_FALSE(existsInside(gateway, std::string(kDumpFile) + ".tmp"));
+    EXPECT_FALSE(existsInside(gateway, std::string(kDumpFile) + ".teskd.tmp"));
     expectService(gateway);
 }
 
@@ -286,7 +286,7 @@ class PlantedDump : public DiskTrouble {
 
     // Leaves no way to replace the dump.
     void blockTemporaryName(Gateway& gateway) {
-        fs::create_directory(at(gateway, std::string(kDumpFile) + ".tmp"));
+        fs::create_directory(at(gateway, std::string(kDumpFile) + ".teskd.tmp"));
     }
 };
 
@@ -325,7 +325,7 @@ TEST_F(PlantedDump, ALinkToNothingCreatesNothing) {
 TEST_F(PlantedDump, ALinkAtTheTemporaryNameIsNotFollowed) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, "etc/victim"), kPrecious);
-    fs::create_symlink("../etc/victim", at(gateway, std::string(kDumpFile) + ".tmp"));
+    fs::create_symlink("../etc/victim", at(gateway, std::string(kDumpFile) + ".teskd.tmp"));
     gateway.start();
     EXPECT_EQ(kPrecious, inside(gateway, "etc/victim"));
     EXPECT_THAT(inside(gateway, kDumpFile), HasSubstr("\t ZQ_SW_VERSION=7.7\n"));

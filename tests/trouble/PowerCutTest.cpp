@@ -144,8 +144,9 @@ TEST(OrderOfCalls, TheFileIsOnTheDiskBeforeItGetsItsNameAndTheNameAfterwards) {
     });
     const std::string name = directory.path().filename();
     EXPECT_THAT(changes,
-                testing::ElementsAre("unlink file.ini.tmp", "write file.ini.tmp",
-                                     "fsync file.ini.tmp", "rename file.ini.tmp", "fsync " + name));
+                testing::ElementsAre("unlink file.ini.teskd.tmp", "write file.ini.teskd.tmp",
+                                     "fsync file.ini.teskd.tmp", "rename file.ini.teskd.tmp",
+                                     "fsync " + name));
 }
 
 }  // namespace
