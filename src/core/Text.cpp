@@ -2,10 +2,46 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <limits>
 
 namespace teskd::text {
+
+namespace {
+
+constexpr std::string_view BLANKS = " \t\n\v\f\r";
+constexpr int HEXADECIMAL = 16;
+constexpr int NO_DIGIT = 36;
+
+int digit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'z') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'Z') return c - 'A' + 10;
+    return NO_DIGIT;
+}
+
+// Length of the "0x" that may stand in front of hexadecimal digits.
+std::size_t hexPrefix(std::string_view text, int base) {
+    if (base != HEXADECIMAL || text.size() < 3) return 0;
+    const bool stands = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    return stands && digit(text[2]) < base ? 2 : 0;
+}
+
+struct Digits {
+    std::int64_t value = 0;  // 2^31 at most
+    std::size_t count = 0;
+};
+
+Digits readDigits(std::string_view text, int base) {
+    constexpr std::int64_t limit = std::int64_t{1} << 31;
+    Digits digits;
+    while (digits.count < text.size() && digit(text[digits.count]) < base) {
+        digits.value = std::min(digits.value * base + digit(text[digits.count]), limit);
+        ++digits.count;
+    }
+    return digits;
+}
+
+}  // namespace
 
 std::string_view takePiece(std::string_view& rest, std::string_view separators) {
     rest.remove_prefix(std::min(rest.find_first_not_of(separators), rest.size()));
@@ -52,17 +88,18 @@ std::string zeroFilled(std::string_view text, std::size_t size) {
     return field;
 }
 
+// Read where it stands: the text may have megabytes.
 Number parseNumber(std::string_view text, int base) {
-    const std::string terminated(text);
-    char* end = nullptr;
-    const long long wide = std::strtoll(terminated.c_str(), &end, base);
-    constexpr long long lowest = std::numeric_limits<std::int32_t>::min();
-    constexpr long long highest = std::numeric_limits<std::int32_t>::max();
-
-    Number number;
-    number.consumed = static_cast<std::size_t>(end - terminated.c_str());
-    number.value = static_cast<std::int32_t>(std::clamp(wide, lowest, highest));
-    return number;
+    const std::size_t start = std::min(text.find_first_not_of(BLANKS), text.size());
+    const std::string_view number = text.substr(start);
+    const bool negative = number.substr(0, 1) == "-";
+    const std::size_t sign = negative || number.substr(0, 1) == "+" ? 1 : 0;
+    const std::size_t prefix = sign + hexPrefix(number.substr(sign), base);
+    const Digits digits = readDigits(number.substr(prefix), base);
+    if (digits.count == 0) return {};
+    constexpr std::int64_t highest = std::numeric_limits<std::int32_t>::max();
+    const std::int64_t value = negative ? -digits.value : std::min(digits.value, highest);
+    return {static_cast<std::int32_t>(value), start + prefix + digits.count};
 }
 
 std::int32_t toInt(std::string_view text, int base) {

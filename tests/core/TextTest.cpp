@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
 
 #include "core/Text.h"
+#include "support_src/FailingNew.h"
 
 namespace teskd::test {
 namespace {
@@ -112,6 +115,37 @@ TEST(Format, IsPrintfIntoAString) {
     EXPECT_EQ("port 7: \"x\"", text::format("port %d: \"%s\"", 7, "x"));
     EXPECT_EQ("", text::format("%s", ""));
     EXPECT_EQ(std::string(5000, ' ') + "x", text::format("%5001s", "x"));
+}
+
+TEST(ParseNumber, ANumberIsReadWhereItStandsHoweverLongTheTextIs) {
+    const std::string digits(1'000'000, '7');
+    text::Number number;
+    bool failed = true;
+    {
+        const FailingNew fail(1);
+        number = text::parseNumber(digits, 10);
+        failed = FailingNew::hasFailed();
+    }
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(2147483647, number.value);
+    EXPECT_EQ(1'000'000U, number.consumed);
+}
+
+TEST(ParseNumber, WhatStandsInFrontOfANumberCountsOnlyWithTheNumber) {
+    EXPECT_EQ(8U, text::parseNumber(" \t\n\v\f\r-1", 10).consumed);
+    EXPECT_EQ(0U, text::parseNumber("  -", 10).consumed);
+    EXPECT_EQ(0U, text::parseNumber("+-1", 10).consumed);
+    EXPECT_EQ(4U, text::parseNumber("0xfF", 16).consumed);
+    EXPECT_EQ(1U, text::parseNumber("0x", 16).consumed);
+    EXPECT_EQ(1U, text::parseNumber("0xg", 16).consumed);
+    EXPECT_EQ(5U, text::parseNumber("-0X1A", 16).consumed);
+    EXPECT_EQ(-26, text::toInt("-0X1A", 16));
+    EXPECT_EQ(1U, text::parseNumber("0x1", 10).consumed);
+    EXPECT_EQ(1U, text::parseNumber(std::string_view("1\0"
+                                                     "2",
+                                                     3),
+                                    10)
+                      .consumed);
 }
 
 }  // namespace
