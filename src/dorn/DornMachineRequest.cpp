@@ -162,6 +162,12 @@ std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
     std::list<Frame> frames;
     for (std::string& body : encode(answer, progress)) {
         frames.push_back({frame_of(Kind::regular, std::move(body)), frames.empty()});
+// Neither end of the link takes a longer one.
+void DornMachineRequest::require_frame(std::string_view body) {
+    if (body.size() < dornframe::LARGEST_LENGTH) return;
+    throw ProtocolErrorException("An answer does not fit a frame");
+}
+
     }
     const std::size_t count = frames.size();
     frames_.splice(frames_.end(), frames);
@@ -170,6 +176,7 @@ std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
 }
 
 std::string DornMachineRequest::frame_of(Kind kind, std::string body) {
+        require_frame(body);
     set_kind(kind);
     set_frame_body(std::move(body));
     std::string frame = serialize();

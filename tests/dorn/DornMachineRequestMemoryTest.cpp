@@ -13,6 +13,7 @@
 #include "dorn/DornPacketType1.h"
 #include "dorn/DornPacketType2.h"
 #include "dorn/DornPacketType4.h"
+#include "dorn/DornPacketType6.h"
 #include "net/MemoryInputStream.h"
 #include "packet/PacketHandle.h"
 #include "support/Bytes.h"
@@ -146,6 +147,40 @@ TEST(DornMachineRequestMemoryTest, AnAnswerThatFailedCountsNoPagesOfItsOwn) {
     expectPagesWholeOrFailed<DornPacketType4>({"81 02 01", "81 02 02", "81 02 03"}, Lasting::once);
     expectPagesWholeOrFailed<DornPacketType4>({"81 02 01", "81 02 02", "81 02 03"},
                                               Lasting::forGood);
+}
+
+// The kind of the answer to a text, when the machine's answer has a body of that many bytes.
+Frames framesOf(std::size_t size) {
+    FrameTaker taker;
+    const PacketHandle<DornPacketType6> request(new DornPacketType6);
+    const PacketHandle<TeskPacket> answer(new TeskPacket);
+    answer->set_body(std::string(size, 'x'));
+    request->addListener(&taker);
+    request->packetCompleted(answer.pointer());
+    return taker.frames();
+}
+
+// Of the 16 MiB that a length field may say, 14 are the message's header, 4 its length, and 1 is
+// the checksum.
+TEST(DornMachineRequestMemoryTest, AnAnswerThatDoesNotFitAFrameIsFailed) {
+    constexpr std::size_t kLargest = 16'777'216 - 14 - 4 - 1;
+    EXPECT_EQ(Frames{"81 46 46"}, framesOf(kLargest));
+    EXPECT_EQ(Frames{"AB"}, framesOf(kLargest + 1));
+}
+
+// 60 entries with 65,535 values each, of five bytes.
+TEST(DornMachineRequestMemoryTest, APageThatDoesNotFitAFrameFailsItsAnswer) {
+    std::string entry = "METER001~";
+    for (int i = 0; i < 65'535; ++i) entry += '!';
+    std::string payload = "~~" + entry;  // behind an entry without a name
+    for (int i = 1; i < 60; ++i) payload += "~" + entry;
+    FrameTaker taker;
+    const PacketHandle<DornPacketType2> request(new DornPacketType2);
+    const PacketHandle<TeskPacket> answer(new TeskPacket);
+    answer->set_body(payload);
+    request->addListener(&taker);
+    request->packetCompleted(answer.pointer());
+    EXPECT_EQ(Frames{"AB"}, taker.frames());
 }
 
 // Two machines time out without memory for a frame, between the pages of a third one's answer.
