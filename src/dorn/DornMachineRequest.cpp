@@ -1,5 +1,6 @@
 #include "dorn/DornMachineRequest.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -58,7 +59,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     const PacketHandle<DornMachineRequest> hold(this);
     Question question;
     try {
-        question = decode(take_frame_body());
+        question = take_question();
     } catch (const ProtocolErrorException& e) {
         notifyError(e);
         return;
@@ -77,6 +78,14 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
         progress_.targets = static_cast<std::uint32_t>(targets.size());
     }
     ask(targets, std::move(question));
+}
+
+// What is not needed of the body any more gives its room back.
+DornMachineRequest::Question DornMachineRequest::take_question() {
+    const std::size_t size = get_frame_body().size();
+    Question question = decode(take_frame_body());
+    release_room(size - std::min(size, question.payload.size()));
+    return question;
 }
 
 // Names are looked up once, here: a machine renamed meanwhile is still asked, and only once.
@@ -153,6 +162,12 @@ void DornMachineRequest::notifyError(const Exception& e) {
     Packet::notifyError(e);
 }
 
+// Neither end of the link takes a longer one.
+void DornMachineRequest::require_frame(std::string_view body) {
+    if (body.size() < dornframe::LARGEST_LENGTH) return;
+    throw ProtocolErrorException("An answer does not fit a frame");
+}
+
 // Where it throws, the answer has no frame, and the next one is numbered as if it had not been.
 std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
     const SynchronizedLock lock(answerLock_);
@@ -161,13 +176,8 @@ std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
     progress.date = ZqConfig::get_current_date();
     std::list<Frame> frames;
     for (std::string& body : encode(answer, progress)) {
+        require_frame(body);
         frames.push_back({frame_of(Kind::regular, std::move(body)), frames.empty()});
-// Neither end of the link takes a longer one.
-void DornMachineRequest::require_frame(std::string_view body) {
-    if (body.size() < dornframe::LARGEST_LENGTH) return;
-    throw ProtocolErrorException("An answer does not fit a frame");
-}
-
     }
     const std::size_t count = frames.size();
     frames_.splice(frames_.end(), frames);
@@ -176,7 +186,6 @@ void DornMachineRequest::require_frame(std::string_view body) {
 }
 
 std::string DornMachineRequest::frame_of(Kind kind, std::string body) {
-        require_frame(body);
     set_kind(kind);
     set_frame_body(std::move(body));
     std::string frame = serialize();

@@ -79,15 +79,16 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
         bool begins;  // a machine's answer; the others go on with it
     };
 
+    Question take_question();
     static std::list<TeskMaster*> known_targets(TeskController& controller,
                                                 const Question& question);
     void ask(const std::list<TeskMaster*>& targets, Question question);
     void send(TeskMaster& machine, const Question& question, std::string payload);
     // Answers that many machines' part of the request as failed.
     void fail(const Exception& e, std::size_t machines);
-    std::string frame_of(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
     // @throws ProtocolErrorException for a body that is too long
     static void require_frame(std::string_view body);
+    std::string frame_of(dornframe::Kind kind, std::string body) TESKD_REQUIRES(answerLock_);
     std::string unmade_frame() TESKD_REQUIRES(answerLock_);
     void lay_down_empty(dornframe::Kind kind);
     std::size_t answer_with(const TeskPacket& answer);

@@ -67,6 +67,9 @@ class DornPacket : public Packet {
     // More room of the host's, for what its request leads to.
     HostMemory::Room room_for(std::size_t bytes) const { return room_.another(bytes); }
 
+    // Gives a part of the room back.
+    void release_room(std::size_t bytes) { room_.release(bytes); }
+
     // True for the first two bytes that every frame from a host has.
     static bool is_frame_start(int first, int second);
     // The number that stands for the outcome text of a machine's answer; 0 for an unknown text.

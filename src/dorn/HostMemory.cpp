@@ -10,6 +10,12 @@ HostMemory::Room::~Room() {
     if (account_ != nullptr) account_->memory_.giveBack(*account_, bytes_);
 }
 
+void HostMemory::Room::release(std::size_t bytes) {
+    if (account_ == nullptr) return;
+    bytes_ -= bytes;
+    account_->memory_.giveBack(*account_, bytes);
+}
+
 HostMemory::Room HostMemory::Room::another(std::size_t bytes) const {
     if (account_ == nullptr) return {};
     HostMemory& memory = account_->memory_;

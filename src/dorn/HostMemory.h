@@ -18,7 +18,9 @@ class StopEvent;
 // is taken from the pool.
 //
 // Requests: bodies that are being read, and what waits for a machine.
-// - Room for a request is taken whole, before its body is read, and held until it is answered.
+// - Room for a request is taken whole, before its body is read. That of what the machine is not
+// told
+//   comes back when the body has been decoded, the rest when the request is answered.
 // - A connection that finds too little waits. Those that wait are served in the order in which they
 //   came, and nobody who needs some of the pool overtakes them.
 // - Within its allowance, some thirty small requests, a connection never waits for others.
@@ -64,6 +66,8 @@ class HostMemory {
         ~Room();
 
         explicit operator bool() const { return account_ != nullptr; }
+        // Gives back as many of them.
+        void release(std::size_t bytes);
         // More room for the same connection, without waiting.
         Room another(std::size_t bytes) const;
 

@@ -64,6 +64,16 @@ TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
     EXPECT_LT(allocated(), before + 13 * kMebibyte);
 }
 
+// 40 MiB have been read then, in a pool of 16.
+TEST(DornMemoryTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    const std::string large =
+        request(2, 1, std::string(16, '\0') + "ZA000000001" + std::string(kMebibyte, 'x'));
+    for (int i = 0; i < 40; ++i) link.host().sendRaw(large);
+    expectAllTaken(link.host());
+}
+
 // A host that lets answers of two megabytes wait, and others beside it.
 class DornBesideASlowReader : public testing::Test {
   protected:

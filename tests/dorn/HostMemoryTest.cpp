@@ -120,8 +120,24 @@ TEST_F(HostMemoryTest, MoreRoomForARequestIsNotWaitedForAndKeepsOthersWaiting) {
     EXPECT_TRUE(wakeTwo_.isSet());  // what is left fits the first one's allowance
 }
 
+TEST_F(HostMemoryTest, APartOfARoomCanBeGivenBack) {
+    Room all = one_.take(kPool + kAllowance);
+    EXPECT_FALSE(two_.take(kAllowance + 1000));
+    all.release(999);
+    EXPECT_FALSE(wakeTwo_.isSet());
+    all.release(1);
+    EXPECT_TRUE(wakeTwo_.isSet());
+    const Room some = two_.take(kAllowance + 1000);
+    EXPECT_TRUE(some);
+    all = Room();
+    const Room rest = three_.take(kPool + kAllowance - 1000);
+    EXPECT_TRUE(rest);
+    EXPECT_FALSE(one_.take(kAllowance + 1)) << "room was given back twice";
+}
+
 TEST_F(HostMemoryTest, ARoomOfNobodyCostsNothing) {
-    const Room none;
+    Room none;
+    none.release(1000);
     EXPECT_FALSE(none);
     EXPECT_FALSE(none.another(kPool * 2));
     EXPECT_TRUE(one_.take(kPool + kAllowance));
