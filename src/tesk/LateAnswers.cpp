@@ -28,7 +28,7 @@ void LateAnswers::expect(const Request& request) {
 
 void LateAnswers::expire() {
     const Time end = std::chrono::steady_clock::now() - memory_;
-    while (!missing_.empty() && missing_.front().since <= end) missing_.pop_front();
+    missing_.remove_if([end](const Missing& missing) { return missing.since <= end; });
 }
 
 std::list<LateAnswers::Missing>::iterator LateAnswers::firstMissing(std::optional<int> id) {
@@ -84,15 +84,14 @@ bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine
 bool LateAnswers::isLate(int id) {
     const auto found = id == request_.id ? firstMissing(id) : awaited(id);
     if (found == missing_.end()) return false;
-    const Request late = found->request;
-    missing_.erase(found);
-    const bool same = late.isLike(request_);
-    if (same) {
-        expect(request_);
-    } else if (late.id == request_.id) {
-        behindLate_ = true;
+    // Its own answer takes the place of the one taken, for the time that is left.
+    if (found->request.isLike(request_)) {
+        missing_.splice(missing_.end(), missing_, found);
+        return false;
     }
-    return !same;
+    if (found->request.id == request_.id) behindLate_ = true;
+    missing_.erase(found);
+    return true;
 }
 
 // Each candidate is read into a packet of its own: one that is dropped leaves no trace.

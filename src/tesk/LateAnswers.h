@@ -25,10 +25,11 @@ class TeskPacket;
 //
 // A machine answers in order, so an answer with the ID of a request that timed out counts as that
 // request's. A later request takes it only if it has the same bytes: it is the same question, asked
-// a few seconds later, and its own answer is then expected in place of the one taken. For any other
-// request the answer is dropped as late. A request that times out behind an answer with its own ID
-// that was dropped is not expected to be answered: that answer may have been its own, and so one
-// lost answer costs one request and not every later one. Requests without a known ID count as
+// a few seconds later, and its own answer is then expected in place of the one taken, but no longer
+// than that was: a lost answer is expected for its 60 s, however often the question comes. For any
+// other request the answer is dropped as late. A request that times out behind an answer with its
+// own ID that was dropped is not expected to be answered: that answer may have been its own, and so
+// one lost answer costs one request and not every later one. Requests without a known ID count as
 // having one ID in common.
 //
 // Owner and threads: the TeskMaster's, on its own thread alone.
@@ -76,7 +77,7 @@ class LateAnswers {
     };
     struct Missing {
         Request request;
-        Time since;
+        Time since;  // when the first answer was missed, however many were taken in its place
     };
 
     void expect(const Request& request);
@@ -100,7 +101,7 @@ class LateAnswers {
     bool hasAsked_ = false;
     Request request_;             // that was begun
     bool behindLate_ = false;     // a late answer with its ID was dropped
-    std::list<Missing> missing_;  // the oldest first
+    std::list<Missing> missing_;  // in the order in which they were asked
 };
 
 }  // namespace teskd

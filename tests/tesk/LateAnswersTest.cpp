@@ -524,6 +524,16 @@ TEST_F(LateAnswersMemory, EndsInTime) {
     EXPECT_EQ("OWN1", ask(113, "b", answer(113, "OWN1")));
 }
 
+// An answer that was lost is expected for its time, and not anew for each one taken in its place.
+TEST_F(LateAnswersMemory, EndsInTimeThoughLateAnswersAreTaken) {
+    remember(std::chrono::milliseconds(400));
+    timeOut(113, "a");
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    EXPECT_EQ("LATE", ask(113, "a", answer(113, "LATE")));
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    EXPECT_EQ("OWN1", ask(113, "b", answer(113, "OWN1")));
+}
+
 // The machine was off for a night.
 TEST_F(LateAnswersMemory, HasRoomForTheLastSixtyFour) {
     for (int id = 200; id < 300; ++id) timeOut(id, "a");
