@@ -18,6 +18,7 @@ namespace teskd {
 namespace {
 
 constexpr int ACKNOWLEDGEMENT_ID = 150;
+constexpr int ACKNOWLEDGEMENT_TIME = 2000;  // milliseconds
 // The question to a machine that was lost, as the polls ask it, and milliseconds for its answer.
 constexpr int COUNTERS_ID = 113;
 constexpr std::uint32_t COUNTERS_TIME = 10000;
@@ -192,6 +193,7 @@ void TeskMaster::drop_unasked(Telnet& telnet) {
 }
 
 void TeskMaster::acknowledge(Telnet& telnet, int id) {
+    telnet.limitTime(ACKNOWLEDGEMENT_TIME);
     acknowledgement_.set_body(std::to_string(id));
     acknowledgement_.write(telnet.getOutputStream());
     telnet.getOutputStream().flush();

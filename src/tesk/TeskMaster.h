@@ -88,13 +88,14 @@ class TeskMaster : public Thread, public PacketContainer {
     // Asks a machine that was known until now, so that it is known again when it answers. Once for
     // each failure: a question that fails itself is not repeated.
     void probe(Telnet& telnet);
-    // One request, its answer and its acknowledgement, all within the packet's time-out. False when
-    // the answer timed out. @throws SocketException when the time was up while something was
+    // One request and its answer within the packet's time-out, and then the acknowledgement. False
+    // when the answer timed out. @throws SocketException when the time was up while something was
     // written: nobody knows then how much of it has left.
     bool exchange(Telnet& telnet, TeskPacket& packet);
     // What has arrived before a request is written cannot be its answer. The run's first request
     // takes what it finds: the machine may have spoken before it could be asked.
     void drop_unasked(Telnet& telnet);
+    // In a short time of its own: an answer that came at the last moment does not end the link.
     void acknowledge(Telnet& telnet, int id);
     // Reports the error to everything queued and ends the run, so that no packet stays behind; or
     // goes on with it, which is true, to ask a machine that was known until now.

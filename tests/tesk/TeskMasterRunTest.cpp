@@ -440,6 +440,52 @@ TEST_F(MasterRun, AsksNoMachineAnewThatWasNotKnown) {
     EXPECT_EQ("113~0008", machine.journal().dataReceived());
 }
 
+// Pauses the thread that is told of an answer when it lets go of a lock for the nth time.
+class PausesAtRelease : public PacketEventListener {
+  public:
+    explicit PausesAtRelease(std::size_t n) : n_(n) {}
+
+    void packetCompleted(Packet*) override {
+        const auto paused = paused_;  // the thread may outlive the object
+        atRelease(n_, [paused] {
+            *paused = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        });
+    }
+    void packetFailed(Packet*) override {}
+    void packetError(Packet*, const Exception&) override {}
+    bool hasPaused() const { return *paused_; }
+
+  private:
+    const std::size_t n_;
+    const std::shared_ptr<std::atomic<bool>> paused_ = std::make_shared<std::atomic<bool>>(false);
+};
+
+// Wherever the thread is held up: only a request whose time is up before it is written ends a run.
+TEST_F(MasterRun, OutlivesAnAnswerThatIsAcknowledgedBehindTheTimeOfItsRequest) {
+    tesksim::Machine machine{{.greeting = kDoComPort + "120~0025~15.03.21~ZA000000001~00~4711"}};
+    machine.start();
+    build(machine.port());
+    ASSERT_EQ("completed", ask());
+    bool paused = true;
+    for (std::size_t moment = 1; paused; ++moment) {
+        PausesAtRelease pauses(moment);
+        const Request first(113);
+        first.packet()->addListener(&pauses);
+        controller->send("ZA000000001", first.packet());
+        ASSERT_EQ("completed", first.outcome());
+        const std::size_t before = machine.journal().requestCount();
+        const Request second(118, 60);
+        controller->send("ZA000000001", second.packet());
+        if (second.outcome().starts_with("error")) {
+            EXPECT_TRUE(machine.journal().waitForDisconnection());
+            EXPECT_EQ(before, machine.journal().requestCount()) << moment;
+            awaitEndOfRun();
+        }
+        paused = pauses.hasPaused();
+    }
+}
+
 // A serial-port server that takes a little now and then.
 class SlowServer {
   public:
