@@ -92,7 +92,11 @@ void TelnetOutputStream::optionDont(int option) {
 void TelnetOutputStream::subnegotiation(int option, const std::string& parameters) {
     const SynchronizedLock lock(lock_);
     writeCommand(telnet::SB, option);
-    write(parameters);
+    for (const char parameter : parameters) {
+        const int byte = static_cast<unsigned char>(parameter);
+        writeByte(byte);
+        if (byte == telnet::IAC) writeByte(byte);
+    }
     writeByte(telnet::IAC);
     writeByte(telnet::SE);
 }

@@ -38,6 +38,7 @@ class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterfa
     void optionWont(int option) override;
     void optionDo(int option) override;
     void optionDont(int option) override;
+    // A byte 0xFF of the parameters goes out doubled (RFC 855).
     void subnegotiation(int option, const std::string& parameters) override;
 
   private:

@@ -143,9 +143,9 @@ TEST_F(TelnetOutputStreamTest, LineEndsInsideCommandsAreTreatedAsInData) {
     EXPECT_BYTES(bytes("0D 0A FF FD 2C"), inner.bytes);
 }
 
-TEST_F(TelnetOutputStreamTest, IacInsideParametersIsNotDoubled) {
-    output.subnegotiation(44, bytes("01 FF FF"));
-    EXPECT_BYTES(bytes("FF FA 2C 01 FF FF FF F0"), inner.bytes);
+TEST_F(TelnetOutputStreamTest, IacInsideParametersIsDoubled) {
+    output.subnegotiation(44, bytes("01 FF F0 FF"));
+    EXPECT_BYTES(bytes("FF FA 2C 01 FF FF F0 FF FF FF F0"), inner.bytes);
 }
 
 TEST_F(TelnetOutputStreamTest, ForwardsFlushAndClose) {

@@ -236,7 +236,7 @@ TEST(TelnetSettings, TheBaudRateIsUnsignedAndBigEndian) {
     Line line;
     line.agree();
     line.telnet->set_baudrate(0xFE1234FF);
-    EXPECT_BYTES(bytes("FF FA 2C 01 FE 12 34 FF FF F0"), line.answerTo(""));
+    EXPECT_BYTES(bytes("FF FA 2C 01 FE 12 34 FF FF FF F0"), line.answerTo(""));
 }
 
 TEST(TelnetSettings, AValueThatIsALineEndGoesOutAsOne) {
@@ -252,19 +252,19 @@ TEST(TelnetSettings, AValueThatIsALineEndGoesOutAsOne) {
     EXPECT_BYTES(bytes("FF FA 2C 01 00 0D 00 0D 0A FF F0"), line.answerTo(""));
 }
 
-TEST(TelnetSettings, AValueThatIsTheCommandByteIsNotDoubled) {
+TEST(TelnetSettings, AValueThatIsTheCommandByteIsDoubled) {
     Line line;
     line.agree();
     line.telnet->set_datasize(255);
-    EXPECT_BYTES(bytes("FF FA 2C 02 FF FF F0"), line.answerTo(""));
+    EXPECT_BYTES(bytes("FF FA 2C 02 FF FF FF F0"), line.answerTo(""));
     line.telnet->set_parity(255);
-    EXPECT_BYTES(bytes("FF FA 2C 03 FF FF F0"), line.answerTo(""));
+    EXPECT_BYTES(bytes("FF FA 2C 03 FF FF FF F0"), line.answerTo(""));
     line.telnet->set_stopsize(255);
-    EXPECT_BYTES(bytes("FF FA 2C 04 FF FF F0"), line.answerTo(""));
+    EXPECT_BYTES(bytes("FF FA 2C 04 FF FF FF F0"), line.answerTo(""));
     line.telnet->set_control(255);
-    EXPECT_BYTES(bytes("FF FA 2C 05 FF FF F0"), line.answerTo(""));
+    EXPECT_BYTES(bytes("FF FA 2C 05 FF FF FF F0"), line.answerTo(""));
     line.telnet->set_baudrate(0xFFFFFFFF);
-    EXPECT_BYTES(bytes("FF FA 2C 01 FF FF FF FF FF F0"), line.answerTo(""));
+    EXPECT_BYTES(bytes("FF FA 2C 01 FF FF FF FF FF FF FF FF FF F0"), line.answerTo(""));
 }
 
 // One server command and what it is answered with.
