@@ -97,10 +97,6 @@ void Telnet::negotiate() {
         telnetOutput_.optionWill(telnet::COM_PORT_OPTION);
         comPort_ = false;  // until the server agrees
     }
-    if (binary_) {
-        telnetOutput_.optionWill(telnet::BINARY);
-        binary_ = false;
-    }
     telnetOutput_.flush();
 }
 
