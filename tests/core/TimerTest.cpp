@@ -25,11 +25,35 @@ constexpr std::int64_t kSecond = 1'000'000;
 
 const LogEntry kTerminated{181, "Thread 'Timer: T' Terminated"};
 
+// A task that stands in run() until it is let go, the first time only.
+struct Blocking {
+    void operator()() {
+        if (entered.exchange(true)) return;
+        inside.count_down();
+        letGo.wait();
+    }
+    std::atomic<bool> entered = false;
+    std::latch inside{1};
+    std::latch letGo{1};
+};
+
 // Tests declare their tasks before their timer: it goes first then.
 class TimerTest : public testing::Test {
   protected:
     bool eventuallyEnds(const Timer& timer) {
         return eventually([&] { return !timer.isRunning(); });
+    }
+    // Returns when the task stands there.
+    void startInto(Blocking& blocking, Timer& timer, TimerTask& task, std::uint32_t period = 0) {
+        timer.schedule(task, 0, period);
+        clock.advance(1);
+        blocking.inside.wait();
+    }
+    std::thread letGoOnceEnded(Blocking& blocking, const Timer& timer) {
+        return std::thread([&] {
+            EXPECT_TRUE(eventuallyEnds(timer));
+            blocking.letGo.count_down();
+        });
     }
 
     FakeClock clock{kStart};
@@ -360,25 +384,11 @@ TEST_F(TimerTest, ATaskThatSchedulesItselfKeepsWhatItAskedFor) {
     EXPECT_EQ(2U, task.runs());
 }
 
-// A task that stands in run() until it is let go, the first time only.
-struct Blocking {
-    void operator()() {
-        if (entered.exchange(true)) return;
-        inside.count_down();
-        letGo.wait();
-    }
-    std::atomic<bool> entered = false;
-    std::latch inside{1};
-    std::latch letGo{1};
-};
-
 TEST_F(TimerTest, ATaskScheduledByAnotherThreadWhileItRunsKeepsWhatWasAskedFor) {
     Blocking blocking;
     ProbeTask task(clock, "task", std::ref(blocking));
     Timer timer("T", clock);
-    timer.schedule(task, 0, 0);
-    clock.advance(1);
-    blocking.inside.wait();
+    startInto(blocking, timer, task);
     timer.schedule(task, 50, 0);
     blocking.letGo.count_down();
     ASSERT_TRUE(clock.awaitSleeper());
@@ -409,9 +419,7 @@ TEST_F(TimerTest, StoppedAndScheduledAgainWhileATaskRunsItHasOneThread) {
     ProbeTask slow(clock, "slow", std::ref(blocking));
     ProbeTask other(clock);
     Timer timer("T", clock);
-    timer.schedule(slow, 0, 0);
-    clock.advance(1);
-    blocking.inside.wait();
+    startInto(blocking, timer, slow);
     timer.stop();
     timer.schedule(other, 0, 0);
     EXPECT_TRUE(timer.isRunning());
@@ -439,13 +447,8 @@ TEST_F(TimerTest, ATaskThatSchedulesWhileTheTimerGoesAwayDoesNotKeepIt) {
     {
         Timer timer("T", clock);
         running = &timer;
-        timer.schedule(task, 0, 0);
-        clock.advance(1);
-        blocking.inside.wait();
-        helper = std::thread([&] {
-            EXPECT_TRUE(eventually([&] { return !timer.isRunning(); }));
-            blocking.letGo.count_down();
-        });
+        startInto(blocking, timer, task);
+        helper = letGoOnceEnded(blocking, timer);
     }
     helper.join();
     EXPECT_EQ(1U, task.runs());
@@ -456,9 +459,7 @@ TEST_F(TimerTest, OtherThreadsMayScheduleWhileATaskRuns) {
     ProbeTask slow(clock, "slow", std::ref(blocking));
     ProbeTask other(clock);
     Timer timer("T", clock);
-    timer.schedule(slow, 0, 0);
-    clock.advance(1);
-    blocking.inside.wait();
+    startInto(blocking, timer, slow);
     timer.schedule(other, 0, 0);
     EXPECT_EQ(0U, other.runs());
     blocking.letGo.count_down();
@@ -525,9 +526,7 @@ TEST_F(TimerTest, CancellingWaitsForTheTaskThatRuns) {
     Blocking blocking;
     ProbeTask task(clock, "task", std::ref(blocking));
     Timer timer("T", clock);
-    timer.schedule(task, 0, 10);
-    clock.advance(1);
-    blocking.inside.wait();
+    startInto(blocking, timer, task, 10);
     std::atomic<bool> cancelled = false;
     std::thread canceller([&] {
         timer.cancel(task);
@@ -547,10 +546,8 @@ TEST_F(TimerTest, CancellingDoesNotWaitForAnotherTask) {
     ProbeTask slow(clock, "slow", std::ref(blocking));
     ProbeTask other(clock);
     Timer timer("T", clock);
-    timer.schedule(slow, 0, 0);
     timer.schedule(other, 10, 0);
-    clock.advance(1);
-    blocking.inside.wait();
+    startInto(blocking, timer, slow);
     timer.cancel(other);
     blocking.letGo.count_down();
     EXPECT_TRUE(log.waitFor(kTerminated));
@@ -564,9 +561,7 @@ TEST_F(TimerTest, CancellingReturnsWhenTheRunningTaskEndsTheThread) {
         throw std::runtime_error("m");
     });
     Timer timer("T", clock);
-    timer.schedule(task, 0, 10);
-    clock.advance(1);
-    blocking.inside.wait();
+    startInto(blocking, timer, task, 10);
     std::thread canceller([&] { timer.cancel(task); });
     EXPECT_TRUE(eventually([&] { return task.isCancelled(); }));
     blocking.letGo.count_down();
@@ -635,13 +630,8 @@ TEST_F(TimerTest, GoingAwayWaitsForTheTaskThatRuns) {
     std::thread helper;
     {
         Timer timer("T", clock);
-        timer.schedule(task, 0, 10);
-        clock.advance(1);
-        blocking.inside.wait();
-        helper = std::thread([&] {
-            EXPECT_TRUE(eventually([&] { return !timer.isRunning(); }));
-            blocking.letGo.count_down();
-        });
+        startInto(blocking, timer, task, 10);
+        helper = letGoOnceEnded(blocking, timer);
         timer.stop();
         helper.join();
     }

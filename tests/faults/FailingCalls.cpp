@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <execinfo.h>
 #include <fcntl.h>
-#include <new>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
@@ -18,6 +17,7 @@
 #include <unistd.h>
 
 #include "faults/FaultPage.h"
+#include "support_src/ReplacedNew.h"
 
 // The linker's names for "instead of f" and "f itself".
 extern "C" {
@@ -114,47 +114,10 @@ bool failsOn(Call call, int fd) {
     return true;
 }
 
-void* allocate(std::size_t size) noexcept {
-    return fails(Call::allocation) ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-void* allocateOrThrow(std::size_t size) {
-    void* const memory = allocate(size);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-
 }  // namespace
 
-void* operator new(std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+bool teskd::test::allocationFails() noexcept {
+    return fails(Call::allocation);
 }
 
 extern "C" {

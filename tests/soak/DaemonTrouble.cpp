@@ -35,16 +35,10 @@ DaemonTrouble::DaemonTrouble(const std::filesystem::path& root, Excuses& excuses
     : faults_(root), excuses_(excuses), stage_(stage), summary_(summary), random_(seed, kStream) {}
 
 void DaemonTrouble::run() {
-    while (!stage_.isOver()) {
-        if (!stage_.isTrouble()) {
-            idle_ = true;
-            stage_.awaitEndOf(Stage::Act::Calm);
-            continue;
-        }
-        idle_ = false;
+    shift_.work(stage_, [this] {
         stage_.stay(Stage::Act::Trouble, random_.milliseconds(1000, 8000));
         if (stage_.isTrouble()) once();
-    }
+    });
 }
 
 void DaemonTrouble::once() {

@@ -5,12 +5,12 @@
 
 #pragma once
 
-#include <atomic>
 #include <filesystem>
 
 #include "faults/FaultControl.h"
 #include "soak/Episode.h"
 #include "soak/Random.h"
+#include "soak/Shift.h"
 #include "soak/Stage.h"
 #include "soak/Summary.h"
 
@@ -23,7 +23,7 @@ class DaemonTrouble {
                   Summary& summary, std::uint64_t seed);
 
     void run();
-    bool isIdle() const { return idle_; }
+    bool isIdle() const { return shift_.isIdle(); }
     // Arguments for addr2line that show the latest failure.
     std::string place() const { return faults_.place(); }
 
@@ -35,7 +35,7 @@ class DaemonTrouble {
     Stage& stage_;
     Summary& summary_;
     Random random_;
-    std::atomic<bool> idle_ = true;
+    Shift shift_;
 };
 
 }  // namespace teskd::soak

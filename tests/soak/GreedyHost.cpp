@@ -38,13 +38,7 @@ GreedyHost::GreedyHost(std::uint32_t number, const SoakHost::Surroundings& surro
       maker_(number, surroundings.park.codeIds(), random_) {}
 
 void GreedyHost::run() {
-    while (!around_.stage.isOver()) {
-        if (!around_.stage.isTrouble()) {
-            idle_ = true;
-            around_.stage.awaitEndOf(Stage::Act::Calm);
-            continue;
-        }
-        idle_ = false;
+    shift_.work(around_.stage, [this] {
         around_.stage.stay(Stage::Act::Trouble, random_.milliseconds(300, 3000));
         try {
             if (around_.stage.isTrouble()) once();
@@ -53,8 +47,7 @@ void GreedyHost::run() {
         } catch (const std::exception&) {
             around_.summary.count("connections ended", "a greedy host's, by the daemon");
         }
-    }
-    idle_ = true;
+    });
 }
 
 void GreedyHost::once() {

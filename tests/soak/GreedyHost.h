@@ -7,7 +7,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -16,6 +15,7 @@
 #include "soak/Crowd.h"
 #include "soak/Random.h"
 #include "soak/RequestMaker.h"
+#include "soak/Shift.h"
 #include "soak/SoakHost.h"
 
 namespace teskd::soak {
@@ -25,7 +25,7 @@ class GreedyHost {
     GreedyHost(std::uint32_t number, const SoakHost::Surroundings& surroundings, Crowd& crowd);
 
     void run();
-    bool isIdle() const { return idle_; }
+    bool isIdle() const { return shift_.isIdle(); }
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -49,7 +49,7 @@ class GreedyHost {
     Crowd& crowd_;
     Random random_;
     RequestMaker maker_;
-    std::atomic<bool> idle_ = true;
+    Shift shift_;
 };
 
 }  // namespace teskd::soak

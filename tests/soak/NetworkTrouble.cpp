@@ -14,20 +14,14 @@ NetworkTrouble::NetworkTrouble(Network& network, Stage& stage, Summary& summary,
     : network_(network), stage_(stage), summary_(summary), random_(seed, kStream) {}
 
 void NetworkTrouble::run() {
-    while (!stage_.isOver()) {
-        if (!stage_.isTrouble()) {
-            idle_ = true;
-            stage_.awaitEndOf(Stage::Act::Calm);
-            continue;
-        }
-        idle_ = false;
+    shift_.work(stage_, [this] {
         stage_.stay(Stage::Act::Trouble, random_.milliseconds(4000, 20000));
         try {
             if (stage_.isTrouble()) once();
         } catch (const std::exception& e) {
             stage_.violation(std::string("network: ") + e.what());
         }
-    }
+    });
 }
 
 void NetworkTrouble::once() {

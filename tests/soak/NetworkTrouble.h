@@ -6,10 +6,9 @@
 
 #pragma once
 
-#include <atomic>
-
 #include "soak/Network.h"
 #include "soak/Random.h"
+#include "soak/Shift.h"
 #include "soak/Stage.h"
 #include "soak/Summary.h"
 
@@ -20,7 +19,7 @@ class NetworkTrouble {
     NetworkTrouble(Network& network, Stage& stage, Summary& summary, std::uint64_t seed);
 
     void run();
-    bool isIdle() const { return idle_; }
+    bool isIdle() const { return shift_.isIdle(); }
 
   private:
     void once();
@@ -31,7 +30,7 @@ class NetworkTrouble {
     Stage& stage_;
     Summary& summary_;
     Random random_;
-    std::atomic<bool> idle_ = true;
+    Shift shift_;
 };
 
 }  // namespace teskd::soak

@@ -31,13 +31,7 @@ SoakHost::SoakHost(std::uint32_t number, const Surroundings& surroundings)
       maker_(number, surroundings.park.codeIds(), random_) {}
 
 void SoakHost::run() {
-    while (!around_.stage.isOver()) {
-        if (!around_.stage.isTrouble()) {
-            idle_ = true;
-            around_.stage.awaitEndOf(Stage::Act::Calm);
-            continue;
-        }
-        idle_ = false;
+    shift_.work(around_.stage, [this] {
         try {
             visit();
         } catch (const GivenUp&) {
@@ -46,8 +40,7 @@ void SoakHost::run() {
             around_.stage.violation("host " + std::to_string(number_) + ": " + e.what());
         }
         around_.stage.stay(Stage::Act::Trouble, random_.milliseconds(0, 300));
-    }
-    idle_ = true;
+    });
 }
 
 void SoakHost::visit() {

@@ -7,7 +7,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <semaphore>
@@ -19,6 +18,7 @@
 #include "soak/Park.h"
 #include "soak/Random.h"
 #include "soak/RequestMaker.h"
+#include "soak/Shift.h"
 #include "soak/Stage.h"
 #include "soak/Summary.h"
 
@@ -40,7 +40,7 @@ class SoakHost {
     SoakHost(std::uint32_t number, const Surroundings& surroundings);
 
     void run();
-    bool isIdle() const { return idle_; }
+    bool isIdle() const { return shift_.isIdle(); }
 
   private:
     // One connection.
@@ -80,7 +80,7 @@ class SoakHost {
     const Surroundings around_;
     Random random_;
     RequestMaker maker_;
-    std::atomic<bool> idle_ = true;
+    Shift shift_;
 };
 
 }  // namespace teskd::soak
