@@ -154,6 +154,27 @@ TEST_F(LinkWithAnswers, WhatThereIsNoMemoryToSendIsTriedOnceASecondAndHarmsNoOth
     EXPECT_EQ("completed", sent.outcome());
 }
 
+// Has no memory for its answer.
+class Overfed : public Note {
+  public:
+    using Note::Note;
+
+    void read(InputStream&) override { throw std::bad_alloc(); }
+};
+
+TEST_F(LinkWithAnswers, AnAnswerForWhichThereIsNoMemoryFailsItsNotificationAndNoOther) {
+    const Sent overfed(notify(), new Overfed(0, 1, "note"));
+    const Sent other(notify(), 0, 2);
+    EXPECT_EQ(1U, receivedB());
+    EXPECT_EQ(2U, receivedB());
+    server().reply(answer(0, 1));
+    EXPECT_EQ("error: std::bad_alloc", overfed.outcome());
+    EXPECT_EQ(1U, log_.count({180, "Notifications have failed: std::bad_alloc"}));
+    EXPECT_TRUE(other.isOpen());
+    server().reply(answer(0, 2));
+    EXPECT_EQ("completed", other.outcome());
+}
+
 // Is held up behind its nth release of a lock from the failure on, until the pause before the next
 // try is over.
 class HeldUp : public Hungry {
