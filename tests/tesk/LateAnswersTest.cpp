@@ -609,8 +609,9 @@ class LateAnswerToATextWithoutAHeader : public MasterFixture {
         std::string body() const { return outcome() == "completed" ? packet()->get_body() : ""; }
     };
     void sendText(const Text& request) {
+        const std::string text = request.packet()->get_request();  // the master's from then on
         send(request);
-        EXPECT_TRUE(journal().waitForData(request.packet()->get_request()));
+        EXPECT_TRUE(journal().waitForData(text));
     }
     void timeOutText(const std::string& text) {
         const Text request(text, kShortTime);
