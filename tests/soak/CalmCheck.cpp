@@ -199,16 +199,22 @@ bool CalmCheck::isAnswered(Visit& visit, const Request& request) {
 }
 
 void CalmCheck::checkLeftovers() {
-    const auto isClean = [this] {
-        return daemon_.openDescriptors() <= descriptors_ && daemon_.threadCount() <= threads_;
-    };
     const auto isForgotten = [this] {
         checkLog();
         return packets_ <= kMostPackets;
     };
-    if (!test::eventually(isClean, kPatience) || !test::eventually(isForgotten, kPatience)) {
+    awaitDepartures();
+    if (!test::eventually(isForgotten, kPatience)) {
         throw Violation("something was left behind: " + resources());
     }
+}
+
+void CalmCheck::awaitDepartures() {
+    const auto areGone = [this] {
+        return daemon_.openDescriptors() <= descriptors_ && daemon_.threadCount() <= threads_;
+    };
+    if (test::eventually(areGone, kPatience)) return;
+    throw Violation("something was left behind: " + resources());
 }
 
 // Comes back to what it was before all trouble.

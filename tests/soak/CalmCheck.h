@@ -49,6 +49,9 @@ class CalmCheck {
     // Every machine can be reached although all connections that there are were taken, again and
     // again, while its line was down. @throws Violation
     void checkInCrowd(Crowd& crowd);
+    // Waits until the daemon has noticed that all hosts have gone. A crowd takes all connections,
+    // so the next host is turned away before that. @throws Violation when something stays
+    void awaitDepartures();
     // What there is now goes into the summary and, every ten seconds, into the samples. To be
     // called often in trouble. @throws Violation when the log is flooded, too much memory is used,
     // or the daemon has ended

@@ -167,6 +167,7 @@ void Soak::calm() {
 void Soak::checkInCrowd() {
     check_.checkInCrowd(crowd_);
     crowd_.leave();
+    check_.awaitDepartures();
 }
 
 void Soak::stop() {
