@@ -36,7 +36,11 @@ foreach(tool IN LISTS TESKD_TOOLS)
         install(TARGETS ${tool} RUNTIME DESTINATION bin COMPONENT tools)
         install(FILES ${directory}/${tool}.1 DESTINATION share/man/man1 COMPONENT tools)
         install(FILES ${directory}/${tool}.bash
-            DESTINATION share/bash-completion/completions RENAME ${tool} COMPONENT tools OPTIONAL)
+            DESTINATION share/bash-completion/completions RENAME ${tool} COMPONENT tools)
+        install(FILES ${directory}/${tool}.zsh
+            DESTINATION share/zsh/vendor-completions RENAME _${tool} COMPONENT tools)
+        install(FILES ${directory}/${tool}.fish
+            DESTINATION share/fish/vendor_completions.d COMPONENT tools)
         install(DIRECTORY ${directory}/scenarios
             DESTINATION share/doc/teskd-tools COMPONENT tools OPTIONAL)
         list(APPEND TESKD_PACKAGED ${tool})

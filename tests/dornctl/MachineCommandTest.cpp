@@ -1,5 +1,6 @@
 // The subcommands for the eight request types, one at a time.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -242,6 +243,23 @@ TEST_F(MachineCommand, RawShowsTheMachinesWholeMessage) {
               R"("3131337E303032367E31352E30332E32317E5A413030303030303030327E30307E62656C6C07"}],)"
               R"("failures":[]})",
               json({"raw", "113~0008", "ZA000000002"}));
+}
+
+TEST_F(MachineCommand, RawFillsInALengthThatIsLeftOut) {
+    output({"raw", "113", "ZA000000001"});
+    EXPECT_EQ("", gateway_.machine(1).journal().waitForRequest(113, 2)->payload);
+    output({"raw", "115~~CNT00001~CNT99999", "ZA000000001"});
+    EXPECT_EQ("CNT00001~CNT99999", gateway_.machine(1).journal().waitForRequest(115)->payload);
+    output({"raw", "115~000B~AB", "ZA000000001"});
+    EXPECT_EQ("AB", gateway_.machine(1).journal().waitForRequest(115, 2)->payload);
+}
+
+// The machine does not answer it, as it would be with a real one.
+TEST_F(MachineCommand, RawSendsAsItStandsWhatIsForced) {
+    const Printed printed = dornctl(gateway_.daemon().port(),
+                                    {"--timeout", "300", "raw", "--force", "113", "ZA000000001"});
+    EXPECT_EQ(6, printed.status);
+    EXPECT_THAT(printed.error, testing::HasSubstr("no complete answer came in time"));
 }
 
 constexpr char kHead[] =

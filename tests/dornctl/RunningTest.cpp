@@ -3,6 +3,7 @@
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "dornctl/Dornctl.h"
 #include "gateway/AamsDialogue.h"
@@ -47,8 +48,8 @@ TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
     const TempDir directory;
     const std::string file = directory / "kept.jsonl";
     ChildProcess::Options options;
-    options.command = {DORNCTL, "listen",       "--bind",  "127.0.0.1:0", "--keep",
-                       file,    "--parameters", "7!1!0!9", "--no-clock"};
+    options.command = {DORNCTL,  "listen", "--bind",       "127.0.0.1:0",
+                       "--keep", file,     "--parameters", "7!1!0!9"};
     ChildProcess tool(options);
     Gateway gateway(1, Config().server(portOf(tool)));
     gateway.start();
@@ -67,19 +68,72 @@ TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
                     "  -----------  ------------\n"
                     "  MAC address  ffffffffff00\n"
                     "  answered: 7!1!0!9\n"));
-    EXPECT_THAT(timeless(readFile(file)),
-                testing::ContainsRegex(
-                    "\\{\"time\":\"TIME\",\"from\":\"127.0.0.1:[0-9]+\","
-                    "\"identifiers\":\\[0,[12]\\],\"code\":2,\"meaning\":\"what are the external "
-                    "parameters\\?\",\"mac\":\"ffffffffff00\",\"readings\":\\[\\],"
-                    "\"answer\":\"7!1!0!9\"\\}\n"));
-    EXPECT_THAT(readFile(file), Not(HasSubstr("\"code\":1,\"answer\":\"2")));
+    EXPECT_THAT(
+        timeless(readFile(file)),
+        testing::ContainsRegex("\\{\"time\":\"TIME\",\"from\":\"127.0.0.1:[0-9]+\","
+                               "\"identifiers\":\\[0,[12]\\],\"repeated\":false,\"code\":2,"
+                               "\"meaning\":\"what are the external "
+                               "parameters\\?\",\"mac\":\"ffffffffff00\",\"readings\":\\[\\],"
+                               "\"answer\":\"7!1!0!9\"\\}\n"));
     EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
+// The notification of code 1 that asks for the time, and what is answered.
+std::string answerToTheTimeQuestion(const std::vector<std::string>& more) {
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "--json", "listen", "--bind", "127.0.0.1:0"};
+    options.command.insert(options.command.end(), more.begin(), more.end());
+    ChildProcess tool(options);
+    EXPECT_TRUE(eventually([&] { return tool.standardError().ends_with('\n'); }));
+    const auto said = nlohmann::json::parse(tool.standardError(), nullptr, false);
+    const std::string address = said.value("listening", "127.0.0.1:1");
+    Frame notification;
+    notification.type = kAamsType;
+    notification.body = aamsPayload(1, "-MAC");
+    UdpPeer gateway;
+    gateway.sendTo(static_cast<std::uint16_t>(std::stoi(address.substr(address.find(':') + 1))),
+                   notification.encode());
+    EXPECT_TRUE(eventually([&] { return tool.standardOutput().ends_with('\n'); }));
+    expectCleanEnd(tool, SIGTERM);
+    return nlohmann::json::parse(tool.standardOutput(), nullptr, false).value("answer", "none");
+}
+
+TEST(DornctlListen, SetsNoClockUnlessItIsAskedTo) {
+    EXPECT_EQ("", answerToTheTimeQuestion({}));
+    EXPECT_THAT(answerToTheTimeQuestion({"--set-clock"}), testing::MatchesRegex("[0-9]{12}"));
+}
+
+TEST(DornctlListen, MarksWhatTheGatewaySendsAgain) {
+    ChildProcess::Options options;
+    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
+    ChildProcess tool(options);
+    const std::uint16_t port = portOf(tool);
+    Frame notification;
+    notification.type = kAamsType;
+    notification.identifierB = 7;
+    notification.body = aamsPayload(1, "-MAC");
+    Frame next = notification;
+    next.identifierB = 8;
+    UdpPeer gateway;
+    for (const Frame& frame : {notification, notification, next}) {
+        gateway.sendTo(port, frame.encode());
+    }
+    UdpPeer stranger;
+    stranger.sendTo(port, notification.encode());
+    const auto count = [&](const std::string& text) {
+        const std::string output = tool.standardOutput();
+        std::size_t found = 0;
+        for (std::size_t at = 0; (at = output.find(text, at)) != std::string::npos; ++at) ++found;
+        return found;
+    };
+    EXPECT_TRUE(eventually([&] { return count("answered: received\n") == 4; }));
+    EXPECT_EQ(1U, count("notification 1: what are date and time? (repeated)\n"));
+    expectCleanEnd(tool, SIGTERM);
 }
 
 TEST(DornctlListen, TellsWhatIsNoNotificationAndGoesOn) {
     ChildProcess::Options options;
-    options.command = {DORNCTL, "listen", "--json", "--bind", "127.0.0.1:0"};
+    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
     ChildProcess tool(options);
     UdpPeer stranger;
     stranger.sendTo(portOf(tool), "junk");

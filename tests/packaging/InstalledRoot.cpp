@@ -118,13 +118,15 @@ void InstalledRoot::makeTree(Services services) {
                              "usr/lib/systemd/system",
                              "usr/share/bash-completion/completions",
                              "usr/share/doc",
-                             "usr/share/man"}) {
+                             "usr/share/fish/vendor_completions.d",
+                             "usr/share/man",
+                             "usr/share/zsh/vendor-completions"}) {
         fs::create_directories(root_ / name);
     }
     linkPrograms(root_, absentPrograms(services));
     linkAll(root_, "/usr/sbin", absentPrograms(services));
     linkAll(root_, "/usr/lib", {"systemd"});
-    linkAll(root_, "/usr/share", {"bash-completion", "doc", "man"});
+    linkAll(root_, "/usr/share", {"bash-completion", "doc", "fish", "man", "zsh"});
     for (const char* name : {"bin", "sbin", "lib"}) {
         fs::create_directory_symlink("usr/" + std::string(name), root_ / name);
     }

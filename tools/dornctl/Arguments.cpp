@@ -8,6 +8,7 @@
 #include <regex>
 #include <stdexcept>
 
+#include "dornctl/Settings.h"
 #include "host/Endpoint.h"
 
 namespace dornctl::arguments {
@@ -45,7 +46,7 @@ bool isTime(const std::string& text) {
 
 std::string parsed(const std::string& text) {
     try {
-        Endpoint::parse(text);
+        Endpoint::parse(text, Settings::kPort);
     } catch (const std::invalid_argument& e) {
         return e.what();
     }
@@ -92,14 +93,15 @@ std::string message(const std::string& text) {
 std::string endpoint(const std::string& text) {
     const std::string problem = parsed(text);
     if (!problem.empty()) return problem;
-    return unless(Endpoint::parse(text).port != 0, "a port other than 0 is", text);
+    return unless(Endpoint::parse(text, Settings::kPort).port != 0, "a port other than 0 is", text);
 }
 
 std::string binding(const std::string& text) {
     const std::string problem = parsed(text);
     if (!problem.empty()) return problem;
     in_addr address{};
-    const bool good = ::inet_pton(AF_INET, Endpoint::parse(text).address.c_str(), &address) == 1;
+    const bool good =
+        ::inet_pton(AF_INET, Endpoint::parse(text, Settings::kPort).address.c_str(), &address) == 1;
     return unless(good, "an IPv4 address as a number is", text);
 }
 

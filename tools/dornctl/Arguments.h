@@ -18,9 +18,9 @@ std::string machine(const std::string& text);
 std::string field(const std::string& text);
 // A message for a machine as it stands.
 std::string message(const std::string& text);
-// "ADDRESS:PORT".
+// "ADDRESS" or "ADDRESS:PORT".
 std::string endpoint(const std::string& text);
-// "ADDRESS:PORT" to listen on: an IPv4 address, and port 0 lets the kernel choose.
+// The same to listen on: an IPv4 address, and port 0 lets the kernel choose.
 std::string binding(const std::string& text);
 // The external parameters as messages have them: minutes, two flags, minutes.
 std::string parameters(const std::string& text);

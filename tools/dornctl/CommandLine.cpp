@@ -1,13 +1,19 @@
 #include "dornctl/CommandLine.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 #include <system_error>
 
 #include "dornctl/AamsCommands.h"
 #include "dornctl/Arguments.h"
+#include "dornctl/Completion.h"
 #include "dornctl/Listen.h"
 #include "dornctl/MachineCommands.h"
 #include "dornctl/Problem.h"
+#include "dornctl/Suggestion.h"
 #include "dornctl/Watch.h"
 #include "host/DecodeError.h"
 #include "host/HostLink.h"
@@ -15,16 +21,18 @@
 
 namespace dornctl {
 
+using teskhost::Endpoint;
+
 namespace {
 
 constexpr int kLongestTimeout = 86400000;
 
 constexpr char kFooter[] =
     "Examples:\n"
-    "  dornctl --host 192.168.0.10:5001 machines\n"
+    "  dornctl --host 192.168.0.10 machines\n"
     "  dornctl meters ZA000000001\n"
     "  dornctl --json readings\n"
-    "\"dornctl SUBCOMMAND --help\" tells more about each.\n"
+    "\"dornctl help SUBCOMMAND\" tells more about each.\n"
     "\n"
     "Exit status:\n"
     "  0  answered\n"
@@ -46,16 +54,19 @@ CommandLine::CommandLine() : app_("Asks the gateway what a host can ask.", "dorn
     declareAamsCommands(app_, chosen_);
     declareWatch(app_, chosen_);
     declareListen(app_, chosen_);
+    declareHelp();
     app_.footer(kFooter);
 }
 
 void CommandLine::declareOptions() {
     app_.add_option_function<std::string>(
             "--host",
-            [this](const std::string& text) { settings_.host = teskhost::Endpoint::parse(text); },
-            "The gateway's address and port")
+            [this](const std::string& text) {
+                settings_.host = Endpoint::parse(text, Settings::kPort);
+            },
+            "The gateway's address, and its port unless it is 5001; TESKD_HOST without it")
         ->check(arguments::endpoint)
-        ->type_name("ADDRESS:PORT")
+        ->type_name("ADDRESS[:PORT]")
         ->default_str(settings_.host.text());
     app_.add_option_function<int>(
             "--timeout", [this](int value) { settings_.timeout = Milliseconds(value); },
@@ -68,13 +79,68 @@ void CommandLine::declareOptions() {
                   "Tell on standard error what has come, also without a terminal");
 }
 
+void CommandLine::declareHelp() {
+    const auto about = std::make_shared<std::string>();
+    CLI::App& command = *app_.add_subcommand("help", "Tells about a subcommand, or lists all");
+    command.add_option("SUBCOMMAND", *about, "The subcommand; all without it");
+    command.callback([this, about] {
+        chosen_ = [this, about](const Settings&) { return help(std::string(*about)); };
+    });
+}
+
+ExitStatus CommandLine::help(const std::string& about) {
+    const std::vector<std::string> names = subcommands();
+    if (!about.empty() && std::count(names.begin(), names.end(), about) == 0) {
+        return failUnknown(about);
+    }
+    app_.clear();  // otherwise its help is that of the subcommand that was met
+    std::cout << (about.empty() ? app_.help() : app_.get_subcommand(about)->help(app_.get_name()));
+    return ExitStatus::Success;
+}
+
+std::vector<std::string> CommandLine::subcommands() const {
+    std::vector<std::string> names;
+    for (const CLI::App* const command : app_.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+// What is wrong with the command line is told as JSON, too, if that stands anywhere in it.
 ExitStatus CommandLine::run(int argc, char** argv) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.size() > 1 && words[0] == "complete" && words[1] == "--") {
+        return complete({words.begin() + 2, words.end()});
+    }
     try {
         app_.parse(argc, argv);
+        takeEnvironment();
     } catch (const CLI::ParseError& error) {
+        settings_.json = std::count(argv, argv + argc, std::string("--json")) > 0;
         return refuse(error);
     }
     return obey();
+}
+
+ExitStatus CommandLine::complete(const std::vector<std::string>& words) {
+    try {
+        takeEnvironment();
+    } catch (const CLI::ParseError&) {
+        return ExitStatus::BadArguments;
+    }
+    for (const std::string& line : Completion(app_, settings_).of(words)) {
+        std::cout << line << '\n';
+    }
+    return ExitStatus::Success;
+}
+
+// An empty variable is none.
+void CommandLine::takeEnvironment() {
+    const char* const host = std::getenv("TESKD_HOST");
+    if (app_.count("--host") > 0 || host == nullptr || *host == '\0') return;
+    const std::string problem = arguments::endpoint(host);
+    if (!problem.empty()) throw CLI::ValidationError("TESKD_HOST", problem);
+    settings_.host = Endpoint::parse(host, Settings::kPort);
 }
 
 ExitStatus CommandLine::fail(ExitStatus status, const std::string& what) const {
@@ -82,14 +148,27 @@ ExitStatus CommandLine::fail(ExitStatus status, const std::string& what) const {
     return status;
 }
 
+ExitStatus CommandLine::failUnknown(const std::string& word) const {
+    const std::string meant = nearest(word, subcommands());
+    return fail(ExitStatus::BadArguments,
+                "no subcommand is called \"" + teskhost::printable(word) + "\"; " +
+                    (meant.empty() ? "" : "did you mean \"" + meant + "\"? ") +
+                    "\"dornctl help\" lists them");
+}
+
 // Help is asked for with an error too.
 ExitStatus CommandLine::refuse(const CLI::ParseError& error) {
-    const std::vector<std::string> unknown = app_.remaining();
-    if (app_.get_subcommands().empty() && error.get_exit_code() != 0 && !unknown.empty()) {
-        return fail(ExitStatus::BadArguments, "no subcommand is called \"" + unknown.front() +
-                                                  "\"; \"dornctl --help\" lists them");
+    if (error.get_exit_code() == 0) {
+        app_.exit(error);
+        return ExitStatus::Success;
     }
-    return app_.exit(error) == 0 ? ExitStatus::Success : ExitStatus::BadArguments;
+    const std::vector<CLI::App*> met = app_.get_subcommands();
+    const std::vector<std::string> unknown = app_.remaining();
+    if (met.empty() && !unknown.empty()) return failUnknown(unknown.front());
+    const std::string about = met.empty() ? "" : " " + met.front()->get_name();
+    return fail(ExitStatus::BadArguments, teskhost::printable(error.what()) + "; \"dornctl" +
+                                              (met.empty() ? "" : about) +
+                                              " --help\" tells what is expected");
 }
 
 ExitStatus CommandLine::obey() {
@@ -104,6 +183,8 @@ ExitStatus CommandLine::obey() {
         return fail(ExitStatus::NoConnection, settings_.host.text() + ": " + e.what());
     } catch (const std::system_error& e) {
         return fail(ExitStatus::NoConnection, std::string("no connection: ") + e.what());
+    } catch (const std::invalid_argument& e) {
+        return fail(ExitStatus::BadArguments, e.what());
     } catch (const std::exception& e) {
         return fail(ExitStatus::Failure, e.what());
     }

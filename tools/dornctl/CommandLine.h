@@ -6,6 +6,8 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 #include "dornctl/Settings.h"
 
@@ -22,9 +24,16 @@ class CommandLine {
 
   private:
     void declareOptions();
+    void declareHelp();
+    // @throws CLI::ParseError for a variable that is not understood
+    void takeEnvironment();
+    std::vector<std::string> subcommands() const;
+    ExitStatus help(const std::string& about);
+    ExitStatus complete(const std::vector<std::string>& words);
     ExitStatus refuse(const CLI::ParseError& error);
     ExitStatus obey();
     ExitStatus fail(ExitStatus status, const std::string& what) const;
+    ExitStatus failUnknown(const std::string& word) const;
 
     CLI::App app_;
     Settings settings_;

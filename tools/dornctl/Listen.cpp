@@ -26,12 +26,12 @@ struct Options {
     Endpoint bind{"0.0.0.0", Settings::kPort};
     std::string keep{};
     std::string parameters{};
-    bool noClock = false;
+    bool setClock = false;
 };
 
 NotificationServer::Answers answersFor(const Options& options) {
     NotificationServer::Answers answers;
-    if (!options.noClock) {
+    if (options.setClock) {
         answers[kClockNotification] = [](const Notification&) { return nowStamp(); };
     }
     if (!options.parameters.empty()) {
@@ -45,12 +45,13 @@ NotificationServer::Answers answersFor(const Options& options) {
 class Listen {
   public:
     Listen(const Settings& settings, const Options& options)
-        : log_(settings.json, options.keep),
+        : settings_(settings),
+          log_(settings, options.keep),
           wake_(::eventfd(0, EFD_CLOEXEC)),
           server_(options.bind, observer(), answersFor(options)) {}
 
     ExitStatus run(const std::string& address) {
-        std::cerr << "dornctl: listening on " << Endpoint{address, server_.port()}.text() << '\n';
+        tellAddress(Endpoint{address, server_.port()}.text());
         pollfd fds[] = {{signals_.fd(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
         while (::poll(fds, 2, -1) < 0) {
         }
@@ -59,6 +60,11 @@ class Listen {
     }
 
   private:
+    void tellAddress(const std::string& address) const {
+        std::cerr << (settings_.json ? textOf({{"listening", address}, {"time", nowIso()}}, -1)
+                                     : "dornctl: listening on " + address + '\n');
+    }
+
     NotificationServer::Observer observer() {
         return {[this](const Notification& notification, const std::string& answer) {
                     log_.add(notification, answer);
@@ -69,6 +75,7 @@ class Listen {
                 }};
     }
 
+    const Settings settings_;
     // The server comes last: its thread uses all the others.
     const EndSignals signals_;
     NotificationLog log_;
@@ -80,14 +87,16 @@ class Listen {
 
 void declareListen(CLI::App& app, Action& chosen) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        *app.add_subcommand("listen", "Prints the gateway's notifications and answers them");
+    CLI::App& command = *app.add_subcommand("listen", "Prints the gateway's notifications");
     command
         .add_option_function<std::string>(
-            "--bind", [options](const std::string& text) { options->bind = Endpoint::parse(text); },
+            "--bind",
+            [options](const std::string& text) {
+                options->bind = Endpoint::parse(text, Settings::kPort);
+            },
             "IPv4 address and UDP port to listen on; with port 0 the kernel chooses one")
         ->check(arguments::binding)
-        ->type_name("ADDRESS:PORT")
+        ->type_name("ADDRESS[:PORT]")
         ->default_str(options->bind.text());
     command
         .add_option("--keep", options->keep,
@@ -99,11 +108,13 @@ void declareListen(CLI::App& app, Action& chosen) {
                     "the gateway keeps its own without them")
         ->check(arguments::parameters)
         ->type_name("EVERY!REPORT!UNANSWERED!FIRST");
-    command.add_flag("--no-clock", options->noClock,
-                     "Do not tell the gateway the time of this machine when it asks for it");
+    command.add_flag("--set-clock", options->setClock,
+                     "Tell the gateway the time of this machine when it asks for it, to which it "
+                     "then sets its clock");
     command.footer(
         "Examples:\n  dornctl listen\n"
-        "  dornctl listen --bind 192.168.0.1:5001 --keep notifications.jsonl --no-clock");
+        "  dornctl listen --bind 192.168.0.1 --keep notifications.jsonl\n"
+        "  dornctl listen --set-clock --parameters '5!1!0!2'");
     command.callback([&chosen, options] {
         chosen = [options](const Settings& settings) {
             return Listen(settings, *options).run(options->bind.address);

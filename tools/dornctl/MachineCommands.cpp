@@ -1,11 +1,13 @@
 #include "dornctl/MachineCommands.h"
 
 #include <memory>
+#include <stdexcept>
 #include <type_traits>
 
 #include "dornctl/Arguments.h"
 #include "dornctl/Dialogue.h"
 #include "dornctl/MachineList.h"
+#include "dornctl/RawMessage.h"
 #include "dornctl/Show.h"
 
 namespace dornctl {
@@ -23,8 +25,10 @@ struct Given {
     std::uint16_t y = 0;
     std::uint8_t code = 0;
     std::string message{};
+    bool force = false;
 };
 
+// Throws std::invalid_argument for what no machine would answer.
 using MakeRequest = std::function<Request(const Given&)>;
 using Arguments = std::shared_ptr<Given>;
 
@@ -41,6 +45,7 @@ std::vector<std::string> targetsOf(Dialogue& dialogue, const std::string& name) 
 template <typename Answer>
 ExitStatus ask(const Settings& settings, const Given& given, Milliseconds usual,
                const MakeRequest& make) {
+    make(given);  // what it refuses is refused before anything is sent
     constexpr Scope scope = std::is_same_v<Answer, MessageAnswer> ? Scope::OneFrame : Scope::Pages;
     Dialogue dialogue(settings, usual);
     std::vector<Question> questions;
@@ -79,6 +84,29 @@ ExitStatus showVersion(const Settings& settings) {
     const Round round = dialogue.ask({{.request = Request::version()}});
     for (const auto& answer : round.all.front().decode<VersionAnswer>()) show(answer, settings);
     return round.report(settings);
+}
+
+void refuse(const std::string& problem) {
+    if (problem.empty()) return;
+    throw std::invalid_argument(problem + "; no machine answers that, and one that does not " +
+                                "answer is lost to every host until its next poll; nothing was " +
+                                "sent (--force sends all the same)");
+}
+
+Request requestForValue(const Given& given) {
+    if (!given.force) refuse(rawmessage::problemOfId(std::to_string(given.code)));
+    return Request::value(given.code, given.machine);
+}
+
+Request requestForMessage(const Given& given) {
+    if (given.force) return Request::message(given.message, given.machine);
+    const std::string message = rawmessage::completed(given.message);
+    refuse(rawmessage::problemOf(message));
+    return Request::message(message, given.machine);
+}
+
+void addForce(CLI::App& command, const Arguments& given) {
+    command.add_flag("--force", given->force, "Send also what no machine would answer");
 }
 
 CLI::Option* addMachine(CLI::App& command, const Arguments& given) {
@@ -127,9 +155,9 @@ void declareValue(CLI::App& app, Action& chosen) {
         ->required()
         ->transform(arguments::number(1, 255));
     addOptionalMachine(command, given);
+    addForce(command, given);
     command.footer("Examples:\n  dornctl value 118\n  dornctl value 118 ZA000000001");
-    whenMet<ValueAnswer>(command, chosen, given, Settings::kShort,
-                         [](const Given& g) { return Request::value(g.code, g.machine); });
+    whenMet<ValueAnswer>(command, chosen, given, Settings::kShort, requestForValue);
 }
 
 void declareTimes(CLI::App& app, Action& chosen) {
@@ -170,15 +198,21 @@ void declareListByNumbers(CLI::App& app, Action& chosen) {
 }
 
 void declareRaw(CLI::App& app, Action& chosen) {
-    CLI::App& command = *app.add_subcommand("raw", "Sends a machine a message as it stands");
+    CLI::App& command = *app.add_subcommand("raw", "Sends a machine a message of one's own");
     const auto given = std::make_shared<Given>();
-    command.add_option("MESSAGE", given->message, "The whole message, its length included")
+    command
+        .add_option("MESSAGE", given->message,
+                    "ID~length~text or ID~length; without a length, it is filled in")
         ->required()
         ->check(arguments::message);
     addMachine(command, given)->required();
-    command.footer("Example:\n  dornctl raw '113~0008' ZA000000001");
-    whenMet<MessageAnswer>(command, chosen, given, Settings::kShort,
-                           [](const Given& g) { return Request::message(g.message, g.machine); });
+    addForce(command, given);
+    command.footer(
+        "Examples:\n"
+        "  dornctl raw 113 ZA000000001\n"
+        "  dornctl raw '115~~CNT00001~CNT99999' ZA000000001\n"
+        "  dornctl raw '113~0008' ZA000000001");
+    whenMet<MessageAnswer>(command, chosen, given, Settings::kShort, requestForMessage);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "dornctl/NotificationLog.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -18,6 +19,7 @@ using notifyserver::Notification;
 namespace {
 
 constexpr int kOneLine = -1;
+constexpr std::size_t kRemembered = 256;
 
 Json contentOf(const Notification& notification) {
     try {
@@ -29,10 +31,11 @@ Json contentOf(const Notification& notification) {
     }
 }
 
-Json lineOf(const Notification& notification, const std::string& answer) {
+Json lineOf(const Notification& notification, bool repeated, const std::string& answer) {
     Json json = {{"time", nowIso()},
                  {"from", notifyserver::textOf(notification.sender)},
-                 {"identifiers", {notification.frame.identifierA, notification.frame.identifierB}}};
+                 {"identifiers", {notification.frame.identifierA, notification.frame.identifierB}},
+                 {"repeated", repeated}};
     json.update(contentOf(notification));
     json["answer"] = answer;
     return json;
@@ -50,33 +53,48 @@ std::string tablesOf(const AamsMessage& message) {
     }
 }
 
-std::string textOf(const Notification& notification, const std::string& answer) {
+std::string textOf(const Notification& notification, bool repeated, const std::string& answer) {
     const int code = notification.message.code();
     return nowText() + "  " + notifyserver::textOf(notification.sender) + "  notification " +
-           std::to_string(code) + ": " + aamswords::message(code) + '\n' +
-           tablesOf(notification.message) +
+           std::to_string(code) + ": " + aamswords::message(code) +
+           (repeated ? " (repeated)" : "") + '\n' + tablesOf(notification.message) +
            "  answered: " + (answer.empty() ? "received" : answer) + "\n\n";
 }
 
 }  // namespace
 
-NotificationLog::NotificationLog(bool json, const std::string& file) : json_(json) {
+NotificationLog::NotificationLog(const Settings& settings, const std::string& file)
+    : settings_(settings) {
     if (file.empty()) return;
     file_.open(file, std::ios::app);
     if (!file_) throw std::runtime_error(file + ": " + std::strerror(errno));
 }
 
 void NotificationLog::add(const Notification& notification, const std::string& answer) {
-    const Json line = lineOf(notification, answer);
-    std::cout << (json_ ? dornctl::textOf(line, kOneLine) : textOf(notification, answer))
+    const bool repeated = isRepeated(notification);
+    const Json line = lineOf(notification, repeated, answer);
+    std::cout << (settings_.json ? dornctl::textOf(line, kOneLine)
+                                 : textOf(notification, repeated, answer))
               << std::flush;
     full_ = full_ || !std::cout;
     if (file_.is_open()) keep(line);
 }
 
 void NotificationLog::addProblem(const std::string& sender, const std::string& problem) const {
-    std::cerr << "dornctl: " << nowText() << ": a datagram from " << sender
-              << " is left unanswered: " << problem << '\n';
+    const std::string stamp = settings_.json ? "" : nowText() + ": ";
+    tell({ExitStatus::Failure, "",
+          stamp + "a datagram from " + sender + " is left unanswered: " + problem},
+         settings_);
+}
+
+// The gateway's numbers begin anew with it, so the whole datagram is compared.
+bool NotificationLog::isRepeated(const Notification& notification) {
+    const std::string datagram =
+        notifyserver::textOf(notification.sender) + notification.frame.encode();
+    if (std::find(recent_.begin(), recent_.end(), datagram) != recent_.end()) return true;
+    recent_.push_back(datagram);
+    if (recent_.size() > kRemembered) recent_.pop_front();
+    return false;
 }
 
 void NotificationLog::keep(const Json& line) {

@@ -1,4 +1,5 @@
-// Shows notifications on standard output as they come, and keeps them in a file of JSON lines.
+// Shows notifications on standard output as they come, and keeps them in a file of JSON lines. One
+// that the gateway sends again is marked.
 //
 // Ownership: the object owns the file. Threads: one user at a time.
 // Errors: the constructor throws std::runtime_error when the file cannot be opened. When it cannot
@@ -6,6 +7,7 @@
 
 #pragma once
 
+#include <deque>
 #include <fstream>
 #include <string>
 
@@ -17,7 +19,7 @@ namespace dornctl {
 class NotificationLog {
   public:
     // Nothing is kept without a file's name. Lines are added to a file that is there already.
-    NotificationLog(bool json, const std::string& file);
+    NotificationLog(const Settings& settings, const std::string& file);
 
     void add(const notifyserver::Notification& notification, const std::string& answer);
     void addProblem(const std::string& sender, const std::string& problem) const;
@@ -27,7 +29,11 @@ class NotificationLog {
   private:
     void keep(const Json& line);
 
-    const bool json_;
+    // Whether the same datagram came before, among the last ones.
+    bool isRepeated(const notifyserver::Notification& notification);
+
+    const Settings settings_;
+    std::deque<std::string> recent_;
     std::ofstream file_;
     bool full_ = false;
 };

@@ -8,8 +8,10 @@ namespace teskhost {
 namespace {
 
 [[noreturn]] void refuse(const std::string& text) {
-    throw std::invalid_argument("ADDRESS:PORT is expected, such as 192.168.0.1:5001, not \"" +
-                                text + '"');
+    throw std::invalid_argument(
+        "an address, or ADDRESS:PORT, is expected, such as 192.168.0.1:5001 "
+        "or [::1]:5001, not \"" +
+        text + '"');
 }
 
 std::string withoutBrackets(const std::string& address) {
@@ -31,6 +33,13 @@ Endpoint Endpoint::parse(const std::string& text) {
     const auto [stop, error] = std::from_chars(text.data() + colon + 1, end, endpoint.port);
     if (error != std::errc() || stop != end) refuse(text);
     return endpoint;
+}
+
+Endpoint Endpoint::parse(const std::string& text, std::uint16_t usualPort) {
+    const std::string address = withoutBrackets(text);
+    const bool portless = address != text || text.find(':') == std::string::npos;
+    if (text.empty() || !portless) return parse(text);
+    return {address, usualPort};
 }
 
 std::string Endpoint::text() const {

@@ -15,6 +15,8 @@ struct Endpoint {
     std::uint16_t port = 0;
 
     static Endpoint parse(const std::string& text);
+    // The same, with this port where the text has none: "gateway", "[::1]".
+    static Endpoint parse(const std::string& text, std::uint16_t usualPort);
     std::string text() const;
 };
 

@@ -1,0 +1,45 @@
+// What may follow on a command line that is not complete; the shells' completions ask for it with
+//
+//     dornctl complete -- WORD ...
+//
+// where the last word is the one that is being typed, or empty. A line of output for each: the
+// word, a tab, what it is. "<file>" alone stands for any file.
+//
+// Ownership: refers to a parser of the caller's, which must outlive it. Threads: one user at a
+// time. Errors: nothing throws; a gateway that does not answer has no machines.
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "dornctl/Settings.h"
+
+namespace dornctl {
+
+class Completion {
+  public:
+    Completion(const CLI::App& app, const Settings& settings) : app_(app), settings_(settings) {}
+
+    std::vector<std::string> of(const std::vector<std::string>& words);
+
+  private:
+    void pass(const std::string& word);
+    const CLI::Option* optionOf(const std::string& word) const;
+    void takeHost(const CLI::Option& option, const std::string& value);
+
+    std::vector<std::string> values(const CLI::Option& option) const;
+    std::vector<std::string> positionals() const;
+    std::vector<std::string> options() const;
+    std::vector<std::string> subcommands() const;
+    std::vector<std::string> machines() const;
+
+    const CLI::App& app_;
+    Settings settings_;
+    const CLI::App* subcommand_ = nullptr;
+    const CLI::Option* open_ = nullptr;  // whose value comes next
+    std::size_t passed_ = 0;             // positional arguments of the subcommand
+};
+
+}  // namespace dornctl

@@ -1,0 +1,21 @@
+// Checks a message to a machine before it is sent as it stands. A machine does not answer a wrong
+// one, and then no host can ask that machine before it has answered a poll.
+//
+// Ownership: plain values. Threads: no state. Errors: see each function.
+
+#pragma once
+
+#include <string>
+
+namespace dornctl::rawmessage {
+
+// The message with its length filled in where it has none: "113" becomes "113~0008", and
+// "115~~A~B" becomes "115~000C~A~B". Any other text comes back as it is.
+std::string completed(const std::string& text);
+
+// Why no machine would answer this message; empty if one may.
+std::string problemOf(const std::string& message);
+// The same for the ID of a request without a text.
+std::string problemOfId(const std::string& id);
+
+}  // namespace dornctl::rawmessage
