@@ -43,6 +43,9 @@ foreach(tool IN LISTS TESKD_TOOLS)
             DESTINATION share/fish/vendor_completions.d COMPONENT tools)
         install(DIRECTORY ${directory}/scenarios
             DESTINATION share/doc/teskd-tools COMPONENT tools OPTIONAL)
+        get_target_property(built ${tool} BINARY_DIR)
+        install(DIRECTORY ${built}/schema
+            DESTINATION share/teskd-tools COMPONENT tools OPTIONAL)
         list(APPEND TESKD_PACKAGED ${tool})
     endif()
 endforeach()
