@@ -152,21 +152,26 @@ TEST_F(DornDeamonTest, AHostThatIsAcceptedAndThenFailsCostsTheNextOneNothing) {
     const std::uint16_t port = freeTcpPort();
     start(port);
     expectServed(port);
+    std::atomic<std::size_t> first = 0;
+    std::atomic<int> hosts = 0;
     std::atomic<bool> failed = true;
-    for (std::size_t first = 1; failed; ++first) {
-        std::optional<FailingNew> fail;
-        std::binary_semaphore begun(0);
-        std::binary_semaphore othersWait(0);
-        const AtThreadStart eachHost([&](int number) {
-            if (number == 1) {
-                begun.release();
-                othersWait.acquire();
-                fail.emplace(first);
-            } else if (number == 2) {
-                failed = FailingNew::hasFailed();
-                fail.reset();
-            }
-        });
+    std::optional<FailingNew> fail;  // the listener's thread's
+    std::binary_semaphore begun(0);
+    std::binary_semaphore othersWait(0);
+    const AtThreadStart eachHost([&](int) {
+        ++hosts;
+        if (hosts == 1) {
+            begun.release();
+            othersWait.acquire();
+            fail.emplace(first);
+        } else if (hosts == 2) {
+            failed = FailingNew::hasFailed();
+            fail.reset();
+        }
+    });
+    while (failed) {
+        ++first;
+        hosts = 0;
         HostClient before(port);
         begun.acquire();
         HostClient unlucky(port);
@@ -174,6 +179,7 @@ TEST_F(DornDeamonTest, AHostThatIsAcceptedAndThenFailsCostsTheNextOneNothing) {
         othersWait.release();
         expectServed(next);
     }
+    EXPECT_TRUE(endsWithin(10s));
 }
 
 TEST_F(DornDeamonTest, ARestartListensAtOnceBesideOldConnections) {

@@ -19,11 +19,11 @@ inline std::string numbers(std::size_t first, std::size_t size) {
     return result;
 }
 
-// Whether that happens within a time in which both systems have exchanged all acknowledgements that
-// they delay.
+// Whether that happens within a time in which both systems have exchanged the acknowledgements that
+// they delay, and the sender has asked the full receiver for room.
 inline bool takesMore(OutputStream& output) {
     using namespace std::chrono_literals;
-    for (auto left = 300ms; left > 0ms; left -= 10ms) {
+    for (auto left = 1000ms; left > 0ms; left -= 10ms) {
         if (output.flushAvailable()) return true;
         std::this_thread::sleep_for(10ms);
     }

@@ -1,12 +1,14 @@
 #include "telnet/HeldSend.h"
 
 #include <atomic>
+#include <cerrno>
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
 namespace {
 
-enum class State { off, armed, held };
+enum class State { off, armed, held, refused };
 std::atomic<State> state{State::off};
 
 }  // namespace
@@ -18,6 +20,11 @@ ssize_t __real_send(int fd, const void* data, size_t size, int flags);
 ssize_t __wrap_send(int fd, const void* data, size_t size, int flags) {
     State armed = State::armed;
     if (state.compare_exchange_strong(armed, State::held)) state.wait(State::held);
+    State refused = State::refused;
+    if (state.compare_exchange_strong(refused, State::off)) {
+        errno = EAGAIN;
+        return -1;
+    }
     return __real_send(fd, data, size, flags);
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -35,6 +42,12 @@ HeldSend::~HeldSend() {
 
 bool HeldSend::awaitSender(Deadline deadline) const {
     return eventually([] { return state == State::held; }, deadline);
+}
+
+void HeldSend::refuse() {
+    state = State::refused;
+    state.notify_all();
+    EXPECT_TRUE(eventually([] { return state == State::off; }));
 }
 
 void HeldSend::release() {

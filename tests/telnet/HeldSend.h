@@ -21,6 +21,8 @@ class HeldSend {
     // Until a thread waits in send. False when the deadline passed first.
     bool awaitSender(Deadline deadline = {}) const;
     void release();
+    // Ends the held call as on a connection that takes nothing now. Returns when it has ended.
+    void refuse();
 };
 
 }  // namespace teskd::test

@@ -700,12 +700,13 @@ TEST(TelnetFlusher, AClientThatWaitsInItsOwnFlushDelaysNoOtherClient) {
 TEST(TelnetFlusher, TriesAgainAndAgainWhileTheServerDoesNotRead) {
     Line line;
     line.agree();
-    line.fill();
     line.telnet->set_baudrate(9600);
     for (int attempt = 1; attempt <= 3; ++attempt) {
-        const HeldSend held;
+        HeldSend held;
         ASSERT_TRUE(held.awaitSender()) << attempt;
+        held.refuse();
     }
+    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), line.server.readExactly(10, 5s));
 }
 
 // The two clients' flushers are due one after the other.
