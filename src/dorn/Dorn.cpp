@@ -74,7 +74,9 @@ void Dorn::serve() {
     FrameReader reader(
         input, [this](DornPacket& packet) { dispatch(packet); },
         [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_,
-        [this, &input](std::size_t size) { await_room(size, input); });
+        [this, &input](const DornPacket& packet, std::size_t size) {
+            await_room(packet, size, input);
+        });
     while (isRunning() && !surroundings_.stop.isSet()) {
         forget_request();
         try {
@@ -151,8 +153,10 @@ Dorn::Clock::time_point Dorn::body_end() {
     return bodyEnd_;
 }
 
-void Dorn::await_room(std::size_t size, const BufferedInputStream& input) {
-    cost_ = size + REQUEST_COST;
+void Dorn::await_room(const DornPacket& packet, std::size_t size,
+                      const BufferedInputStream& input) {
+    const std::size_t machines = surroundings_.controller.get_machine_count();
+    cost_ = size + REQUEST_COST + packet.most_messages(machines) * DornPacket::MESSAGE_COST;
     frameSize_ = dornframe::HEADER_SIZE + size + 1;
     held_ = static_cast<std::size_t>(input.held());
     if (hasFinished_) host_has_finished();

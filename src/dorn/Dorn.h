@@ -81,10 +81,10 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // Waits until the host has sent something, and tells meanwhile what was left out of the log.
     // The reading behind it then need not wait again. @throws SocketException when it is to stop
     void await_input();
-    // Waits until a request with a body of that size may be taken, and takes room for it. The host
-    // is not read from meanwhile. @throws SocketException when the host has gone, also when it has
-    // stopped sending within the request, or the connection is to stop
-    void await_room(std::size_t size, const BufferedInputStream& input);
+    // Waits until the request with a body of that size may be taken, and takes room for it. The
+    // host is not read from meanwhile. @throws SocketException when the host has gone, also when it
+    // has stopped sending within the request, or the connection is to stop
+    void await_room(const DornPacket& packet, std::size_t size, const BufferedInputStream& input);
     bool take_room(std::size_t queued);
     void forget_request();
     // When the body that is being read has to be whole.

@@ -33,20 +33,14 @@ std::list<TeskMaster*> machines_of(TeskController& controller, const std::string
 // untold releases the request like one that was answered.
 class Message : public TeskPacket {
   public:
-    explicit Message(DornMachineRequest& request)
-        : request_(&request), room_(request.room_for(COST)) {
+    explicit Message(DornMachineRequest& request) : request_(&request) {
         addListener(&request);
         setRequester(request.getRequester());
     }
     ~Message() noexcept(false) override = default;
 
   private:
-    // Bytes of memory: the object with its texts, and its places in lists. The text of the request
-    // itself has its room already, as the frame's body.
-    static constexpr std::size_t COST = 1024;
-
     PacketHandle<DornMachineRequest> request_;
-    HostMemory::Room room_;
 };
 
 }  // namespace
@@ -72,6 +66,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     }
     // No machine takes such a text, so the request fails once and not once for each of them.
     if (!TelnetOutputStream::isData(question.payload)) targets.resize(1);
+    keep_messages(targets.size(), controller.get_machine_count());
     {
         const SynchronizedLock lock(answerLock_);
         progress_.sequence = 1;
@@ -95,6 +90,14 @@ std::list<TeskMaster*> DornMachineRequest::known_targets(TeskController& control
         machines_of(controller, question.every_machine ? nullptr : &question.name);
     machines.remove_if([](const TeskMaster* machine) { return !machine->is_connected(); });
     return machines;
+}
+
+std::size_t DornMachineRequest::most_messages(std::size_t /*machines*/) const {
+    return 1;
+}
+
+void DornMachineRequest::keep_messages(std::size_t messages, std::size_t machines) {
+    release_room((most_messages(machines) - messages) * MESSAGE_COST);
 }
 
 // What fails here is memory, which the machines that are left would not have either. Each of them

@@ -38,6 +38,8 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     void write(OutputStream& out) override;
     void answer(FrameWriter& host) override;
     void offer_to_controller(TeskController& controller) override;
+    // One, unless a body may ask every machine.
+    std::size_t most_messages(std::size_t machines) const override;
 
     void packetCompleted(Packet* packet) override;
     void packetFailed(Packet* packet) override;
@@ -82,6 +84,8 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     Question take_question();
     static std::list<TeskMaster*> known_targets(TeskController& controller,
                                                 const Question& question);
+    // Gives back the room of the messages that were not needed.
+    void keep_messages(std::size_t messages, std::size_t machines);
     void ask(const std::list<TeskMaster*>& targets, Question question);
     void send(TeskMaster& machine, const Question& question, std::string payload);
     // Answers that many machines' part of the request as failed.

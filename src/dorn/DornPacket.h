@@ -29,6 +29,10 @@ class TeskController;
 // handed it to, one thread at a time (DornMachineRequest, which several threads complete, locks).
 class DornPacket : public Packet {
   public:
+    // Bytes of memory that a message to a machine takes beside its text, which has its room
+    // already, as the frame's body: the object with its fields, and its places in lists.
+    static constexpr std::size_t MESSAGE_COST = 1024;
+
     // A frame of type 0 with an empty body and the configured station address.
     DornPacket();
 
@@ -64,9 +68,8 @@ class DornPacket : public Packet {
         room_ = std::move(room);
         setRequester(&pending);
     }
-    // More room of the host's, for what its request leads to.
-    HostMemory::Room room_for(std::size_t bytes) const { return room_.another(bytes); }
-
+    // Messages to machines that the packet may lead to, where there are so many.
+    virtual std::size_t most_messages(std::size_t /*machines*/) const { return 0; }
     // Gives a part of the room back.
     void release_room(std::size_t bytes) { room_.release(bytes); }
 

@@ -21,6 +21,8 @@ class DornPacketType1 : public DornMachineRequest {
   public:
     DornPacketType1() : DornMachineRequest(1) {}
 
+    std::size_t most_messages(std::size_t machines) const override { return machines; }
+
   protected:
     Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;

@@ -28,6 +28,8 @@ class DornPacketType4 : public DornMachineRequest {
   public:
     DornPacketType4() : DornMachineRequest(4) {}
 
+    std::size_t most_messages(std::size_t machines) const override { return machines; }
+
   protected:
     Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;

@@ -23,6 +23,8 @@ class DornPacketType5 : public DornMachineRequest {
   public:
     DornPacketType5() : DornMachineRequest(5) {}
 
+    std::size_t most_messages(std::size_t machines) const override { return machines; }
+
   protected:
     Question decode(std::string body) const override;
     std::vector<std::string> encode(const TeskPacket& answer, Progress& progress) const override;

@@ -83,7 +83,7 @@ void FrameReader::receive(const Header& header) {
     }
     const PacketHandle<DornPacket> packet(created);
     try {
-        if (admit_ && begins_frame(header)) admit_(body_size(header));
+        if (admit_ && begins_frame(header)) admit_(*packet, body_size(header));
         packet->read(input_);
     } catch (const Exception&) {
         if (releases_ != nullptr && !releases_->allows()) packet->releaseQuietly();

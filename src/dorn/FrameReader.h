@@ -25,8 +25,8 @@ class FrameReader {
     // Told what is wrong with the bytes held; returns true when something has arrived behind them.
     using AwaitMore = std::function<bool(const Exception& problem)>;
 
-    // Called before a body of that many bytes is read; returns when it may be.
-    using Admit = std::function<void(std::size_t size)>;
+    // Called before a packet's body of that many bytes is read; returns when it may be.
+    using Admit = std::function<void(const DornPacket& packet, std::size_t size)>;
 
     // The limiter, if any, bounds the lines about the release of packets that could not be read.
     // Without an admission every body is read at once.

@@ -16,14 +16,6 @@ void HostMemory::Room::release(std::size_t bytes) {
     account_->memory_.giveBack(*account_, bytes);
 }
 
-HostMemory::Room HostMemory::Room::another(std::size_t bytes) const {
-    if (account_ == nullptr) return {};
-    HostMemory& memory = account_->memory_;
-    const SynchronizedLock lock(memory.lock_);
-    memory.add(*account_, bytes);
-    return {*account_, bytes};
-}
-
 HostMemory::Account::Account(HostMemory& memory, StopEvent& wake) : memory_(memory), wake_(wake) {
     const SynchronizedLock lock(memory_.lock_);
     memory_.accounts_.push_back(this);

@@ -18,26 +18,23 @@ class StopEvent;
 // is taken from the pool.
 //
 // Requests: bodies that are being read, and what waits for a machine.
-// - Room for a request is taken whole, before its body is read. That of what the machine is not
-// told
-//   comes back when the body has been decoded, the rest when the request is answered.
+// - Room for a request is taken whole, before its body is read: for the body, and for messages to
+//   as many machines as it may ask. What it does not need of that comes back when the body has been
+//   decoded, the rest when the request has been answered.
 // - A connection that finds too little waits. Those that wait are served in the order in which they
 //   came, and nobody who needs some of the pool overtakes them.
 // - Within its allowance, some thirty small requests, a connection never waits for others.
 // - Nobody waits for ever: a connection that waits holds no part of what it waits for, and the
-// rooms
-//   come back whatever the others do, since machines have a time-out and answers never wait.
+//   rooms come back whatever the others do, since machines have a time-out and answers never wait.
 // - A request larger than the pool waits until the whole of it is free.
-// - Room for the messages that a request leads to is not waited for and may exceed the pool; then
-//   nobody gets more before enough was given back.
 //
 // Answers: what waits for its host.
 // - An answer is taken at once and whole: who has one never waits for memory.
 // - When an answer needs more than the pool has, the connection for which most waits is given up,
 //   and so on until there is room. All it held counts as free at once.
-// - A connection is not given up in the middle of its own answer, so a single answer may exceed the
-//   pool. It is given up when it begins another one while the pool is exceeded and most waits for
-//   it.
+// - A connection is not given up for its own answer while that is being added, so a single answer
+//   may exceed the pool. It is given up when it begins another one while the pool is exceeded and
+//   most waits for it.
 // - A connection within its allowance is never given up here, nor does its answer cost another one.
 // - As long as nobody needs its room, a connection may hold what it has and read at any pace.
 //
@@ -68,8 +65,6 @@ class HostMemory {
         explicit operator bool() const { return account_ != nullptr; }
         // Gives back as many of them.
         void release(std::size_t bytes);
-        // More room for the same connection, without waiting.
-        Room another(std::size_t bytes) const;
 
       private:
         friend class Account;

@@ -1,6 +1,7 @@
 // The front door of the Tesk link: routes requests to slot machines by name.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -42,6 +43,7 @@ class TeskController {
     // long as the controller.
     TeskMaster& find(const std::string& identifier);
     std::list<TeskMaster*> get_machines();
+    std::size_t get_machine_count() const { return masters_.size(); }
     // The same as send by name, for a machine that was found before.
     static void send(TeskMaster& machine, TeskPacket* packet) { machine.submit(packet); }
     // Takes a packet that waits for the machine out of its queue.

@@ -111,15 +111,6 @@ TEST_F(HostMemoryTest, ARequestLargerThanThePoolGetsAllOfIt) {
     EXPECT_FALSE(two_.take(kAllowance + 1));
 }
 
-TEST_F(HostMemoryTest, MoreRoomForARequestIsNotWaitedForAndKeepsOthersWaiting) {
-    Room all = one_.take(kPool + kAllowance);
-    Room more = all.another(1000);
-    EXPECT_TRUE(more);
-    EXPECT_FALSE(two_.take(kAllowance + kPool));
-    all = Room();
-    EXPECT_TRUE(wakeTwo_.isSet());  // what is left fits the first one's allowance
-}
-
 TEST_F(HostMemoryTest, APartOfARoomCanBeGivenBack) {
     Room all = one_.take(kPool + kAllowance);
     EXPECT_FALSE(two_.take(kAllowance + 1000));
@@ -139,7 +130,6 @@ TEST_F(HostMemoryTest, ARoomOfNobodyCostsNothing) {
     Room none;
     none.release(1000);
     EXPECT_FALSE(none);
-    EXPECT_FALSE(none.another(kPool * 2));
     EXPECT_TRUE(one_.take(kPool + kAllowance));
 }
 

@@ -1,0 +1,164 @@
+// What the requests and answers of hosts hold in memory, and who gives way when there is no more.
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <memory>
+#include <string>
+
+#include "HostLink.h"
+#include "core/StopEvent.h"
+#include "dorn/HostMemory.h"
+#include "support/Bytes.h"
+#include "support/Frame.h"
+#include "support_src/LogRecorder.h"
+
+namespace teskd::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kMebibyte = 1'048'576;
+
+// Bytes that the process has allocated; 0 where a sanitizer does the allocations.
+std::size_t allocated() {
+    const struct mallinfo2 info = ::mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+std::string request(std::uint8_t type, std::uint32_t id, const std::string& body = "") {
+    Frame frame;
+    frame.type = type;
+    frame.identifierB = id;
+    frame.body = body;
+    return frame.encode();
+}
+
+// The connection has taken everything that was sent before.
+void expectAllTaken(HostClient& host) {
+    host.sendRaw(request(7, 4711));
+    EXPECT_EQ(4711U, host.readFrame().identifierB);
+}
+
+TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsNothingOfABodyThatIsDecoded) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    const std::string large =
+        request(2, 1, std::string(16, '\0') + "ZA000000001" + std::string(kMebibyte, 'x'));
+    expectAllTaken(link.host());
+    const std::size_t before = allocated();
+    for (int i = 0; i < 12; ++i) link.host().sendRaw(large);
+    expectAllTaken(link.host());
+    EXPECT_LT(allocated(), before + kMebibyte);
+}
+
+// The text of the message to the machine, and what it is written from.
+TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    link.host().sendRaw(request(2, 1, std::string(16, '\0') + "ZA000000001"));
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    const std::string large =
+        request(6, 2, "ZA000000001" + std::string(4, '\0') + std::string(12 * kMebibyte, 'x'));
+    const std::size_t before = allocated();
+    link.host().sendRaw(large);
+    expectAllTaken(link.host());
+    EXPECT_LT(allocated(), before + 13 * kMebibyte);
+}
+
+// 40 MiB have been read then, in a pool of 16.
+TEST(DornMemoryTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    const std::string large =
+        request(2, 1, std::string(16, '\0') + "ZA000000001" + std::string(kMebibyte, 'x'));
+    for (int i = 0; i < 40; ++i) link.host().sendRaw(large);
+    expectAllTaken(link.host());
+}
+
+TEST(DornMemoryTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
+    HostLink link(4);
+    StopEvent wake;
+    HostMemory::Account other(link.memory(), wake);
+    HostMemory::Room pool = other.take(16 * kMebibyte + 65'536);
+    link.machine(1).setFaults({.silent = true});
+    // 3 KiB of the connection's 64 are left.
+    link.host().sendRaw(
+        request(6, 1, "ZA000000001" + std::string(4, '\0') + std::string(60'401, 'x')));
+    ASSERT_TRUE(link.machine(1).journal().waitForData(std::string(1000, 'x')));
+    link.machine(2).journal().clear();
+    link.host().sendRaw(request(1, 2, bytes("00")));
+    EXPECT_FALSE(link.machine(2).journal().waitForRequests(1, 300ms));
+    pool = HostMemory::Room();
+    EXPECT_TRUE(link.machine(2).journal().waitForRequests(1));
+}
+
+// A host that lets answers of two megabytes wait, and others beside it.
+class DornBesideASlowReader : public testing::Test {
+  protected:
+    DornBesideASlowReader() : slow_(link_.connectNarrow()) {
+        link_.machine(1).answers().setLiteral(
+            120, "120~1E8480~15.03.21~ZA000000001~00~" + std::string(kAnswer - 35, 'x'));
+    }
+    // That many answers wait for the host.
+    void ask(HostClient& host, std::size_t answers) {
+        link_.machine(1).journal().clear();
+        const std::string one = request(6, 1, "ZA000000001" + std::string(4, '\0') + "120~0008");
+        for (std::size_t i = 0; i < answers; ++i) host.sendRaw(one);
+        ASSERT_TRUE(link_.machine(1).journal().waitForAcknowledgements(answers, 60s));
+        link_.host().request(1, bytes("00"), 0, 9);  // the machine answers in order
+        EXPECT_EQ(9U, link_.host().readFrame(60s).identifierB);
+    }
+    static void expectAnswers(HostClient& host, std::size_t answers) {
+        for (std::size_t i = 0; i < answers; ++i) {
+            EXPECT_EQ(kAnswer + 4, host.readFrame(60s).body.size());
+        }
+    }
+
+    static constexpr std::size_t kAnswer = 2'000'000;
+
+    LogRecorder log_;
+    HostLink link_{1};
+    std::unique_ptr<HostClient> slow_;
+};
+
+const LogEntry kGivenUp{
+    180, "Exception was received: IOException: SocketException: The host does not keep up"};
+
+TEST_F(DornBesideASlowReader, ALargeRequestFindsItsRoom) {
+    ask(*slow_, 3);
+    link_.host().connection().sendAll(request(7, 2, std::string(12 * kMebibyte, 'x')), 60s);
+    EXPECT_EQ(2U, link_.host().readFrame().identifierB);
+    EXPECT_EQ(0U, log_.count(kGivenUp));
+    EXPECT_EQ(100'000U, slow_->connection().readExactly(100'000).size());
+}
+
+TEST_F(DornBesideASlowReader, HostsThatReadTakeNothingFromIt) {
+    ask(*slow_, 3);
+    const auto prompt = link_.connect();
+    for (int i = 0; i < 5; ++i) {
+        prompt->request(6, "ZA000000001" + std::string(4, '\0') + "120~0008");
+        expectAnswers(*prompt, 1);
+    }
+    EXPECT_EQ(0U, log_.count(kGivenUp));
+    EXPECT_EQ(100'000U, slow_->connection().readExactly(100'000).size());
+}
+
+TEST_F(DornBesideASlowReader, TheOneForWhomMostWaitsGivesWayAndNobodyElse) {
+    ask(*slow_, 3);
+    StopEvent wake;
+    HostMemory::Account less(link_.memory(), wake);
+    HostMemory::Account alsoLess(link_.memory(), wake);
+    less.addAnswer(5 * kMebibyte);
+    alsoLess.addAnswer(5 * kMebibyte);
+    const auto other = link_.connectNarrow();
+    ask(*other, 1);
+    EXPECT_TRUE(log_.waitFor(kGivenUp));
+    EXPECT_LT(slow_->connection().readUntilClosed().size(), kAnswer);
+    EXPECT_EQ(1000U, other->connection().readExactly(1000).size());
+    EXPECT_EQ(1U, log_.count(kGivenUp));
+    EXPECT_FALSE(less.isGivenUp() || alsoLess.isGivenUp());
+}
+
+}  // namespace
+}  // namespace teskd::test
