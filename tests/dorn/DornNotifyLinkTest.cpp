@@ -207,6 +207,10 @@ TEST_F(LinkWithAnswers, WhatCouldNotBeSentIsTriedAgainWhereverTheThreadIsHeldUpM
         server().reply(answer(0, b));
     }
     for (const Sent& each : sent) EXPECT_EQ("completed", each.outcome());
+    for (DornNotify& each : notifiers) {
+        each.stop();
+        each.join();
+    }
 }
 
 // Too many lines of other failures stand in front of it in its second.
