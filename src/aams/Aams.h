@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 
 #include "aams/AamsCache.h"
 #include "aams/ExternalParameters.h"
@@ -82,12 +81,12 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         ExternalParameters take_parameters();
         void begin_report(std::uint32_t pass);
         void poll_or_count(TeskMaster& machine, std::uint32_t pass);
-        // False, and the machine is left out of the pass, when its last poll is open.
+        // False, and the machine is not polled again, when its last poll is open.
         bool open_poll(TeskMaster& machine, std::uint32_t pass);
         // Throws when nobody will complete the question.
-        void poll(TeskMaster& machine, std::uint32_t pass);
+        void poll(TeskMaster& machine);
         void end_poll(Packet& packet, bool answered);
-        void end_poll(const TeskMaster& machine, std::uint32_t pass, bool answered);
+        void end_poll(const TeskMaster& machine, bool answered);
         void end_part(std::uint32_t pass, bool answered);
         // The pass, taken out, when that was its last part.
         std::optional<Pass> take_ended(std::uint32_t pass, bool answered);
@@ -97,7 +96,8 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         std::atomic<std::uint32_t> passCount_{0};
         Synchronized passLock_;
         std::map<std::uint32_t, Pass> passes_ TESKD_GUARDED_BY(passLock_);  // by their numbers
-        std::set<const TeskMaster*> open_ TESKD_GUARDED_BY(passLock_);      // whose poll is open
+        // Whose poll is open, and for which pass it counts.
+        std::map<const TeskMaster*, std::uint32_t> open_ TESKD_GUARDED_BY(passLock_);
     };
 
     // Asks for the date and time at a fixed period. Threads: run on the timer's.

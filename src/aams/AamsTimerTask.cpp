@@ -21,17 +21,15 @@ constexpr std::uint32_t CONTEXT_PASS = 4;
 constexpr char STATE_FIRST_PASS = '3';
 constexpr char STATE_LATER_PASS = '4';
 
-// A question for a machine's counters that knows the pass to which it belongs.
+// A question for a machine's counters that knows the machine.
 class Poll : public TeskPacket {
   public:
-    Poll(const TeskMaster& machine, std::uint32_t pass) : machine_(machine), pass_(pass) {}
+    explicit Poll(const TeskMaster& machine) : machine_(machine) {}
 
     const TeskMaster& machine() const { return machine_; }
-    std::uint32_t pass() const { return pass_; }
 
   private:
     const TeskMaster& machine_;
-    const std::uint32_t pass_;
 };
 
 }  // namespace
@@ -70,27 +68,32 @@ void Aams::AamsTimerTask::poll_or_count(TeskMaster& machine, std::uint32_t pass)
     bool opened = false;
     const bool done = attempt("A machine was not polled", [&] {
         opened = open_poll(machine, pass);
-        if (opened) return poll(machine, pass);
+        if (opened) return poll(machine);
         Log::write(Log::INFO, "The last automatique request for slot machine '%s' is still open",
                    machine.get_identity().c_str());
     });
-    if (!done && opened) end_poll(machine, pass, false);
+    if (!done && opened) end_poll(machine, false);
 }
 
+// The poll that is open counts for this pass if it counts for no other that is reported: otherwise
+// a pass that begins while the first one runs, as it does after a start, would have nobody to wait
+// for, and its report would never come.
 bool Aams::AamsTimerTask::open_poll(TeskMaster& machine, std::uint32_t pass) {
     const SynchronizedLock lock(passLock_);
-    if (open_.count(&machine) > 0) return false;
+    const auto open = open_.find(&machine);
+    const bool isOpen = open != open_.end();
+    if (isOpen && passes_.count(open->second) > 0) return false;
     const auto reported = passes_.find(pass);
     if (reported != passes_.end()) reported->second.asked = true;
-    open_.insert(&machine);
+    open_[&machine] = pass;
     if (reported != passes_.end()) ++reported->second.open;
-    return true;
+    return !isOpen;
 }
 
-void Aams::AamsTimerTask::poll(TeskMaster& machine, std::uint32_t pass) {
+void Aams::AamsTimerTask::poll(TeskMaster& machine) {
     Log::write(Log::INFO, "Generating automatique request for slot machine: '%s'",
                machine.get_identity().c_str());
-    const PacketHandle<Poll> question(new Poll(machine, pass));
+    const PacketHandle<Poll> question(new Poll(machine));
     question->set_id(COUNTER_POLL_ID);
     question->setAnswerTimeout(POLL_TIMEOUT);
     question->set_context(CONTEXT_PASS);
@@ -112,14 +115,16 @@ void Aams::AamsTimerTask::packetError(Packet* packet, const Exception&) {
 }
 
 void Aams::AamsTimerTask::end_poll(Packet& packet, bool answered) {
-    const auto& poll = dynamic_cast<const Poll&>(packet);
-    end_poll(poll.machine(), poll.pass(), answered);
+    end_poll(dynamic_cast<const Poll&>(packet).machine(), answered);
 }
 
-void Aams::AamsTimerTask::end_poll(const TeskMaster& machine, std::uint32_t pass, bool answered) {
+void Aams::AamsTimerTask::end_poll(const TeskMaster& machine, bool answered) {
+    std::uint32_t pass = 0;
     {
         const SynchronizedLock lock(passLock_);
-        open_.erase(&machine);
+        const auto open = open_.find(&machine);
+        pass = open->second;
+        open_.erase(open);
     }
     end_part(pass, answered);
 }

@@ -245,6 +245,20 @@ TEST_F(AamsPass, DoesNotWaitForThePollsOfThePreviousOne) {
     EXPECT_EQ(kMac + "-0B", report());
 }
 
+// As after a start, when the server's parameters come while the first pass runs.
+TEST_F(AamsPass, WaitsForThePollsOfOneThatIsNotReported) {
+    kept.run();
+    kept.answered();
+    kept.run();  // polls the first machine and waits for the other two as well
+    ASSERT_EQ(3U, kept.open());
+    kept.timedOut();
+    kept.timedOut();
+    EXPECT_EQ(0U, reports());
+    kept.answered();
+    EXPECT_EQ(1U, reports());
+    EXPECT_EQ(kMac + "-0B", report());
+}
+
 TEST_F(AamsPass, IsNotReportedWhenItPolledNobody) {
     beginReportedPass();
     kept.run();
@@ -372,22 +386,25 @@ TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) 
     const Request host(120);
     park.controller().send(MachinePark::nameOf(1), host.packet());
     ASSERT_TRUE(park.machine(1).journal().waitForRequests(1));
-    for (std::size_t n = 1; n <= 4; ++n) {
+    for (std::size_t n = 1; n <= 5; ++n) {
         task.run();
         for (const std::size_t other : {2, 3}) {
             EXPECT_TRUE(park.machine(other).journal().waitForAcknowledgements(n));
         }
-        EXPECT_TRUE(board.waitFor(n - 1));  // each pass but the first, without the first machine
+        // Each pass but the first, without the first machine, and but the second, which waits for
+        // the poll that the first has opened.
+        EXPECT_TRUE(board.waitFor(n > 2 ? n - 2 : 0));
     }
     park.machine(1).clearFaults();
     park.machine(1).inject("120~0025~15.03.21~" + MachinePark::nameOf(1) + "~00~4711");
     EXPECT_EQ("completed", host.outcome());
     EXPECT_TRUE(park.machine(1).journal().waitForAcknowledgements(2));
+    EXPECT_TRUE(board.waitFor(4));
     task.run();
     EXPECT_TRUE(park.machine(1).journal().waitForAcknowledgements(3));
-    EXPECT_TRUE(board.waitFor(4));
+    EXPECT_TRUE(board.waitFor(5));
     EXPECT_EQ(3U, park.machine(1).journal().requestCount());
-    EXPECT_EQ(4U, board.frames().size());
+    EXPECT_EQ(5U, board.frames().size());
 }
 
 TEST_F(AamsPollOfMachines, APassThatSomeAnsweredIsReportedWhenTheOthersFailed) {
