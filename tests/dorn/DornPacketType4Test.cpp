@@ -136,6 +136,7 @@ class DornPacketType4OfTwoTest : public testing::Test {
         std::string heads;
         const std::size_t early = last == 1 ? 1 : 3;
         for (std::size_t i = 0; i < early; ++i) heads += head();
+        EXPECT_TRUE(link_.machine(last).journal().waitForRequest(117));
         link_.machine(last).inject(lateAnswer(last));
         for (std::size_t i = early; i < 4; ++i) heads += head();
         return heads;
