@@ -36,6 +36,8 @@ class InstalledRoot {
     void install(const Words& packages);
     // Only lays down a package's files.
     void unpack(const std::string& package);
+    // From now on the init script's programs are BusyBox's, and what BusyBox lacks is not there.
+    void useBusyBox();
     // dpkg with these arguments; what it printed.
     std::string dpkg(const Words& arguments);
     // A command in the root, run to its end; what it printed on standard output.

@@ -121,12 +121,20 @@ constexpr char kOperator[] =
     "    echo $? >/run/ended && mv /run/ended /run/ended.$n\n"
     "done\n";
 
+enum class Programs { Debians, BusyBoxs };
+
+std::string nameOf(const testing::TestParamInfo<Programs>& info) {
+    return info.param == Programs::Debians ? "WithDebiansPrograms" : "WithBusyBox";
+}
+
 // In a root of its own with processes of its own, where no user but root exists.
-class InitScript : public ServiceRun {
+class InitScript : public ServiceRun, public testing::WithParamInterface<Programs> {
   protected:
     InitScript() {
+        if (GetParam() == Programs::BusyBoxs) root_.useBusyBox();
         writeFile(root_ / "etc/default/teskd", "RUN_AS=root\n");
         operator_ = root_.start({"/bin/sh", "-c", kOperator}, {.alone = true});
+        service_.configure();
     }
     ~InitScript() override { operator_->signal(SIGKILL); }
 
@@ -136,38 +144,78 @@ class InitScript : public ServiceRun {
         writeFile(root_ / "run/order-", action);
         fs::rename(root_ / "run/order-", root_ / ("run/order" + n));
         const fs::path ended = root_ / ("run/ended" + n);
-        if (!eventually([&ended] { return fs::exists(ended); }, std::chrono::seconds(20)))
+        if (!eventually([&ended] { return fs::exists(ended); }, std::chrono::seconds(30)))
             return -1;
         return std::stoi(readFile(ended));
     }
+    // What the script said to the last order.
+    std::string said() const { return readFile(root_ / ("run/said." + std::to_string(orders_))); }
+    std::string pidFile() const { return readFile(root_ / "run/teskd.pid"); }
+    bool hasPidFile() const { return fs::exists(root_ / "run/teskd.pid"); }
+    bool listens() const {
+        return eventually([this] { return somebodyListens(service_.port()); });
+    }
 
+    Service service_{root_};
     std::unique_ptr<ChildProcess> operator_;
     int orders_ = 0;
 };
 
-TEST_F(InitScript, StartsReportsRestartsAndStops) {
-    constexpr int kNotRunning = 3;
-    Service service(root_);
-    service.configure();
+INSTANTIATE_TEST_SUITE_P(, InitScript, testing::Values(Programs::Debians, Programs::BusyBoxs),
+                         nameOf);
+
+constexpr int kNotRunning = 3;
+
+TEST_P(InitScript, StartsReportsRestartsAndStops) {
     EXPECT_EQ(kNotRunning, order("status"));
-    EXPECT_EQ(0, order("start"));
-    EXPECT_EQ(0, order("status"));
-    ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1));
-    HostClient host(service.port());
+    EXPECT_EQ(0, order("start")) << said();
+    EXPECT_EQ(0, order("status")) << said();
+    ASSERT_TRUE(service_.machine().journal().waitForAcknowledgements(1)) << said();
+    HostClient host(service_.port());
     host.request(1, named("\1", "ZA000000001"));
     EXPECT_EQ(0x81, host.readFrame().kind);
-    const std::string before = readFile(root_ / "run/teskd.pid");
+    const std::string before = pidFile();
     EXPECT_EQ(0, order("start")) << "it runs already";
-    EXPECT_EQ(before, readFile(root_ / "run/teskd.pid"));
+    EXPECT_EQ(before, pidFile());
 
-    EXPECT_EQ(0, order("restart"));
-    EXPECT_NE(before, readFile(root_ / "run/teskd.pid"));
-    EXPECT_TRUE(eventually([&service] { return somebodyListens(service.port()); }));
-    EXPECT_EQ(0, order("stop"));
-    EXPECT_FALSE(fs::exists(root_ / "run/teskd.pid"));
+    EXPECT_EQ(0, order("restart")) << said();
+    EXPECT_NE(before, pidFile());
+    EXPECT_TRUE(listens());
+    EXPECT_EQ(0, order("stop")) << said();
+    EXPECT_FALSE(hasPidFile());
+    EXPECT_FALSE(somebodyListens(service_.port()));
     EXPECT_EQ(0, order("stop")) << "it does not run any more";
     EXPECT_EQ(kNotRunning, order("status"));
     EXPECT_EQ(3, order("nonsense"));
+}
+
+TEST_P(InitScript, SaysWhatItDoes) {
+    order("start");
+    EXPECT_THAT(said(), HasSubstr("Starting"));
+    order("stop");
+    EXPECT_THAT(said(), HasSubstr("Stopping"));
+    EXPECT_THAT(said(), testing::Not(HasSubstr("not found")));
+}
+
+// After a power cut, on a machine that keeps /run.
+TEST_P(InitScript, APidFileOfAProcessThatIsGoneKeepsNothingFromStarting) {
+    constexpr int kEndedByItself = 1;
+    writeFile(root_ / "run/teskd.pid", "99999\n");
+    EXPECT_EQ(kEndedByItself, order("status"));
+    EXPECT_EQ(0, order("start")) << said();
+    EXPECT_TRUE(listens());
+    EXPECT_EQ(0, order("stop")) << said();
+    EXPECT_FALSE(somebodyListens(service_.port()));
+}
+
+// Only the service and root read what it writes, as under systemd.
+TEST_P(InitScript, WhatTheDaemonWritesIsPrivate) {
+    order("start");
+    ASSERT_TRUE(listens());
+    const fs::path dump = root_ / "tmp/dump_map.ini";
+    ASSERT_TRUE(eventually([&dump] { return fs::exists(dump); }));
+    EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write, fs::status(dump).permissions());
+    EXPECT_EQ(0, order("stop")) << said();
 }
 
 TEST(Scripts, AreSoundShell) {
