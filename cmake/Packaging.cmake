@@ -41,7 +41,7 @@ foreach(tool IN LISTS TESKD_TOOLS)
             DESTINATION share/zsh/vendor-completions RENAME _${tool} COMPONENT tools)
         install(FILES ${directory}/${tool}.fish
             DESTINATION share/fish/vendor_completions.d COMPONENT tools)
-        install(DIRECTORY ${directory}/scenarios
+        install(DIRECTORY ${directory}/scenarios ${directory}/examples
             DESTINATION share/doc/teskd-tools COMPONENT tools OPTIONAL)
         get_target_property(built ${tool} BINARY_DIR)
         install(DIRECTORY ${built}/schema

@@ -23,7 +23,7 @@ using testing::Contains;
 using testing::IsSupersetOf;
 
 constexpr char kBuild[] = "build/release/";
-constexpr char kHost[] = "192.168.0.10:5001";
+constexpr char kHost[] = "192.168.0.10";
 constexpr char kLog[] = "/var/log/teskd.log";
 constexpr char kDump[] = "/tmp/dump_map.ini";
 constexpr char kCheckconf[] = "teskd-checkconf";

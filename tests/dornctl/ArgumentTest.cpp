@@ -147,7 +147,7 @@ TEST(DornctlArguments, ManualKnowsEverySubcommand) {
         EXPECT_THAT(readFile(DORNCTL_DIRECTORY "/dornctl.1"),
                     testing::ContainsRegex("Cm " + name + "( |\n)"));
     }
-    EXPECT_EQ(18U, count) << help;
+    EXPECT_EQ(19U, count) << help;
 }
 
 }  // namespace

@@ -48,15 +48,15 @@ std::string inZsh(const std::string& line) {
 }
 
 TEST(DornctlCompletion, OffersWhatMayFollowInBash) {
-    EXPECT_EQ("meters\n", inBash("dornctl me"));
+    EXPECT_EQ("meters\n", inBash("dornctl mete"));
     EXPECT_EQ("--parameters\n", inBash("dornctl --json listen --pa"));
     EXPECT_EQ("yes no\n", inBash("dornctl set-parameters --report "));
     EXPECT_EQ("yes\n", inBash("dornctl set-parameters --report=y"));
     EXPECT_EQ("yes no\n", inBash("dornctl set-parameters --report="));
     EXPECT_EQ("\n", inBash("dornctl --host 127"));
     EXPECT_EQ("\n", inBash("dornctl --host 127.0.0.1:"));
-    EXPECT_EQ("meters\n", inBash("dornctl --host 127.0.0.1:5001 me"));
-    EXPECT_EQ("meters\n", inBash("dornctl --host=127.0.0.1:5001 me"));
+    EXPECT_EQ("meters\n", inBash("dornctl --host 127.0.0.1:5001 mete"));
+    EXPECT_EQ("meters\n", inBash("dornctl --host=127.0.0.1:5001 mete"));
     EXPECT_EQ("now\n", inBash("dornctl set-clock "));
     EXPECT_EQ("\n", inBash("dornctl raw watch --int"));
     EXPECT_EQ("identification\n", inBash("dornctl help id"));
@@ -64,11 +64,11 @@ TEST(DornctlCompletion, OffersWhatMayFollowInBash) {
 }
 
 TEST(DornctlCompletion, OffersWhatMayFollowInFish) {
-    EXPECT_EQ("meters\n", inFish("dornctl me"));
+    EXPECT_EQ("meters\n", inFish("dornctl mete"));
     EXPECT_EQ("--parameters\n", inFish("dornctl --json listen --pa"));
     EXPECT_EQ("no\nyes\n", inFish("dornctl set-parameters --report "));
     EXPECT_EQ("--report=yes\n", inFish("dornctl set-parameters --report=y"));
-    EXPECT_EQ("meters\n", inFish("dornctl --host 127.0.0.1:5001 me"));
+    EXPECT_EQ("meters\n", inFish("dornctl --host 127.0.0.1:5001 mete"));
     EXPECT_THAT(inFish("dornctl listen --keep /proc/cmdli"), HasSubstr("/proc/cmdline\n"));
 }
 

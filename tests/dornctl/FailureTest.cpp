@@ -158,6 +158,7 @@ TEST(DornctlFailure, FailuresAreToldEvenIfNoMoreComes) {
     ChildProcess tool(dornctlCommand(gateway.port(), {"--timeout", "300", "value", "120"}));
     Connection connection = gateway.accept();
     answer(connection, listing({{"A"}, {"B"}}), {frameOf(0xFE, "")});
+    readRequest(connection);  // otherwise the connection would be reset
     connection.close();
     gateway.close();
     EXPECT_EQ(6, tool.waitForExit().value_or(ExitStatus{}).code);

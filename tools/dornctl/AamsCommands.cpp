@@ -89,7 +89,7 @@ void declarePlain(CLI::App& app, Action& chosen, const char* name, const char* d
                   int code) {
     declare(app, name, description, chosen, code, [] {
         return std::string();
-    }).footer(std::string("Example:\n  dornctl --host 192.168.0.10:5001 ") + name);
+    }).footer(std::string("Example:\n  dornctl --host 192.168.0.10 ") + name);
 }
 
 void declareNamed(CLI::App& app, Action& chosen, const char* name, const char* description,

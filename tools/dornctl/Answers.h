@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <optional>
@@ -21,6 +22,7 @@ struct Answers {
     std::vector<teskhost::Frame> regular{};
     std::optional<teskhost::Kind> failure{};
     bool complete = false;
+    std::chrono::steady_clock::duration elapsed{};  // until it was complete
 
     // @throws teskhost::DecodeError for a frame that is not what the type says
     template <typename Answer>

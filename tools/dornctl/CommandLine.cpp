@@ -12,6 +12,7 @@
 #include "dornctl/Completion.h"
 #include "dornctl/Listen.h"
 #include "dornctl/MachineCommands.h"
+#include "dornctl/Metrics.h"
 #include "dornctl/Problem.h"
 #include "dornctl/Suggestion.h"
 #include "dornctl/Watch.h"
@@ -54,6 +55,7 @@ CommandLine::CommandLine() : app_("Asks the gateway what a host can ask.", "dorn
     declareAamsCommands(app_, chosen_);
     declareWatch(app_, chosen_);
     declareListen(app_, chosen_);
+    declareMetrics(app_, chosen_);
     declareHelp();
     app_.footer(kFooter);
 }

@@ -11,6 +11,8 @@ using namespace teskhost;
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr Milliseconds kShortPatience{1000};
 
 std::string joined(const std::vector<std::string>& names) {
@@ -33,6 +35,7 @@ struct Dialogue::Open {
     std::uint32_t identifier;
     const Question& question;
     Expectation expectation;
+    Clock::time_point sent;
 };
 
 Dialogue::Dialogue(const Settings& settings, Milliseconds usual)
@@ -44,7 +47,8 @@ Round Dialogue::ask(const std::vector<Question>& questions) {
     Round round;
     std::vector<Open> open;
     for (const Question& question : questions) {
-        open.push_back({link_.send(question.request), question, Expectation(question.scope)});
+        open.push_back(
+            {link_.send(question.request), question, Expectation(question.scope), Clock::now()});
         round.all.push_back({.machine = question.machine});
     }
     try {
@@ -87,6 +91,7 @@ void Dialogue::receiveOne(std::vector<Open>& open, Round& round, Progress& progr
     if (answers.complete) throw LinkError("more answers come than the gateway owes");
     entry->expectation.take(frame);
     answers.complete = entry->expectation.met();
+    answers.elapsed = Clock::now() - entry->sent;
     if (frame.kind != Kind::Regular) {
         answers.failure = frame.kind;
         return;

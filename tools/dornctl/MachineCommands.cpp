@@ -129,13 +129,13 @@ void addFields(CLI::App& command, const Arguments& given) {
 
 void declareMachines(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("machines", "The machines and their serial ports");
-    command.footer("Example:\n  dornctl --host 192.168.0.10:5001 machines");
+    command.footer("Example:\n  dornctl --host 192.168.0.10 machines");
     command.callback([&chosen] { chosen = showMachines; });
 }
 
 void declareVersion(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("version", "The gateway's software version");
-    command.footer("Example:\n  dornctl --host 192.168.0.10:5001 version");
+    command.footer("Example:\n  dornctl --host 192.168.0.10 version");
     command.callback([&chosen] { chosen = showVersion; });
 }
 

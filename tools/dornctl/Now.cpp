@@ -1,6 +1,7 @@
 #include "dornctl/Now.h"
 
 #include <ctime>
+#include <optional>
 #include <regex>
 
 namespace dornctl {
@@ -27,6 +28,22 @@ std::string iso(const std::tm& time) {
     return result.insert(result.size() - 2, ":");
 }
 
+// Of the zone that this process runs in; nothing unless the text is a stamp.
+std::optional<std::tm> timeOf(const std::string& stamp) {
+    static const std::regex form("[0-9]{12}");
+    if (!std::regex_match(stamp, form)) return {};
+    const auto pair = [&](std::size_t index) { return std::stoi(stamp.substr(index * 2, 2)); };
+    std::tm time{};
+    time.tm_year = kCentury + pair(0);
+    time.tm_mon = pair(1) - 1;
+    time.tm_mday = pair(2);
+    time.tm_hour = pair(3);
+    time.tm_min = pair(4);
+    time.tm_sec = pair(5);
+    time.tm_isdst = -1;
+    return std::mktime(&time) == -1 ? std::nullopt : std::optional(time);
+}
+
 }  // namespace
 
 std::string nowStamp() {
@@ -42,18 +59,14 @@ std::string nowIso() {
 }
 
 std::string isoStamp(const std::string& stamp) {
-    static const std::regex form("[0-9]{12}");
-    if (!std::regex_match(stamp, form)) return stamp;
-    const auto pair = [&](std::size_t index) { return std::stoi(stamp.substr(index * 2, 2)); };
-    std::tm time{};
-    time.tm_year = kCentury + pair(0);
-    time.tm_mon = pair(1) - 1;
-    time.tm_mday = pair(2);
-    time.tm_hour = pair(3);
-    time.tm_min = pair(4);
-    time.tm_sec = pair(5);
-    time.tm_isdst = -1;
-    return std::mktime(&time) == -1 ? stamp : iso(time);
+    const std::optional<std::tm> time = timeOf(stamp);
+    return time ? iso(*time) : stamp;
+}
+
+double secondsBetween(const std::string& first, const std::string& second) {
+    std::optional<std::tm> from = timeOf(first);
+    std::optional<std::tm> to = timeOf(second);
+    return from && to ? std::difftime(std::mktime(&*to), std::mktime(&*from)) : 0;
 }
 
 std::string isoDate(const std::string& date) {

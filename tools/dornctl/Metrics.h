@@ -1,0 +1,17 @@
+// "dornctl metrics": the gateway's state in the text format of Prometheus.
+//
+// Ownership: the command lives in the parser. Threads: one user at a time.
+// Errors: what Dialogue throws, once what is left to tell is written; std::runtime_error for a file
+// that cannot be read or written.
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "dornctl/Settings.h"
+
+namespace dornctl {
+
+void declareMetrics(CLI::App& app, Action& chosen);
+
+}  // namespace dornctl
