@@ -27,7 +27,7 @@ void Packet::logRelease(const Packet* packet, unsigned long outstanding) {
 }
 
 template <class Call>
-void Packet::tellListeners(Call call) {
+void Packet::notifyListeners(Call call) {
     const PacketHandle<Packet> hold(this);
     listeners_.lock();
     for (auto position = listeners_.begin(); position != listeners_.end();) {
@@ -40,15 +40,15 @@ void Packet::tellListeners(Call call) {
 }
 
 void Packet::notifyCompleted() {
-    tellListeners([this](PacketEventListener& listener) { listener.packetCompleted(this); });
+    notifyListeners([this](PacketEventListener& listener) { listener.packetCompleted(this); });
 }
 
 void Packet::notifyFailed() {
-    tellListeners([this](PacketEventListener& listener) { listener.packetFailed(this); });
+    notifyListeners([this](PacketEventListener& listener) { listener.packetFailed(this); });
 }
 
 void Packet::notifyError(const Exception& e) {
-    tellListeners([this, &e](PacketEventListener& listener) { listener.packetError(this, e); });
+    notifyListeners([this, &e](PacketEventListener& listener) { listener.packetError(this, e); });
 }
 
 }  // namespace teskd

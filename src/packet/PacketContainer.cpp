@@ -41,7 +41,7 @@ void PacketContainer::removePacket(Packet* packet) {
     {
         const SynchronizedLock lock(queue_.guard());
         if (queue_.remove(packet) == 0) return;
-        if (inHand_ == packet) inHand_ = nullptr;
+        if (handedOut_ == packet) handedOut_ = nullptr;
     }
     Packet::put(packet);
 }
@@ -49,7 +49,7 @@ void PacketContainer::removePacket(Packet* packet) {
 void PacketContainer::removeHandled(Packet* packet) {
     {
         const SynchronizedLock lock(queue_.guard());
-        if (inHand_ != packet) return;  // somebody has taken it out meanwhile
+        if (handedOut_ != packet) return;  // another thread has removed it meanwhile
         takeFirst();
     }
     Packet::put(packet);
@@ -59,8 +59,8 @@ void PacketContainer::withdraw(const void* requester) {
     std::list<Packet*> withdrawn;
     {
         const SynchronizedLock lock(queue_.guard());
-        withdrawn = queue_.extract([requester, inHand = inHand_](const Packet* packet) {
-            return packet->getRequester() == requester && packet != inHand;
+        withdrawn = queue_.extract([requester, handedOut = handedOut_](const Packet* packet) {
+            return packet->getRequester() == requester && packet != handedOut;
         });
     }
     for (Packet* const packet : withdrawn) Packet::put(packet);
@@ -70,7 +70,7 @@ PacketHandle<Packet> PacketContainer::nextPacket(const Thread* worker) {
     const auto keepWaiting = [worker] { return worker == nullptr || worker->isRunning(); };
     const SynchronizedLock lock(queue_.guard());
     Packet* const first = queue_.waitForElement(keepWaiting) ? queue_.front() : nullptr;
-    inHand_ = first;
+    handedOut_ = first;
     return PacketHandle<Packet>(first);
 }
 
@@ -79,7 +79,7 @@ Packet* PacketContainer::takeFirst() {
     const SynchronizedLock lock(queue_.guard());
     Packet* first = nullptr;
     queue_.pop_front(first);
-    inHand_ = nullptr;
+    handedOut_ = nullptr;
     return first;
 }
 
@@ -92,7 +92,8 @@ void PacketContainer::failAll(const Exception& e) {
             Packet::put(packet);
             Packet::put(packet);
         } catch (const EmptyListException&) {
-            // Taken by another thread, or raised by a listener, which then keeps both references.
+            // Another thread emptied the queue first, or a listener threw this type itself; then
+            // both references to its packet are never released.
             continue;
         }
     }

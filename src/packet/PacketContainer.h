@@ -1,4 +1,4 @@
-// The inbound queue of a worker thread.
+// The input queue of a worker thread.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@ namespace teskd {
 
 class Thread;
 
-// A queue of packets that any thread feeds and one worker empties. The worker handles the packet at
-// the head while it stays queued, and takes it out when it is done.
+// A queue of packets with many producers and one worker. The worker handles the packet at the head
+// while it is still queued, and removes it afterwards.
 //
 // Ownership: holds one reference on each queued packet.
 // Threads: addPacket, removePacket, withdraw and wakeConsumer from any thread; nextPacket,
@@ -25,37 +25,36 @@ class PacketContainer {
     PacketContainer& operator=(const PacketContainer&) = delete;
     virtual ~PacketContainer() noexcept(false) = default;
 
-    // Takes a reference and appends the packet. On a closed container the packet is told at once
-    // that it failed.
+    // Takes a reference and appends the packet. On a closed container the packet's listeners are
+    // notified of an error at once instead.
     virtual void addPacket(Packet* packet);
-    // Takes the packet out wherever it stands and releases the queue's reference. A packet that is
-    // not queued (any more) is left alone.
+    // Removes the packet from any position and releases the queue's reference. Does nothing if the
+    // packet is not queued, or no longer.
     virtual void removePacket(Packet* packet);
-    // The same for the packet that nextPacket has handed out, which stands at the head, without
-    // walking the queue.
+    // The same for the packet at the head that nextPacket has handed out, without searching.
     void removeHandled(Packet* packet);
-    // Takes out every packet of the requester, but not one that nextPacket has handed out, and
-    // releases the queue's references. No listener is told: whoever asked has gone. One walk,
-    // however many packets.
+    // Removes every packet of the requester and releases the queue's references, except the packet
+    // that nextPacket has handed out. Listeners are not notified: the requester is gone. One pass
+    // over the queue, however many packets.
     void withdraw(const void* requester);
 
-    // The first packet, which stays queued; waits while there is none. The handle's reference is
-    // taken under the queue's lock, so the packet stays alive when another thread takes it out.
-    // With a worker given, returns a handle on null once that thread has been stopped and the queue
-    // is empty.
+    // Waits for a packet and returns the first one, which stays queued. The handle's reference is
+    // taken under the queue's lock, so the packet stays alive if another thread removes it.
+    // With a worker given, returns a null handle once that thread has been stopped and the queue is
+    // empty.
     PacketHandle<Packet> nextPacket(const Thread* worker = nullptr);
-    // Makes a waiting nextPacket look at its worker's running flag again.
+    // Makes a waiting nextPacket check its worker's running flag again.
     void wakeConsumer() { queue_.wakeAll(); }
     bool isEmpty() const { return queue_.isEmpty(); }
     std::size_t queueSize() const { return queue_.size(); }
 
-    // Takes out packet after packet and reports the error to its listeners.
+    // Removes packet after packet and notifies its listeners of the error.
     void failAll(const Exception& e);
-    // For good: what is queued and what still comes is reported failed. For a worker that ends.
+    // Permanent: all queued and all later packets are reported as failed. For a worker that ends.
     void closeContainer();
 
   protected:
-    // addPacket without the telling: false on a closed container, which leaves the packet alone.
+    // addPacket without a notification: on a closed container returns false and does nothing.
     bool tryAddPacket(Packet* packet);
 
   private:
@@ -63,8 +62,8 @@ class PacketContainer {
 
     SynchronizedList<Packet*> queue_;
     bool closed_ TESKD_GUARDED_BY(queue_.guard()) = false;
-    // The packet handed out last, while it is queued.
-    const Packet* inHand_ TESKD_GUARDED_BY(queue_.guard()) = nullptr;
+    // The packet that nextPacket returned last, as long as it is queued.
+    const Packet* handedOut_ TESKD_GUARDED_BY(queue_.guard()) = nullptr;
 };
 
 }  // namespace teskd

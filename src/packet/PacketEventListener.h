@@ -1,4 +1,4 @@
-// Who wants to know how a packet's exchange ended.
+// The interface for being notified how a packet's exchange ended.
 #pragma once
 
 namespace teskd {
@@ -6,11 +6,11 @@ namespace teskd {
 class Exception;
 class Packet;
 
-// Registered on a Packet; told exactly one of the three outcomes per notification.
+// Registered on a Packet; each notification calls exactly one of the three operations.
 //
 // Threads: called on the thread that completes the packet, with no lock held.
-// Ownership: the listener outlives every packet that it is registered on. It must not remove
-// another listener of the same packet during the call.
+// Ownership: the listener outlives every packet that it is registered on. During a call it must not
+// remove another listener of the same packet.
 class PacketEventListener {
   public:
     virtual ~PacketEventListener() noexcept(false) = default;

@@ -1,4 +1,4 @@
-// Holds one reference on a packet for as long as the handle lives.
+// Holds one reference to a packet for the lifetime of the handle.
 #pragma once
 
 #include <utility>
@@ -7,10 +7,10 @@
 
 namespace teskd {
 
-// Packet::get on construction, Packet::put on destruction. Movable, not copyable. A handle on null
+// Packet::get on construction, Packet::put on destruction. Movable, not copyable. A null handle
 // holds nothing.
 //
-// Threads: the handle itself belongs to one thread at a time; the count is safe.
+// Threads: a handle is used by one thread at a time; the packet's count is atomic.
 template <class T>
 class PacketHandle {
   public:

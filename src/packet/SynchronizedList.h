@@ -1,4 +1,4 @@
-// The one container that threads share: a locked list of plain pointers.
+// A list with a lock and a condition, shared between threads.
 #pragma once
 
 #include <algorithm>
@@ -10,14 +10,13 @@
 
 namespace teskd {
 
-// A doubly linked list with a lock and a condition of its own. Holds listeners, timer tasks and
-// packets.
+// A doubly linked list of pointers to listeners, timer tasks or packets.
 //
-// Ownership: never owns what its pointers point to.
-// Threads: any number of producers and consumers; every operation takes the lock itself, for the
-// list operation alone, except lock, unlock, begin and end, which serve a caller that walks the
-// list, and waitForElement and append. The lock is recursive, so a walker may call the other
-// operations.
+// Ownership: does not own what its pointers point to.
+// Threads: any number of producers and consumers. Each operation holds the lock for its own
+// duration. Exceptions: lock, unlock, begin and end, for callers that iterate, and waitForElement
+// and append, for callers that hold the lock. The lock is recursive, so a caller that iterates may
+// call the other operations.
 template <class T>
 class SynchronizedList {
   public:
@@ -36,8 +35,8 @@ class SynchronizedList {
         guard_.notify();
     }
 
-    // Appends the value, or moves it to the end when it is there already, and signals. What is
-    // moved needs no memory, so it cannot get lost.
+    // Appends the value, or moves it to the end if it is in the list already, and signals. Moving
+    // allocates no memory, so it cannot fail and lose the value.
     void moveToBack(T value) {
         const SynchronizedLock lock(guard_);
         const auto found = std::find(list_.begin(), list_.end(), value);
@@ -49,7 +48,7 @@ class SynchronizedList {
         guard_.notify();
     }
 
-    // Erases every element equal to the value, signals, and tells how many there were.
+    // Erases every element equal to the value, signals, and returns how many there were.
     std::size_t remove(T value) {
         const SynchronizedLock lock(guard_);
         const std::size_t removed = list_.remove(value);
@@ -62,8 +61,8 @@ class SynchronizedList {
         return list_.size();
     }
 
-    // Takes out every element that the predicate says yes to, in one walk, and hands them over in
-    // their order. Needs no memory.
+    // Removes the elements that match, in one pass, and returns them in their order. Allocates no
+    // memory.
     template <class Predicate>
     std::list<T> extract(Predicate matches) {
         const SynchronizedLock lock(guard_);
@@ -80,14 +79,14 @@ class SynchronizedList {
         return list_.empty();
     }
 
-    // The first element, which stays. @throws EmptyListException
+    // The first element, which stays in the list. @throws EmptyListException
     T& front() {
         const SynchronizedLock lock(guard_);
         if (list_.empty()) throw EmptyListException();
         return list_.front();
     }
 
-    // Takes the first element out and signals. @throws EmptyListException, out untouched
+    // Removes the first element and signals. @throws EmptyListException, leaving out unchanged
     void pop_front(T& out) {
         const SynchronizedLock lock(guard_);
         if (list_.empty()) throw EmptyListException();
@@ -99,20 +98,20 @@ class SynchronizedList {
     // Waits on the condition once.
     void wait() { guard_.wait(); }
 
-    // For a caller who holds the lock, once: waits until the list has an element or keepWaiting()
-    // says no. True when there is an element, which stays while the lock is held.
+    // Waits until the list has an element or keepWaiting() returns false. True if there is an
+    // element. The caller holds the lock exactly once, since waiting releases only one level of it.
     template <class Predicate>
     bool waitForElement(Predicate keepWaiting) TESKD_REQUIRES(guard_) {
         while (list_.empty() && keepWaiting()) guard_.waitLocked();
         return !list_.empty();
     }
 
-    // For a caller who holds the lock: appends without a signal, which is to follow when the lock
-    // is free, so that who is woken does not find it taken.
+    // Appends without signalling. The caller holds the lock and calls wakeOne after releasing it,
+    // so that the woken thread does not block on the lock at once.
     void append(T value) TESKD_REQUIRES(guard_) { list_.push_back(value); }
     void wakeOne() { guard_.notify(); }
 
-    // Makes every waiter look again.
+    // Wakes all waiting threads; each checks its condition again.
     void wakeAll() {
         const SynchronizedLock lock(guard_);
         guard_.notifyAll();
@@ -120,11 +119,12 @@ class SynchronizedList {
 
     void lock() TESKD_ACQUIRE(guard_) { guard_.lock(); }
     void unlock() TESKD_RELEASE(guard_) { guard_.unlock(); }
-    // Under the lock, which the compiler cannot see in a loop over the list.
+    // The caller holds the lock. The thread-safety analysis cannot follow it in a loop over the
+    // list.
     iterator begin() TESKD_NO_ANALYSIS { return list_.begin(); }
     iterator end() TESKD_NO_ANALYSIS { return list_.end(); }
 
-    // The lock itself, for a caller that combines several operations or waits on the condition.
+    // The lock, for callers that combine several operations or wait on the condition.
     Synchronized& guard() TESKD_RETURNS_LOCK(guard_) { return guard_; }
 
   private:
