@@ -12,9 +12,9 @@ namespace teskd {
 
 class StopEvent;
 
-// Two pools of bytes that the connections share, one for requests and one for answers. Neither
-// takes from the other, so slow readers keep nobody from asking, and large requests cost nobody an
-// answer. Each connection has an allowance of its own beside each pool; what it holds beyond that
+// Two pools of bytes that the connections share, one for requests and one for answers, 16 MiB in
+// sum. Neither takes from the other, so slow readers keep nobody from asking, and large requests
+// cost nobody an answer. Each connection has an allowance of its own beside each pool; what it holds beyond that
 // is taken from the pool.
 //
 // Requests: bodies that are being read, and what waits for a machine.
@@ -26,7 +26,7 @@ class StopEvent;
 // - Within its allowance, some thirty small requests, a connection never waits for others.
 // - Nobody waits for ever: a connection that waits holds no part of what it waits for, and the
 //   rooms come back whatever the others do, since machines have a time-out and answers never wait.
-// - A request larger than the pool waits until the whole of it is free.
+// - A request larger than the pool waits until the whole of it is free, and then exceeds it.
 //
 // Answers: what waits for its host.
 // - An answer is taken at once and whole: who has one never waits for memory.
@@ -42,8 +42,8 @@ class StopEvent;
 // connection's thread alone. Locks: its own, innermost but for the events'.
 class HostMemory {
   public:
-    // Bytes of each pool. Enough for the largest body there is.
-    static constexpr std::size_t CAPACITY = std::size_t{16} * 1024 * 1024;
+    // Bytes of each pool.
+    static constexpr std::size_t CAPACITY = std::size_t{8} * 1024 * 1024;
     // Bytes that each connection may hold beside each pool.
     static constexpr std::size_t ALLOWANCE = std::size_t{64} * 1024;
 

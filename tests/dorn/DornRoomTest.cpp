@@ -59,14 +59,14 @@ TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
     link.host().sendRaw(request(2, 1, std::string(16, '\0') + "ZA000000001"));
     ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
     const std::string large =
-        request(6, 2, "ZA000000001" + std::string(4, '\0') + std::string(12 * kMebibyte, 'x'));
+        request(6, 2, "ZA000000001" + std::string(4, '\0') + std::string(6 * kMebibyte, 'x'));
     const std::size_t before = allocated();
     link.host().sendRaw(large);
     expectAllTaken(link.host());
-    EXPECT_LT(allocated(), before + 13 * kMebibyte);
+    EXPECT_LT(allocated(), before + 7 * kMebibyte);
 }
 
-// 40 MiB have been read then, in a pool of 16.
+// 40 MiB have been read then, in a pool of 8.
 TEST(DornMemoryTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
     HostLink link(1);
     link.machine(1).setFaults({.silent = true});
@@ -149,8 +149,8 @@ TEST_F(DornBesideASlowReader, TheOneForWhomMostWaitsGivesWayAndNobodyElse) {
     StopEvent wake;
     HostMemory::Account less(link_.memory(), wake);
     HostMemory::Account alsoLess(link_.memory(), wake);
-    less.addAnswer(5 * kMebibyte);
-    alsoLess.addAnswer(5 * kMebibyte);
+    less.addAnswer(kMebibyte);
+    alsoLess.addAnswer(kMebibyte);
     const auto other = link_.connectNarrow();
     ask(*other, 1);
     EXPECT_TRUE(log_.waitFor(kGivenUp));

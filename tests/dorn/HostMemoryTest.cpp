@@ -10,7 +10,7 @@ namespace teskd::test {
 namespace {
 
 constexpr std::size_t kAllowance = 65'536;
-constexpr std::size_t kPool = 16'777'216;
+constexpr std::size_t kPool = 8'388'608;
 
 class HostMemoryTest : public testing::Test {
   protected:
