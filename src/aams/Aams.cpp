@@ -27,7 +27,7 @@ constexpr const char* TOTAL_IN = "CNTTOTIN";
 constexpr const char* TOTAL_OUT = "CNTTOTOT";
 constexpr const char* CLOSED_GAMES = "CNTCL";
 
-// The check whose report names the reading twice.
+// The report of this check repeats the reading and adds its time stamp.
 constexpr const char* COUNTER_WENT_BACK = "38";
 
 constexpr useconds_t RETRY_PAUSE = 500'000;  // microseconds
@@ -64,8 +64,8 @@ ExternalParameters Aams::parameters() const {
 }
 
 void Aams::run() {
-    insist([this] { start_timer(); });
-    insist([this] { announce(); });
+    retry_until_done([this] { start_timer(); });
+    retry_until_done([this] { announce(); });
     while (isRunning()) {
         const PacketHandle<Packet> packet = nextPacket(this);
         if (!packet || !isRunning()) break;
@@ -75,9 +75,10 @@ void Aams::run() {
     closeContainer();
 }
 
-// Tries until it works: without its first steps the engine would be silent for good.
+// Retries instead of giving up: an engine without its first steps would never poll or announce
+// itself.
 template <class Step>
-void Aams::insist(Step step) {
+void Aams::retry_until_done(Step step) {
     while (isRunning() && !attempt("The engine cannot start yet", step)) usleep(RETRY_PAUSE);
 }
 
@@ -92,14 +93,15 @@ void Aams::schedule_polling() {
     timer_.schedule(timerTask_, current.first_delay_ms(), current.period_ms());
 }
 
-// Hosts that change the parameters again and again neither stop the polling nor speed it up.
+// hasten() never delays the next pass, and after the first pass its delay is a whole period: a host
+// that changes the parameters again and again neither stops the polling nor speeds it up.
 void Aams::hasten_polling() {
     const ExternalParameters current = parameters();
     const std::uint32_t period = current.period_ms();
     timer_.hasten(timerTask_, timerTask_.has_run() ? period : current.first_delay_ms(), period);
 }
 
-// Asks for the parameters, and tells who speaks when the software is new.
+// Requests the parameters, and identifies the gateway when its software was updated.
 void Aams::announce() {
     const PacketHandle<AamsPacketU2> question(new AamsPacketU2);
     send_notification(*question);
@@ -120,7 +122,7 @@ void Aams::serve(Packet& packet) {
     try {
         handle_request(*request);
     } catch (const std::out_of_range& e) {
-        request->notifyError(Exception(e.what()));  // it has no body to work on
+        request->notifyError(Exception(e.what()));  // the request has no body
         return;
     } catch (const std::exception& e) {
         Log::write(Log::WARNING, "A request has failed: %s", e.what());
@@ -180,8 +182,8 @@ void Aams::handle_get_external_parameters(AamsPacket& request) {
     request.set_body(aamsreply::external_parameters(parameters()));
 }
 
-// A bad field ends the reading; what stood in front of it is changed all the same, and the other
-// side sees the outcome when it asks for the parameters.
+// Parsing stops at the first bad field, and the fields before it take effect. The answer does not
+// report the error; the host sees the outcome when it requests the parameters.
 void Aams::handle_set_external_parameters(AamsPacket& request) {
     const std::string body = request.get_body();
     request.clear_body();
@@ -194,7 +196,7 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
         try {
             parameters_.parse(body);
         } catch (const Exception&) {
-            readable = false;  // nobody is told
+            readable = false;
         }
         changed = parameters_;
         same = changed == before;
@@ -235,19 +237,18 @@ void Aams::check_reading(TeskPacket& reading) {
     for (const std::string& error : errors) report_failed_check(context, error, stamp, message);
 }
 
-// The new counters are stored whether or not they passed: the next reading is held against them.
+// The new counters are stored even when a check fails: the next reading is compared with this one.
 std::list<std::string> Aams::check_counters(const TeskPacket& reading) {
     const auto values = ReadingCheck::parse(reading.get_body());
     if (!values) return {};
-    const ReadingCheck::Stored read{ReadingCheck::to_integer(values->a),
-                                    ReadingCheck::to_integer(values->b),
-                                    ReadingCheck::to_integer(values->c)};
+    const ReadingCheck::Stored read{ReadingCheck::to_integer(values->totalIn),
+                                    ReadingCheck::to_integer(values->totalOut),
+                                    ReadingCheck::to_integer(values->closedGames)};
     ReadingCheck::Stored stored = read;
     try {
         stored = exchange_counters(reading.get_code_id(), read);
     } catch (const UnknownCodeIdException&) {
-        // Another machine took the code over meanwhile; there is nothing to hold the reading
-        // against.
+        // Another machine took the code over meanwhile: there are no counters to compare with.
     }
     return ReadingCheck::errors(*values, stored, reading.has_trailer());
 }
@@ -257,13 +258,14 @@ ReadingCheck::Stored Aams::exchange_counters(const std::string& code,
     const ReadingCheck::Stored before{controller_.get_maximum(code, TOTAL_IN),
                                       controller_.get_maximum(code, TOTAL_OUT),
                                       controller_.get_maximum(code, CLOSED_GAMES)};
-    controller_.set_maximum(code, TOTAL_IN, read.a);
-    controller_.set_maximum(code, TOTAL_OUT, read.b);
-    controller_.set_maximum(code, CLOSED_GAMES, read.c);
+    controller_.set_maximum(code, TOTAL_IN, read.totalIn);
+    controller_.set_maximum(code, TOTAL_OUT, read.totalOut);
+    controller_.set_maximum(code, CLOSED_GAMES, read.closedGames);
     return before;
 }
 
-// With the reading as it was kept; the cache may have given it up for those of other machines.
+// Cuts the repeated message as the cache does, but does not read it from there: the cache may have
+// dropped it already to make room for other machines.
 void Aams::report_failed_check(const std::string& context, const std::string& error,
                                const std::string& stamp, const std::string& message) {
     const PacketHandle<AamsPacketU5> report(new AamsPacketU5);

@@ -29,11 +29,12 @@ class Timer;
 // Answers AAMS requests 501 to 507 from its queue, polls the slot machines for their counters,
 // checks each reading, and sends notifications 1 to 5.
 //
-// Owner: the application objects; the controller, the notifier's queue and the timer are its
-// neighbours there, reached only while threads run.
+// Owner: the application objects. They also own the controller, the notifier and the timer, which
+// the engine uses only while threads run.
 // Threads: run and the request handlers on its own; check_reading on the master's thread that read
 // the answer; the two tasks on the timer's; notifyBack on the notifier's.
-// Locks: parametersLock_ (innermost); the cache has its own. None is held while listeners are told.
+// Locks: parametersLock_ (innermost); the cache has its own. No lock is held while listeners are
+// called.
 class Aams : public Thread, public PacketContainer, public PacketEventListener {
   public:
     Aams(TeskController& controller, PacketContainer& notifier, Timer& timer);
@@ -43,18 +44,20 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
 
     void run() override;
 
-    // A counter reading was answered: checks it, keeps it, and reports each failed check.
+    // Takes a counter reading: checks it, adds it to the cache, and sends a notification for each
+    // failed check.
     void packetCompleted(Packet* packet) override;
     // A poll without an answer is not checked.
     void packetFailed(Packet*) override {}
     void packetError(Packet*, const Exception&) override {}
 
-    // Polls the machines for their counters and reports the outcome of each pass but the first.
+    // Polls the machines for their counters, one pass per run, and reports the outcome of each pass
+    // but the first.
     //
-    // A machine whose last poll has no outcome yet, because it waits behind the requests of hosts,
-    // is left out of a pass: its polls would pile up. A pass that is reported is reported once,
-    // when its last poll has ended, whether or not later ones have begun; one that polled nobody is
-    // not reported.
+    // A pass skips a machine whose last poll is still open because it waits behind the requests of
+    // hosts: polls would pile up in the machine's queue. A pass is reported once, when its last
+    // poll has ended, even if later passes have begun. A pass that polled no machine is not
+    // reported.
     //
     // Threads: run on the timer's, the callbacks on the masters'. Locks: passLock_, innermost.
     class AamsTimerTask : public TimerTask, public PacketEventListener {
@@ -71,24 +74,25 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
       private:
         // A pass that will be reported.
         struct Pass {
-            std::size_t open = 1;  // polls without an outcome, and one while polls are being sent
-            bool asked = false;    // a machine was polled, or would have been if there were memory
+            std::size_t open = 1;  // polls without an outcome, plus one while polls are being sent
+            bool asked = false;    // a machine was polled, or the poll failed for want of memory
             bool answered = false;
         };
 
         void start_pass();
-        // Takes the period from them, too, in one step with reading them: no later change is lost.
+        // Reads the parameters and sets the task's period under one lock. A change between the two
+        // steps would be overwritten with the old period.
         ExternalParameters take_parameters();
         void begin_report(std::uint32_t pass);
         void poll_or_count(TeskMaster& machine, std::uint32_t pass);
-        // False, and the machine is not polled again, when its last poll is open.
+        // False when the machine's last poll is still open; then it is not polled again.
         bool open_poll(TeskMaster& machine, std::uint32_t pass);
-        // Throws when nobody will complete the question.
+        // Throws when the poll was not queued, so that no callback will come for it.
         void poll(TeskMaster& machine);
         void end_poll(Packet& packet, bool answered);
         void end_poll(const TeskMaster& machine, bool answered);
         void end_part(std::uint32_t pass, bool answered);
-        // The pass, taken out, when that was its last part.
+        // Removes and returns the pass when that was its last open part.
         std::optional<Pass> take_ended(std::uint32_t pass, bool answered);
         void report_pass(bool answered);
 
@@ -96,7 +100,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         std::atomic<std::uint32_t> passCount_{0};
         Synchronized passLock_;
         std::map<std::uint32_t, Pass> passes_ TESKD_GUARDED_BY(passLock_);  // by their numbers
-        // Whose poll is open, and for which pass it counts.
+        // The machines with an open poll, and the pass for which it counts.
         std::map<const TeskMaster*, std::uint32_t> open_ TESKD_GUARDED_BY(passLock_);
     };
 
@@ -128,15 +132,16 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void interrupt() override { wakeConsumer(); }
 
   private:
-    static constexpr int DATE_NOTICES_PER_SECOND = 8;  // two for each date
+    static constexpr int DATE_NOTICES_PER_SECOND = 8;  // setting the date may log two lines
 
     void load_external_parameters();
     ExternalParameters parameters() const;
     template <class Step>
-    void insist(Step step);
+    void retry_until_done(Step step);
     void start_timer();
     void schedule_polling();
-    // For parameters that have changed: the next pass comes when they say so, but is not put off.
+    // After a change of the parameters: moves the next pass to the time that they give, if that is
+    // earlier.
     void hasten_polling();
     void announce();
     void serve(Packet& packet);
@@ -169,7 +174,8 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     AamsNtpTimerTask ntpTask_;
     AamsNotifyBack notifyBack_;
     std::atomic<char> state_{'1'};
-    // What is wrong with requests and answers, one kind each, so that none hides another.
+    // Rate limits of the log, one per kind of bad request or answer, so that no kind uses up the
+    // budget of another.
     NoticeLimiter codeNotices_;
     NoticeLimiter parameterNotices_;
     NoticeLimiter dateNotices_{DATE_NOTICES_PER_SECOND};

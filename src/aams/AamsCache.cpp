@@ -11,13 +11,13 @@ namespace teskd {
 
 namespace {
 
-// What the allocator takes for itself with each piece, its rounding included: on a 32-bit machine
-// its alignment may be four pointers.
+// Overhead of one allocation, its rounding included: on a 32-bit machine the alignment may be four
+// pointers.
 constexpr std::size_t OVERHEAD = alignof(std::max_align_t);
-constexpr std::size_t LIST_NODE = 2 * sizeof(void*) + OVERHEAD;  // beside its element
+constexpr std::size_t LIST_NODE = 2 * sizeof(void*) + OVERHEAD;  // without its element
 constexpr std::size_t MAP_NODE = 4 * sizeof(void*) + OVERHEAD;
 
-// Memory of a text beside the object itself.
+// Heap memory of a text, without the object itself.
 std::size_t outside(const std::string& text) {
     return text.capacity() > std::string().capacity() ? text.capacity() + 1 + OVERHEAD : 0;
 }
@@ -37,7 +37,7 @@ void AamsCache::add_reading(const std::string& code, const std::string& context,
                             const std::string& stamp, const std::string& message,
                             const std::list<std::string>& errors) {
     const SynchronizedLock lock(lock_);
-    // Whole before anything changes: where memory ends, the history stays as it was.
+    // Build the entry before changing anything: if memory runs out, the history is unchanged.
     Record added(1);
     Entry& entry = added.front();
     entry.reading = {context, stamp, message.substr(0, LONGEST_MESSAGE), errors};

@@ -14,10 +14,11 @@ namespace teskd {
 // A bounded history of checked readings per machine code, newest first: context text, time stamp,
 // message text and the errors that the checks found. Never written to disk.
 //
-// What machines send is bounded too, or one that invents a code or an endless message with every
-// answer would fill the memory: a message is cut; the code that was silent longest goes when there
-// are too many; and while the memory for all readings is above its bound, the oldest reading of all
-// machines goes. A machine whose last reading went is unknown again.
+// Memory is bounded, since a machine might send a new code or an endless message with every answer:
+// - A message is cut at LONGEST_MESSAGE.
+// - Above MOST_CODES, the code whose newest reading is the oldest is dropped.
+// - Above MOST_MEMORY, the oldest readings of all machines are dropped.
+// A machine whose last reading was dropped is unknown again.
 //
 // Owner: the Aams engine. Threads: any. Locks: its own, innermost.
 // Errors: indexed reads throw UnknownCodeIdException for an unknown code and OutOfBoundException
@@ -60,12 +61,12 @@ class AamsCache {
     struct Entry {
         Reading reading;
         std::uint64_t number = 0;  // counted over all machines
-        std::size_t bytes = 0;     // of memory, all that belongs to it
+        std::size_t bytes = 0;     // memory of the whole entry
     };
-    using Record = std::list<Entry>;  // the newest in front; never empty between two operations
+    using Record = std::list<Entry>;  // newest first; never empty between two operations
     using Records = std::map<std::string, Record>;
 
-    // Without its readings.
+    // Bytes of a map entry, without its readings.
     static std::size_t memoryOf(const Records::value_type& record);
     void drop_oldest_of(Records::iterator record) TESKD_REQUIRES(lock_);
     void drop_oldest() TESKD_REQUIRES(lock_);
@@ -75,7 +76,7 @@ class AamsCache {
     Reading at(const std::string& code, std::uint32_t index) const TESKD_REQUIRES(lock_);
 
     Records records_ TESKD_GUARDED_BY(lock_);
-    std::size_t bytes_ TESKD_GUARDED_BY(lock_) = 0;       // of memory, readings and codes
+    std::size_t bytes_ TESKD_GUARDED_BY(lock_) = 0;       // memory of all readings and codes
     std::uint64_t readings_ TESKD_GUARDED_BY(lock_) = 0;  // added so far
     mutable Synchronized lock_;
 };

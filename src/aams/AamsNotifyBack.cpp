@@ -15,7 +15,7 @@ void Aams::AamsNotifyBack::packetCompleted(Packet* packet) {
         try {
             apply(*hold);
         } catch (const std::out_of_range&) {
-            // An answer without a body asks for nothing.
+            // An answer without a body sets nothing.
         }
     });
 }

@@ -8,17 +8,17 @@
 
 namespace teskd {
 
-// Reads the payload's head along with the frame, goes to the AAMS engine, and takes the engine's
-// reply. Threads and ownership: as DornPacket.
+// Parses the payload's head when the frame is read, is queued with the AAMS engine, and becomes the
+// engine's reply. Threads and ownership: as DornPacket.
 class AamsPacket : public DornPacket {
   public:
     AamsPacket();
 
-    // @throws as DornPacket::read; a payload of any shape is taken
+    // Accepts a payload of any shape. @throws as DornPacket::read
     void read(InputStream& in) override;
     void offer_to_engine(Aams& engine) override;
 
-    // Makes the payload: head for the present code id, and the text.
+    // Sets the payload: a head with the current code id, then the text.
     virtual void set_body(const std::string& text);
 
     std::int32_t get_code_id() const { return code_id_; }

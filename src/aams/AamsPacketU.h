@@ -7,10 +7,10 @@ namespace teskd {
 
 class PacketContainer;
 
-// Carries a fresh pair of identifiers from send() on, by which its answer is found.
+// send() gives it a new pair of identifiers, by which its answer is matched.
 //
 // Owner: its references; the sender holds one until send() has returned. Threads: the sender's,
-// then that of DornNotify, which reads the answer over it.
+// then that of DornNotify, which reads the answer into it.
 class AamsPacketU : public AamsPacket {
   public:
     // Numbers the notification and queues it.

@@ -5,7 +5,7 @@
 
 namespace teskd {
 
-// Asks for the date and time; the answer is handled like request 507.
+// Requests the date and time; the answer is handled like request 507.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU1 : public AamsPacketU {
   public:

@@ -5,7 +5,7 @@
 
 namespace teskd {
 
-// Asks for the external parameters, at the engine's start; the answer is handled like request 506.
+// Requests the external parameters when the engine starts; the answer is handled like request 506.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU2 : public AamsPacketU {
   public:

@@ -5,7 +5,7 @@
 
 namespace teskd {
 
-// Identifies the gateway after a change of its software; filled like the answer to request 501.
+// Identifies the gateway after a software update; its body is that of the answer to request 501.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU3 : public AamsPacketU {
   public:

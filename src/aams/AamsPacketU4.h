@@ -5,7 +5,7 @@
 
 namespace teskd {
 
-// Tells the result of an automatic polling pass.
+// Reports the result of an automatic polling pass.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU4 : public AamsPacketU {
   public:

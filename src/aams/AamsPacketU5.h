@@ -5,7 +5,7 @@
 
 namespace teskd {
 
-// Tells of one failed check of a counter reading; the engine sets the whole body.
+// Reports one failed check of a counter reading; the engine sets the whole body.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU5 : public AamsPacketU {
   public:

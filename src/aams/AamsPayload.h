@@ -5,7 +5,7 @@
 //          4     3  code id     decimal, "%03d"
 //          7     1  "-"
 //          8     4  length      N in hexadecimal, "%04X"
-//         12     n  body        begins with "-" in everything that is built here
+//         12     n  body        begins with "-" in every payload that the gateway builds
 //
 // N counts the 8 characters from the code id to the length, and the body.
 #pragma once
@@ -19,7 +19,7 @@ namespace teskd::aamspayload {
 constexpr std::size_t OFFSET_TEXT = 4;
 constexpr std::size_t OFFSET_BODY = 13;  // behind the body's leading "-"
 
-// What the head of a payload says; missing bytes read as absent.
+// The head of a payload. In a short payload, missing fields are empty or 0.
 struct Head {
     std::string prefix;  // up to 4 bytes
     std::int32_t code_id = 0;

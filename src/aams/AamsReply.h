@@ -1,4 +1,4 @@
-// The bodies of the engine's replies and notifications. Texts in, texts out.
+// The bodies of the engine's replies and notifications.
 #pragma once
 
 #include <exception>
@@ -11,8 +11,8 @@ namespace teskd {
 
 class AamsCache;
 
-// Every body begins with "-" and the hardware address; fields are joined by "-". Result codes are
-// "00" for success and those that stand with each function.
+// Every body begins with "-" and the hardware address; fields are joined by "-". The result code is
+// "00" for success, otherwise the one listed at each function.
 namespace aamsreply {
 
 constexpr const char* INTERFACE = "eth0";

@@ -15,13 +15,13 @@ namespace {
 constexpr int COUNTER_POLL_ID = 113;
 constexpr std::uint32_t POLL_TIMEOUT = 10000;  // milliseconds
 
-// What a reading was asked for; shown in reports.
+// The context of a reading that a pass requested; shown in reports.
 constexpr std::uint32_t CONTEXT_PASS = 4;
 
 constexpr char STATE_FIRST_PASS = '3';
 constexpr char STATE_LATER_PASS = '4';
 
-// A question for a machine's counters that knows the machine.
+// A request for a machine's counters that knows the machine.
 class Poll : public TeskPacket {
   public:
     explicit Poll(const TeskMaster& machine) : machine_(machine) {}
@@ -44,8 +44,8 @@ void Aams::AamsTimerTask::start_pass() {
     const std::uint32_t pass = ++passCount_;
     owner_.state_ = pass > 1 ? STATE_LATER_PASS : STATE_FIRST_PASS;
     const ExternalParameters parameters = take_parameters();
-    // Not their names: one that moves during the pass would make one machine polled twice and
-    // another not at all.
+    // The machines, not their names: if a name moved to another machine during the pass, one
+    // machine would be polled twice and another not at all.
     const std::list<TeskMaster*> machines = owner_.controller_.get_machines();
     if (pass > 1 && parameters.invio_app_collegati) begin_report(pass);
     for (TeskMaster* const machine : machines) poll_or_count(*machine, pass);
@@ -63,7 +63,7 @@ void Aams::AamsTimerTask::begin_report(std::uint32_t pass) {
     passes_[pass] = Pass();
 }
 
-// What fails here is memory; nobody hears of that poll otherwise.
+// Fails for want of memory only. No callback comes for such a poll, so it is ended here.
 void Aams::AamsTimerTask::poll_or_count(TeskMaster& machine, std::uint32_t pass) {
     bool opened = false;
     const bool done = attempt("A machine was not polled", [&] {
@@ -75,9 +75,9 @@ void Aams::AamsTimerTask::poll_or_count(TeskMaster& machine, std::uint32_t pass)
     if (!done && opened) end_poll(machine, false);
 }
 
-// The poll that is open counts for this pass if it counts for no other that is reported: otherwise
-// a pass that begins while the first one runs, as it does after a start, would have nobody to wait
-// for, and its report would never come.
+// An open poll counts for this pass if its own pass is not reported, as the first one is not.
+// Otherwise a second pass that begins while the polls of the first one are open, as after a start,
+// would have no poll to wait for and would never be reported.
 bool Aams::AamsTimerTask::open_poll(TeskMaster& machine, std::uint32_t pass) {
     const SynchronizedLock lock(passLock_);
     const auto open = open_.find(&machine);

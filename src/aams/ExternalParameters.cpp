@@ -10,7 +10,7 @@ namespace teskd {
 
 namespace {
 
-// Takes number after number off the front of a text.
+// Removes one number after another from the front of a text.
 class NumberReader {
   public:
     explicit NumberReader(std::string_view text) : rest_(text) {}

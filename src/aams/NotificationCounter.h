@@ -1,4 +1,4 @@
-// Numbers the notifications, so that answers find them.
+// Numbers the notifications, so that answers can be matched.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace teskd {
 
-// A 64-bit count in two words; counting and reading are one step.
+// A 64-bit counter in two words.
 // Threads: any. Locks: its own, innermost.
 class NotificationCounter {
   public:
@@ -16,11 +16,11 @@ class NotificationCounter {
         std::uint32_t low = 0;
     };
 
-    // Counts on from the value; the first notification ever is number 1.
+    // The first number is 1, or the one after start.
     NotificationCounter() = default;
     explicit NotificationCounter(Value start) : value_(start) {}
 
-    // The next number. After the low word's highest value it is 0 and the high word one more.
+    // Increments and returns the number in one step. The low word carries into the high word.
     Value next();
 
   private:

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t FIELDS = 6;
 constexpr std::int32_t COUNTER_STEP = 50;
-constexpr double LARGEST_F = 14000;
+constexpr double LARGEST_ITEM5 = 14000;
 
 double toDouble(std::string_view field) {
     return std::strtod(std::string(field).c_str(), nullptr);
@@ -42,20 +42,20 @@ std::list<std::string> ReadingCheck::errors(const Values& v, const Stored& store
     const auto fails = [&errors](bool failed, const char* code) {
         if (failed) errors.emplace_back(code);
     };
-    fails(v.d < 0 || !isWhole(v.d), "31");
-    fails(!isWhole(v.a), "32");
-    fails(v.e < 0 || !isWhole(v.e), "33");
-    fails(!isWhole(v.b), "34");
-    fails(v.f < 0, "35");
-    fails(v.c == 0 && !(v.d == v.a && v.e == v.b), "36");
-    fails(v.c > 0 && (v.d > v.a || v.e > v.b), "37");
-    fails(stored.a > v.a, "38");
-    fails(stored.b > v.b, "38");
-    fails(stored.c > v.c, "38");
+    fails(v.item3 < 0 || !isWhole(v.item3), "31");
+    fails(!isWhole(v.totalIn), "32");
+    fails(v.item4 < 0 || !isWhole(v.item4), "33");
+    fails(!isWhole(v.totalOut), "34");
+    fails(v.item5 < 0, "35");
+    fails(v.closedGames == 0 && !(v.item3 == v.totalIn && v.item4 == v.totalOut), "36");
+    fails(v.closedGames > 0 && (v.item3 > v.totalIn || v.item4 > v.totalOut), "37");
+    fails(stored.totalIn > v.totalIn, "38");
+    fails(stored.totalOut > v.totalOut, "38");
+    fails(stored.closedGames > v.closedGames, "38");
     if (with_trailer) return errors;
-    fails(!isStep(v.d), "39");
-    fails(!isStep(v.a), "40");
-    fails(v.f > LARGEST_F, "41");
+    fails(!isStep(v.item3), "39");
+    fails(!isStep(v.totalIn), "40");
+    fails(v.item5 > LARGEST_ITEM5, "41");
     return errors;
 }
 

@@ -9,17 +9,21 @@
 
 namespace teskd {
 
-// A reading's six values and what is wrong with them. Values in, error codes out: no store, no
-// clock.
+// Finds what is wrong with a reading. Pure functions: no stored state, no clock.
 class ReadingCheck {
   public:
-    // The six fields of a counter reading: a CNTTOTIN, b CNTTOTOT, c CNTCL, d, e, f.
+    // The six fields of a counter reading, in their order.
     struct Values {
-        double a, b, c, d, e, f;
+        double totalIn;              // CNTTOTIN
+        double totalOut;             // CNTTOTOT
+        double closedGames;          // CNTCL
+        double item3, item4, item5;  // their meaning is the machine's own
     };
-    // The counters as they were stored before.
+    // The counters of the reading before.
     struct Stored {
-        std::int32_t a, b, c;
+        std::int32_t totalIn;
+        std::int32_t totalOut;
+        std::int32_t closedGames;
     };
 
     // Nothing when the message body has fewer than six fields.
@@ -30,7 +34,7 @@ class ReadingCheck {
     static std::list<std::string> errors(const Values& values, const Stored& stored,
                                          bool with_trailer);
 
-    // Truncated to 32 bits, saturated; 0 for what is no number.
+    // Truncates to an integer, saturated to 32 bits; 0 for NaN.
     static std::int32_t to_integer(double value);
 };
 

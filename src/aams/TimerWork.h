@@ -1,4 +1,4 @@
-// The work of the engine's timer tasks, in a form that the timer survives.
+// Error handling of the engine's timer tasks.
 #pragma once
 
 #include <exception>
@@ -7,8 +7,8 @@
 
 namespace teskd {
 
-// Does the work. A standard exception leaves it as an Exception, which the timer logs before it
-// goes on; any other would end the timer's thread.
+// Does the work. Rethrows a std::exception as an Exception: the timer logs an Exception and goes
+// on, while any other would end its thread.
 template <class Work>
 void asTimerWork(Work work) {
     try {

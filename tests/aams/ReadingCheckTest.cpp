@@ -17,7 +17,7 @@ constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 constexpr Stored kNothing{0, 0, 0};
 
-// Of "a~b~c~d~e~f".
+// Of "totalIn~totalOut~closedGames~item3~item4~item5".
 Errors errorsOf(const char* body, const Stored& stored = kNothing, bool with_trailer = false) {
     const auto values = ReadingCheck::parse(body);
     if (!values) return {"no reading"};
@@ -30,12 +30,12 @@ Errors withTrailer(const char* body) {
 TEST(ReadingCheckParse, ReadsSixFieldsInOrder) {
     const auto values = ReadingCheck::parse("1~2~3~4~5~6.5");
     ASSERT_TRUE(values);
-    EXPECT_EQ(1, values->a);
-    EXPECT_EQ(2, values->b);
-    EXPECT_EQ(3, values->c);
-    EXPECT_EQ(4, values->d);
-    EXPECT_EQ(5, values->e);
-    EXPECT_EQ(6.5, values->f);
+    EXPECT_EQ(1, values->totalIn);
+    EXPECT_EQ(2, values->totalOut);
+    EXPECT_EQ(3, values->closedGames);
+    EXPECT_EQ(4, values->item3);
+    EXPECT_EQ(5, values->item4);
+    EXPECT_EQ(6.5, values->item5);
 }
 
 TEST(ReadingCheckParse, FewerThanSixFieldsAreNoReading) {
@@ -47,27 +47,27 @@ TEST(ReadingCheckParse, FewerThanSixFieldsAreNoReading) {
 TEST(ReadingCheckParse, FieldsBeyondTheSixthAreIgnored) {
     const auto values = ReadingCheck::parse("1~2~3~4~5~6~7~x");
     ASSERT_TRUE(values);
-    EXPECT_EQ(6, values->f);
+    EXPECT_EQ(6, values->item5);
 }
 
 TEST(ReadingCheckParse, AnEmptyFieldCountsAndIsZero) {
     const auto values = ReadingCheck::parse("~2~~4~5~");
     ASSERT_TRUE(values);
-    EXPECT_EQ(0, values->a);
-    EXPECT_EQ(2, values->b);
-    EXPECT_EQ(0, values->c);
-    EXPECT_EQ(0, values->f);
+    EXPECT_EQ(0, values->totalIn);
+    EXPECT_EQ(2, values->totalOut);
+    EXPECT_EQ(0, values->closedGames);
+    EXPECT_EQ(0, values->item5);
 }
 
 TEST(ReadingCheckParse, AFieldIsReadAsFarAsItIsANumber) {
     const auto values = ReadingCheck::parse("12x~x~ 7~1e2~-.5~+3 4");
     ASSERT_TRUE(values);
-    EXPECT_EQ(12, values->a);
-    EXPECT_EQ(0, values->b);
-    EXPECT_EQ(7, values->c);
-    EXPECT_EQ(100, values->d);
-    EXPECT_EQ(-0.5, values->e);
-    EXPECT_EQ(3, values->f);
+    EXPECT_EQ(12, values->totalIn);
+    EXPECT_EQ(0, values->totalOut);
+    EXPECT_EQ(7, values->closedGames);
+    EXPECT_EQ(100, values->item3);
+    EXPECT_EQ(-0.5, values->item4);
+    EXPECT_EQ(3, values->item5);
 }
 
 TEST(ReadingCheck, AGoodReadingHasNoErrors) {
@@ -78,32 +78,32 @@ TEST(ReadingCheck, AGoodReadingHasNoErrors) {
 
 // Each of the following: readings that fail this check alone, and neighbours that pass.
 
-TEST(ReadingCheck, Error31IsANegativeOrBrokenD) {
+TEST(ReadingCheck, Error31IsANegativeOrBrokenItem3) {
     EXPECT_EQ(Errors{"31"}, errorsOf("100~200~1~-50~200~0"));
     EXPECT_EQ(Errors{"31"}, errorsOf("100~200~1~50.5~200~0"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~1~50~200~0"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~1~-0~200~0"));
 }
 
-TEST(ReadingCheck, Error32IsABrokenA) {
+TEST(ReadingCheck, Error32IsABrokenTotalIn) {
     EXPECT_EQ(Errors{"32"}, errorsOf("100.5~200~1~100~200~0"));
     EXPECT_EQ(Errors{}, errorsOf("100.0~200~1~100~200~0"));
     EXPECT_EQ((Errors{"32", "40"}), errorsOf("10.5~200~1~0~200~0"));
     EXPECT_EQ(Errors{"32"}, withTrailer("10.5~200~1~0~200~0"));
 }
 
-TEST(ReadingCheck, Error33IsANegativeOrBrokenE) {
+TEST(ReadingCheck, Error33IsANegativeOrBrokenItem4) {
     EXPECT_EQ(Errors{"33"}, errorsOf("100~200~1~100~-1~0"));
     EXPECT_EQ(Errors{"33"}, errorsOf("100~200~1~100~199.9~0"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~1~100~199~0"));
 }
 
-TEST(ReadingCheck, Error34IsABrokenB) {
+TEST(ReadingCheck, Error34IsABrokenTotalOut) {
     EXPECT_EQ(Errors{"34"}, errorsOf("100~200.25~1~100~200~0"));
     EXPECT_EQ(Errors{}, errorsOf("100~201~1~100~200~0"));
 }
 
-TEST(ReadingCheck, Error35IsANegativeF) {
+TEST(ReadingCheck, Error35IsANegativeItem5) {
     EXPECT_EQ(Errors{"35"}, errorsOf("100~200~1~100~200~-0.001"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~1~100~200~-0"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~1~100~200~0.5"));
@@ -149,7 +149,7 @@ TEST(ReadingCheck, Error38ComparesWithTheReadingAsItIs) {
     EXPECT_EQ(Errors{}, errorsOf("100~200~1.5~100~200~0", {100, 200, 1}));
 }
 
-TEST(ReadingCheck, Error39IsADThatIsNoMultipleOfFifty) {
+TEST(ReadingCheck, Error39IsAnItem3ThatIsNoMultipleOfFifty) {
     EXPECT_EQ(Errors{"39"}, errorsOf("100~200~1~99~200~0"));
     EXPECT_EQ(Errors{"39"}, errorsOf("100~200~1~1~200~0"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~1~50~200~0"));
@@ -157,14 +157,14 @@ TEST(ReadingCheck, Error39IsADThatIsNoMultipleOfFifty) {
     EXPECT_EQ(Errors{}, withTrailer("100~200~1~99~200~0"));
 }
 
-TEST(ReadingCheck, Error40IsAnAThatIsNoMultipleOfFifty) {
+TEST(ReadingCheck, Error40IsATotalInThatIsNoMultipleOfFifty) {
     EXPECT_EQ(Errors{"40"}, errorsOf("101~200~1~100~200~0"));
     EXPECT_EQ(Errors{"40"}, errorsOf("149~200~1~100~200~0"));
     EXPECT_EQ(Errors{}, errorsOf("150~200~1~100~200~0"));
     EXPECT_EQ(Errors{}, withTrailer("101~200~1~100~200~0"));
 }
 
-TEST(ReadingCheck, Error41IsAnFOfMoreThan14000) {
+TEST(ReadingCheck, Error41IsAnItem5OfMoreThan14000) {
     EXPECT_EQ(Errors{"41"}, errorsOf("100~200~1~100~200~14000.5"));
     EXPECT_EQ(Errors{"41"}, errorsOf("100~200~0~100~200~14000.5"));
     EXPECT_EQ(Errors{}, errorsOf("100~200~0~100~200~14000"));
