@@ -220,6 +220,34 @@ TEST(DornctlWatch, EndsWhileTheGatewayOwesItAnAnswer) {
     }
 }
 
+// What a terminal gets to see; "script" is one.
+std::string onTerminal(const std::string& environment, const std::string& arguments) {
+    ChildProcess::Options options;
+    options.command = {"script", "-qec", "env " + environment + " " DORNCTL " " + arguments,
+                       "/dev/null"};
+    ChildProcess terminal(options);
+    EXPECT_TRUE(terminal.waitForExit().has_value());
+    return terminal.standardOutput();
+}
+
+TEST(DornctlColours, AreForTerminalsThatWantThem) {
+    Gateway gateway(1);
+    gateway.machine(1).setFaults({.silent = true});
+    gateway.start();
+    const std::string machines =
+        "--host 127.0.0.1:" + std::to_string(gateway.daemon().port()) + " machines";
+    const std::string colours = onTerminal("-u NO_COLOR TERM=xterm", machines);
+    EXPECT_THAT(colours, testing::StartsWith("\x1B[1mmachine        serial port  state\x1B[0m"));
+    EXPECT_THAT(colours, HasSubstr("\x1B[31mSlotMachine_1"));
+    EXPECT_THAT(onTerminal("-u NO_COLOR TERM=xterm", "bogus"),
+                testing::StartsWith("\x1B[1;31mdornctl:\x1B[0m no subcommand"));
+    for (const char* const environment : {"NO_COLOR=1 TERM=xterm", "-u NO_COLOR TERM=dumb"}) {
+        EXPECT_THAT(onTerminal(environment, machines), Not(HasSubstr("\x1B")));
+        EXPECT_THAT(onTerminal(environment, "bogus"), Not(HasSubstr("\x1B")));
+    }
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
 // "script" gives the tool a terminal.
 TEST(DornctlProgress, IsShownOnATerminalOrWhenItIsAskedFor) {
     Gateway gateway(2);

@@ -26,6 +26,18 @@ TEST(HostTable, ShowsFieldsLineByLine) {
         Table::ofFields({{"state", "4"}}).text(0));
 }
 
+TEST(HostTable, HasABoldHeadAndRedRowsWhereThereAreColours) {
+    Table table({{"name"}, {"n", Table::Align::Right}});
+    table.add({"a", "1"});
+    table.add({"b", "22"}, Table::Tone::Bad);
+    EXPECT_EQ(
+        "\x1B[1mname   n\x1B[0m\n"
+        "----  --\n"
+        "a      1\n"
+        "\x1B[31mb     22\x1B[0m\n",
+        table.text(0, true));
+}
+
 TEST(HostTable, ShowsNoByteThatATerminalObeys) {
     EXPECT_EQ(
         "field  value\n"

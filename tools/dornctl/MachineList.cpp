@@ -57,7 +57,9 @@ std::vector<ListedMachine> listMachines(Dialogue& dialogue) {
 Table tableOf(const std::vector<ListedMachine>& machines) {
     Table table({{"machine"}, {"serial port", Table::Align::Right}, {"state"}});
     for (const ListedMachine& machine : machines) {
-        table.add({machine.name, std::to_string(machine.port), sentenceFor(machine.state)});
+        const bool known = machine.state == MachineState::Known;
+        table.add({machine.name, std::to_string(machine.port), sentenceFor(machine.state)},
+                  known ? Table::Tone::Plain : Table::Tone::Bad);
     }
     return table;
 }

@@ -11,6 +11,10 @@ namespace {
 
 constexpr auto kRight = Table::Align::Right;
 
+Table::Tone toneOf(std::uint8_t outcome) {
+    return outcome == 0 ? Table::Tone::Plain : Table::Tone::Bad;
+}
+
 template <typename Answer>
 Table::Row headOf(const MachineAnswer<Answer>& entry) {
     return {entry.machine, entry.answer.machineDate, outcomeText(entry.answer.outcome)};
@@ -31,7 +35,7 @@ Table tableOf(const std::vector<MachineAnswer<CountersAnswer>>& answers) {
     for (const auto& entry : answers) {
         Table::Row row = {entry.machine, outcomeText(entry.answer.outcome)};
         for (const std::int32_t item : entry.answer.items) row.push_back(std::to_string(item));
-        table.add(row);
+        table.add(row, toneOf(entry.answer.outcome));
     }
     return table;
 }
@@ -41,7 +45,7 @@ Table tableOf(const std::vector<MachineAnswer<ValueAnswer>>& answers) {
     for (const auto& entry : answers) {
         Table::Row row = headOf(entry);
         row.insert(row.end(), {std::to_string(entry.answer.value), entry.answer.text});
-        table.add(row);
+        table.add(row, toneOf(entry.answer.outcome));
     }
     return table;
 }

@@ -1,7 +1,9 @@
 #include "dornctl/Show.h"
 
 #include <limits>
+#include <unistd.h>
 
+#include "dornctl/Colours.h"
 #include "dornctl/MachineTables.h"
 #include "host/AnswerTables.h"
 #include "host/Outcome.h"
@@ -12,6 +14,10 @@ using namespace teskhost;
 
 namespace {
 
+bool colours() {
+    return wantsColours(STDOUT_FILENO);
+}
+
 std::string listText(const MachineAnswer<ListAnswer>& entry) {
     const ListAnswer& list = entry.answer;
     const Table head = Table::ofFields({{"machine", entry.machine},
@@ -20,17 +26,18 @@ std::string listText(const MachineAnswer<ListAnswer>& entry) {
                                         {"outcome", outcomeText(list.outcome)},
                                         {"pages", std::to_string(entry.pages)},
                                         {"entries", std::to_string(list.entries.size())}});
-    return head.text(0) + '\n' + entriesOf(list, std::numeric_limits<std::size_t>::max()).text(0);
+    return head.text(0, colours()) + '\n' +
+           entriesOf(list, std::numeric_limits<std::size_t>::max()).text(0, colours());
 }
 
 }  // namespace
 
 void showTable(const std::vector<MachineAnswer<CountersAnswer>>& answers) {
-    if (!answers.empty()) std::cout << tableOf(answers).text(0);
+    if (!answers.empty()) std::cout << tableOf(answers).text(0, colours());
 }
 
 void showTable(const std::vector<MachineAnswer<ValueAnswer>>& answers) {
-    if (!answers.empty()) std::cout << tableOf(answers).text(0);
+    if (!answers.empty()) std::cout << tableOf(answers).text(0, colours());
 }
 
 void showTable(const std::vector<MachineAnswer<ListAnswer>>& answers) {
@@ -38,16 +45,17 @@ void showTable(const std::vector<MachineAnswer<ListAnswer>>& answers) {
 }
 
 void showTable(const std::vector<MachineAnswer<TimesAnswer>>& answers) {
-    if (!answers.empty()) std::cout << tableOf(answers).text(0);
+    if (!answers.empty()) std::cout << tableOf(answers).text(0, colours());
 }
 
 void showTable(const std::vector<MachineAnswer<MessageAnswer>>& answers) {
-    for (const auto& answer : answers) std::cout << teskhost::tableOf(answer.answer).text(0);
+    for (const auto& answer : answers)
+        std::cout << teskhost::tableOf(answer.answer).text(0, colours());
 }
 
 void show(const VersionAnswer& answer, const Settings& settings) {
     if (!settings.json) {
-        std::cout << teskhost::tableOf(answer).text(0);
+        std::cout << teskhost::tableOf(answer).text(0, colours());
         return;
     }
     Json json = documentOf(settings);
@@ -57,7 +65,7 @@ void show(const VersionAnswer& answer, const Settings& settings) {
 
 void show(const std::vector<ListedMachine>& machines, const Settings& settings) {
     if (!settings.json) {
-        std::cout << tableOf(machines).text(0);
+        std::cout << tableOf(machines).text(0, colours());
         return;
     }
     Json json = documentOf(settings);
@@ -72,9 +80,9 @@ void show(const AamsContent& content, const Settings& settings) {
         std::cout << textOf(json, kJsonIndent);
         return;
     }
-    std::cout << Table::ofFields(content.fields).text(0);
+    std::cout << Table::ofFields(content.fields).text(0, colours());
     if (!content.readings.empty()) {
-        std::cout << '\n' << teskhost::tableOf(content.readings).text(0);
+        std::cout << '\n' << teskhost::tableOf(content.readings).text(0, colours());
     }
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "dornctl/Arguments.h"
+#include "dornctl/Colours.h"
 #include "dornctl/Dialogue.h"
 #include "dornctl/EndSignals.h"
 #include "dornctl/Json.h"
@@ -67,7 +68,8 @@ class Watch {
         }
         if (onTerminal_) std::cout << kClearScreen;
         std::cout << settings_.host.text() << "  " << nowText() << "\n\n"
-                  << tableOf(machines).text(0) << (onTerminal_ ? "" : "\n") << std::flush;
+                  << tableOf(machines).text(0, wantsColours(STDOUT_FILENO))
+                  << (onTerminal_ ? "" : "\n") << std::flush;
     }
 
     const Settings settings_;

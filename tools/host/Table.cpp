@@ -10,6 +10,15 @@ namespace {
 
 constexpr char kGap[] = "  ";
 
+constexpr char kBold[] = "\x1B[1m";
+constexpr char kRed[] = "\x1B[31m";
+constexpr char kPlain[] = "\x1B[0m";
+
+// A whole line, its newline not included.
+std::string painted(const std::string& line, const char* colour) {
+    return colour + line.substr(0, line.size() - 1) + kPlain + '\n';
+}
+
 void removeBlanksAtEnd(std::string& text) {
     text.erase(text.find_last_not_of(' ') + 1);
 }
@@ -39,22 +48,27 @@ Table Table::ofFields(const Fields& fields) {
     return table;
 }
 
-void Table::add(Row row) {
+void Table::add(Row row, Tone tone) {
     row.resize(columns_.size());
     for (std::string& text : row) text = printable(text);
     for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], row[i].size());
     rows_.push_back(std::move(row));
+    tones_.push_back(tone);
 }
 
-std::string Table::text(std::size_t indent) const {
+std::string Table::text(std::size_t indent, bool colours) const {
     Row titles;
     Row rules;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
         titles.push_back(columns_[i].title);
         rules.emplace_back(widths_[i], '-');
     }
-    std::string result = line(titles, indent) + line(rules, indent);
-    for (const Row& row : rows_) result += line(row, indent);
+    const std::string head = line(titles, indent);
+    std::string result = (colours ? painted(head, kBold) : head) + line(rules, indent);
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        const std::string text = line(rows_[i], indent);
+        result += colours && tones_[i] == Tone::Bad ? painted(text, kRed) : text;
+    }
     return result;
 }
 

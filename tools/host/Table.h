@@ -31,11 +31,13 @@ class Table {
     // One line for every field.
     static Table ofFields(const Fields& fields);
 
-    void add(Row row);
+    // A row that tells of something bad is red where there are colours.
+    enum class Tone { Plain, Bad };
+    void add(Row row, Tone tone = Tone::Plain);
     std::size_t size() const { return rows_.size(); }
 
-    // Every line ends in a newline and begins with `indent` blanks.
-    std::string text(std::size_t indent = 2) const;
+    // Every line ends in a newline and begins with `indent` blanks. Colours are for terminals.
+    std::string text(std::size_t indent = 2, bool colours = false) const;
 
   private:
     std::string line(const Row& row, std::size_t indent) const;
@@ -44,6 +46,7 @@ class Table {
     std::vector<Column> columns_;
     std::vector<std::size_t> widths_;
     std::vector<Row> rows_;
+    std::vector<Tone> tones_;  // one for each row
 };
 
 }  // namespace teskhost
