@@ -12,7 +12,7 @@ struct Word {
     int value;
 };
 
-// SPACE shares MARK's value.
+// SPACE has the value of MARK; space parity (5) has to be given as a number.
 constexpr Word WORDS[] = {
     {"NONE", 1},  {"ODD", 2},     {"EVEN", 3},     {"MARK", 4},
     {"SPACE", 4}, {"No Flow", 1}, {"XON/XOFF", 2}, {"CTS/RTS", 3},

@@ -1,12 +1,12 @@
-// The values of serial line settings, as RFC 2217 numbers them.
+// RFC 2217 values of serial line settings.
 #pragma once
 
 #include <string>
 
 namespace teskd {
 
-// What a setting's text means on the wire: a decimal number as it stands, or one of the words NONE,
-// ODD, EVEN, MARK, SPACE, "No Flow", "XON/XOFF", "CTS/RTS" (exact case). Any thread.
+// Converts a setting's text to its value: a decimal number as is, or one of the words NONE, ODD,
+// EVEN, MARK, SPACE, "No Flow", "XON/XOFF", "CTS/RTS" (exact case). Any thread.
 // @throws TelnetFeatureNotAvailableException for any other word
 int serialSettingValue(const std::string& text);
 

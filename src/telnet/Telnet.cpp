@@ -24,15 +24,16 @@ int byteAt(const std::string& bytes, std::size_t position) {
     return position < bytes.size() ? static_cast<unsigned char>(bytes[position]) : 0;
 }
 
-// Changes the value; false when it is so already.
-bool change(bool& value, bool wanted) {
+// Sets the value; true if that changed it.
+bool setAndReportChange(bool& value, bool wanted) {
     return std::exchange(value, wanted) != wanted;
 }
 
-bool isFirst(std::bitset<256>& met, int option) {
+// Sets the option's bit; true if that changed it.
+bool setAndReportChange(std::bitset<256>& options, int option) {
     const auto bit = static_cast<std::size_t>(option & 0xFF);
-    if (met.test(bit)) return false;
-    met.set(bit);
+    if (options.test(bit)) return false;
+    options.set(bit);
     return true;
 }
 
@@ -41,7 +42,8 @@ bool isFirst(std::bitset<256>& met, int option) {
 Telnet::FlusherTimerTask::FlusherTimerTask(OutputStream& output)
     : TimerTask("FlusherTimerTask"), output_(output) {}
 
-// Waits for nobody: all connections share the thread. What is left goes out the next time.
+// Must not block: all connections share the timer's thread. Bytes that the system does not accept
+// now are sent by the next run.
 void Telnet::FlusherTimerTask::run() {
     setPeriod(0);
     if (!output_.flushAvailable()) setPeriod(DELAY);
@@ -100,7 +102,7 @@ void Telnet::negotiate() {
     telnetOutput_.flush();
 }
 
-// Reads ahead to the first data byte, which stays in the stream; commands are handled on the way.
+// Reads up to the first data byte, which handles the commands before it. The byte is pushed back.
 void Telnet::awaitServerNegotiation() {
     const int timeout = telnetInput_.getTimeout();
     telnetInput_.mark(1);
@@ -139,14 +141,15 @@ void Telnet::optionDont(int option) {
     answerRequest(option, false);
 }
 
-// A request for what is so already is not answered, and a refusal is not repeated, or two sides
-// could answer each other for ever. SUPPRESS-GO-AHEAD's flag says "offered, not agreed", the other
-// two say "agreed".
+// Ignore requests that change nothing and do not repeat a refusal (RFC 854 loop prevention: two
+// sides could answer each other for ever). The flag of SUPPRESS-GO-AHEAD means "offered, not yet
+// agreed"; those of the other two options mean "agreed".
 void Telnet::answerRequest(int option, bool isDo) {
     bool* const flag = flagOf(option);
     const bool wanted = option == telnet::SUPPRESS_GO_AHEAD ? !isDo : isDo;
-    const bool isNews = flag == nullptr ? isFirst(refused_[isDo], option) : change(*flag, wanted);
-    if (!isNews) return;
+    const bool changed = flag == nullptr ? setAndReportChange(refused_[isDo], option)
+                                         : setAndReportChange(*flag, wanted);
+    if (!changed) return;
     if (flag != nullptr && isDo) {
         telnetOutput_.optionWill(option);
     } else {

@@ -26,14 +26,14 @@ namespace teskd {
 //     socket input  -> TimedInputStream -> BufferedInputStream -> TelnetInputStream   (data)
 //     socket output <- SendBuffer <- TelnetOutputStream                     (data and commands)
 //
-// Owner: one TeskMaster run. Threads: the owner's; the flusher writes pending output on the thread
-// of internalTimer() and is taken off that timer before the connection closes or goes away.
+// Owner: one TeskMaster run. Threads: the owner's; the flusher also writes pending output, on the
+// thread of internalTimer(), and is cancelled before the connection is closed or destroyed.
 // Locks: that of the output stream. Errors: the SocketException family and, from the setters,
 // TelnetFeatureNotAvailableException.
 class Telnet : public StreamClientSocket, public TelnetOptionInterface {
   public:
-    // Flushes an output stream some time after something was written to it, without waiting; what
-    // the stream has left then, it flushes DELAY later.
+    // Flushes an output stream some time after a write, without blocking. While bytes remain
+    // pending, it retries every DELAY.
     class FlusherTimerTask : public TimerTask {
       public:
         static constexpr std::uint32_t DELAY = 1000;  // milliseconds
@@ -52,7 +52,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     Telnet& operator=(const Telnet&) = delete;
     ~Telnet() noexcept override;
 
-    // Connects, starts the negotiation and gives the server a second for its part of it.
+    // Connects, starts the negotiation and waits up to a second for the server's part of it.
     void connect() override;
     void close() override;
 
@@ -63,8 +63,9 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     void subnegotiation(int option, const std::string& parameters) override;
     bool mayLog() override { return notices_.allows(); }
 
-    // Send a line setting in RFC 2217 values; it leaves with the next flush, a second later at the
-    // latest. @throws TelnetFeatureNotAvailableException while the server has not agreed
+    // Write a line setting (an RFC 2217 value). It is sent with the next flush, after a second at
+    // the latest. @throws TelnetFeatureNotAvailableException until the server has agreed to
+    // COM-PORT-OPTION
     void set_baudrate(std::uint32_t baud);
     void set_datasize(std::uint8_t bits);
     void set_parity(std::uint8_t parity);
@@ -74,11 +75,11 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     // The RFC 2217 value of a setting's text; see serialSettingValue.
     static int string_to_number(const std::string& text);
 
-    // What is read and written from now on has so many milliseconds together, flushes included; the
-    // limit holds until it is set anew. 0: reading has no limit, and each flush its own.
+    // Sets one deadline, in milliseconds from now, for all following reads, writes and flushes
+    // together, until the next call. 0: reads have no limit and each flush its usual time-out.
     void limitTime(int milliseconds);
 
-    // The data streams; they hide the raw ones of the socket.
+    // The data streams, without Telnet commands. They hide the socket's raw streams.
     TelnetInputStream& getInputStream() { return telnetInput_; }
     TelnetOutputStream& getOutputStream() { return telnetOutput_; }
     const std::string& getPeerSignature() const { return peerSignature_; }
@@ -87,14 +88,15 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     static Timer& internalTimer();
 
   private:
-    // Null for an unsupported option.
+    // The negotiation state of the option; null for an unsupported one.
     bool* flagOf(int option);
-    // Answers a DO or DONT.
+    // Answers a DO or DONT, unless it changes nothing (RFC 854 loop prevention).
     void answerRequest(int option, bool isDo);
-    // Answers a WILL or WONT.
+    // Answers a WILL or WONT, unless the same answer was given last (RFC 854 loop prevention).
     void answerOffer(int option, int answer);
     void logUnhandled(int option, int first, const std::string& rest);
-    // What waits to be sent leaves a second after the first of it came, however much follows.
+    // Schedules a flush FlusherTimerTask::DELAY after the first pending write. Later writes do not
+    // postpone it.
     void scheduleFlusher();
     void negotiate();
     void awaitServerNegotiation();
@@ -112,9 +114,9 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     SendBuffer sendBuffer_;
     TelnetOutputStream telnetOutput_;
     FlusherTimerTask flusher_;
-    // The answer last given to the server's WILL or WONT of each option; 0: none yet.
+    // By option: the last answer (DO or DONT) to the server's WILL or WONT; 0: none yet.
     std::array<int, 256> answers_{};
-    // The unsupported options whose DONT (first) or DO (second) was answered.
+    // The unsupported options whose DONT (index 0) or DO (index 1) was refused already.
     std::array<std::bitset<256>, 2> refused_;
 };
 

@@ -55,7 +55,7 @@ std::optional<int> TelnetDecoder::command(int byte) {
             command_ = byte;
             state_ = State::option;
             return std::nullopt;
-        default:  // NOP to GA ask for nothing here
+        default:  // the commands NOP to GA are ignored
             return std::nullopt;
     }
 }

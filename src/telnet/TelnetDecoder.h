@@ -1,4 +1,4 @@
-// Takes Telnet commands out of a byte sequence.
+// Separates Telnet commands from data in a byte sequence.
 #pragma once
 
 #include <cstddef>
@@ -9,19 +9,19 @@ namespace teskd {
 
 class TelnetOptionInterface;
 
-// A state machine that is fed byte by byte and keeps its state between feedings, so that a command
-// may arrive in any number of pieces.
+// A state machine that is fed byte by byte, so a command may arrive in any number of pieces.
 //
-// Threads: one at a time. Ownership: refers to the interface that it reports commands to.
+// Threads: one at a time. Ownership: keeps a reference to the interface that receives the commands.
 class TelnetDecoder {
   public:
-    // A subnegotiation is abandoned with this many parameter bytes; what follows is data.
+    // A subnegotiation is abandoned once it has this many parameter bytes; the bytes after them are
+    // data. This bounds the memory that a peer can make us use.
     static constexpr std::size_t LONGEST_SUBNEGOTIATION = 4096;
 
     explicit TelnetDecoder(TelnetOptionInterface& interface) : interface_(interface) {}
 
-    // Takes the next received byte (0 to 255); the data byte that it yields, if any. Complete
-    // commands are reported from within.
+    // Takes the next received byte (0 to 255) and returns the data byte that results, if any.
+    // Calls the interface for each complete command.
     std::optional<int> feed(int byte);
 
   private:
@@ -33,7 +33,7 @@ class TelnetDecoder {
 
     TelnetOptionInterface& interface_;
     State state_ = State::data;
-    int command_ = 0;  // WILL, WONT, DO or DONT, whose option is awaited
+    int command_ = 0;  // WILL, WONT, DO or DONT; its option is the next byte
     int subnegotiationOption_ = 0;
     std::string parameters_;
 };

@@ -17,7 +17,7 @@ int TelnetInputStream::read() {
         data = decoder_.feed(byte);
     }
     if (marked_) {
-        marked_ = !sinceMark_.has_value();  // a second byte is beyond the mark
+        marked_ = !sinceMark_.has_value();  // a second byte invalidates the mark
         sinceMark_ = data;
     }
     return *data;
@@ -29,7 +29,7 @@ int TelnetInputStream::read(char* buffer, int len) {
     if (first == -1) return -1;
     buffer[0] = static_cast<char>(first);
     int count = 1;
-    // What has arrived behind it may be commands alone, so nothing is waited for any more.
+    // Do not block again: the bytes that follow may be commands only, and the caller has data.
     while (count < len && (source_.held() > 0 || source_.available() > 0)) {
         const int byte = source_.read();
         if (byte == -1) break;
@@ -61,7 +61,8 @@ void TelnetInputStream::reset() {
 std::string TelnetInputStream::takeArrived() {
     std::string taken;
     if (pushedBack_) taken.push_back(static_cast<char>(*std::exchange(pushedBack_, std::nullopt)));
-    // What arrives meanwhile is left: a peer that never pauses holds nobody here.
+    // Bytes that arrive during the loop are left, so that a peer which never pauses cannot keep the
+    // caller here.
     for (unsigned arrived = source_.available(); arrived > 0; --arrived) {
         const int byte = source_.read();
         if (byte == -1) break;

@@ -1,4 +1,4 @@
-// The data bytes of a Telnet connection.
+// Reads the data bytes of a Telnet connection.
 #pragma once
 
 #include <optional>
@@ -10,12 +10,12 @@
 
 namespace teskd {
 
-// Removes Telnet commands from what is read and reports them to a TelnetOptionInterface. Reads from
-// a buffered stream, so that a byte costs no system call.
+// Removes Telnet commands from the bytes read and passes them to a TelnetOptionInterface. Reads
+// from a buffered stream, to avoid a system call per byte.
 //
-// Threads: one at a time; commands are reported on the reading thread. Ownership: refers to the
-// stream and the interface. Errors: those of the stream, unchanged; a time-out in the middle of a
-// command loses nothing of it.
+// Threads: one at a time; the interface is called on the reading thread. Ownership: keeps
+// references to the stream and the interface. Errors: those of the stream, unchanged. After a
+// time-out in the middle of a command the next read continues with the rest of that command.
 class TelnetInputStream : public FilterInputStream {
   public:
     TelnetInputStream(BufferedInputStream& inner, TelnetOptionInterface& interface);
@@ -23,16 +23,16 @@ class TelnetInputStream : public FilterInputStream {
     int read() override;
     // Blocks for the first byte only.
     int read(char* buffer, int len) override;
-    // Raw bytes that wait, commands included.
+    // Raw bytes that can be read without blocking, commands included.
     unsigned available() override;
     int skip(int n) override { return InputStream::skip(n); }
-    // A mark on data, good for one byte, whatever the limit.
+    // Marks a position in the data. Valid for one data byte, whatever the limit.
     void mark(int limit) override;
-    // Gives the byte read since mark() back. @throws IOException without a mark
+    // Pushes the byte read since mark() back. @throws IOException without a valid mark
     void reset() override;
     bool markSupported() override { return true; }
 
-    // Reads whatever has arrived, without blocking; commands are reported, data is returned.
+    // Reads, without blocking, the bytes that have arrived: handles commands and returns the data.
     std::string takeArrived();
 
   private:
@@ -40,7 +40,7 @@ class TelnetInputStream : public FilterInputStream {
     TelnetDecoder decoder_;
     bool marked_ = false;
     std::optional<int> sinceMark_;   // the data byte read since mark()
-    std::optional<int> pushedBack_;  // the data byte that reset() gave back
+    std::optional<int> pushedBack_;  // the data byte that reset() pushed back
 };
 
 }  // namespace teskd

@@ -1,14 +1,14 @@
-// A party to Telnet option negotiation.
+// The interface that receives Telnet option negotiation.
 #pragma once
 
 #include <string>
 
 namespace teskd {
 
-// Takes the commands of the other side. TelnetInputStream tells one about what it received;
-// TelnetOutputStream is one whose other side is the network, so what it is told, it sends.
+// Receives one call per command. Two implementations: Telnet handles the commands that its
+// TelnetInputStream has received; TelnetOutputStream sends each command to the peer.
 //
-// Threads: called on the thread that reads (or sends); implementations say what they lock.
+// Threads: called on the thread that reads or sends; implementations document their locks.
 class TelnetOptionInterface {
   public:
     virtual ~TelnetOptionInterface() = default;
@@ -19,7 +19,7 @@ class TelnetOptionInterface {
     virtual void optionDont(int option) = 0;
     // parameters: the bytes between the option and IAC SE.
     virtual void subnegotiation(int option, const std::string& parameters) = 0;
-    // Whether another line about what the other side does wrong may be logged.
+    // Whether the rate limit allows another log line about the peer's protocol errors.
     virtual bool mayLog() { return true; }
 };
 

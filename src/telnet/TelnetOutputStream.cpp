@@ -17,7 +17,7 @@ void TelnetOutputStream::flush() {
     inner().flush();
 }
 
-// The analysis does not follow a lock that is tried for.
+// The thread-safety analysis cannot follow tryLock().
 bool TelnetOutputStream::flushAvailable() TESKD_NO_ANALYSIS {
     try {
         lock_.tryLock();

@@ -9,14 +9,13 @@
 
 namespace teskd {
 
-// Applies the Telnet end-of-line rule to everything that passes: LF goes out as CR LF, a CR that
-// neither LF nor NUL follows as CR LF, and each line end flushes. Commands pass the same way. A
-// 0xFF in data is not doubled: whoever writes data sees to it that the other side takes it for that
-// (isData).
+// Applies the Telnet end-of-line rule to everything written, commands included: LF is sent as CR
+// LF, a CR not followed by LF or NUL is sent as CR LF, and each line end flushes. A 0xFF in data is
+// not doubled: the caller must make sure that the peer reads it as data (see isData).
 //
-// Threads: any; each operation is whole. Locks: its own, held while bytes go to the inner stream
-// (flush included), and nothing else is locked or called meanwhile.
-// Ownership: refers to the inner stream. Errors: those of the inner stream.
+// Threads: any; each operation is atomic. Locks: its own, held while the inner stream is written
+// and flushed; no other lock is taken and nothing else is called while it is held.
+// Ownership: keeps a reference to the inner stream. Errors: those of the inner stream.
 class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterface {
   public:
     explicit TelnetOutputStream(OutputStream& inner) : FilterOutputStream(inner) {}
@@ -27,18 +26,18 @@ class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterfa
     void write(int b) override;
     void write(const char* buffer, std::size_t len) override;
     void write(const std::string& bytes) override;
-    // Does not wait for another thread that writes or flushes either.
+    // Does not block on the lock either: false while another thread writes or flushes.
     bool flushAvailable() override;
 
-    // Whether the other side takes all of these bytes for data: every 0xFF is one of a pair.
+    // Whether the peer reads all of these bytes as data: each 0xFF is one of a pair.
     static bool isData(std::string_view bytes);
 
-    // Send the command.
+    // Each of these sends its command.
     void optionWill(int option) override;
     void optionWont(int option) override;
     void optionDo(int option) override;
     void optionDont(int option) override;
-    // A byte 0xFF of the parameters goes out doubled (RFC 855).
+    // Doubles each byte 0xFF of the parameters (RFC 855).
     void subnegotiation(int option, const std::string& parameters) override;
 
   private:
@@ -46,7 +45,7 @@ class TelnetOutputStream : public FilterOutputStream, public TelnetOptionInterfa
     void writeCommand(int command, int option);
 
     Synchronized lock_;
-    int last_ TESKD_GUARDED_BY(lock_) = 0;  // the data byte written last
+    int last_ TESKD_GUARDED_BY(lock_) = 0;  // the byte written last
 };
 
 }  // namespace teskd

@@ -21,10 +21,10 @@ constexpr int BINARY = 0;
 constexpr int SUPPRESS_GO_AHEAD = 3;
 constexpr int COM_PORT_OPTION = 44;
 
-// COM-PORT-OPTION subcommands, client to server; a server answers with the number plus 100.
+// COM-PORT-OPTION subcommands, client to server; the server's answer has the number plus 100.
 constexpr int SIGNATURE = 0;
 constexpr int SET_BAUDRATE = 1;  // 4 bytes, big-endian
-constexpr int SET_DATASIZE = 2;  // this and the others: 1 byte
+constexpr int SET_DATASIZE = 2;  // this and the following: 1 byte
 constexpr int SET_PARITY = 3;
 constexpr int SET_STOPSIZE = 4;
 constexpr int SET_CONTROL = 5;
