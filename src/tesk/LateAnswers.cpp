@@ -12,33 +12,33 @@ namespace teskd {
 
 void LateAnswers::begin(const TeskPacket& request) {
     hasAsked_ = true;
-    behindLate_ = false;
+    droppedSameId_ = false;
     request_ = {request.get_asked_id(), std::nullopt};
     if (request.get_size() <= LONGEST_REQUEST) request_.bytes = request.get_request();
 }
 
 void LateAnswers::timedOut() {
-    if (!behindLate_) expect(request_);
+    if (!droppedSameId_) expect(request_);
 }
 
 void LateAnswers::expect(const Request& request) {
-    missing_.push_back({request, std::chrono::steady_clock::now()});
-    if (missing_.size() > MOST_REMEMBERED) missing_.pop_front();
+    owed_.push_back({request, std::chrono::steady_clock::now()});
+    if (owed_.size() > MOST_REMEMBERED) owed_.pop_front();
 }
 
 void LateAnswers::expire() {
     const Time end = std::chrono::steady_clock::now() - memory_;
-    missing_.remove_if([end](const Missing& missing) { return missing.since <= end; });
+    owed_.remove_if([end](const OwedAnswer& owed) { return owed.since <= end; });
 }
 
-std::list<LateAnswers::Missing>::iterator LateAnswers::firstMissing(std::optional<int> id) {
-    return std::find_if(missing_.begin(), missing_.end(),
-                        [id](const Missing& missing) { return missing.request.id == id; });
+std::list<LateAnswers::OwedAnswer>::iterator LateAnswers::firstOwed(std::optional<int> id) {
+    return std::find_if(owed_.begin(), owed_.end(),
+                        [id](const OwedAnswer& owed) { return owed.request.id == id; });
 }
 
-std::list<LateAnswers::Missing>::iterator LateAnswers::awaited(int id) {
-    const auto found = firstMissing(id);
-    return found == missing_.end() ? firstMissing(std::nullopt) : found;
+std::list<LateAnswers::OwedAnswer>::iterator LateAnswers::findOwed(int id) {
+    const auto found = firstOwed(id);
+    return found == owed_.end() ? firstOwed(std::nullopt) : found;
 }
 
 bool LateAnswers::mayLog() {
@@ -50,24 +50,24 @@ void LateAnswers::drop(std::string_view bytes, const std::string& machine) {
     expire();
     if (mayLog()) {
         Log::write(Log::NOTICE, "%zu bytes that '%s' sent %s were dropped", bytes.size(),
-                   machine.c_str(), missing_.empty() ? "unasked" : "after the time-out");
+                   machine.c_str(), owed_.empty() ? "unasked" : "after the time-out");
     }
     auto header = TeskPacket::header_of(bytes);
     while (header && header->length <= bytes.size()) {
-        settle(header->id);
+        removeOwed(header->id);
         bytes.remove_prefix(header->length);
         header = TeskPacket::header_of(bytes);
     }
 }
 
-void LateAnswers::settle(int id) {
-    const auto found = awaited(id);
-    if (found != missing_.end()) missing_.erase(found);
+void LateAnswers::removeOwed(int id) {
+    const auto found = findOwed(id);
+    if (found != owed_.end()) owed_.erase(found);
 }
 
-bool LateAnswers::isRest(const TeskPacket& answer) const {
+bool LateAnswers::isFragment(const TeskPacket& answer) const {
     if (answer.has_regular_header()) return false;
-    return request_.id ? answer.get_id() != request_.id : !missing_.empty();
+    return request_.id ? answer.get_id() != request_.id : !owed_.empty();
 }
 
 bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine) {
@@ -82,26 +82,26 @@ bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine
 }
 
 bool LateAnswers::isLate(int id) {
-    const auto found = id == request_.id ? firstMissing(id) : awaited(id);
-    if (found == missing_.end()) return false;
-    // Its own answer takes the place of the one taken, for the time that is left.
-    if (found->request.isLike(request_)) {
-        missing_.splice(missing_.end(), missing_, found);
+    const auto found = id == request_.id ? firstOwed(id) : findOwed(id);
+    if (found == owed_.end()) return false;
+    // The open request takes this answer. Its own is owed instead, with the same expiry time.
+    if (found->request.hasBytesOf(request_)) {
+        owed_.splice(owed_.end(), owed_, found);
         return false;
     }
-    if (found->request.id == request_.id) behindLate_ = true;
-    missing_.erase(found);
+    if (found->request.id == request_.id) droppedSameId_ = true;
+    owed_.erase(found);
     return true;
 }
 
-// Each candidate is read into a packet of its own: one that is dropped leaves no trace.
+// Reads each candidate into a temporary packet, so that a dropped one does not change the caller's.
 void LateAnswers::read(InputStream& input, TeskPacket& packet, const std::string& machine) {
     ReplayedInputStream replayed(input);
     for (;;) {
         TeskPacket answer;
         answer.read(replayed);
         expire();
-        if (isRest(answer)) throw TeskConnectionErrorException("An answer to another request");
+        if (isFragment(answer)) throw TeskConnectionErrorException("An answer to another request");
         if (isDropped(answer, machine)) {
             replayed.replay(answer.get_surplus());
             continue;

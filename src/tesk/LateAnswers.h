@@ -1,4 +1,4 @@
-// Whose answer it is that a machine gives.
+// Decides which request an answer of a machine belongs to.
 #pragma once
 
 #include <chrono>
@@ -13,95 +13,96 @@ class InputStream;
 class NoticeLimiter;
 class TeskPacket;
 
-// Keeps what nobody asked for from being taken for an answer: the answer of a request that timed
-// out, one that a machine gives twice or without any reason, and what arrives while nothing is
-// asked. It knows the requests of one run by their IDs, which are the codes of commands.
+// Prevents unrequested bytes from being taken for an answer: the answer to a request that timed
+// out, an answer that a machine sends twice or without cause, and bytes that arrive while no
+// request is open. It identifies the requests of one run by their IDs, which are command codes.
 //
-// The rule: an answer belongs to the request only if it has the request's ID; a refusal, too, has
-// the ID of what is refused. Any other one is dropped, and the request goes on waiting. If its
-// header is not regular besides, it is the rest of an answer, or noise, and the run ends, since
-// nobody knows where the next answer begins. A host's own text that begins with no regular header
-// has no known ID: any answer is taken for it that no other request is owed.
+// Rule: an answer belongs to the open request only if it has the request's ID; a refusal has the ID
+// of the refused request. Any other answer is dropped, and the request keeps waiting. If such an
+// answer also has an irregular header, it is a fragment of an answer, or noise: the start of the
+// next answer is unknown then, so the run ends. A host's raw text without a regular header at its
+// start has no known ID; it takes any answer that is not owed to another request.
 //
-// A machine answers in order, so an answer with the ID of a request that timed out counts as that
-// request's. A later request takes it only if it has the same bytes: it is the same question, asked
-// a few seconds later, and its own answer is then expected in place of the one taken, but no longer
-// than that was: a lost answer is expected for its 60 s, however often the question comes. For any
-// other request the answer is dropped as late. A request that times out behind an answer with its
-// own ID that was dropped is not expected to be answered: that answer may have been its own, and so
-// one lost answer costs one request and not every later one. Requests without a known ID count as
-// having one ID in common.
+// Late answers: a machine answers in order, so an answer with the ID of a request that timed out
+// counts as that request's. What happens to it:
+//  - If the open request has the same bytes, it takes the answer, since it asks the same, only a
+//    few seconds later. Its own answer is then owed in place of the one taken, with the expiry time
+//    of the latter: a lost answer is expected for 60 s, however often the request is repeated.
+//  - Otherwise the answer is dropped as late. If the open request has the same ID and times out, no
+//    answer is recorded as owed to it: the dropped one may have been its own. So one lost answer
+//    costs one request and not every later one.
+// Requests without a known ID are treated as if they had one ID in common.
 //
-// Owner and threads: the TeskMaster's, on its own thread alone.
+// Owner: the TeskMaster. Threads: the master's own.
 class LateAnswers {
   public:
-    // How long an ID is remembered, and how many.
+    // How long an owed answer is expected, and how many of them are remembered.
     static constexpr std::chrono::seconds MEMORY{60};
     static constexpr std::size_t MOST_REMEMBERED = 64;
-    // A request with more bytes is remembered without them, and so as like no other.
+    // The bytes of a longer request are not kept, so no later request counts as the same.
     static constexpr std::size_t LONGEST_REQUEST = 1024;
 
-    // The limiter, if any, bounds the lines about what is dropped; it outlives the object.
-    // The memory is that of IDs.
+    // notices: rate limit of the log lines about dropped bytes, null: none. It outlives the object.
+    // memory: how long an owed answer is expected.
     explicit LateAnswers(NoticeLimiter* notices = nullptr,
                          std::chrono::milliseconds memory = MEMORY)
         : notices_(notices), memory_(memory) {}
 
-    // A new run: nothing was asked yet.
+    // Starts a new run: no request yet, no answer owed.
     void forget() { *this = LateAnswers(notices_, memory_); }
-    // Whether anything was asked since forget().
+    // Whether a request was begun since forget().
     bool hasAsked() const { return hasAsked_; }
-    // The request is about to be written.
+    // Makes the request the open one. Call before it is written.
     void begin(const TeskPacket& request);
-    // These bytes of the machine were dropped, since nothing was asked when they arrived. Logged
-    // with its name.
+    // Logs that these unrequested bytes of the machine are dropped. Owed answers among them are no
+    // longer expected.
     void drop(std::string_view bytes, const std::string& machine);
-    // Reads the answer to the request that was begun into the packet; what is no answer to it is
-    // dropped, each with a line in the log that names the machine.
-    // @throws TeskConnectionErrorException for what has neither the request's ID nor a regular
-    // header, with which the position in the stream is lost; and what TeskPacket::read throws
+    // Reads the answer to the open request into the packet. Drops and logs everything else.
+    // @throws TeskConnectionErrorException for an answer with neither the request's ID nor a
+    // regular header, since the start of the next answer is unknown then; and what TeskPacket::read
+    // throws
     void read(InputStream& input, TeskPacket& packet, const std::string& machine);
-    // The request that was begun timed out.
+    // The open request timed out: its answer is owed from now on.
     void timedOut();
 
   private:
     using Time = std::chrono::steady_clock::time_point;
 
-    // A request, by the number that its answer has (none: nobody knows) and by its bytes (none:
-    // they are too many to be kept).
     struct Request {
-        bool isLike(const Request& other) const { return bytes && bytes == other.bytes; }
+        bool hasBytesOf(const Request& other) const { return bytes && bytes == other.bytes; }
 
-        std::optional<int> id;
-        std::optional<std::string> bytes;
+        std::optional<int> id;             // none: not known
+        std::optional<std::string> bytes;  // none: longer than LONGEST_REQUEST
     };
-    struct Missing {
+    struct OwedAnswer {
         Request request;
-        Time since;  // when the first answer was missed, however many were taken in its place
+        Time since;  // the first time-out; unchanged when a repeated request takes the answer
     };
 
     void expect(const Request& request);
     void expire();
-    // The first request with this ID that is owed an answer.
-    std::list<Missing>::iterator firstMissing(std::optional<int> id);
-    // The one whose answer may have this ID: that with the ID, or else one without a known ID.
-    std::list<Missing>::iterator awaited(int id);
-    // Whether this is rather the rest of another answer, or noise.
-    bool isRest(const TeskPacket& answer) const;
-    // Whether the answer is not that to the request; logged.
+    // The first owed answer to a request with this ID.
+    std::list<OwedAnswer>::iterator firstOwed(std::optional<int> id);
+    // The owed answer that may have this ID: to a request with it, or else to one without a known
+    // ID.
+    std::list<OwedAnswer>::iterator findOwed(int id);
+    // Whether this is a fragment of another answer, or noise.
+    bool isFragment(const TeskPacket& answer) const;
+    // Whether the answer has to be dropped since it does not belong to the open request; logged.
     bool isDropped(const TeskPacket& answer, const std::string& machine);
-    // Whether the answer counts as that of another request which timed out.
+    // Whether the answer belongs to a request that timed out and the open one may not take it. Such
+    // an answer is no longer owed; one that the open request takes is replaced by its own.
     bool isLate(int id);
-    // What becomes of an answer that was expected and dropped with whatever else had arrived.
-    void settle(int id);
+    // Stops expecting the answer with this ID, if it is owed.
+    void removeOwed(int id);
     bool mayLog();
 
     NoticeLimiter* notices_;
     std::chrono::milliseconds memory_;
     bool hasAsked_ = false;
-    Request request_;             // that was begun
-    bool behindLate_ = false;     // a late answer with its ID was dropped
-    std::list<Missing> missing_;  // in the order in which they were asked
+    Request request_;             // the open one
+    bool droppedSameId_ = false;  // a late answer with its ID was dropped
+    std::list<OwedAnswer> owed_;  // in the order of the requests
 };
 
 }  // namespace teskd

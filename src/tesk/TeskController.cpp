@@ -11,14 +11,14 @@ TeskController::TeskController(WhenLost whenLost) : whenLost_(whenLost) {
     const WriteLock lock(namesLock_);
     for (const int port : ZqConfig::get_async_ports()) {
         if (masters_.size() == ZqConfig::MOST_ASYNC_PORTS) {
-            log_left_out();
+            log_too_many_ports();
             return;
         }
         create_master(port);
     }
 }
 
-void TeskController::log_left_out() {
+void TeskController::log_too_many_ports() {
     Log::write(Log::WARNING, "PORT_ASYNC lists more than %zu serial ports; the others are left out",
                ZqConfig::MOST_ASYNC_PORTS);
 }
@@ -109,9 +109,9 @@ void TeskController::rename(const std::string& old_identifier, const std::string
     move_name(old_identifier, new_identifier);
 }
 
-// An emptied registration and an absent one mean the same, so the old one is erased: CodeIds that
-// come and go do not pile up. It goes last: where memory ends before, the machine still has a name
-// and the next answer renames it.
+// Erases the old registration, though an empty one would mean the same: CodeIds that come and go
+// must not accumulate. Erases it last: if memory runs out before, the machine still has a name and
+// its next answer renames it.
 void TeskController::move_name(const std::string& old_identifier,
                                const std::string& new_identifier) {
     const std::string winner = registered(old_identifier);
@@ -128,7 +128,8 @@ void TeskController::move_name(const std::string& old_identifier,
 }
 
 void TeskController::bind(TeskMaster& master, const std::string& code_id) {
-    if (master.get_identity() == code_id) return;  // as nearly always; no line waits for another
+    // The usual case. It does not take namesLock_, so machines do not wait for each other.
+    if (master.get_identity() == code_id) return;
     const WriteLock lock(namesLock_);
     const std::string identity = master.get_identity();
     if (identity != code_id) move_name(identity, code_id);

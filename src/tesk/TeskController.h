@@ -1,4 +1,4 @@
-// The front door of the Tesk link: routes requests to slot machines by name.
+// The entry point of the Tesk link: routes requests to slot machines by name.
 #pragma once
 
 #include <cstddef>
@@ -12,20 +12,20 @@
 
 namespace teskd {
 
-// Owns one TeskMaster per configured serial port. A machine is addressed as "SlotMachine_n" until
-// its first answer, by its CodeId from then on.
+// Owns one TeskMaster per configured serial port. A machine is addressed by its fixed name
+// "SlotMachine_n" until its first answer, and by its CodeId from then on.
 //
 // Owner: the application objects. Threads: any; the set of masters is fixed after construction.
-// Locks: namesLock_, taken before a master's name and never while a packet is handed over. Requests
-// look names up side by side; only a rename waits for them.
-// Errors: an operation that takes an identifier throws UnknownCodeIdException, and nothing else,
-// for one that is not registered.
+// Locks: namesLock_, taken before the lock of a master's name and never held while a packet is
+// queued. Look-ups share it; only a rename takes it exclusively.
+// Errors: operations that take an identifier throw UnknownCodeIdException, and nothing else, if it
+// is not registered.
 class TeskController {
   public:
-    // What is done about a machine that had answered and fails a request.
+    // What to do when a machine that had answered fails a request.
     enum class WhenLost {
-        WAIT,  // nothing: it is unknown until somebody asks it again
-        ASK,   // it is asked at once, so that it is known again as soon as it answers
+        WAIT,  // nothing: it stays disconnected until the next request is answered
+        ASK,   // send it a request at once, so that it is connected again as soon as it answers
     };
 
     // Creates the masters for the configured ports, as far as ZqConfig::MOST_ASYNC_PORTS goes.
@@ -36,20 +36,20 @@ class TeskController {
     // Shuts every master down and waits for their threads.
     virtual ~TeskController() noexcept(false);
 
-    // Queues the packet for the machine and has its thread started if it does not run.
+    // Queues the packet for the machine and starts its thread if that does not run.
     void send(const std::string& identifier, TeskPacket* packet);
-    // The machine registered under the identifier, and every machine in the order of the fixed
-    // names, for requests that have to reach it under whatever name it has by then. They stay as
-    // long as the controller.
+    // The machine registered under the identifier, and all machines in the order of their fixed
+    // names. For callers whose requests have to reach a machine even if it is renamed meanwhile.
+    // The references are valid as long as the controller lives.
     TeskMaster& find(const std::string& identifier);
     std::list<TeskMaster*> get_machines();
     std::size_t get_machine_count() const { return masters_.size(); }
-    // The same as send by name, for a machine that was found before.
+    // As send by name, for a machine that find or get_machines returned.
     static void send(TeskMaster& machine, TeskPacket* packet) { machine.submit(packet); }
-    // Takes a packet that waits for the machine out of its queue.
+    // Removes a packet from the machine's queue.
     void cancel_request(const std::string& identifier, TeskPacket* packet);
-    // Takes every packet of the requester out of all machines' queues, those that are being
-    // exchanged excepted. Nobody is told; see PacketContainer::withdraw.
+    // Removes every packet of the requester from all machines' queues, except packets that are
+    // being exchanged. Listeners are not notified; see PacketContainer::withdraw.
     void withdraw(const void* requester);
     // The machine's value for the key, 0 for a new key.
     std::int32_t get_maximum(const std::string& identifier, const std::string& key);
@@ -60,22 +60,22 @@ class TeskController {
     bool is_connected(const std::string& identifier);
     // Number of the machine's serial port.
     int get_port(const std::string& identifier);
-    // Every machine's present name, in the order of the fixed names.
+    // The current names of all machines, in the order of their fixed names.
     std::list<std::string> get_identities();
 
-    // Moves the machine registered under the old identifier to the new one, which becomes its name.
-    // A machine that had that name so far gets its fixed name back, or the one given up here if
-    // somebody uses its fixed name: every machine keeps a name of its own.
+    // Registers the machine under the new identifier instead of the old one. Every machine keeps a
+    // unique name: a machine that had the new identifier so far gets its fixed name back or, if
+    // that is in use by another, the old identifier.
     void rename(const std::string& old_identifier, const std::string& new_identifier);
     bool asks_lost_machines() const { return whenLost_ == WhenLost::ASK; }
-    // Renames the master to the CodeId of its machine, if that is not its name already.
+    // Renames the master to the CodeId of its machine, unless that is its name already.
     void bind(TeskMaster& master, const std::string& code_id);
 
-    // Stops every master for good and waits for their threads; requests that wait are failed.
+    // Stops every master permanently, fails the queued requests and waits for the threads.
     void shut_down();
 
   private:
-    static void log_left_out();
+    static void log_too_many_ports();
     void create_master(int port) TESKD_REQUIRES(namesLock_);
     // The fixed name registered for the identifier, empty for none.
     std::string registered(const std::string& identifier) const TESKD_REQUIRES_SHARED(namesLock_);

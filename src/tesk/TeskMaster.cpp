@@ -19,9 +19,9 @@ namespace {
 
 constexpr int ACKNOWLEDGEMENT_ID = 150;
 constexpr int ACKNOWLEDGEMENT_TIME = 2000;  // milliseconds
-// The question to a machine that was lost, as the polls ask it, and milliseconds for its answer.
+// The probe of a lost machine: the request that the polls send.
 constexpr int COUNTERS_ID = 113;
-constexpr std::uint32_t COUNTERS_TIME = 10000;
+constexpr std::uint32_t COUNTERS_TIME = 10000;  // milliseconds
 
 void configure_line(Telnet& telnet, int port) {
     telnet.set_baudrate(static_cast<std::uint32_t>(ZqConfig::get_port_baudrate(port)));
@@ -45,7 +45,7 @@ TeskMaster::~TeskMaster() noexcept(false) {
 
 void TeskMaster::submit(TeskPacket* packet) {
     const PacketHandle<TeskPacket> hold(packet);
-    if (refuses(*packet)) return;
+    if (refuse_if_unsendable(*packet)) return;
     std::string refusal;
     {
         const SynchronizedLock lock(control_);
@@ -69,7 +69,7 @@ void TeskMaster::submit(TeskPacket* packet) {
     packet->notifyError(TeskException(refusal));
 }
 
-bool TeskMaster::refuses(TeskPacket& packet) {
+bool TeskMaster::refuse_if_unsendable(TeskPacket& packet) {
     if (packet.get_size() == 0) {
         refuse(packet, "it is empty", "An empty text");
         return true;
@@ -100,11 +100,11 @@ void TeskMaster::interrupt() {
 }
 
 void TeskMaster::run() {
-    while (use_link()) {
+    while (run_link()) {
     }
 }
 
-bool TeskMaster::use_link() {
+bool TeskMaster::run_link() {
     try {
         Telnet telnet(address_, &notices_);
         telnet.setInterrupt(&stopEvent_);
@@ -120,14 +120,14 @@ bool TeskMaster::use_link() {
         return end_link(e);
     } catch (const std::bad_alloc& e) {
         report(e.what());
-        return end_link(Exception(e.what()));  // a text this short takes no memory
+        return end_link(Exception(e.what()));  // the text is too short to need an allocation
     } catch (const std::exception& e) {
         report(e.what());
         return end_link(TeskException(e.what()));
     }
 }
 
-// A link that is ended on purpose is no failure.
+// Not logged for a link that was stopped on purpose.
 void TeskMaster::report(const char* problem) {
     if (!isRunning() || !failures_.allows()) return;
     attempt("A failed link was not reported", [this, problem] {
@@ -144,7 +144,7 @@ void TeskMaster::serve(Telnet& telnet) {
         const bool wasKnown = connected_;
         const bool answered = exchange(telnet, *packet);
         connected_ = answered;
-        // Out of the queue before its listeners hear of it: no later failure reports it again.
+        // Remove it before notifying its listeners, so that no later failure reports it again.
         removeHandled(packet.pointer());
         if (answered) {
             packet->notifyCompleted();
@@ -199,8 +199,9 @@ void TeskMaster::acknowledge(Telnet& telnet, int id) {
     telnet.getOutputStream().flush();
 }
 
-// The queue is found empty and the run ended in one step, under the lock that submit() takes: a
-// packet is either reported here or finds no run and starts one.
+// Checks for an empty queue and ends the run under one lock, control_, which submit() takes too: a
+// packet is either reported here, or submit() sees no run and starts one. Otherwise a packet could
+// be queued between the two steps and never be served.
 bool TeskMaster::end_link(const Exception& e) {
     probing_ = connected_ && !probing_ && controller_.asks_lost_machines();
     connected_ = false;

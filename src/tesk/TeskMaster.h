@@ -20,18 +20,18 @@ class Telnet;
 class TeskController;
 
 // A thread and its queue: takes TeskPackets one by one, writes each to the machine behind its
-// serial port, reads the answer into the same packet, acknowledges it and tells the packet's
+// serial port, reads the answer into the same packet, acknowledges it and notifies the packet's
 // listeners. One request, one answer, one acknowledgement at a time. A run ends with the first
-// failure of the link and reports it to every packet that waits; the next request starts a new run,
-// which connects anew.
+// failure of the link, which is reported to every queued packet. The next request starts a new run,
+// which reconnects.
 //
-// Where the controller asks lost machines, a machine that had answered and now fails a request is
-// asked for its counters at once, on a new connection if the link has failed, and the run goes on
-// with that: one bad request does not make it unknown until somebody else asks it. Nobody gets that
-// answer.
+// Probe: if the controller asks lost machines (WhenLost::ASK) and a machine that had answered fails
+// a request, it is asked for its counters at once, in the same run, on a new connection if the link
+// has failed. Otherwise one bad request would leave it disconnected until the next request of
+// somebody else. The answer to the probe is discarded.
 //
-// What nobody asked for is nobody's answer, as far as it comes before the next request is written
-// or can be told from its answer by the ID; see LateAnswers.
+// Unrequested bytes are dropped if they arrive before the next request is written, or if their ID
+// differs from that of the open request; see LateAnswers.
 //
 // Owner: the TeskController, from start-up to exit. The thread detaches itself when it ends; the
 // destructor stops it and waits.
@@ -45,13 +45,12 @@ class TeskMaster : public Thread, public PacketContainer {
 
     void run() override;
 
-    // Queues the packet and makes sure that a run will take it. The packet is completed with an
-    // error at once when no run can be started, when the master was shut down, when the request has
-    // no byte, or when the serial-port server would take some of the request for a command to
-    // itself: such bytes could change the line's settings or leave the server waiting for the rest
-    // of a command for ever.
+    // Queues the packet and starts a run if there is none. The packet's listeners are notified of
+    // an error at once if no run can be started, if the master was shut down, if the request is
+    // empty, or if the serial-port server would read part of it as a Telnet command: that could
+    // change the line's settings, or leave the server waiting for the rest of a command for ever.
     void submit(TeskPacket* packet);
-    // Stops the thread for good: what waits is reported failed, nothing new is taken.
+    // Stops the thread permanently: queued packets are reported as failed, new ones refused.
     void shut_down();
 
     // Telnet endpoint, "address:port". Set before the first submit.
@@ -75,30 +74,32 @@ class TeskMaster : public Thread, public PacketContainer {
     void interrupt() override;
 
   private:
-    // A serial-port server confirms five line settings when a run starts, each with a line.
+    // Enough for the five line settings that a serial-port server confirms when a run starts, each
+    // with a log line.
     static constexpr int NOTICES_PER_SECOND = 8;
 
     void report(const char* problem);
-    // Ends a request that is not to be written; true if it was such a one.
-    bool refuses(TeskPacket& packet);
+    // Fails a request that must not be written; true if it was one.
+    bool refuse_if_unsendable(TeskPacket& packet);
     void refuse(TeskPacket& packet, const char* reason, const char* error);
-    // From the connection to its end; true when another one is to be made at once.
-    bool use_link();
+    // Connects and serves until the link ends; true if the caller has to reconnect at once.
+    bool run_link();
     void serve(Telnet& telnet);
-    // Asks a machine that was known until now, so that it is known again when it answers. Once for
-    // each failure: a question that fails itself is not repeated.
+    // Sends one request to a machine that has just been lost, so that it counts as connected again
+    // once it answers. One try per failure: a probe that fails is not repeated.
     void probe(Telnet& telnet);
-    // One request and its answer within the packet's time-out, and then the acknowledgement. False
-    // when the answer timed out. @throws SocketException when the time was up while something was
-    // written: nobody knows then how much of it has left.
+    // Writes the request, reads its answer within the packet's time-out, and acknowledges it. False
+    // when the answer timed out. @throws SocketException when the deadline passed during a write:
+    // it is unknown then how much was sent, so the link is unusable.
     bool exchange(Telnet& telnet, TeskPacket& packet);
-    // What has arrived before a request is written cannot be its answer. The run's first request
-    // takes what it finds: the machine may have spoken before it could be asked.
+    // Drops the bytes that have arrived before a request is written: they cannot be its answer.
+    // Except before the run's first request, which may take them: the machine may have spoken
+    // before it could be asked.
     void drop_unasked(Telnet& telnet);
-    // In a short time of its own: an answer that came at the last moment does not end the link.
+    // Has a short time-out of its own, so that an answer just in time does not fail the link.
     void acknowledge(Telnet& telnet, int id);
-    // Reports the error to everything queued and ends the run, so that no packet stays behind; or
-    // goes on with it, which is true, to ask a machine that was known until now.
+    // Reports the error to all queued packets and ends the run, leaving no packet behind. Or keeps
+    // the run going and returns true, if a machine that has just been lost is to be probed.
     bool end_link(const Exception& e);
 
     TeskController& controller_;
@@ -110,12 +111,12 @@ class TeskMaster : public Thread, public PacketContainer {
 
     Synchronized control_;
     bool closed_ TESKD_GUARDED_BY(control_) = false;
-    // No descriptor before its first run: a long list of ports may have no machines.
+    // Opens its descriptor with the first run: many configured ports may have no machine.
     StopEvent stopEvent_{StopEvent::Opening::WHEN_AWAITED};
-    // The master thread's own.
+    // Used by the master's thread only.
     TeskPacket acknowledgement_;
-    bool probing_ = false;  // a lost machine is to be asked, or is being asked
-    // What the machine and its serial-port server make the link log, and the ends of links.
+    bool probing_ = false;  // a probe is due or in progress
+    // Rate limits: of lines that the machine or its serial-port server causes, of link failures.
     NoticeLimiter notices_{NOTICES_PER_SECOND};
     NoticeLimiter failures_;
     LateAnswers late_{&notices_};  // of this run

@@ -25,11 +25,12 @@ bool isNumber(std::string_view text, std::size_t size, int base) {
     return text.size() == size && text::parseNumber(text, base).consumed == size;
 }
 
-// Whether the character may stand where a header has a digit (d), a hexadecimal one (x), or itself.
-bool fits(char c, char place) {
-    if (place == 'd') return std::isdigit(static_cast<unsigned char>(c)) != 0;
-    if (place == 'x') return std::isxdigit(static_cast<unsigned char>(c)) != 0;
-    return c == place;
+// Whether the character matches one of a pattern: "d" is any digit, "x" any hexadecimal digit, any
+// other character itself.
+bool matches(char c, char pattern) {
+    if (pattern == 'd') return std::isdigit(static_cast<unsigned char>(c)) != 0;
+    if (pattern == 'x') return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+    return c == pattern;
 }
 
 }  // namespace
@@ -68,7 +69,8 @@ std::string TeskPacket::read_field(InputStream& in, std::int64_t& consumed, cons
     }
 }
 
-// Takes whole blocks, so bytes that arrived together with the last of the message stay in the body.
+// Reads in blocks. Bytes after the end of the message in the last block stay part of the body,
+// unless they begin another message.
 void TeskPacket::read_body(InputStream& in, std::int64_t remaining) {
     body_.clear();
     surplus_.clear();
@@ -87,7 +89,7 @@ void TeskPacket::read_body(InputStream& in, std::int64_t remaining) {
 bool TeskPacket::begins_message(std::string_view bytes) {
     constexpr std::string_view HEADER = "ddd~xxxx~";
     const std::string_view head = bytes.substr(0, HEADER.size());
-    return !head.empty() && std::equal(head.begin(), head.end(), HEADER.begin(), fits);
+    return !head.empty() && std::equal(head.begin(), head.end(), HEADER.begin(), matches);
 }
 
 std::optional<TeskPacket::Header> TeskPacket::header_of(std::string_view bytes) {
@@ -111,7 +113,7 @@ void TeskPacket::write(OutputStream& out) {
     if (!body_.empty()) out.write(body_);
 }
 
-// Exactly eight bytes, whatever the ID.
+// Always eight bytes, whatever the ID: longer text is cut, shorter text padded with NUL.
 std::string TeskPacket::header() const {
     if (raw_) return {};
     char header[64]{};
@@ -119,7 +121,7 @@ std::string TeskPacket::header() const {
     return {header, HEADER_SIZE};
 }
 
-// The header has digits and separators only.
+// Only the body can have a byte 0xFF: the header consists of digits and separators.
 bool TeskPacket::is_plain() const {
     return TelnetOutputStream::isData(body_);
 }

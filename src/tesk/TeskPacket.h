@@ -20,18 +20,18 @@ class OutputStream;
 //     answer    ID "~" Len "~" Date "~" CodeId "~" Outcome [ "~" body ] [ trailer ]
 //
 //     Len       length of the whole message in bytes, from the first byte of the ID to the last
-//     Outcome   exactly 2 characters, with no separator behind
+//     Outcome   exactly 2 characters, with no separator after it
 //     trailer   268 bytes, only when CodeId's second character is "N" or "P" and the body is at
 //               least that long
 //
 // Owner: its references (see Packet). Threads: the requester fills it before it is queued; from
-// then on the master's thread alone uses it, and the listeners during their notification.
+// then on only the master's thread uses it, and the listeners during their notification.
 class TeskPacket : public Packet {
   public:
     static constexpr std::size_t TRAILER_SIZE = 268;
-    // Longest answer accepted, in bytes; beyond it is no answer but damage.
+    // Longest answer accepted, in bytes; a larger length is treated as corrupt.
     static constexpr std::int64_t LONGEST_MESSAGE = std::int64_t{16} * 1024 * 1024;
-    // Longest field in front of the body.
+    // Longest field before the body, in bytes.
     static constexpr std::size_t LONGEST_FIELD = 4096;
 
     // Reads an answer over this packet; the fields read before a failure keep their new values.
@@ -41,46 +41,47 @@ class TeskPacket : public Packet {
     // Writes the request; the trailer is never written. @throws the stream's IOException family
     virtual void write(OutputStream& out);
 
-    // Whether a telnet server passes the whole request on to the machine, none of it being a
-    // command to the server itself.
+    // Whether a telnet server passes the whole request on to the machine, reading none of it as a
+    // command to itself.
     bool is_plain() const;
 
     void set_id(int id);
-    // The ID as a number, 0 when it is none.
+    // The ID as a number, 0 if it is not one.
     int get_id() const;
-    // What write() writes, and how many bytes that is.
+    // The bytes that write() writes, and their count.
     std::string get_request() const { return header() + body_; }
     std::size_t get_size() const { return (raw_ ? 0 : HEADER_SIZE) + body_.size(); }
-    // The ID that the request asks with; for a raw packet that of the header that it begins with,
-    // if it has three digits and a length of four.
+    // The ID of the request. For a raw packet, that of the header at its start; none unless that
+    // has an ID of three digits and a length of four.
     std::optional<int> get_asked_id() const;
     std::string get_date() const { return date_; }
     std::string get_code_id() const { return code_id_; }
     std::string get_outcome() const { return outcome_; }
     std::string get_body() const { return body_; }
-    // Puts the separator in front of the text, unless the packet is raw or the text has one.
+    // Adds the separator before the text, unless the packet is raw or the text begins with one.
     void set_body(std::string text);
-    // The body alone makes the message, as it stands, without a header. For good.
+    // The message is the body as is, without a header. Holds until an answer is read.
     void set_raw() { raw_ = true; }
     bool has_trailer() const { return has_trailer_; }
-    // What came in one block with the end of the answer and lies beyond its length. The body has it
-    // too, unless it begins like another message.
+    // The bytes after the answer's length that were read in one block with its end. They are part
+    // of the body as well, unless they begin another message.
     const std::string& get_surplus() const { return surplus_; }
-    // The surplus that is not in the body.
+    // The surplus, if it is not part of the body.
     std::string get_unasked() const { return begins_message(surplus_) ? surplus_ : std::string(); }
     struct Header {
         int id;
         std::size_t length;  // of the whole message, as the header states it
     };
-    // The header of three digits and four that the bytes begin with; none when they begin with
-    // another or with less.
+    // The header at the start of the bytes; none unless it is complete and has an ID of three
+    // digits and a length of four.
     static std::optional<Header> header_of(std::string_view bytes);
     // Whether the answer read last had an ID of three digits and a length of four that covers the
-    // header. Others are read as well; these are hardly the rest of a message by chance.
+    // header. Other answers are read too, but a fragment of a message is unlikely to look regular.
     bool has_regular_header() const { return regular_header_; }
-    // Becomes the answer that was read into the other packet, as if it had been read into this one.
+    // Moves the answer that was read into the other packet here, as if it had been read into this
+    // one.
     void take_answer(TeskPacket& answer);
-    // An opaque word of the requester's; never sent.
+    // An opaque value of the requester; never sent.
     std::uint32_t get_context() const { return context_; }
     void set_context(std::uint32_t context) { context_ = context; }
 
@@ -90,13 +91,13 @@ class TeskPacket : public Packet {
   private:
     static constexpr std::size_t HEADER_SIZE = 8;  // of a request
 
-    // That of the request; empty for a raw one.
+    // The request's header; empty if it is raw.
     std::string header() const;
-    // Reads up to the separator; the count includes it.
+    // Reads up to the separator and adds the bytes read, with the separator, to consumed.
     static std::string read_field(InputStream& in, std::int64_t& consumed, const char* error);
     void read_body(InputStream& in, std::int64_t remaining);
     void split_trailer();
-    // Whether the bytes begin with a message or are the first of its header.
+    // Whether the bytes begin with a message's header or with a part of it.
     static bool begins_message(std::string_view bytes);
 
     std::uint32_t context_ = 0;
