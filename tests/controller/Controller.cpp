@@ -163,7 +163,6 @@ bool Controller::powerOff() {
 void Controller::restart() {
     const std::size_t before = console().size();
     shell_.sendAll("reboot\n");
-    shell_.close();
     awaitService(before);
 }
 
