@@ -74,22 +74,18 @@ std::vector<std::string> Controller::command() const {
     add("-serial", "chardev:console");
     add("-monitor", "unix:" + (files_ / "monitor").string() + ",server=on,wait=off");
     if (!options_.date.empty()) add("-rtc", "base=" + options_.date);
-    add("-action", options_.restarts ? "reboot=reset" : "reboot=shutdown");
+    add("-action", "reboot=shutdown");
     return words;
 }
 
-bool Controller::says(const std::string& text, std::size_t from) const {
-    const auto said = [&] { return console().find(text, from) != std::string::npos; };
+bool Controller::says(const std::string& text) const {
+    const auto said = [&] { return console().find(text) != std::string::npos; };
     return eventually([&] { return said() || !emulator_->running(); }, kLong) && said();
 }
 
 void Controller::boot() {
     emulator_ = std::make_unique<ChildProcess>(ChildProcess::Options{.command = command()});
-    awaitService(0);
-}
-
-void Controller::awaitService(std::size_t from) {
-    if (!says("controller: listening", from)) {
+    if (!says("controller: listening")) {
         throw std::runtime_error("it does not boot:\n" + console() + emulator_->standardError());
     }
     shell_ = connectTo(files_ / "shell");
@@ -158,12 +154,6 @@ void Controller::forward(std::uint16_t port, const std::string& address) {
 bool Controller::powerOff() {
     shell_.sendAll("poweroff\n");
     return emulator_->waitForExit(kLong).has_value();
-}
-
-void Controller::restart() {
-    const std::size_t before = console().size();
-    shell_.sendAll("reboot\n");
-    awaitService(before);
 }
 
 void Controller::cutPower() {

@@ -27,7 +27,6 @@ class Controller {
     struct Options {
         std::string memory = "32M";     // what the kernel uses
         std::string date{};             // where its clock starts, UTC; this machine's when empty
-        bool restarts = false;          // "reboot" boots it again instead of ending the emulator
         std::filesystem::path cable{};  // the directory of a Cable to the outside; empty for none
     };
 
@@ -55,12 +54,10 @@ class Controller {
     void forward(std::uint16_t port, const std::string& address);
     // As an operator does; returns once the emulator has ended. False when it does not end.
     bool powerOff();
-    // Orderly, of a controller that restarts; returns once the daemon listens again.
-    void restart();
     // At once.
     void cutPower();
 
-    // Everything that was printed on the console since the last boot.
+    // Everything that was printed on the console since it was booted.
     std::string console() const { return emulator_ ? emulator_->standardOutput() : ""; }
     // The daemon's lines of the system log.
     std::string log() { return run("cat /var/log/messages"); }
@@ -72,8 +69,7 @@ class Controller {
   private:
     std::vector<std::string> command() const;
     void tellMonitor(const std::string& order);
-    bool says(const std::string& text, std::size_t from) const;
-    void awaitService(std::size_t from);
+    bool says(const std::string& text) const;
     std::string readUntilMark(Deadline deadline);
     std::string finishCommand(const std::string& command, Deadline deadline, int& status);
 
