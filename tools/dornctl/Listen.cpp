@@ -83,11 +83,7 @@ class Listen {
     NotificationServer server_;
 };
 
-}  // namespace
-
-void declareListen(CLI::App& app, Action& chosen) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = *app.add_subcommand("listen", "Prints the gateway's notifications");
+void addBind(CLI::App& command, const std::shared_ptr<Options>& options) {
     command
         .add_option_function<std::string>(
             "--bind",
@@ -98,10 +94,9 @@ void declareListen(CLI::App& app, Action& chosen) {
         ->check(arguments::binding)
         ->type_name("ADDRESS[:PORT]")
         ->default_str(options->bind.text());
-    command
-        .add_option("--keep", options->keep,
-                    "Also add each notification to this file, as a line of JSON")
-        ->type_name("FILE");
+}
+
+void addAnswers(CLI::App& command, const std::shared_ptr<Options>& options) {
     command
         .add_option("--parameters", options->parameters,
                     "External parameters that notification 2 is answered with, such as 5!1!0!2; "
@@ -111,6 +106,19 @@ void declareListen(CLI::App& app, Action& chosen) {
     command.add_flag("--set-clock", options->setClock,
                      "Tell the gateway the time of this machine when it asks for it, to which it "
                      "then sets its clock");
+}
+
+}  // namespace
+
+void declareListen(CLI::App& app, Action& chosen) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = *app.add_subcommand("listen", "Prints the gateway's notifications");
+    addBind(command, options);
+    addAnswers(command, options);
+    command
+        .add_option("--keep", options->keep,
+                    "Also add each notification to this file, as a line of JSON")
+        ->type_name("FILE");
     command.footer(
         "Examples:\n  dornctl listen\n"
         "  dornctl listen --bind 192.168.0.1 --keep notifications.jsonl\n"
