@@ -1,4 +1,4 @@
-// How many host connections are being served, and how much they log.
+// The number of host connections, and the rate limit of what they log.
 #pragma once
 
 #include "core/NoticeLimiter.h"
@@ -6,14 +6,14 @@
 
 namespace teskd {
 
-// A count that each served connection holds a place in, with the bound on what they log together:
-// hosts that come and go have a few lines each, and nothing limits how many come.
+// Counts the connections that are being served, and limits what all of them log together: each
+// connection logs a few lines, and hosts may connect and disconnect any number of times.
 //
 // Owner: the DornDeamon, which outlives the connections by waiting for the count to reach zero.
 // Threads: any. Locks: its own, innermost.
 class ConnectionCount {
   public:
-    // Enough for sixty hosts that go at once.
+    // Enough for sixty hosts that disconnect at once.
     static constexpr int LINES_PER_SECOND = 128;
 
     // One served connection, for as long as it lives.
@@ -28,7 +28,7 @@ class ConnectionCount {
         ConnectionCount& count_;
     };
 
-    // How many are being served.
+    // The connections that are being served now.
     unsigned present() const;
     // Waits without limit until no connection is served.
     void awaitNone();

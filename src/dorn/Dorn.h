@@ -22,38 +22,38 @@ class DornPacket;
 class Exception;
 class TeskController;
 
-// A thread that reads request frames from its host, offers each packet to the slot-machine link, to
-// the AAMS engine and to itself, and writes the packet back whenever somebody has completed it.
-// Whoever completes a packet writes what the host takes at once; this thread writes the rest,
-// wherever it waits. When the host has gone, in both directions, its requests are withdrawn from
-// the queues they wait in; a host that has only finished sending gets all its answers.
+// A thread that reads request frames from its host and offers each packet to the slot-machine link,
+// to the AAMS engine and to itself. The thread that completes a packet writes the answer as far as
+// the socket takes it without waiting; this thread sends the rest, whatever else it waits for.
 //
-// Owner: itself; created and started by DornDeamon, deletes itself when run() ends, which is not
-// before every packet it dispatched has given its last answer and was freed.
+// When the connection is over in both directions, its requests are withdrawn from the queues. A
+// host that has only finished sending still gets all its answers.
+//
+// Owner: itself. Created and started by DornDeamon; deletes itself when run() ends, which waits
+// until every packet that it dispatched has given its last answer and was freed.
 // Threads: run on its own; the three listener callbacks on whichever thread completes a packet.
-// Locks: those of its members, none while a consumer is called or bytes go out.
+// Locks: those of its members, none while a consumer is called.
 class Dorn : public Thread, public PacketContainer, public PacketEventListener {
   public:
-    // How long a host is waited for.
-    struct Patience {
-        // Until it acknowledges something of the answers that wait for it.
+    struct Timeouts {
+        // The longest time without an acknowledgement while answers are queued.
         std::chrono::milliseconds acknowledgement = FrameWriter::SEND_TIMEOUT;
-        // For the whole of a body, from when there is room for it.
+        // For a whole request body, from the first wait for it.
         std::chrono::milliseconds body{60'000};
     };
 
-    // What a connection needs of the rest of the daemon; all of it outlives the connection.
-    struct Surroundings {
+    // What a connection uses of the rest of the daemon; all of it outlives the connection.
+    struct Context {
         TeskController& controller;
         Aams& engine;
         const StopEvent& stop;   // ends every connection
-        ConnectionCount& count;  // of the connections served, and their bound on the log
+        ConnectionCount& count;  // also the connections' common rate limit of the log
         HostMemory& memory;
-        Patience patience{};
+        Timeouts timeouts{};
     };
 
     // Takes the connection over. @throws SocketException
-    Dorn(const Socket& connection, const Surroundings& surroundings);
+    Dorn(const Socket& connection, const Context& context);
 
     void run() override;
 
@@ -66,59 +66,58 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
 
     // What the connection's thread waits for.
     enum class Goal {
-        input,    // the host has sent something or is gone
+        input,    // the host has sent something or has disconnected
         room,     // another request of the host may be taken
         answered  // no request is pending and everything is sent
     };
 
     void serve();
     void dispatch(DornPacket& packet);
-    // Waits until something new arrives behind bytes that are no frame; false when the event was
-    // set first.
+    // Logs junk and waits until more bytes arrive behind it; false when the daemon stops first.
     bool await_more(const Exception& problem);
     void log_lost_connection(const Exception& e);
     void log_notice(const char* problem);
-    // Waits until the host has sent something, and tells meanwhile what was left out of the log.
-    // The reading behind it then need not wait again. @throws SocketException when it is to stop
+    // Waits for input, so that the read behind it does not block, and logs meanwhile how many lines
+    // were suppressed. @throws SocketException when the daemon stops, or the body's deadline passes
     void await_input();
-    // Waits until the request with a body of that size may be taken, and takes room for it. The
-    // host is not read from meanwhile. @throws SocketException when the host has gone, also when it
-    // has stopped sending within the request, or the connection is to stop
+    // Back-pressure: waits until there is room for a request with a body of that size, and takes
+    // the room. Nothing is read from the host meanwhile. @throws SocketException when the daemon
+    // stops, the host has disconnected, or it has stopped sending within the request
     void await_room(const DornPacket& packet, std::size_t size, const BufferedInputStream& input);
     bool take_room(std::size_t queued);
     void forget_request();
-    // When the body that is being read has to be whole.
-    Clock::time_point body_end();
-    // Sends what the host takes until the goal is reached. False when the event was set or the time
-    // was up first.
+    // Of the body that is being read.
+    Clock::time_point body_deadline();
+    // Sends queued answers until the goal is reached. False when the event was set or the deadline
+    // has passed first.
     bool await(Goal goal, const StopEvent* stop,
                Clock::time_point deadline = Clock::time_point::max());
-    // What poll is to watch the connection for, beside its end.
-    short of_interest(Goal goal) const;
-    // What happened to the connection, as poll tells.
+    // The poll events of the connection to wait for, beside its end.
+    short events_for(Goal goal) const;
+    // Polls the connection, the wake-up and the stop once. Returns the connection's poll events.
     short wait(short events, const StopEvent* stop, Clock::time_point deadline);
     void host_is_gone(Goal goal);
     void host_has_finished();
     void await_owed_answers();
     void write_answer(Packet* packet);
 
-    ConnectionCount::Place place_;  // first: given back when everything else is gone
-    Surroundings surroundings_;
+    ConnectionCount::Place place_;  // the first member, so released after all others
+    Context context_;
     Socket connection_;
-    StopEvent wake_;            // something for the thread to do
+    StopEvent wake_;            // wakes this thread
     bool isGone_ = false;       // the connection is over in both directions
-    bool hasFinished_ = false;  // the host sends nothing more; known while room is waited for
+    bool hasFinished_ = false;  // the host sends nothing more; detected only by await_room()
     HostMemory::Account account_;
     FrameWriter writer_;
     PendingAnswers pending_;
     // The request that is being read.
     std::size_t cost_ = 0;       // bytes of memory
-    std::size_t frameSize_ = 0;  // bytes from its header on
-    std::size_t held_ = 0;       // of them and behind them, read already
-    HostMemory::Room room_;      // from when its body may be read until it is dispatched
-    Clock::time_point bodyEnd_ = Clock::time_point::max();
-    NoticeLimiter noticeLimiter_;   // what is wrong with frames
-    NoticeLimiter releaseLimiter_;  // the release of packets that could not be read
+    std::size_t frameSize_ = 0;  // bytes, header included
+    std::size_t held_ = 0;       // bytes in the input buffer, from its header on
+    HostMemory::Room room_;      // held from before its body is read until it is dispatched
+    Clock::time_point bodyDeadline_ = Clock::time_point::max();
+    NoticeLimiter noticeLimiter_;   // lines about bad frames
+    NoticeLimiter releaseLimiter_;  // lines about the release of packets that could not be read
 };
 
 }  // namespace teskd

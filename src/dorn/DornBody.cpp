@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t DATE_SIZE = 11;
 constexpr std::size_t ENTRY_NAME_SIZE = 8;
-// The count of values is a 16-bit field; what it cannot count is left out.
+// The count of values is a 16-bit field; further values are dropped.
 constexpr std::size_t MOST_VALUES = std::numeric_limits<std::uint16_t>::max();
 
 }  // namespace

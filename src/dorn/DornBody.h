@@ -1,4 +1,4 @@
-// Pieces that several answer bodies of the host link share. Bytes in, bytes out.
+// Parts that several answer bodies of the host link share. Pure functions.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ constexpr char VALUE_SEPARATOR = '!';
 std::string head(const TeskPacket& answer, const std::string& date, std::uint32_t targets,
                  std::uint32_t sequence);
 
-// A machine's payload of name and value-list items, in turn, cut into pages of 255 entries.
+// Splits a machine's payload, which alternates names and value lists, into pages of 255 entries.
 class Pages {
   public:
     using AppendValue = void (*)(std::string& body, std::string_view value);
@@ -30,10 +30,10 @@ class Pages {
     // The payload must outlive the pages.
     Pages(std::string_view payload, AppendValue append_value);
 
-    // At least one; the last one is empty when the entries fill the others exactly.
+    // At least one. The last page is empty when the entries fill the others exactly.
     std::size_t count() const { return items_.size() / ITEMS_PER_PAGE + 1; }
     // A page's number of entries (one byte) and the entries: 8 bytes of name, number of values (2
-    // bytes), values. An odd last item is no entry.
+    // bytes), values. A last name without a value list is ignored.
     std::string entries(std::size_t page) const;
 
   private:

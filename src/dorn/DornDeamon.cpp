@@ -25,7 +25,7 @@ namespace teskd {
 
 namespace {
 
-constexpr int RETRY_MILLISECONDS = 1000;  // between two attempts at what failed
+constexpr int RETRY_MILLISECONDS = 1000;
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
@@ -92,7 +92,8 @@ void DornDeamon::warn_of_low_limit() const {
     }
 }
 
-// A list with a mistake in it is not half of one: whom it was meant to keep away would get in.
+// A list with a mistake is rejected as a whole, and only this machine may connect: a part of it
+// might admit hosts that the list was meant to keep out.
 void DornDeamon::read_allowed_hosts() {
     const std::optional<std::string_view> text = ZqConfig::get_hosts_allowed();
     if (!text) return;
@@ -107,7 +108,7 @@ void DornDeamon::read_allowed_hosts() {
 bool DornDeamon::may_connect(const Socket& connection) {
     if (!allowed_) return true;
     const std::optional<std::uint32_t> address = connection.getPeerAddress();
-    if (!address) return false;  // it has gone already
+    if (!address) return false;  // disconnected already
     if (AddressList::isLoopback(*address) || allowed_->contains(*address)) return true;
     if (!strangers_.allows()) return false;
     const in_addr bytes{htonl(*address)};
@@ -120,7 +121,7 @@ bool DornDeamon::may_connect(const Socket& connection) {
 void DornDeamon::serve(LocalEndpoints& endpoints) {
     std::list<Socket*> ready = endpoints.listeners();
     std::list<Socket*> none;
-    const int milliseconds = patience(endpoints);
+    const int milliseconds = millis_to_wait(endpoints);
     constexpr suseconds_t MICROSECONDS = 1000;  // of a millisecond
     timeval limit{milliseconds / 1000, milliseconds % 1000 * MICROSECONDS};
     Socket::select(ready, none, none, milliseconds < 0 ? nullptr : &limit, &stopEvent_);
@@ -130,8 +131,8 @@ void DornDeamon::serve(LocalEndpoints& endpoints) {
     }
 }
 
-// What was left out of the log is counted there when the second is over.
-int DornDeamon::patience(const LocalEndpoints& endpoints) {
+// While lines are suppressed, the wait is limited so that their number is logged after a second.
+int DornDeamon::millis_to_wait(const LocalEndpoints& endpoints) {
     const int untilRound = endpoints.untilNextRound();
     const bool hasLeftOut = connections_.notices().hasLeftOut() || strangers_.hasLeftOut();
     return untilRound < 0 && hasLeftOut ? RETRY_MILLISECONDS : untilRound;
@@ -158,15 +159,15 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
 
 void DornDeamon::start_connection(const Socket& connection) {
     Dorn* const dorn = new Dorn(
-        connection, Dorn::Surroundings{controller_, engine_, stopEvent_, connections_, memory_});
+        connection, Dorn::Context{controller_, engine_, stopEvent_, connections_, memory_});
     const int result = dorn->start();
     if (result == 0) return;
     delete dorn;
     log_problem(NO_THREAD, std::strerror(result));
 }
 
-// The host that waits: one that was accepted when something else failed is closed already. One that
-// nobody can even accept is not tried again at full speed.
+// Closes a connection that waits in the backlog. If it cannot be accepted, it stays there and the
+// listener stays readable, so the pause keeps the thread from spinning.
 void DornDeamon::turn_away(const StreamServerSocket& listener, const char* problem) {
     log_problem(NOT_ACCEPTED, problem);
     if (spare_.turnAway(listener.getDescriptor())) return;

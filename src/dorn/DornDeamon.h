@@ -21,10 +21,12 @@ class Socket;
 class StreamServerSocket;
 class TeskController;
 
-// A thread that listens on the configured local endpoints and starts a Dorn for every connection. A
-// host that cannot be served, for want of descriptors, threads or memory, is turned away at once,
-// and so is one that would take a descriptor that serial ports may need (DescriptorBudget), or that
-// is not on the list of hosts that may connect. This machine itself always may.
+// A thread that listens on the configured local endpoints and starts a Dorn for every connection.
+//
+// A host is turned away at once
+// - when descriptors, threads or memory are lacking,
+// - when its descriptors may be needed by serial ports (DescriptorBudget),
+// - when it is not on the list of allowed hosts. This machine itself is always allowed.
 //
 // Owner: the application objects; the controller and the engine outlive it. Keeps no list of the
 // connections it started, only their count.
@@ -44,15 +46,15 @@ class DornDeamon : public Thread {
     void interrupt() override { stopEvent_.set(); }
 
   private:
-    // What the limit of open files, as it is now, leaves to hosts.
+    // For the current limit of open files.
     DescriptorBudget budget() const;
     void warn_of_low_limit() const;
     void read_allowed_hosts();
-    // False, with a line in the log, for a host that is not on the list.
+    // False, and logged, for a host that is not on the list.
     bool may_connect(const Socket& connection);
     void serve(LocalEndpoints& endpoints);
-    // How long to wait for a host, in milliseconds; -1 for ever.
-    int patience(const LocalEndpoints& endpoints);
+    // Milliseconds to wait for a host at most; -1 without limit.
+    int millis_to_wait(const LocalEndpoints& endpoints);
     void accept_connection(StreamServerSocket& listener);
     void start_connection(const Socket& connection);
     void turn_away(const StreamServerSocket& listener, const char* problem);
@@ -62,16 +64,16 @@ class DornDeamon : public Thread {
     TeskController& controller_;
     Aams& engine_;
     const std::size_t lines_;
-    // The thread's own.
+    // Used by this thread only.
     std::size_t listeners_ = 0;
-    std::optional<AddressList> allowed_;  // none: every host
+    std::optional<AddressList> allowed_;  // without a list, every host
 
     StopEvent stopEvent_;
     ConnectionCount connections_;
     HostMemory memory_;
     SpareDescriptor spare_;
-    NoticeLimiter problems_;  // of hosts that cannot be served, who try again and again
-    // Of hosts that may not connect.
+    NoticeLimiter problems_;  // hosts that cannot be served, which may retry without end
+    // Hosts that may not connect.
     NoticeLimiter strangers_{NoticeLimiter::LINES_PER_SECOND, &connections_.notices()};
 };
 

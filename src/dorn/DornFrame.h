@@ -7,7 +7,7 @@
 //          3     1  packet type       1 to 8, or 0xFE for AAMS
 //          4     4  length            bytes behind the header: body and checksum
 //          8     6  station address   the configured hardware address
-//         14    20  reserved          zero; carried through
+//         14    20  reserved          zero; an answer repeats those of its request
 //         34     4  identifier A      of the request
 //         38     4  identifier B      of the request
 //         42     n  body
@@ -37,7 +37,7 @@ constexpr std::uint8_t START = 0xFF;
 constexpr std::uint8_t CONSTANT = 0x02;
 constexpr std::uint8_t TYPE_AAMS = 0xFE;
 
-// Largest length field accepted; beyond it is no request but damage.
+// Largest length field accepted; a larger one means a damaged frame.
 constexpr std::uint32_t LARGEST_LENGTH = 16 * 1024 * 1024;
 
 enum class Kind : std::uint8_t {

@@ -19,7 +19,7 @@ using dornframe::Kind;
 
 namespace {
 
-// The machines asked for; a name that the controller does not have is none.
+// The machines that are addressed; none for an unknown name.
 std::list<TeskMaster*> machines_of(TeskController& controller, const std::string* name) {
     if (name == nullptr) return controller.get_machines();
     try {
@@ -29,8 +29,8 @@ std::list<TeskMaster*> machines_of(TeskController& controller, const std::string
     }
 }
 
-// Holds its request for as long as it lives: a message that is taken out of a machine's queue
-// untold releases the request like one that was answered.
+// Holds a reference on its request. So a message that is withdrawn from a machine's queue, without
+// a call to its listeners, releases the request like one that was answered.
 class Message : public TeskPacket {
   public:
     explicit Message(DornMachineRequest& request) : request_(&request) {
@@ -60,22 +60,22 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     }
     std::list<TeskMaster*> targets = known_targets(controller, question);
     if (targets.empty()) {
-        lay_down_empty(Kind::unknown);
+        queue_empty_answer(Kind::unknown);
         Packet::notifyCompleted();
         return;
     }
-    // No machine takes such a text, so the request fails once and not once for each of them.
+    // No machine can be sent such a text: the request fails once, not once for each machine.
     if (!TelnetOutputStream::isData(question.payload)) targets.resize(1);
     keep_messages(targets.size(), controller.get_machine_count());
     {
         const SynchronizedLock lock(answerLock_);
         progress_.sequence = 1;
-        progress_.targets = static_cast<std::uint32_t>(targets.size());
+        progress_.total = static_cast<std::uint32_t>(targets.size());
     }
     ask(targets, std::move(question));
 }
 
-// What is not needed of the body any more gives its room back.
+// Gives back the room of the body, except for the part that becomes the messages' text.
 DornMachineRequest::Question DornMachineRequest::take_question() {
     const std::size_t size = get_frame_body().size();
     Question question = decode(take_frame_body());
@@ -83,7 +83,7 @@ DornMachineRequest::Question DornMachineRequest::take_question() {
     return question;
 }
 
-// Names are looked up once, here: a machine renamed meanwhile is still asked, and only once.
+// Names are looked up only here: a machine that is renamed later is still asked, and only once.
 std::list<TeskMaster*> DornMachineRequest::known_targets(TeskController& controller,
                                                          const Question& question) {
     std::list<TeskMaster*> machines =
@@ -100,8 +100,8 @@ void DornMachineRequest::keep_messages(std::size_t messages, std::size_t machine
     release_room((most_messages(machines) - messages) * MESSAGE_COST);
 }
 
-// What fails here is memory, which the machines that are left would not have either. Each of them
-// is owed an answer. The last machine's message takes the text itself, which may be large.
+// Fails for want of memory only. Then the remaining machines would fail too, and each of them is
+// answered for. The last message takes the text without a copy, since it may be large.
 void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, Question question) {
     std::size_t left = targets.size();
     try {
@@ -116,7 +116,7 @@ void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, Question que
     }
 }
 
-// Throws when nobody will complete the message.
+// Throws when the message was not queued, so that no callback will come for it.
 void DornMachineRequest::send(TeskMaster& machine, const Question& question, std::string payload) {
     const PacketHandle<TeskPacket> message(new Message(*this));
     if (question.raw) {
@@ -129,7 +129,7 @@ void DornMachineRequest::send(TeskMaster& machine, const Question& question, std
     TeskController::send(machine, message.pointer());
 }
 
-// For what went wrong in here, which nobody else has logged.
+// Logs, since errors of this class are logged nowhere else.
 void DornMachineRequest::fail(const Exception& e, std::size_t machines) {
     Log::write(Log::WARNING, "A request has failed: %s", e.text());
     for (; machines > 0; --machines) notifyError(e);
@@ -138,7 +138,7 @@ void DornMachineRequest::fail(const Exception& e, std::size_t machines) {
 void DornMachineRequest::packetCompleted(Packet* packet) {
     std::size_t frames = 0;
     try {
-        frames = answer_with(dynamic_cast<TeskPacket&>(*packet));
+        frames = queue_answer(dynamic_cast<TeskPacket&>(*packet));
     } catch (const Exception& e) {
         fail(e, 1);
     } catch (const std::exception& e) {
@@ -156,23 +156,23 @@ void DornMachineRequest::packetError(Packet*, const Exception& e) {
 }
 
 void DornMachineRequest::notifyFailed() {
-    lay_down_empty(Kind::timedOut);
+    queue_empty_answer(Kind::timedOut);
     Packet::notifyFailed();
 }
 
 void DornMachineRequest::notifyError(const Exception& e) {
-    lay_down_empty(Kind::failed);
+    queue_empty_answer(Kind::failed);
     Packet::notifyError(e);
 }
 
-// Neither end of the link takes a longer one.
+// Neither end of the link accepts a longer frame.
 void DornMachineRequest::require_frame(std::string_view body) {
     if (body.size() < dornframe::LARGEST_LENGTH) return;
     throw ProtocolErrorException("An answer does not fit a frame");
 }
 
-// Where it throws, the answer has no frame, and the next one is numbered as if it had not been.
-std::size_t DornMachineRequest::answer_with(const TeskPacket& answer) {
+// All or nothing: when it throws, no frame is queued and no sequence number is used.
+std::size_t DornMachineRequest::queue_answer(const TeskPacket& answer) {
     const SynchronizedLock lock(answerLock_);
     if (answer.has_trailer()) set_constant();
     Progress progress = progress_;
@@ -196,22 +196,22 @@ std::string DornMachineRequest::frame_of(Kind kind, std::string body) {
     return frame;
 }
 
-// Without memory for the frame, write() makes it.
-void DornMachineRequest::lay_down_empty(Kind kind) {
+// Without memory for the frame it is only counted, and write() makes it.
+void DornMachineRequest::queue_empty_answer(Kind kind) {
     const SynchronizedLock lock(answerLock_);
     try {
         frames_.push_back({frame_of(kind, {}), true});
     } catch (const std::exception& e) {
         Log::write(Log::WARNING, "An answer is late: %s", e.what());
-        if (kind == Kind::timedOut) ++unmadeTimeouts_;
-        if (kind == Kind::failed) ++unmadeFailures_;
+        if (kind == Kind::timedOut) ++owedTimeouts_;
+        if (kind == Kind::failed) ++owedFailures_;
     }
 }
 
-// Under the lock to the end: the frames reach the host in the order of their numbers.
+// Holds the lock to the end, so that the frames reach the host in the order of their numbers.
 void DornMachineRequest::write(OutputStream& out) {
     const SynchronizedLock lock(answerLock_);
-    if (frames_.empty()) return out.write(unmade_frame());
+    if (frames_.empty()) return out.write(owed_frame());
     const std::string frame = std::move(frames_.front().bytes);
     frames_.pop_front();
     out.write(frame);
@@ -223,14 +223,15 @@ void DornMachineRequest::answer(FrameWriter& host) {
     write(host);
 }
 
-// With none of those that are counted, the packet as it stands: it says that nobody is known.
-std::string DornMachineRequest::unmade_frame() {
-    if (unmadeTimeouts_ > 0) {
-        --unmadeTimeouts_;
+// Only time-outs and failures are counted. The remaining case is that no machine is known, which
+// the packet's kind says already.
+std::string DornMachineRequest::owed_frame() {
+    if (owedTimeouts_ > 0) {
+        --owedTimeouts_;
         return frame_of(Kind::timedOut, {});
     }
-    if (unmadeFailures_ > 0) {
-        --unmadeFailures_;
+    if (owedFailures_ > 0) {
+        --owedFailures_;
         return frame_of(Kind::failed, {});
     }
     return serialize();

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int SEND_TIMEOUT = 1000;               // milliseconds, while the system's buffer is full
 constexpr std::size_t LARGEST_DATAGRAM = 65536;  // bytes
-constexpr useconds_t POLL_PAUSE = 100'000;  // microseconds before a wait that failed is repeated
+constexpr useconds_t POLL_PAUSE = 100'000;       // microseconds before a failed poll is retried
 
 }  // namespace
 
@@ -51,7 +51,7 @@ void DornNotify::run() {
         } catch (const Exception& e) {
             lose_link(e);
         } catch (const std::exception& e) {
-            postpone(e.what());  // for want of memory; the link is as good as before
+            postpone(e.what());  // out of memory; the link is not affected
         }
     }
     socket_.reset();
@@ -69,8 +69,8 @@ void DornNotify::step() {
     time_out_overdue();
 }
 
-// A socket whose packets get no answer any more sends no further one: it may have an address that
-// answers do not reach. What is out still gets its time, then the next socket takes over.
+// After a time-out nothing more is sent on the socket: answers may no longer reach its address.
+// Packets already sent keep their deadlines; then a new socket is opened.
 bool DornNotify::waits_for_next_socket() const {
     return unanswered_ && !pending_.empty();
 }
@@ -86,7 +86,8 @@ void DornNotify::send_queued() {
     unreachable_ = false;
 }
 
-// What has come while nobody waited is nobody's; a new socket is quicker than reading it all.
+// Datagrams that arrived while no packet was pending answer none. Opening a new socket is quicker
+// than reading them all.
 void DornNotify::prepare_socket() {
     const bool idle = socket_ && pending_.empty();
     if (idle && Poll::wait(socket_->getDescriptor(), POLLIN, 0, nullptr) != 0) socket_.reset();
@@ -102,7 +103,7 @@ void DornNotify::open_socket() {
     unanswered_ = false;
 }
 
-// Leaves the packet in the queue when it could not be sent, unless no datagram could carry it.
+// A packet that could not be sent stays in the queue, unless it is too large for a datagram.
 void DornNotify::send_next() {
     const PacketHandle<Packet> head = nextPacket(this);
     if (!head) return;
@@ -136,16 +137,16 @@ void DornNotify::drop_surplus() {
 bool DornNotify::wait() {
     pollfd entries[] = {{pending_.empty() ? -1 : socket_->getDescriptor(), POLLIN, 0},
                         {wake_.descriptor(), POLLIN, 0}};
-    if (Poll::wait(entries, std::size(entries), time_left()) < 0) usleep(POLL_PAUSE);
+    if (Poll::wait(entries, std::size(entries), millis_to_wait()) < 0) usleep(POLL_PAUSE);
     if (entries[1].revents != 0) wake_.clear();
     return entries[0].revents != 0;
 }
 
-int DornNotify::time_left() const {
+int DornNotify::millis_to_wait() const {
     const SteadyClock::time_point now = SteadyClock::now();
     SteadyClock::time_point next = SteadyClock::time_point::max();
     if (!pending_.empty()) next = pending_.front().deadline;
-    // Also when that time has come since may_send() was asked: nothing else would wake the thread.
+    // Even when retryAt_ has passed since may_send(): nothing else would wake the thread.
     if (!isEmpty() && !waits_for_next_socket()) next = std::min(next, retryAt_);
     if (next == SteadyClock::time_point::max()) return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
@@ -157,7 +158,7 @@ void DornNotify::receive() {
     match({datagram_.get(), static_cast<std::size_t>(std::max(size, 0))});
 }
 
-// What nobody waits for is dropped whole.
+// Drops a datagram that answers no pending packet.
 void DornNotify::match(std::string_view datagram) {
     if (datagram.size() < HEADER_SIZE) return;
     const std::uint32_t a = bigendian::read32(datagram, OFFSET_IDENTIFIER_A);

@@ -19,13 +19,12 @@ namespace teskd {
 class DatagramClientSocket;
 
 // A thread that sends the packets of its queue to the configured server, one datagram each, and
-// completes each with the answer that carries its identifiers.
+// completes each with the answer that has the same identifiers. Any other datagram is dropped.
 //
-// A packet stays queued until it has been sent: while there is no way to the server it is tried
-// again every second. Once sent it waits for its own answer, for its own time. The socket is made
-// anew after every failure and when no answers come, so that it never keeps an address that the
-// machine has no longer. A datagram from the server concerns the packet whose identifiers it
-// carries, and no other.
+// A packet stays queued until it has been sent; while the server cannot be reached, sending is
+// retried every second. A packet that was sent has a deadline of its own for its answer. The socket
+// is reopened after every failure and when answers stop coming, so that it never keeps a local
+// address that the machine has lost.
 //
 // Owner: the application objects. Threads: run on its own; the queue takes packets from any.
 // Locks: the queue's.
@@ -33,7 +32,7 @@ class DornNotify : public Thread, public PacketContainer {
   public:
     static constexpr std::chrono::milliseconds ANSWER_TIMEOUT = std::chrono::seconds(20);
     static constexpr std::chrono::milliseconds RETRY_PAUSE = std::chrono::seconds(1);
-    // Packets that wait while nothing can be sent. The oldest goes first.
+    // Longest backlog while nothing can be sent. Above it the oldest packet is dropped.
     static constexpr std::size_t MOST_WAITING = 256;
 
     explicit DornNotify(std::chrono::milliseconds answerTimeout = ANSWER_TIMEOUT);
@@ -54,7 +53,7 @@ class DornNotify : public Thread, public PacketContainer {
         SteadyClock::time_point deadline;
     };
 
-    // Sends what is queued, then handles the first thing that happens.
+    // Sends what is queued, then waits for one event and handles it.
     void step();
     bool waits_for_next_socket() const;
     bool may_send() const;
@@ -66,8 +65,8 @@ class DornNotify : public Thread, public PacketContainer {
 
     // True when there is something to receive.
     bool wait();
-    // In milliseconds; negative when nothing is due.
-    int time_left() const;
+    // Until the next deadline or retry; negative when there is none.
+    int millis_to_wait() const;
     void receive();
     void match(std::string_view datagram);
     void read_answer(DornPacket& packet, std::string_view datagram);
@@ -81,13 +80,13 @@ class DornNotify : public Thread, public PacketContainer {
 
     const std::chrono::milliseconds answerTimeout_;
     StopEvent wake_;  // a packet was queued, or the thread is to stop
-    // The thread's own.
+    // Used by this thread only.
     std::unique_ptr<DatagramClientSocket> socket_;  // never null while something is pending
-    std::unique_ptr<char[]> datagram_;              // room for the largest one
+    std::unique_ptr<char[]> datagram_;              // buffer for the largest one
     std::list<Pending> pending_;                    // in the order of their deadlines
     SteadyClock::time_point retryAt_{};             // nothing is sent before
-    bool unanswered_ = false;   // the last that the socket brought was a time-out
-    bool unreachable_ = false;  // and the log knows
+    bool unanswered_ = false;                       // the last result on the socket was a time-out
+    bool unreachable_ = false;  // the server cannot be reached, and that was logged
     NoticeLimiter notices_;
 };
 

@@ -31,8 +31,8 @@ constexpr OutcomeNumber OUTCOMES[] = {
     {"1E", 5}, {"1F", 6}, {"1G", 7}, {"1H", 8}, {"FF", 9},
 };
 
-// The whole, or a half, a quarter and so on of it as long as the part fits. A string doubles its
-// capacity at least, so only such steps end with exactly the whole.
+// The smallest of the whole, a half of it, a quarter and so on that holds the part. A string at
+// least doubles its capacity when it grows, so only such steps end at exactly the whole.
 std::size_t capacity_for(std::size_t part, std::size_t whole) {
     std::size_t capacity = whole;
     while (capacity / 2 >= part) capacity = (capacity + 1) / 2;
@@ -85,7 +85,7 @@ void DornPacket::check_start(InputStream& in) {
     const int first = in.read();
     const int second = in.read();
     in.reset();
-    const bool ended = first == -1 || second == -1;  // the header will be found short
+    const bool ended = first == -1 || second == -1;  // read_header() will report it
     if (!ended && !is_frame_start(first, second)) {
         throw ProtocolErrorException("Invalid Protocol Type Header");
     }
@@ -96,7 +96,7 @@ void DornPacket::read_header(InputStream& in) {
     if (in.readFully(header_.data(), SIZE) < SIZE) throwClosed();
 }
 
-// The buffer grows with the bytes that arrive: a length field alone makes nobody allocate anything.
+// The buffer grows with the bytes that arrive: a large length field alone must not allocate memory.
 void DornPacket::read_body(InputStream& in) {
     const std::uint32_t length = bigendian::read32({header_.data(), HEADER_SIZE}, OFFSET_LENGTH);
     if (length == 0 || length > LARGEST_LENGTH) {

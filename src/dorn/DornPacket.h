@@ -21,16 +21,15 @@ class InputStream;
 class OutputStream;
 class TeskController;
 
-// Reads a frame, keeps its header in wire layout, and writes it again, as it stands or turned into
-// an answer. Subclasses know what their type of request asks for and act in one of the three
-// offers.
+// Reads a frame, keeps its header in wire layout, and writes it, unchanged or turned into an
+// answer. Each subclass handles one type of request, in one of the three offer_to functions.
 //
 // Owner: its references. Threads: read by one link thread, then completed by whoever the offers
 // handed it to, one thread at a time (DornMachineRequest, which several threads complete, locks).
 class DornPacket : public Packet {
   public:
-    // Bytes of memory that a message to a machine takes beside its text, which has its room
-    // already, as the frame's body: the object with its fields, and its places in lists.
+    // Memory that a message to a machine takes: the object with its fields, and its list nodes. Its
+    // text is not included, since the room for the frame's body covers it.
     static constexpr std::size_t MESSAGE_COST = 1024;
 
     // A frame of type 0 with an empty body and the configured station address.
@@ -42,7 +41,7 @@ class DornPacket : public Packet {
     void notifyError(const Exception& e) override;
 
     // Reads a whole frame. On a stream with mark and reset the first two bytes are checked before
-    // any byte is taken; other streams are not checked.
+    // any byte is consumed; on other streams they are not checked.
     // @throws ProtocolErrorException, SocketConnectionClosedException at the end of the stream, the
     // stream's IOException family
     virtual void read(InputStream& in);
@@ -61,14 +60,15 @@ class DornPacket : public Packet {
     // Writes the frame to the host that sent the request.
     virtual void answer(FrameWriter& host);
 
-    // Keeps the connection's ticket, and the room for the request, until the packet is freed. The
-    // connection's requests are known by its tickets' owner.
-    void carry(PendingAnswers& pending, HostMemory::Room room = {}) {
+    // Counts the packet as pending and keeps the room for the request, both until the packet is
+    // freed. The PendingAnswers also serve as the requester, by which the connection withdraws its
+    // requests.
+    void hold_until_freed(PendingAnswers& pending, HostMemory::Room room = {}) {
         ticket_.emplace(pending);
         room_ = std::move(room);
         setRequester(&pending);
     }
-    // Messages to machines that the packet may lead to, where there are so many.
+    // The most messages that the request may send when there are that many machines.
     virtual std::size_t most_messages(std::size_t /*machines*/) const { return 0; }
     // Gives a part of the room back.
     void release_room(std::size_t bytes) { room_.release(bytes); }
@@ -82,9 +82,9 @@ class DornPacket : public Packet {
     explicit DornPacket(std::uint8_t type);
 
     const std::string& get_frame_body() const { return body_; }
-    // The memory of the one before is free afterwards; that of a mere assignment would be kept.
+    // Swaps, so that the memory of the previous body is freed; an assignment would keep it.
     void set_frame_body(std::string body) { body_.swap(body); }
-    // Leaves an empty one.
+    // Leaves an empty body.
     std::string take_frame_body() { return std::exchange(body_, std::string()); }
     void set_kind(dornframe::Kind kind);
     // Header byte 2.
@@ -104,7 +104,9 @@ class DornPacket : public Packet {
     std::string body_;
     std::uint8_t checksum_ = 0;
     std::optional<PendingAnswers::Ticket> ticket_;
-    HostMemory::Room room_;  // behind the ticket, which is the last to go
+    // Declared behind the ticket, so released before it: once the last ticket is released, the
+    // connection and its account may be gone.
+    HostMemory::Room room_;
 };
 
 }  // namespace teskd

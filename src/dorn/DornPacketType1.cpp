@@ -26,7 +26,7 @@ DornMachineRequest::Question DornPacketType1::decode(std::string body) const {
 
 std::vector<std::string> DornPacketType1::encode(const TeskPacket& answer,
                                                  Progress& progress) const {
-    std::string body = dornbody::head(answer, progress.date, progress.targets, progress.sequence);
+    std::string body = dornbody::head(answer, progress.date, progress.total, progress.sequence);
     ++progress.sequence;
     const std::string payload = answer.get_body();
     const auto items = text::splitFields(payload, dornbody::ITEM_SEPARATOR);

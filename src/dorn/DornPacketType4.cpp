@@ -13,7 +13,7 @@ constexpr std::size_t FIELD_SIZE = 8;
 constexpr std::size_t OFFSET_SELECTOR = 16;
 constexpr std::size_t OFFSET_NAME = 17;
 
-// The number that stands at the position, 0 where the text ends before it.
+// The number at the position; 0 when the text ends before it.
 char number_at(std::string_view value, std::size_t position, std::size_t digits) {
     if (position >= value.size()) return 0;
     return static_cast<char>(text::toInt(value.substr(position, digits)));
@@ -45,11 +45,11 @@ std::vector<std::string> DornPacketType4::encode(const TeskPacket& answer,
                                                  Progress& progress) const {
     const std::string payload = answer.get_body();
     const dornbody::Pages pages(payload, append_value);
-    progress.targets += static_cast<std::uint32_t>(pages.count() - 1);
+    progress.total += static_cast<std::uint32_t>(pages.count() - 1);
     std::vector<std::string> bodies;
     for (std::size_t page = 0; page < pages.count(); ++page) {
         std::string body = progress.date;
-        body.push_back(static_cast<char>(progress.targets));
+        body.push_back(static_cast<char>(progress.total));
         body.push_back(static_cast<char>(progress.sequence++));
         body.push_back(static_cast<char>(outcome_number(answer.get_outcome())));
         body.push_back(1);

@@ -28,7 +28,7 @@ DornMachineRequest::Question DornPacketType5::decode(std::string body) const {
 
 std::vector<std::string> DornPacketType5::encode(const TeskPacket& answer,
                                                  Progress& progress) const {
-    std::string body = dornbody::head(answer, progress.date, progress.targets, progress.sequence);
+    std::string body = dornbody::head(answer, progress.date, progress.total, progress.sequence);
     ++progress.sequence;
     const bool is_text = answer.get_id() == TEXT_ANSWER_ID;
     const std::int32_t number = is_text ? 0 : text::toInt(answer.get_body());

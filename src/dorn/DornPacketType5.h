@@ -1,4 +1,4 @@
-// Host request: one message of the host's choice to one machine or to all.
+// Host request: a message ID chosen by the host, sent to one machine or to all.
 //
 //     request  0  1  selector     0: every known machine
 //              1 11  name         otherwise the one of this name

@@ -1,8 +1,8 @@
-// Host request: bytes of the host's own to one machine.
+// Host request: a raw message, chosen by the host, to one machine.
 //
 //     request  0 11  name
 //             11  4  not used
-//             15  n  bytes to send as they stand
+//             15  n  bytes to send unchanged
 //
 //     answer   0  4  N
 //              4  N  the machine's whole answer as text

@@ -22,8 +22,8 @@ std::string record(const std::string& name, const TeskMaster& machine) {
 
 }  // namespace
 
-// The names are taken all at once, so that a machine renamed meanwhile does not show a name that
-// another record has, or leave one out.
+// Takes all names in one step: if a name moved to another machine in between, it could appear twice
+// or not at all.
 void DornPacketType8::offer_to_controller(TeskController& controller) {
     const std::list<TeskMaster*> machines = controller.get_machines();
     const std::list<std::string> names = controller.get_identities();

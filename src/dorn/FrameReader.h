@@ -1,4 +1,4 @@
-// Cuts what a host sends into packets.
+// Splits the bytes from a host into packets.
 #pragma once
 
 #include <array>
@@ -14,29 +14,29 @@ class DornPacket;
 class Exception;
 class NoticeLimiter;
 
-// Reads one frame after another and makes a packet of each. Bytes that are no frame are held until
-// more arrives behind them, then everything held is dropped: the host that sends on has noticed.
+// Reads one frame after another and makes a packet of each. Junk stays buffered until more bytes
+// arrive; then the whole buffer is discarded, and reading goes on with the new bytes.
 //
 // Owner: a Dorn, for one run. Threads: one at a time. Ownership: refers to the stream.
 class FrameReader {
   public:
     // Takes a packet that was read; it is freed afterwards unless somebody holds a reference.
     using Dispatch = std::function<void(DornPacket&)>;
-    // Told what is wrong with the bytes held; returns true when something has arrived behind them.
+    // Called with the problem of the junk that is buffered; true when more bytes have arrived.
     using AwaitMore = std::function<bool(const Exception& problem)>;
 
-    // Called before a packet's body of that many bytes is read; returns when it may be.
+    // Called before a packet's body of that many bytes is read; returns when it may be read.
     using Admit = std::function<void(const DornPacket& packet, std::size_t size)>;
 
     // The limiter, if any, bounds the lines about the release of packets that could not be read.
-    // Without an admission every body is read at once.
+    // Without admit every body is read at once.
     FrameReader(BufferedInputStream& input, Dispatch dispatch, AwaitMore awaitMore,
                 NoticeLimiter* releases = nullptr, Admit admit = {});
 
-    // Reads the next frame, or deals with bytes that are none.
+    // Reads the next frame, or handles junk.
     // @throws SocketConnectionClosedException at the end of the stream, ProtocolErrorException for
-    // a frame with a bad length or checksum, of which what was read is gone; what the stream and
-    // the functions throw
+    // a frame with a bad length or checksum, after consuming what was read of it; what the stream
+    // and the functions throw
     void serve_frame();
 
     // A new packet for what a frame's type byte asks for, or null for a type that nobody knows.

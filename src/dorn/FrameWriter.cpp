@@ -43,7 +43,7 @@ void FrameWriter::beginAnswer() {
 }
 
 std::size_t FrameWriter::sendQueued() {
-    if (queued_ == 0) return 0;  // the usual case; who brings a frame now may hold the lock
+    if (queued_ == 0) return 0;  // the usual case; does not wait for a write() that has the lock
     try {
         const SynchronizedLock lock(lock_);
         send();
@@ -56,9 +56,9 @@ std::size_t FrameWriter::sendQueued() {
     return 0;
 }
 
-int FrameWriter::patience() const {
+int FrameWriter::millisUntilCheck() const {
     const SynchronizedLock lock(lock_);
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextLook_ - Clock::now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextCheck_ - Clock::now());
     return static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
 }
 
@@ -66,7 +66,7 @@ void FrameWriter::enqueue(std::string frame) {
     if (frames_.empty()) {
         acknowledged_ = acknowledged();
         progress_ = Clock::now();
-        nextLook_ = progress_ + timeout_ / LOOKS;
+        nextCheck_ = progress_ + timeout_ / CHECKS;
     }
     const std::size_t size = frame.size();
     frames_.push_back(std::move(frame));
@@ -87,7 +87,7 @@ void FrameWriter::send() {
         frames_.pop_front();
         sent_ = 0;
     }
-    if (queued_ > 0) look();
+    if (queued_ > 0) checkProgress();
 }
 
 std::size_t FrameWriter::offer(const char* bytes, std::size_t len) {
@@ -96,10 +96,10 @@ std::size_t FrameWriter::offer(const char* bytes, std::size_t len) {
     return n;
 }
 
-void FrameWriter::look() {
+void FrameWriter::checkProgress() {
     const Clock::time_point now = Clock::now();
-    if (now < nextLook_) return;
-    nextLook_ = now + timeout_ / LOOKS;
+    if (now < nextCheck_) return;
+    nextCheck_ = now + timeout_ / CHECKS;
     const std::uint64_t before = std::exchange(acknowledged_, acknowledged());
     if (acknowledged_ != before) progress_ = now;
     if (now - progress_ < timeout_) return;

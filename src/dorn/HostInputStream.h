@@ -1,4 +1,4 @@
-// What a host sends, read by a thread that has something else to do meanwhile.
+// Input from a host, for a thread that has other work while it waits for the input.
 #pragma once
 
 #include <functional>
@@ -8,10 +8,9 @@
 
 namespace teskd {
 
-// Calls a function before each read, which returns when there is something to read and throws when
-// the reading is to end. A read that brings less than there was room for has emptied the socket:
-// nothing is available behind it, without another call that asks. Threads and ownership: as
-// FilterInputStream.
+// Before each read, calls a function that returns when there is something to read and throws when
+// the reading is to end. A short read has emptied the socket, so available() is 0 after it without
+// a system call. Threads and ownership: as FilterInputStream.
 class HostInputStream : public FilterInputStream {
   public:
     HostInputStream(InputStream& inner, std::function<void()> await)

@@ -44,7 +44,7 @@ int LocalEndpoints::untilNextRound() const {
     return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(nextRound_ - now).count());
 }
 
-// What could not be opened goes to the end and has its turn behind the others.
+// An address that cannot be opened goes to the end of the list, behind the others.
 void LocalEndpoints::openFirst() {
     Endpoint& first = waiting_.front();
     listenOn(first);
@@ -57,7 +57,7 @@ void LocalEndpoints::listenOn(Endpoint& endpoint) {
     try {
         endpoint.socket = std::make_unique<StreamServerSocket>(endpoint.address, AF_INET);
     } catch (const Exception& e) {
-        if (endpoint.problem == e.getMessage()) return;  // tried again, logged once
+        if (endpoint.problem == e.getMessage()) return;  // a retry; logged already
         endpoint.problem = e.getMessage();
         if (!notices_.allows()) return;
         Log::write(Log::WARNING, "Cannot listen on %s: %s", endpoint.address.c_str(),

@@ -13,9 +13,9 @@
 namespace teskd {
 
 // Listens on every configured address that the system has. An address that cannot be bound is
-// logged once and tried again every second. The list may be of any length: tries come in small
-// rounds, so that hosts are served and a stop is noticed between them, and listeners take a bounded
-// number of descriptors.
+// logged once and retried every second. The list may have any length: it is tried in small rounds,
+// so that hosts are served and a stop is noticed between them, and the number of listeners is
+// bounded.
 //
 // Owner: the DornDeamon's run. Threads: its own. Locks: none.
 class LocalEndpoints {
@@ -23,7 +23,7 @@ class LocalEndpoints {
     static constexpr std::size_t MOST_LISTENERS = 64;
     static constexpr std::size_t TRIES_PER_ROUND = 256;
 
-    // addresses: "host:port"; one that comes twice is taken once.
+    // addresses: "host:port"; duplicates are ignored.
     explicit LocalEndpoints(const std::list<std::string>& addresses);
     LocalEndpoints(const LocalEndpoints&) = delete;
     LocalEndpoints& operator=(const LocalEndpoints&) = delete;
@@ -31,7 +31,7 @@ class LocalEndpoints {
     // True when there is nothing to listen on, now or later.
     bool empty() const { return waiting_.empty() && listening_.empty(); }
 
-    // How many listeners there may come to be.
+    // The most listeners that there may be, now or later.
     std::size_t mostListeners() const;
 
     // One round of tries, when one is due.
@@ -48,16 +48,16 @@ class LocalEndpoints {
     struct Endpoint {
         std::string address;
         std::unique_ptr<StreamServerSocket> socket{};  // null while the address cannot be bound
-        std::string problem{};                         // why, as it was logged last
+        std::string problem{};                         // the reason, as it was logged last
     };
 
     void openFirst();
     void listenOn(Endpoint& endpoint);
     void leaveOutTheRest();
 
-    std::list<Endpoint> waiting_;  // the one to be tried next in front
+    std::list<Endpoint> waiting_;  // in the order in which they are tried next
     std::list<Endpoint> listening_;
-    std::size_t untried_ = 0;  // of those in front that were never tried
+    std::size_t untried_ = 0;  // how many of the first ones were never tried
     Clock::time_point nextRound_{};
     NoticeLimiter notices_{16};
 };

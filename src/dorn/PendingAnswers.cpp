@@ -12,22 +12,22 @@ PendingAnswers::Ticket::Ticket(PendingAnswers& pending) : pending_(pending) {
 PendingAnswers::Ticket::~Ticket() {
     const SynchronizedLock lock(pending_.lock_);
     --pending_.count_;
-    if (pending_.asked_) pending_.wake_.set();
+    if (pending_.armed_) pending_.wake_.set();
 }
 
-bool PendingAnswers::areFew() {
+bool PendingAnswers::belowLimitOrArm() {
     const SynchronizedLock lock(lock_);
-    return answer(count_ < MOST_REQUESTS);
+    return armUnless(count_ < MOST_REQUESTS);
 }
 
-bool PendingAnswers::areNone() {
+bool PendingAnswers::noneOrArm() {
     const SynchronizedLock lock(lock_);
-    return answer(count_ == 0);
+    return armUnless(count_ == 0);
 }
 
-bool PendingAnswers::answer(bool yes) {
-    asked_ = !yes;
-    return yes;
+bool PendingAnswers::armUnless(bool reached) {
+    armed_ = !reached;
+    return reached;
 }
 
 }  // namespace teskd

@@ -9,16 +9,16 @@ namespace teskd {
 
 class StopEvent;
 
-// Counts Tickets. Each received packet carries one, so it goes when the packet has given its last
-// answer and is freed.
+// Counts Tickets. Each received packet holds one until it has given its last answer and is freed.
 //
 // Owner: a Dorn, which outlives every ticket because it waits for the count to reach zero.
-// Threads: tickets go on any thread; the questions are the owner's. Locks: its own, innermost but
-// for the event's.
+// Threads: tickets are released on any thread; the queries are called on the owner's. Locks: its
+// own, innermost but for the event's.
 class PendingAnswers {
   public:
-    // A host with this many requests pending has to wait with more. A machine that is silent keeps
-    // its requests pending for minutes, and the host's requests to other machines come behind them.
+    // Back-pressure: with this many requests pending, no more are read from the host. It is large
+    // because a silent machine keeps its requests pending for minutes, and the host's requests to
+    // other machines come behind them.
     static constexpr std::size_t MOST_REQUESTS = 1024;
 
     class Ticket {
@@ -32,20 +32,22 @@ class PendingAnswers {
         PendingAnswers& pending_;
     };
 
-    // Refers to the event, which is set when a question that got a no may be asked again.
+    // Refers to the event.
     explicit PendingAnswers(StopEvent& wake) : wake_(wake) {}
 
-    // True when further requests may be read.
-    bool areFew();
-    bool areNone();
+    // True when further requests may be read. A query that returns false arms the event: it is set
+    // with each ticket that is released, until a query returns true.
+    bool belowLimitOrArm();
+    // True when no request is pending. Arms the event likewise.
+    bool noneOrArm();
 
   private:
-    bool answer(bool yes) TESKD_REQUIRES(lock_);
+    bool armUnless(bool reached) TESKD_REQUIRES(lock_);
 
     StopEvent& wake_;
     Synchronized lock_;
     std::size_t count_ TESKD_GUARDED_BY(lock_) = 0;
-    bool asked_ TESKD_GUARDED_BY(lock_) = false;  // the last question got a no
+    bool armed_ TESKD_GUARDED_BY(lock_) = false;  // the last query returned false
 };
 
 }  // namespace teskd

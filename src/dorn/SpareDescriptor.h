@@ -1,16 +1,16 @@
-// A descriptor kept in reserve, so that hosts can be turned away when there is no other.
+// A descriptor kept in reserve, so that hosts can be turned away when no other is free.
 #pragma once
 
 #include "core/Descriptor.h"
 
 namespace teskd {
 
-// Without a free descriptor accept fails and the host stays in the backlog, connected and unheard.
-// This then gives its own descriptor up for a moment, accepts the host on it and closes the
+// Without a free descriptor accept fails, and the host stays in the backlog: connected, but never
+// answered. This class then frees its own descriptor, accepts the host on it and closes the
 // connection.
 //
-// Another thread may take the descriptor in that moment. Then nobody is turned away, and the spare
-// is acquired again whenever it is used next.
+// Race: another thread may take the descriptor in between. Then the host is not turned away, and
+// the next use acquires the spare again.
 // Threads: one at a time. Errors: none leave.
 class SpareDescriptor {
   public:

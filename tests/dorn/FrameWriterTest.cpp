@@ -35,7 +35,7 @@ class FrameWriterTest : public testing::Test {
     void sendAll(FrameWriter& writer) const { sendAll(writer, connection_); }
     static void sendAll(FrameWriter& writer, const Socket& connection) {
         while (writer.sendQueued() > 0) {
-            Poll::wait(connection.getDescriptor(), POLLOUT, writer.patience(), nullptr);
+            Poll::wait(connection.getDescriptor(), POLLOUT, writer.millisUntilCheck(), nullptr);
         }
     }
     std::size_t failures() const {
@@ -259,7 +259,7 @@ TEST_F(FrameWriterTest, APeerThatDoesNotReadIsGivenUpWithoutMemoryToSayWhy) {
     writer_.write(std::string(1'000'000, 'x'));
     std::size_t queued = 1;
     while (queued > 0) {
-        Poll::wait(connection_.getDescriptor(), POLLOUT, writer_.patience(), nullptr);
+        Poll::wait(connection_.getDescriptor(), POLLOUT, writer_.millisUntilCheck(), nullptr);
         const FailingNew fails(1);
         queued = writer_.sendQueued();
     }

@@ -27,8 +27,8 @@ void setBuffer(int fd, int which) {
 
 }  // namespace
 
-HostLink::HostLink(std::size_t machines, Dorn::Patience patience)
-    : patience_(patience), park_(machines) {
+HostLink::HostLink(std::size_t machines, Dorn::Timeouts timeouts)
+    : timeouts_(timeouts), park_(machines) {
     park_.makeAllKnown();
     host_ = connect();
 }
@@ -65,7 +65,7 @@ std::unique_ptr<HostClient> HostLink::connect(bool narrow) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
     auto* const dorn = new Dorn(
-        connection, {park_.controller(), engine_, stop_, connections_, memory_, patience_});
+        connection, {park_.controller(), engine_, stop_, connections_, memory_, timeouts_});
     EXPECT_EQ(0, dorn->start());
     return client;
 }

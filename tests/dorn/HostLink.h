@@ -29,7 +29,7 @@ namespace teskd::test {
 class HostLink {
   public:
     // With machines 1 to n, all of them known.
-    explicit HostLink(std::size_t machines = 0, Dorn::Patience patience = {});
+    explicit HostLink(std::size_t machines = 0, Dorn::Timeouts timeouts = {});
     ~HostLink() noexcept;
     HostLink(const HostLink&) = delete;
     HostLink& operator=(const HostLink&) = delete;
@@ -54,7 +54,7 @@ class HostLink {
   private:
     std::unique_ptr<HostClient> connect(bool narrow);
 
-    const Dorn::Patience patience_;
+    const Dorn::Timeouts timeouts_;
     const unsigned long packetsBefore_ = packet_counter;
     MachinePark park_;
     PacketContainer notifier_;

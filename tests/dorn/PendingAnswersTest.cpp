@@ -18,36 +18,36 @@ class PendingAnswersTest : public testing::Test {
     PendingAnswers pending_{wake_};
 };
 
-TEST_F(PendingAnswersTest, AreNoneWithoutATicket) {
-    EXPECT_TRUE(pending_.areNone());
+TEST_F(PendingAnswersTest, NoneArePendingWithoutATicket) {
+    EXPECT_TRUE(pending_.noneOrArm());
     std::optional<PendingAnswers::Ticket> one(std::in_place, pending_);
-    EXPECT_FALSE(pending_.areNone());
+    EXPECT_FALSE(pending_.noneOrArm());
     one.reset();
-    EXPECT_TRUE(pending_.areNone());
+    EXPECT_TRUE(pending_.noneOrArm());
 }
 
-TEST_F(PendingAnswersTest, AreFewUpTo1023) {
+TEST_F(PendingAnswersTest, AreBelowTheLimitUpTo1023) {
     std::list<PendingAnswers::Ticket> tickets;
     for (int i = 0; i < 1023; ++i) tickets.emplace_back(pending_);
-    EXPECT_TRUE(pending_.areFew());
+    EXPECT_TRUE(pending_.belowLimitOrArm());
     tickets.emplace_back(pending_);
-    EXPECT_FALSE(pending_.areFew());
+    EXPECT_FALSE(pending_.belowLimitOrArm());
     tickets.pop_front();
-    EXPECT_TRUE(pending_.areFew());
+    EXPECT_TRUE(pending_.belowLimitOrArm());
 }
 
-TEST_F(PendingAnswersTest, ATicketThatGoesAfterANoWakes) {
+TEST_F(PendingAnswersTest, ATicketReleasedAfterAQueryReturnedFalseWakes) {
     std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_);
-    EXPECT_FALSE(pending_.areNone());
+    EXPECT_FALSE(pending_.noneOrArm());
     EXPECT_FALSE(wake_.isSet());
     ticket.reset();
     EXPECT_TRUE(wake_.isSet());
 }
 
-TEST_F(PendingAnswersTest, NobodyIsWokenWhoGotAYes) {
+TEST_F(PendingAnswersTest, AQueryThatReturnsTrueDisarms) {
     std::optional<PendingAnswers::Ticket> ticket(std::in_place, pending_);
-    EXPECT_FALSE(pending_.areNone());
-    EXPECT_TRUE(pending_.areFew());
+    EXPECT_FALSE(pending_.noneOrArm());
+    EXPECT_TRUE(pending_.belowLimitOrArm());
     ticket.reset();
     EXPECT_FALSE(wake_.isSet());
 }
