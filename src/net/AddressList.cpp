@@ -22,7 +22,7 @@ std::optional<std::uint32_t> parseAddress(std::string_view text) {
     return ntohl(address.s_addr);
 }
 
-// Decimal, from 0 to 32, without zeros in front.
+// Decimal, from 0 to 32, without leading zeros.
 std::optional<unsigned> parsePrefix(std::string_view text) {
     unsigned bits = 0;
     const char* const end = text.data() + text.size();
@@ -32,7 +32,7 @@ std::optional<unsigned> parsePrefix(std::string_view text) {
     return bits;
 }
 
-// The bits behind a prefix.
+// The mask of the bits after a prefix.
 std::uint32_t hostBits(unsigned prefix) {
     return prefix == BITS ? 0 : ~std::uint32_t{0} >> prefix;
 }
@@ -69,7 +69,7 @@ std::optional<AddressList::Range> AddressList::parseItem(std::string_view item) 
     return Range{*address & ~rest, *address | rest};
 }
 
-// A megabyte of list is gone through in some ten microseconds.
+// A linear search is fast enough: a list of a megabyte of text takes about ten microseconds.
 bool AddressList::contains(std::uint32_t address) const {
     return std::any_of(ranges_.begin(), ranges_.end(), [address](const Range& range) {
         return range.first <= address && address <= range.last;

@@ -1,4 +1,4 @@
-// A list of addresses and networks, as an administrator writes it.
+// A list of addresses and networks, parsed from a setting's text.
 #pragma once
 
 #include <cstdint>
@@ -8,22 +8,22 @@
 
 namespace teskd {
 
-// IPv4 addresses ("10.0.0.7") and networks ("192.168.1.0/24"), with blanks, commas or semicolons
-// between. Bits behind a network's prefix do not matter. Addresses are numbers in the order of
-// their text: 127.0.0.1 is 0x7F000001.
+// IPv4 addresses ("10.0.0.7") and networks ("192.168.1.0/24"), separated by blanks, commas or
+// semicolons. The bits after a network's prefix are ignored. Addresses are numbers in host byte
+// order: 127.0.0.1 is 0x7F000001.
 //
-// Text in, answers out; no system call. Owner: a plain value. Threads: constant after construction.
+// Makes no system call. Owner: a plain value. Threads: constant after construction.
 class AddressList {
   public:
-    // Nobody.
+    // The empty list, which contains no address.
     AddressList() = default;
-    // Nothing for a text that has no item, or one that is neither an address nor a network.
+    // None if the text has no item, or an item that is neither an address nor a network.
     static std::optional<AddressList> parse(std::string_view text);
-    // The first item that is neither; empty when there is none.
+    // The first item that is neither an address nor a network; empty if there is none.
     static std::string_view firstMistake(std::string_view text);
 
     bool contains(std::uint32_t address) const;
-    // 127.0.0.0/8: the machine itself.
+    // Whether the address is in 127.0.0.0/8.
     static bool isLoopback(std::uint32_t address) { return address >> 24U == 127; }
 
   private:
@@ -34,7 +34,7 @@ class AddressList {
 
     static std::optional<Range> parseItem(std::string_view item);
 
-    std::vector<Range> ranges_;  // as they are written
+    std::vector<Range> ranges_;  // in the order of the text
 };
 
 }  // namespace teskd

@@ -74,8 +74,8 @@ int BufferedInputStream::read(char* buffer, int len) {
     return n;
 }
 
-// Without a valid mark nobody can come back to the bytes handed out. A full buffer means that the
-// next byte would be beyond the mark's limit.
+// Without a valid mark the bytes before pos_ are no longer needed, so the buffer is emptied. A full
+// buffer has no room for another byte within the mark's limit, so it invalidates the mark as well.
 void BufferedInputStream::invalidateMarkIfPassed() {
     if (pos_ - markPos_ > markLimit_ || count_ == size_) dropMarkAndBytes();
 }
@@ -89,7 +89,7 @@ void BufferedInputStream::fill() {
     }
 }
 
-// One read yields no more than the buffer holds, so there is no need for n bytes of memory.
+// One read returns no more than the buffer's size, so no more memory than that is needed.
 int BufferedInputStream::skip(int n) {
     std::vector<char> dropped(static_cast<std::size_t>(std::clamp(n, 0, size_)));
     return read(dropped.data(), static_cast<int>(dropped.size()));

@@ -1,4 +1,4 @@
-// Reads the inner stream in blocks and hands them out in pieces, with mark and reset.
+// Reads the inner stream in blocks, with mark and reset.
 #pragma once
 
 #include <memory>
@@ -19,14 +19,16 @@ class BufferedInputStream : public FilterInputStream {
     BufferedInputStream(const BufferedInputStream& source);
     BufferedInputStream& operator=(const BufferedInputStream&) = delete;
 
-    // What the buffer holds and what the inner stream has.
+    // Bytes in the buffer plus bytes available from the inner stream.
     unsigned available() override;
-    // Closes the inner stream and drops the buffer.
+    // Closes the inner stream and frees the buffer.
     void close() override;
     int read() override;
-    // Up to len bytes of one refill; 0 at the end of the stream. All of buffer is zeroed first.
+    // Up to len bytes, refilling the buffer once at most; 0 at the end of the stream. Otherwise all
+    // of buffer is zeroed first.
     int read(char* buffer, int len) override;
-    // Drops up to n bytes of one refill; the count, 0 at the end of the stream.
+    // Drops up to n bytes, refilling the buffer once at most; the count, 0 at the end of the
+    // stream.
     int skip(int n) override;
     // A limit of 0 or less acts as reset().
     void mark(int limit) override;
@@ -34,7 +36,7 @@ class BufferedInputStream : public FilterInputStream {
     void reset() override;
     bool markSupported() override { return true; }
 
-    // Bytes held in the buffer, at no cost.
+    // Bytes in the buffer. Makes no system call, unlike available().
     int held() const { return count_ - pos_; }
 
   private:
@@ -47,7 +49,7 @@ class BufferedInputStream : public FilterInputStream {
     int markLimit_ = 0;
     int markPos_ = 0;
     int pos_ = 0;    // next byte to hand out
-    int count_ = 0;  // bytes in the buffer, those handed out included
+    int count_ = 0;  // bytes in the buffer, including those before pos_
     int size_;
 };
 

@@ -7,23 +7,23 @@
 
 namespace teskd {
 
-// Nothing reaches the inner stream before flush(), unless more is written than the capacity: a full
-// buffer flushes itself before it takes another byte. Between a flush and the next write it keeps
-// little memory, so what was once large costs nothing for the rest of a connection's life.
+// Bytes reach the inner stream with flush(). A full buffer flushes itself before it takes another
+// byte. A large buffer is freed once it is empty, so that one large message does not use memory for
+// the rest of a connection's life.
 //
-// Threads and ownership: as FilterOutputStream. Errors: every write may throw what flush() does;
-// its bytes from there on are not taken.
+// Threads and ownership: as FilterOutputStream. Errors: every write may throw what flush() throws;
+// its remaining bytes are not taken then.
 class BufferedOutputStream : public FilterOutputStream {
   public:
-    // Bytes that wait, at most.
+    // Limit of pending bytes.
     static constexpr std::size_t CAPACITY = std::size_t{64} * 1024;
 
     using FilterOutputStream::FilterOutputStream;
 
     // Closes the inner stream; pending bytes are discarded.
     void close() override;
-    // One inner write of all pending bytes, then the inner flush. The bytes stay pending when the
-    // write fails.
+    // One inner write of all pending bytes, then the inner flush. If either fails, the bytes stay
+    // pending.
     void flush() override;
     void write(int b) override;
     void write(const char* buffer, std::size_t len) override;
@@ -32,11 +32,11 @@ class BufferedOutputStream : public FilterOutputStream {
 
   protected:
     std::string& pending() { return pending_; }
-    // So many of the first pending bytes were written.
+    // Removes the first count pending bytes, which were written.
     void written(std::size_t count);
 
   private:
-    // Bytes of memory that are kept for the next write, at most.
+    // A buffer with at most this capacity, in bytes, is kept for the next write.
     static constexpr std::size_t MOST_KEPT = 4096;
 
     std::string pending_;

@@ -26,7 +26,7 @@ void ClientSocket::connect() {
     connected_ = true;
 }
 
-// The descriptor does not block while it connects, so that the wait can be interrupted.
+// Connects in non-blocking mode, so that the interrupt event can end the wait.
 int ClientSocket::connectTo(const sockaddr* address) {
     const int flags = fcntl(getDescriptor(), F_GETFL);
     fcntl(getDescriptor(), F_SETFL, flags | O_NONBLOCK);

@@ -16,7 +16,7 @@ class ClientSocket : public Socket {
     ClientSocket(const std::string& address, int domain, int type, int protocol);
     ClientSocket(const ClientSocket&) = default;
 
-    // Waits until the connection stands or failed, or the interrupt event is set.
+    // Blocks until the connection is established or fails, or the interrupt event is set.
     // @throws ConnectException, UnknownHostException for a host that is "*" or empty
     void connect() override;
 
@@ -25,7 +25,7 @@ class ClientSocket : public Socket {
     bool isConnected() const { return connected_; }
 
   private:
-    // 0, or the error number.
+    // Both return 0 or the error number.
     int connectTo(const sockaddr* address);
     int awaitConnection();
 

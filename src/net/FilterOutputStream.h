@@ -1,11 +1,11 @@
-// A stream on top of another one.
+// Base class of streams that write to another stream.
 #pragma once
 
 #include "net/OutputStream.h"
 
 namespace teskd {
 
-// Forwards every operation unchanged to the inner stream; base of the decorators.
+// Forwards every operation unchanged to the inner stream.
 //
 // Ownership: does not own the inner stream, which must outlive it. Threads: as OutputStream.
 class FilterOutputStream : public OutputStream {

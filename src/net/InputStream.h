@@ -3,11 +3,11 @@
 
 namespace teskd {
 
-// Abstract source of bytes. A stream with nothing of its own behaves as an empty one.
+// Abstract source of bytes. By default an empty stream.
 //
 // Threads: one thread at a time. Ownership: the creator's; filters refer to the stream they wrap.
-// Errors: every operation may raise the IOException family and nothing else (buffers also
-// OutOfMemoryException); the end of the stream is a result, never an exception.
+// Errors: operations throw only the IOException family (buffers also OutOfMemoryException). The end
+// of the stream is a return value, never an exception.
 class InputStream {
   public:
     InputStream() = default;
@@ -30,8 +30,7 @@ class InputStream {
     virtual void setTimeout(int milliseconds);
     virtual int getTimeout();
 
-    // Gathers exactly len bytes over as many reads as they need; fewer only at the end of the
-    // stream.
+    // Reads exactly len bytes, fewer only at the end of the stream; the count.
     int readFully(char* buffer, int len);
 
   protected:

@@ -1,4 +1,4 @@
-// Bytes in memory as a stream.
+// Reads from memory.
 #pragma once
 
 #include <string_view>
@@ -7,7 +7,7 @@
 
 namespace teskd {
 
-// Reads bytes that somebody else keeps alive; ends behind the last. A mark has no limit.
+// Ends after the last byte. A mark has no limit. Ownership: the caller keeps the bytes alive.
 // Threads: one at a time.
 class MemoryInputStream : public InputStream {
   public:

@@ -6,10 +6,10 @@
 
 namespace teskd {
 
-// Abstract sink of bytes. A stream with nothing of its own drops what it is given.
+// Abstract sink of bytes. By default drops them.
 //
 // Threads: one thread at a time unless a subclass says otherwise. Ownership: the creator's; filters
-// refer to the stream they wrap. Errors: the IOException family and nothing else.
+// refer to the stream they wrap. Errors: operations throw only the IOException family.
 class OutputStream {
   public:
     OutputStream() = default;
@@ -22,8 +22,8 @@ class OutputStream {
     // All len bytes.
     virtual void write(const char* buffer, std::size_t len);
     virtual void write(const std::string& bytes);
-    // Flushes as far as that needs no waiting; true when nothing is left to flush. By itself the
-    // same as flush().
+    // Flushes as much as is possible without blocking; true when nothing is left to flush. By
+    // default the same as flush().
     virtual bool flushAvailable();
 
   protected:

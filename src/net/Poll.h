@@ -1,4 +1,4 @@
-// Waiting for descriptors, whatever their numbers.
+// Waits for descriptors, with no limit on their numbers (unlike select(2)).
 #pragma once
 
 #include <poll.h>
@@ -8,17 +8,17 @@ namespace teskd {
 
 class StopEvent;
 
-// poll(2) that goes on after a signal. Any thread; no locks.
+// poll(2), restarted after a signal. Threads: any. Locks: none.
 class Poll {
   public:
-    // Waits until an entry is ready; at most timeout milliseconds, negative: without limit. The
-    // result is poll's: the number of ready entries, 0 when the time was up, -1 with errno set. A
-    // descriptor that is not open fails with EBADF; a negative one is passed over.
+    // Waits until an entry is ready; at most timeout milliseconds, negative: without limit. Returns
+    // what poll does: the number of ready entries, 0 on a time-out, -1 with errno set. Fails with
+    // EBADF for a descriptor that is not open; ignores negative ones.
     static int wait(pollfd* entries, nfds_t count, int timeout);
     static int wait(std::vector<pollfd>& entries, int timeout);
 
-    // Waits for the events on one descriptor. With a stop event given, fails with EINTR as soon as
-    // that is set, which goes before readiness.
+    // Waits for the events on one descriptor. Fails with EINTR as soon as the stop event, if given,
+    // is set, even if the descriptor is ready too.
     static int wait(int descriptor, short events, int timeout, const StopEvent* interrupt);
 };
 

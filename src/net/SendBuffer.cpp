@@ -11,20 +11,20 @@ SendBuffer::SendBuffer(SocketOutputStream& socket)
 void SendBuffer::flush() {
     beginSending();
     BufferedOutputStream::flush();
-    lost_ = false;
+    unusable_ = false;
 }
 
 bool SendBuffer::flushAvailable() {
     if (pending().empty()) return true;
     beginSending();
     written(socket_.writeAvailable(pending().data(), pending().size()));
-    lost_ = false;
+    unusable_ = false;
     return pending().empty();
 }
 
 void SendBuffer::beginSending() {
-    if (lost_) throw SocketConnectionClosedException("SocketConnectionClosedException");
-    lost_ = true;
+    if (unusable_) throw SocketConnectionClosedException("SocketConnectionClosedException");
+    unusable_ = true;
 }
 
 }  // namespace teskd

@@ -1,4 +1,4 @@
-// Collects what goes to a socket and sends it, in pieces where the peer is slow.
+// Buffers the output to a socket and can send it in pieces, without blocking.
 #pragma once
 
 #include "net/BufferedOutputStream.h"
@@ -7,25 +7,25 @@ namespace teskd {
 
 class SocketOutputStream;
 
-// A buffer that sends no byte twice. It does not know how much of a flush that failed had left, so
-// the connection counts as lost from then on and nothing is sent any more.
+// Sends no byte twice: after a failed flush we cannot know how much was sent, so the connection is
+// unusable and nothing more is sent.
 //
 // Threads: one at a time. Ownership: refers to the socket's stream. Errors: those of the socket's
-// stream; every flush of a lost connection is a SocketConnectionClosedException.
+// stream; after a failed flush every flush throws SocketConnectionClosedException.
 class SendBuffer : public BufferedOutputStream {
   public:
     explicit SendBuffer(SocketOutputStream& socket);
 
     void flush() override;
-    // What the system does not take now stays pending.
+    // Bytes that the system does not accept now stay pending.
     bool flushAvailable() override;
 
   private:
-    // Lost unless what follows succeeds.
+    // Marks the connection as unusable; the caller clears that when sending has succeeded.
     void beginSending();
 
     SocketOutputStream& socket_;
-    bool lost_ = false;
+    bool unusable_ = false;
 };
 
 }  // namespace teskd

@@ -1,4 +1,4 @@
-// A socket that waits for clients at an address.
+// A socket that listens for clients at an address.
 #pragma once
 
 #include <string>
@@ -7,7 +7,8 @@
 
 namespace teskd {
 
-// Bound and listening from construction. The address may be taken again right after a restart.
+// Bound and listening after construction. SO_REUSEADDR is set, so that the address can be bound
+// again right after a restart.
 // Threads and errors: as Socket.
 class ServerSocket : public Socket {
   public:

@@ -29,7 +29,7 @@ void ignoreSignal(int) {}
 
 constexpr std::int64_t LONGEST_WAIT = 1'000'000;  // seconds
 
-// poll counts in milliseconds; part of one is waited for in full.
+// The time-out for poll(2), in milliseconds, rounded up.
 int toMilliseconds(const timeval* timeout) {
     if (timeout == nullptr) return -1;
     const std::int64_t whole = std::min<std::int64_t>(timeout->tv_sec, LONGEST_WAIT);
@@ -57,7 +57,7 @@ void Socket::initAttributes() {
     descriptor_.reset(::socket(domain_, type_ | SOCK_CLOEXEC, protocol_));
     if (!descriptor_.isOpen()) throwSocketError("void Socket::initAttributes()");
     rebuildStreams();
-    // A write to a peer that has gone fails with EPIPE instead of ending the process.
+    // A write to a disconnected peer then fails with EPIPE instead of ending the process.
     std::signal(SIGPIPE, ignoreSignal);
 }
 
@@ -160,9 +160,10 @@ void Socket::setsockopt(int level, int name, int value) {
     }
 }
 
-// Probes are sent only while nothing is unacknowledged, so that has a limit of its own.
+// The system sends probes only while no data is unacknowledged, so TCP_USER_TIMEOUT limits that
+// case.
 void Socket::keepAlive(std::chrono::milliseconds limit) {
-    constexpr int PROBES = 4;  // in the second half of the limit, while there is silence
+    constexpr int PROBES = 4;  // sent in the second half of the limit, if the first was silent
     const int milliseconds = static_cast<int>(limit.count());
     setsockopt(SOL_SOCKET, SO_KEEPALIVE, 1);
     setsockopt(TCP_KEEPIDLE, std::max(1, milliseconds / 2000));

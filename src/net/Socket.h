@@ -1,4 +1,4 @@
-// A socket with a reading and a writing stream.
+// A socket with an input and an output stream.
 #pragma once
 
 #include <chrono>
@@ -17,8 +17,8 @@ namespace teskd {
 
 class StopEvent;
 
-// Owns one descriptor and two streams on duplicates of it, three descriptors in all. Copies share
-// the connection through duplicates of their own.
+// Owns one descriptor and two streams on duplicates of it: three descriptors in all. Copies use the
+// same connection through their own duplicates.
 //
 // Threads: one at a time, except that one thread may read and another write, each on its stream,
 // and any thread may shutdown(). Errors: the SocketException family; a failing system call is
@@ -32,44 +32,46 @@ class Socket {
     Socket& operator=(const Socket& source);
     virtual ~Socket() = default;
 
-    // What only servers or only clients can do; here each throws SocketOperationNotImplException.
+    // Operations of servers or clients only. By default each throws
+    // SocketOperationNotImplException.
     virtual Socket accept();
     virtual void bind();
     virtual void connect();
     virtual void listen();
     virtual void shutdown(int how);
-    // Both directions; a peer that was faster is no error.
+    // Shuts both directions down. Ignores errors, as the peer may have disconnected before.
     void shutdownQuietly() noexcept;
     // Closes both streams and the descriptor. A second time is an error.
     virtual void close();
 
-    // Opens the descriptor and the streams anew.
+    // Opens a new descriptor and new streams.
     void initAttributes();
     // The address, a colon, and one character: the low eight bits of the port.
     std::string getpeername() const;
     std::string getsockname() const;
-    // The peer's IPv4 address as a number, 127.0.0.1 being 0x7F000001; nothing when the peer has
-    // gone or has no such address.
+    // The peer's IPv4 address as a number, 127.0.0.1 being 0x7F000001; none if the peer has
+    // disconnected or has no IPv4 address.
     std::optional<std::uint32_t> getPeerAddress() const;
     // Options of the TCP level.
     void getsockopt(int name, int& value) const;
     void setsockopt(int name, int value);
     // Options of any level.
     void setsockopt(int level, int name, int value);
-    // From now on a peer that has vanished without a word ends the connection: reads and writes
-    // fail when it has acknowledged nothing of what was sent for that long or, while nothing is
-    // unacknowledged, has sent nothing and answered no probe.
+    // Enables keep-alive, so that a peer which vanishes silently ends the connection. Reads and
+    // writes fail when, for the time of the limit, it has acknowledged nothing of what was sent or,
+    // while nothing is unacknowledged, has sent nothing and answered no probe.
     void keepAlive(std::chrono::milliseconds limit = std::chrono::minutes(2));
 
-    // The error that waits on the socket (0: none), which is cleared. @throws SocketException
+    // Returns and clears the socket's pending error (SO_ERROR), 0: none. @throws SocketException
     int takePendingError();
 
-    // Bytes that were sent and that the peer's system has not acknowledged. @throws SocketException
+    // Bytes sent that the peer's system has not acknowledged. @throws SocketException
     unsigned unacknowledged() const;
 
-    // Waits until a socket of the read list has something, at most for the time-out (null: without
-    // limit), and leaves only those in the read list; the other lists stay as they are. When the
-    // time was up all three are empty. A stop event makes it return early, with an empty read list.
+    // Waits until a socket of any list is ready, at most for the time-out (null: without limit).
+    // Removes sockets that are not ready from the read list; leaves the other lists unchanged. On a
+    // time-out all three are empty. Returns early when the stop event is set; the read list is then
+    // empty, unless a socket is ready too.
     static void select(std::list<Socket*>& read, std::list<Socket*>& write,
                        std::list<Socket*>& except, timeval* timeout,
                        const StopEvent* interrupt = nullptr);
@@ -77,7 +79,7 @@ class Socket {
     SocketInputStream& getInputStream() { return input_; }
     SocketOutputStream& getOutputStream() { return output_; }
     int getDescriptor() const { return descriptor_.get(); }
-    // Adopts fd in place of the current descriptor; takes it over even when it throws.
+    // Takes ownership of fd, even when it throws, and closes the current descriptor.
     void setDescriptor(int fd);
     // Reads, writes and connect() fail as soon as the event is set.
     void setInterrupt(const StopEvent* interrupt);

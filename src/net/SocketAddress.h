@@ -9,22 +9,22 @@ namespace teskd {
 // A numeric host and port, ready for bind and connect. No look-up of names.
 class SocketAddress {
   public:
-    // The text behind the last ":" is the port, read as far as it is a number; a host with a "/" is
-    // IPv6. An unreadable host stays all zero.
+    // The text after the last ":" is the port, read as far as it is a number. A host with a "/" is
+    // IPv6. A host that cannot be parsed becomes all zeros.
     // @throws UnknownHostException when there is no ":"
     explicit SocketAddress(const std::string& text);
 
     // The part before the last ":".
     const std::string& getHost() const { return host_; }
-    // Reads the address with "0.0.0.0" for the host.
+    // Replaces the host by "0.0.0.0".
     void useAnyHost();
 
     const sockaddr* get() const;
-    // The size of the address buffer, not of the family's structure.
+    // The size of sockaddr_storage, not of the family's structure.
     static constexpr socklen_t SIZE = 128;
 
-    // The address that the system reported, a colon, and one character whose code is the low eight
-    // bits of the port. @throws SocketException
+    // The address as text, a colon, and one character whose code is the low eight bits of the port.
+    // signature: the caller's, for the error text. @throws SocketException
     static std::string toText(const sockaddr_storage& address, const char* signature);
 
   private:

@@ -1,13 +1,13 @@
-// How failing system calls on sockets become exceptions.
+// Turns failed system calls on sockets into exceptions.
 #pragma once
 
 #include "core/Exception.h"
 
 namespace teskd {
 
-// The operation's signature directly followed by the system's text for errno. Callers: any thread,
-// right behind the failed call. @throws SocketException always, a MessageTooLongException for
-// EMSGSIZE
+// Throws with the operation's signature directly followed by the system's text for errno. Call it
+// right after the failed call, from any thread. @throws SocketException always, a
+// MessageTooLongException for EMSGSIZE
 [[noreturn]] void throwSocketError(const char* signature);
 // The same for a given error number.
 [[noreturn]] void throwSocketError(const char* signature, int error);

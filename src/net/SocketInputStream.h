@@ -1,4 +1,4 @@
-// The reading end of a socket.
+// The input stream of a socket.
 #pragma once
 
 #include "core/Descriptor.h"
@@ -17,7 +17,7 @@ class SocketInputStream : public InputStream {
     SocketInputStream() = default;
     explicit SocketInputStream(int descriptor);
     SocketInputStream(const SocketInputStream& source);
-    // Takes a duplicate of the source's descriptor; the time-out stays.
+    // Takes a duplicate of the source's descriptor; keeps its own time-out and stop event.
     SocketInputStream& operator=(const SocketInputStream& source);
 
     unsigned available() override;
@@ -28,7 +28,7 @@ class SocketInputStream : public InputStream {
     void setTimeout(int milliseconds) override { timeout_ = milliseconds; }
     int getTimeout() override { return timeout_; }
 
-    // A waiting read fails as soon as the event is set. Null: nothing interrupts.
+    // A blocked read fails as soon as the event is set. Null: no interruption.
     void setInterrupt(const StopEvent* interrupt) { interrupt_ = interrupt; }
 
   private:

@@ -20,7 +20,7 @@ constexpr const char* WRITE_BLOCK = "virtual void SocketOutputStream::write(cons
 
 using Clock = SocketOutputStream::Clock;
 
-// For poll(2): -1 for a time that never comes.
+// The time-out for poll(2), rounded up; -1 without a deadline.
 int millisecondsTo(Clock::time_point end, Clock::time_point now) {
     if (end == Clock::time_point::max()) return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
@@ -66,7 +66,7 @@ std::size_t SocketOutputStream::writeAvailable(const char* buffer, std::size_t l
 
 void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const char* signature) {
     Clock::time_point now = Clock::now();
-    const Clock::time_point end = endOfWrite(now);
+    const Clock::time_point end = deadlineOfWrite(now);
     if (now >= deadline_) throwSocketError(signature, ETIMEDOUT);
     std::size_t done = 0;
     while (done < len) {
@@ -80,7 +80,8 @@ void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const cha
     }
 }
 
-SocketOutputStream::Clock::time_point SocketOutputStream::endOfWrite(Clock::time_point now) const {
+SocketOutputStream::Clock::time_point SocketOutputStream::deadlineOfWrite(
+    Clock::time_point now) const {
     if (timeout_ == 0) return deadline_;
     return std::min(deadline_, now + std::chrono::milliseconds(timeout_));
 }

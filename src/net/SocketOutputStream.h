@@ -1,4 +1,4 @@
-// The writing end of a socket.
+// The output stream of a socket.
 #pragma once
 
 #include <chrono>
@@ -10,10 +10,10 @@ namespace teskd {
 
 class StopEvent;
 
-// Writes straight through its own duplicate of a descriptor; nothing is buffered.
+// Writes to its own duplicate of a descriptor, without a buffer.
 //
 // Ownership: the duplicate is closed with the stream; the socket's own descriptor is not.
-// Threads: one at a time. Errors: SocketConnectionClosedException when the peer has gone away,
+// Threads: one at a time. Errors: SocketConnectionClosedException when the peer has disconnected,
 // SocketException otherwise.
 class SocketOutputStream : public OutputStream {
   public:
@@ -28,22 +28,23 @@ class SocketOutputStream : public OutputStream {
     void write(int b) override;
     void write(const char* buffer, std::size_t len) override;
     using OutputStream::write;
-    // Writes what the system takes now, without waiting; the count of bytes, 0 when it takes none.
+    // Writes as many bytes as the system accepts without blocking; the count, possibly 0.
     std::size_t writeAvailable(const char* buffer, std::size_t len);
 
-    // Longest time, in milliseconds, that one write may take in all; 0: without limit. When it is
-    // over, the write fails with the system's text for ETIMEDOUT.
+    // Longest time, in milliseconds, that one write may take in all; 0: without limit. After it the
+    // write fails with the system's text for ETIMEDOUT.
     void setTimeout(int milliseconds) { timeout_ = milliseconds; }
-    // The time at which every write fails in that way at the latest, whatever the time-out says and
-    // even if the system would take the bytes. Clock::time_point::max(): none.
+    // From this time on every write fails in the same way, including one in progress, whatever the
+    // time-out and even if the system would accept the bytes. Clock::time_point::max(): no
+    // deadline.
     void setDeadline(Clock::time_point deadline) { deadline_ = deadline; }
-    // A waiting write fails as soon as the event is set. Null: nothing interrupts.
+    // A blocked write fails as soon as the event is set. Null: no interruption.
     void setInterrupt(const StopEvent* interrupt) { interrupt_ = interrupt; }
 
   private:
     void writeAll(const char* buffer, std::size_t len, const char* signature);
-    // The time at which a write that begins now has to be over; the clock's maximum: never.
-    Clock::time_point endOfWrite(Clock::time_point now) const;
+    // The deadline of a write that begins now; the clock's maximum: none.
+    Clock::time_point deadlineOfWrite(Clock::time_point now) const;
     std::size_t writeSome(const char* buffer, std::size_t len, const char* signature);
 
     Descriptor descriptor_;

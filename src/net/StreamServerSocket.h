@@ -1,4 +1,4 @@
-// A TCP socket that waits for clients.
+// A TCP socket that listens for clients.
 #pragma once
 
 #include "net/ServerSocket.h"

@@ -5,17 +5,17 @@
 namespace teskd {
 
 int TimedInputStream::read() {
-    passRemainingTimeOn();
+    applyRemainingTime();
     return inner().read();
 }
 
 int TimedInputStream::read(char* buffer, int len) {
-    passRemainingTimeOn();
+    applyRemainingTime();
     return inner().read(buffer, len);
 }
 
 int TimedInputStream::skip(int n) {
-    passRemainingTimeOn();
+    applyRemainingTime();
     return inner().skip(n);
 }
 
@@ -25,7 +25,7 @@ void TimedInputStream::setTimeout(int milliseconds) {
     if (milliseconds == 0) inner().setTimeout(0);
 }
 
-void TimedInputStream::passRemainingTimeOn() {
+void TimedInputStream::applyRemainingTime() {
     if (budget_ == 0) return;
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());

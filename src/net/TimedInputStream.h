@@ -1,4 +1,4 @@
-// Turns the time-out of a single wait into one for everything that is read.
+// Turns the time-out of each read into one deadline for all reads.
 #pragma once
 
 #include <chrono>
@@ -7,9 +7,9 @@
 
 namespace teskd {
 
-// setTimeout starts a budget: all reads until the next setTimeout share it, so that a peer who
-// sends a byte now and then cannot hold its reader longer. Time is the steady clock's. A budget of
-// 0 means no limit.
+// setTimeout starts a time budget that all reads share until the next setTimeout, so that a peer
+// which sends a byte now and then cannot block its reader for longer. Uses the steady clock. A
+// budget of 0 means no limit.
 //
 // Threads and ownership: as FilterInputStream.
 class TimedInputStream : public FilterInputStream {
@@ -25,7 +25,7 @@ class TimedInputStream : public FilterInputStream {
     int getTimeout() override { return budget_; }
 
   private:
-    void passRemainingTimeOn();
+    void applyRemainingTime();
 
     int budget_ = 0;  // milliseconds
     std::chrono::steady_clock::time_point deadline_{};
