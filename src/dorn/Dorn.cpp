@@ -219,8 +219,8 @@ short Dorn::wait(short events, const StopEvent* stop, Clock::time_point deadline
     return entries[0].revents;
 }
 
-// The connection was reset, as happens when an answer reaches a host that has closed it, or shut down
-// in both directions. Only this thread adds requests, so none is added after the withdrawal.
+// The connection was reset, as happens when an answer reaches a host that has closed it, or shut
+// down in both directions. Only this thread adds requests, so none is added after the withdrawal.
 void Dorn::host_is_gone(Goal goal) {
     isGone_ = true;
     context_.controller.withdraw(&pending_);
