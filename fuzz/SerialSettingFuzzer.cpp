@@ -1,8 +1,8 @@
 // Any text as the value of a serial line setting.
 
 #include "core/Exception.h"
+#include "core/SerialSetting.h"
 #include "fuzz/Fuzzer.h"
-#include "telnet/SerialSetting.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {

@@ -14,9 +14,9 @@
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/NoticeLimiter.h"
+#include "core/SerialSetting.h"
 #include "core/SystemPath.h"
 #include "core/Text.h"
-#include "telnet/SerialSetting.h"
 
 namespace teskd {
 

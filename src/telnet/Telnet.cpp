@@ -9,7 +9,7 @@
 #include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/Log.h"
-#include "telnet/SerialSetting.h"
+#include "core/SerialSetting.h"
 #include "telnet/TelnetProtocol.h"
 
 namespace teskd {

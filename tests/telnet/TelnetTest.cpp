@@ -217,6 +217,13 @@ TEST(TelnetSettings, AnAgreementThatIsWithdrawnIsNoneAnyMore) {
     EXPECT_EQ(kRefusals, refusalsOfEverySetting(*line.telnet));
 }
 
+TEST(TelnetSettings, TextsHaveTheValuesThatTheConfigurationGivesThem) {
+    EXPECT_EQ(4, Telnet::string_to_number("SPACE"));
+    EXPECT_EQ(3, Telnet::string_to_number("CTS/RTS"));
+    EXPECT_EQ(19200, Telnet::string_to_number("19200"));
+    EXPECT_THROW(Telnet::string_to_number("space"), TelnetFeatureNotAvailableException);
+}
+
 TEST(TelnetSettings, EachIsACommandOfItsOwn) {
     Line line;
     line.agree();

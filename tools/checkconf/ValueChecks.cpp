@@ -12,9 +12,9 @@
 #include "config/ConfigDefaults.h"
 #include "config/ZqConfig.h"
 #include "core/Exception.h"
+#include "core/SerialSetting.h"
 #include "core/Text.h"
 #include "net/AddressList.h"
-#include "telnet/SerialSetting.h"
 
 namespace checkconf {
 

@@ -1,4 +1,5 @@
-// RFC 2217 values of serial line settings.
+// RFC 2217 values of serial line settings, for the configuration, which has their names, and for
+// telnet, which sends them.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-#include "telnet/SerialSetting.h"
+#include "core/SerialSetting.h"
 
 #include "core/Exception.h"
 #include "core/Text.h"

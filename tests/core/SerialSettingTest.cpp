@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "core/SerialSetting.h"
 #include "support_src/Thrown.h"
-#include "telnet/SerialSetting.h"
-#include "telnet/Telnet.h"
 
 namespace teskd::test {
 namespace {
@@ -17,7 +16,6 @@ TEST(SerialSetting, KnowsTheWords) {
                             {"SPACE", 4}, {"No Flow", 1}, {"XON/XOFF", 2}, {"CTS/RTS", 3}};
     for (const Sample& word : words) {
         EXPECT_EQ(word.value, serialSettingValue(word.text)) << word.text;
-        EXPECT_EQ(word.value, Telnet::string_to_number(word.text)) << word.text;
     }
 }
 
@@ -27,7 +25,6 @@ TEST(SerialSetting, ATextThatBeginsWithADigitIsADecimalNumber) {
         {"8N1", 8}, {"0x10", 0}, {"115200 ", 115200}, {"9999999999", 2'147'483'647}};
     for (const Sample& number : numbers) {
         EXPECT_EQ(number.value, serialSettingValue(number.text)) << number.text;
-        EXPECT_EQ(number.value, Telnet::string_to_number(number.text)) << number.text;
     }
 }
 
