@@ -6,9 +6,9 @@
 #include <string>
 
 #include "core/Clock.h"
+#include "core/SynchronizedList.h"
 #include "core/Thread.h"
 #include "core/TimerTask.h"
-#include "packet/SynchronizedList.h"
 
 namespace teskd {
 

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "core/SynchronizedList.h"
 #include "packet/PacketEventListener.h"
-#include "packet/SynchronizedList.h"
 
 namespace teskd {
 

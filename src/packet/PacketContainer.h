@@ -3,9 +3,9 @@
 
 #include <cstddef>
 
+#include "core/SynchronizedList.h"
 #include "packet/Packet.h"
 #include "packet/PacketHandle.h"
-#include "packet/SynchronizedList.h"
 
 namespace teskd {
 

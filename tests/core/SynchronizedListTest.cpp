@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "packet/SynchronizedList.h"
+#include "core/SynchronizedList.h"
 #include "support/Deadline.h"
 
 namespace teskd::test {
