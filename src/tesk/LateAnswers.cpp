@@ -5,7 +5,7 @@
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/NoticeLimiter.h"
-#include "net/ReplayedInputStream.h"
+#include "tesk/ReplayedInputStream.h"
 #include "tesk/TeskPacket.h"
 
 namespace teskd {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "net/ReplayedInputStream.h"
 #include "support_src/ScriptedInputStream.h"
+#include "tesk/ReplayedInputStream.h"
 
 namespace teskd::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "net/ReplayedInputStream.h"
+#include "tesk/ReplayedInputStream.h"
 
 namespace teskd {
 
