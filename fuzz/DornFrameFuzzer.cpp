@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "core/Exception.h"
+#include "core/app/PacketTypes.h"
 #include "dorn/DornPacket.h"
 #include "dorn/FrameReader.h"
 #include "fuzz/FragmentedInputStream.h"
@@ -100,7 +101,8 @@ class Host {
 
     teskd::fuzz::FragmentedInputStream bytes_;
     teskd::BufferedInputStream input_{bytes_};
-    teskd::FrameReader reader_{input_, [this](teskd::DornPacket& packet) { take(packet); },
+    teskd::FrameReader reader_{input_, teskd::createPacket,
+                               [this](teskd::DornPacket& packet) { take(packet); },
                                [](const teskd::Exception&) { return true; }};
     std::size_t start_ = 0;  // of the frame being read
 };

@@ -18,9 +18,9 @@
 #include "core/Exception.h"
 #include "core/Text.h"
 #include "core/Timer.h"
+#include "core/app/PacketTypes.h"
 #include "dorn/Dorn.h"
 #include "dorn/DornPacket.h"
-#include "dorn/FrameReader.h"
 #include "dorn/HostMemory.h"
 #include "fuzz/Fuzzer.h"
 #include "fuzz/ParkedMachines.h"
@@ -61,7 +61,7 @@ struct World {
     ConnectionCount connections;
     HostMemory memory;
     Dorn connection{Socket(AF_INET, SOCK_STREAM, 0),
-                    {parks[0]->controller(), engine, stop, connections, memory}};
+                    {parks[0]->controller(), engine, createPacket, stop, connections, memory}};
 };
 
 World& world() {
@@ -109,7 +109,7 @@ class Exchange {
         : machines_(machines),
           type_(type),
           host_(static_cast<std::uint8_t>(type)),
-          request_(std::in_place, FrameReader::create_packet(type)) {
+          request_(std::in_place, createPacket(type)) {
         read(body);
         (*request_)->addListener(&host_);
         (*request_)->carry(pending_);

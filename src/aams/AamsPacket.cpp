@@ -1,7 +1,7 @@
 #include "aams/AamsPacket.h"
 
-#include "aams/Aams.h"
 #include "aams/AamsPayload.h"
+#include "packet/PacketContainer.h"
 
 namespace teskd {
 
@@ -18,7 +18,7 @@ void AamsPacket::read(InputStream& in) {
     length_ = head.length;
 }
 
-void AamsPacket::offer_to_engine(Aams& engine) {
+void AamsPacket::offer_to_engine(PacketContainer& engine) {
     engine.addPacket(this);
 }
 

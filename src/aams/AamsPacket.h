@@ -16,7 +16,7 @@ class AamsPacket : public DornPacket {
 
     // Accepts a payload of any shape. @throws as DornPacket::read
     void read(InputStream& in) override;
-    void offer_to_engine(Aams& engine) override;
+    void offer_to_engine(PacketContainer& engine) override;
 
     // Sets the payload: a head with the current code id, then the text.
     virtual void set_body(const std::string& text);

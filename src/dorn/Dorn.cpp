@@ -10,7 +10,6 @@
 #include <unistd.h>
 #include <utility>
 
-#include "aams/Aams.h"
 #include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
@@ -72,7 +71,7 @@ void Dorn::serve() {
     HostInputStream host(connection_.getInputStream(), [this] { await_input(); });
     BufferedInputStream input(host);
     FrameReader reader(
-        input, [this](DornPacket& packet) { dispatch(packet); },
+        input, context_.createPacket, [this](DornPacket& packet) { dispatch(packet); },
         [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_,
         [this, &input](const DornPacket& packet, std::size_t size) {
             await_room(packet, size, input);

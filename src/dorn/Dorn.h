@@ -7,6 +7,7 @@
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
+#include "dorn/CreatePacket.h"
 #include "dorn/FrameWriter.h"
 #include "dorn/HostMemory.h"
 #include "dorn/PendingAnswers.h"
@@ -16,7 +17,6 @@
 
 namespace teskd {
 
-class Aams;
 class BufferedInputStream;
 class DornPacket;
 class Exception;
@@ -45,7 +45,8 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // What a connection uses of the rest of the daemon; all of it outlives the connection.
     struct Context {
         TeskController& controller;
-        Aams& engine;
+        PacketContainer& engine;
+        CreatePacket createPacket;
         const StopEvent& stop;   // ends every connection
         ConnectionCount& count;  // also the connections' common rate limit of the log
         HostMemory& memory;

@@ -38,10 +38,12 @@ std::string problem_of(std::string_view item) {
 
 }  // namespace
 
-DornDeamon::DornDeamon(TeskController& controller, Aams& engine)
+DornDeamon::DornDeamon(TeskController& controller, PacketContainer& engine,
+                       CreatePacket createPacket)
     : Thread("DornDeamon"),
       controller_(controller),
       engine_(engine),
+      createPacket_(createPacket),
       lines_(controller.get_machines().size()) {}
 
 DornDeamon::~DornDeamon() noexcept(false) {
@@ -158,8 +160,8 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
 }
 
 void DornDeamon::start_connection(const Socket& connection) {
-    Dorn* const dorn = new Dorn(
-        connection, Dorn::Context{controller_, engine_, stopEvent_, connections_, memory_});
+    Dorn* const dorn = new Dorn(connection, Dorn::Context{controller_, engine_, createPacket_,
+                                                          stopEvent_, connections_, memory_});
     const int result = dorn->start();
     if (result == 0) return;
     delete dorn;

@@ -8,6 +8,7 @@
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
+#include "dorn/CreatePacket.h"
 #include "dorn/DescriptorBudget.h"
 #include "dorn/HostMemory.h"
 #include "dorn/SpareDescriptor.h"
@@ -15,8 +16,8 @@
 
 namespace teskd {
 
-class Aams;
 class LocalEndpoints;
+class PacketContainer;
 class Socket;
 class StreamServerSocket;
 class TeskController;
@@ -33,7 +34,7 @@ class TeskController;
 // Threads: run on its own; await_connections by the owner.
 class DornDeamon : public Thread {
   public:
-    DornDeamon(TeskController& controller, Aams& engine);
+    DornDeamon(TeskController& controller, PacketContainer& engine, CreatePacket createPacket);
     // Stops everything and waits for it.
     ~DornDeamon() noexcept(false) override;
 
@@ -62,7 +63,8 @@ class DornDeamon : public Thread {
     void pause();
 
     TeskController& controller_;
-    Aams& engine_;
+    PacketContainer& engine_;
+    const CreatePacket createPacket_;
     const std::size_t lines_;
     // Used by this thread only.
     std::size_t listeners_ = 0;

@@ -153,7 +153,7 @@ std::uint8_t DornPacket::compute_checksum() const {
 
 void DornPacket::offer_to_controller(TeskController&) {}
 
-void DornPacket::offer_to_engine(Aams&) {}
+void DornPacket::offer_to_engine(PacketContainer&) {}
 
 void DornPacket::offer_to_connection(Dorn&) {}
 

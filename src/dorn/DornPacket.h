@@ -14,11 +14,11 @@
 
 namespace teskd {
 
-class Aams;
 class Dorn;
 class FrameWriter;
 class InputStream;
 class OutputStream;
+class PacketContainer;
 class TeskController;
 
 // Reads a frame, keeps its header in wire layout, and writes it, unchanged or turned into an
@@ -50,7 +50,7 @@ class DornPacket : public Packet {
 
     // Offers to the three consumers; each type of packet acts in one, on the link thread.
     virtual void offer_to_controller(TeskController& controller);
-    virtual void offer_to_engine(Aams& engine);
+    virtual void offer_to_engine(PacketContainer& engine);
     virtual void offer_to_connection(Dorn& connection);
 
     bool identifiers_match(std::uint32_t a, std::uint32_t b) const;

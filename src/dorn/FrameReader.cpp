@@ -2,20 +2,11 @@
 
 #include <utility>
 
-#include "aams/AamsPacket.h"
 #include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/NoticeLimiter.h"
 #include "core/Text.h"
 #include "dorn/DornPacket.h"
-#include "dorn/DornPacketType1.h"
-#include "dorn/DornPacketType2.h"
-#include "dorn/DornPacketType3.h"
-#include "dorn/DornPacketType4.h"
-#include "dorn/DornPacketType5.h"
-#include "dorn/DornPacketType6.h"
-#include "dorn/DornPacketType7.h"
-#include "dorn/DornPacketType8.h"
 #include "net/BufferedInputStream.h"
 #include "packet/PacketHandle.h"
 
@@ -40,9 +31,10 @@ std::size_t body_size(const Header& header) {
 
 }  // namespace
 
-FrameReader::FrameReader(BufferedInputStream& input, Dispatch dispatch, AwaitMore awaitMore,
-                         NoticeLimiter* releases, Admit admit)
+FrameReader::FrameReader(BufferedInputStream& input, CreatePacket create, Dispatch dispatch,
+                         AwaitMore awaitMore, NoticeLimiter* releases, Admit admit)
     : input_(input),
+      create_(create),
       dispatch_(std::move(dispatch)),
       awaitMore_(std::move(awaitMore)),
       releases_(releases),
@@ -72,7 +64,7 @@ FrameReader::Header FrameReader::peek_header() {
 
 void FrameReader::receive(const Header& header) {
     const int type = static_cast<unsigned char>(header[OFFSET_TYPE]);
-    DornPacket* const created = create_packet(type);
+    DornPacket* const created = create_(type);
     if (created == nullptr) {
         const auto shown = static_cast<unsigned>(type);
         hold_junk(
@@ -94,31 +86,6 @@ void FrameReader::receive(const Header& header) {
 
 void FrameReader::hold_junk(const Exception& problem) {
     if (awaitMore_(problem)) input_.skip(input_.held());
-}
-
-DornPacket* FrameReader::create_packet(int type) {
-    switch (type) {
-        case 1:
-            return new DornPacketType1;
-        case 2:
-            return new DornPacketType2;
-        case 3:
-            return new DornPacketType3;
-        case 4:
-            return new DornPacketType4;
-        case 5:
-            return new DornPacketType5;
-        case 6:
-            return new DornPacketType6;
-        case 7:
-            return new DornPacketType7;
-        case 8:
-            return new DornPacketType8;
-        case TYPE_AAMS:
-            return new AamsPacket;
-        default:
-            return nullptr;
-    }
 }
 
 }  // namespace teskd

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 
+#include "dorn/CreatePacket.h"
 #include "dorn/DornFrame.h"
 
 namespace teskd {
@@ -30,17 +31,14 @@ class FrameReader {
 
     // The limiter, if any, bounds the lines about the release of packets that could not be read.
     // Without admit every body is read at once.
-    FrameReader(BufferedInputStream& input, Dispatch dispatch, AwaitMore awaitMore,
-                NoticeLimiter* releases = nullptr, Admit admit = {});
+    FrameReader(BufferedInputStream& input, CreatePacket create, Dispatch dispatch,
+                AwaitMore awaitMore, NoticeLimiter* releases = nullptr, Admit admit = {});
 
     // Reads the next frame, or handles junk.
     // @throws SocketConnectionClosedException at the end of the stream, ProtocolErrorException for
     // a frame with a bad length or checksum, after consuming what was read of it; what the stream
     // and the functions throw
     void serve_frame();
-
-    // A new packet for what a frame's type byte asks for, or null for a type that nobody knows.
-    static DornPacket* create_packet(int type);
 
   private:
     using Header = std::array<char, dornframe::HEADER_SIZE>;
@@ -52,6 +50,7 @@ class FrameReader {
     void hold_junk(const Exception& problem);
 
     BufferedInputStream& input_;
+    CreatePacket create_;
     Dispatch dispatch_;
     AwaitMore awaitMore_;
     NoticeLimiter* releases_;

@@ -11,6 +11,7 @@
 
 #include "aams/Aams.h"
 #include "core/Timer.h"
+#include "core/app/PacketTypes.h"
 #include "dorn/DornDeamon.h"
 #include "packet/PacketContainer.h"
 #include "support/Connection.h"
@@ -41,7 +42,7 @@ class DeamonFixture : public testing::Test {
     // Anew, when it runs.
     void start() {
         end();
-        deamon_ = std::make_unique<DornDeamon>(park_.controller(), engine_);
+        deamon_ = std::make_unique<DornDeamon>(park_.controller(), engine_, createPacket);
         ASSERT_EQ(0, deamon_->start());
     }
     // Connects as soon as somebody listens, and sees a request answered.

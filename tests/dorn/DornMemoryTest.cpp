@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "HostLink.h"
+#include "core/app/PacketTypes.h"
 #include "support/Connection.h"
 #include "support/Frame.h"
 #include "support_src/FailingNew.h"
@@ -40,8 +41,8 @@ class DornMemory : public testing::Test {
             Socket connection(AF_INET, SOCK_STREAM, 0);
             connection.setDescriptor(::dup(pair.server.fd()));
             pair.server.close();
-            ServedHere dorn(connection,
-                            {link_.park().controller(), link_.engine(), stop_, count_, memory_});
+            ServedHere dorn(connection, {link_.park().controller(), link_.engine(), createPacket,
+                                         stop_, count_, memory_});
             pair.client.sendAll(request);
             ::shutdown(pair.client.fd(), SHUT_WR);
             const FailingNew fail(failing);

@@ -17,6 +17,7 @@
 
 #include "HostLink.h"
 #include "core/Exception.h"
+#include "core/app/PacketTypes.h"
 #include "dorn/DornPacket.h"
 #include "packet/PacketHandle.h"
 #include "support/Bytes.h"
@@ -495,7 +496,7 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
     HostMemory memory;
-    const Dorn dorn(connection, {park.controller(), engine, stop, count, memory});
+    const Dorn dorn(connection, {park.controller(), engine, createPacket, stop, count, memory});
     const auto option = [&accepted](int level, int name) {
         int value = -1;
         socklen_t size = sizeof value;
@@ -666,7 +667,8 @@ std::string received(const std::function<void()>& problem) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(pair.server.fd()));
     HostMemory memory;
-    Dorn dorn(connection, {link.park().controller(), link.engine(), stop, count, memory});
+    Dorn dorn(connection,
+              {link.park().controller(), link.engine(), createPacket, stop, count, memory});
     const PacketHandle<Unwritable> packet(new Unwritable(problem));
     dorn.packetCompleted(packet.pointer());
     return pair.client.readUntilClosed();

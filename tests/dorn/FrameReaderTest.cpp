@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/Exception.h"
+#include "core/app/PacketTypes.h"
 #include "dorn/DornPacket.h"
 #include "dorn/FrameReader.h"
 #include "net/BufferedInputStream.h"
@@ -60,7 +61,7 @@ class FrameReaderTest : public testing::Test {
     bool moreArrives_ = true;
     Texts frames_;    // of the packets dispatched
     Texts problems_;  // of the bytes held
-    FrameReader reader_{input_,
+    FrameReader reader_{input_, createPacket,
                         [this](DornPacket& packet) {
                             ByteSink sink;
                             packet.write(sink);

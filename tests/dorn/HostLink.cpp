@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "core/app/PacketTypes.h"
 #include "support/Deadline.h"
 
 namespace teskd::test {
@@ -64,8 +65,8 @@ std::unique_ptr<HostClient> HostLink::connect(bool narrow) {
     }
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    auto* const dorn = new Dorn(
-        connection, {park_.controller(), engine_, stop_, connections_, memory_, timeouts_});
+    auto* const dorn = new Dorn(connection, {park_.controller(), engine_, createPacket, stop_,
+                                             connections_, memory_, timeouts_});
     EXPECT_EQ(0, dorn->start());
     return client;
 }

@@ -12,11 +12,11 @@
 
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
-#include "core/AppObjects.h"
 #include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/SystemPath.h"
+#include "core/app/AppObjects.h"
 #include "dorn/DornDeamon.h"
 #include "dorn/DornNotify.h"
 

@@ -1,4 +1,4 @@
-#include "core/AppObjects.h"
+#include "core/app/AppObjects.h"
 
 #include <cstdlib>
 #include <exception>
@@ -10,6 +10,7 @@
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/Timer.h"
+#include "core/app/PacketTypes.h"
 #include "dorn/DornDeamon.h"
 #include "dorn/DornNotify.h"
 #include "telnet/Telnet.h"
@@ -61,7 +62,7 @@ class AppObjects {
   public:
     Aams aams{teskController, wayToNotifier_, timer};
     TeskController teskController{TeskController::WhenLost::ASK};
-    DornDeamon dornDeamon{teskController, aams};
+    DornDeamon dornDeamon{teskController, aams, createPacket};
     DornNotify dornNotify;
     Timer timer;
 };

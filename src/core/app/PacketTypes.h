@@ -1,0 +1,12 @@
+// The types of frames that hosts may send.
+#pragma once
+
+namespace teskd {
+
+class DornPacket;
+
+// A new packet for a frame's type byte, without a reference, or null for an unknown type. Any
+// thread.
+DornPacket* createPacket(int type);
+
+}  // namespace teskd
