@@ -112,7 +112,7 @@ class Exchange {
           request_(std::in_place, createPacket(type)) {
         read(body);
         (*request_)->addListener(&host_);
-        (*request_)->carry(pending_);
+        (*request_)->hold_until_freed(pending_);
         offer();
         for (std::size_t n = 0; n < machines_.count(); ++n) targets_ += machines_.isAsked(n);
         checkFirstFrames();
@@ -146,7 +146,7 @@ class Exchange {
         machines_.reset();
         require(host_.frames().size() == before, "nothing comes after the last answer");
         request_.reset();
-        require(pending_.areNone(), "the request is freed with its last answer");
+        require(pending_.noneOrArm(), "the request is freed with its last answer");
     }
 
   private:
