@@ -33,16 +33,16 @@ void FaultTour::silentMachine() {
     report_.step("A machine that takes the request and never answers; the daemon gives it 10 s");
     scene_.machines().machine(kSilent).setFaults({.silent = true});
     ask(SlotMachines::name(kSilent), Kind::TimedOut);
-    scene_.machines().machine(kSilent).clearFaults();
 }
 
 void FaultTour::machineThatHangsUp() {
     report_.step("A machine that closes its line after 12 bytes of its answer");
-    scene_.machines().machine(kHangingUp).setFaults({.closeAfter = 12}, 1);
+    scene_.machines().machine(kHangingUp).setFaults({.closeAfter = 12});
     ask(SlotMachines::name(kHangingUp), Kind::Failed);
 }
 
-// A host's requests do not reach them now; the next polling pass does.
+// The daemon asks each of them once more on its own, in vain. A host's requests do not reach them
+// until a polling pass does.
 void FaultTour::recovery() {
     report_.step("Both count as not known until they answer again");
     const Frame frame = link_.ask(Request::machines());
@@ -52,6 +52,8 @@ void FaultTour::recovery() {
         Report::expect(answer.machines.at(n - 1).known == (n < kSilent),
                        SlotMachines::name(n) + " in its new state");
     }
+    scene_.machines().machine(kSilent).clearFaults();
+    scene_.machines().machine(kHangingUp).clearFaults();
 }
 
 void FaultTour::ask(const std::string& name, Kind expected) {
