@@ -54,7 +54,7 @@ TEST_F(SendBufferTest, WhatTheSystemTakesAtOnceIsSentWithoutWaiting) {
 }
 
 TEST_F(SendBufferTest, WhatTheSystemDoesNotTakeFollowsLaterInOrderAndOnce) {
-    const std::string many = fill(output);
+    const std::string many = fill(output, pair.client.fd());
     EXPECT_FALSE(output.flushAvailable());
     output.write("end");
     BlockedCall read([&] { return peer.readExactly(many.size() + 3); });
@@ -64,7 +64,7 @@ TEST_F(SendBufferTest, WhatTheSystemDoesNotTakeFollowsLaterInOrderAndOnce) {
 }
 
 TEST_F(SendBufferTest, AFlushSendsWhatWasLeftOnce) {
-    const std::string many = fill(output);
+    const std::string many = fill(output, pair.client.fd());
     BlockedCall flush([&] {
         output.flush();
         return std::string("flushed");
@@ -77,7 +77,7 @@ TEST_F(SendBufferTest, AFlushSendsWhatWasLeftOnce) {
 
 // How much of it had left nobody knows, so nothing may follow.
 TEST_F(SendBufferTest, AFlushThatFailedSendsNothingTwice) {
-    const std::string many = fill(output);
+    const std::string many = fill(output, pair.client.fd());
     socket.setTimeout(100);
     EXPECT_EQ(kPrefix + "virtual void SocketOutputStream::write(const char*, size_t)" +
                   "Connection timed out",

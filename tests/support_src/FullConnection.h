@@ -5,7 +5,9 @@
 #pragma once
 
 #include <chrono>
+#include <gtest/gtest.h>
 #include <string>
+#include <sys/socket.h>
 #include <thread>
 
 #include "net/OutputStream.h"
@@ -31,8 +33,12 @@ inline bool takesMore(OutputStream& output) {
 }
 
 // Writes until the system takes no more, even after a while, and then as much as nearly fills a
-// buffer of 64 KiB; what was written, of which no two pieces are alike.
-inline std::string fill(OutputStream& output) {
+// buffer of 64 KiB; what was written, of which no two pieces are alike. The stream is that of the
+// socket, whose send buffer gets a fixed size: otherwise the system enlarges it later and takes
+// more.
+inline std::string fill(OutputStream& output, int socket) {
+    constexpr int kSendBuffer = 100'000;
+    EXPECT_EQ(0, ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer));
     constexpr std::size_t kPiece = 1000;
     constexpr std::size_t kWaiting = 50'000;
     std::string many;

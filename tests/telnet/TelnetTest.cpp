@@ -66,7 +66,7 @@ struct Line {
         return answer;
     }
     // Writes until the server's side takes no more; what was written.
-    std::string fill() { return test::fill(telnet->getOutputStream()); }
+    std::string fill() { return test::fill(telnet->getOutputStream(), telnet->getDescriptor()); }
 
     Listener listener;
     std::optional<Telnet> telnet{std::in_place, localAddress(listener.port())};
