@@ -14,8 +14,8 @@ class StopEvent;
 
 // Two pools of bytes that the connections share, one for requests and one for answers, 16 MiB in
 // sum. Neither takes from the other, so slow readers keep nobody from asking, and large requests
-// cost nobody an answer. Each connection has an allowance of its own beside each pool; what it holds beyond that
-// is taken from the pool.
+// cost nobody an answer. Each connection has an allowance of its own beside each pool; what it
+// holds beyond that is taken from the pool.
 //
 // Requests: bodies that are being read, and what waits for a machine.
 // - Room for a request is taken whole, before its body is read: for the body, and for messages to
