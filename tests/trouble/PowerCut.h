@@ -19,8 +19,9 @@ enum class Unsynced {
 };
 
 struct PowerCutResult {
-    bool completed = false;          // the power went only after the work
-    std::vector<std::string> calls;  // "rename file.ini.teskd.tmp": what was done until then, and to what
+    bool completed = false;  // the power went only after the work
+    std::vector<std::string>
+        calls;  // "rename file.ini.teskd.tmp": what was done until then, and to what
 };
 
 // Does the work in a process of its own that loses its power at the call of this number, counted
