@@ -18,11 +18,7 @@ void LateAnswers::begin(const TeskPacket& request) {
 }
 
 void LateAnswers::timedOut() {
-    if (!droppedSameId_) expect(request_);
-}
-
-void LateAnswers::expect(const Request& request) {
-    owed_.push_back({request, std::chrono::steady_clock::now()});
+    owed_.push_back({request_, std::chrono::steady_clock::now(), droppedSameId_});
     if (owed_.size() > MOST_REMEMBERED) owed_.pop_front();
 }
 
@@ -32,8 +28,9 @@ void LateAnswers::expire() {
 }
 
 std::list<LateAnswers::OwedAnswer>::iterator LateAnswers::firstOwed(std::optional<int> id) {
-    return std::find_if(owed_.begin(), owed_.end(),
-                        [id](const OwedAnswer& owed) { return owed.request.id == id; });
+    return std::find_if(owed_.begin(), owed_.end(), [id](const OwedAnswer& owed) {
+        return owed.request.id == id && !owed.droppedSameId;
+    });
 }
 
 std::list<LateAnswers::OwedAnswer>::iterator LateAnswers::findOwed(int id) {
@@ -54,15 +51,29 @@ void LateAnswers::drop(std::string_view bytes, const std::string& machine) {
     }
     auto header = TeskPacket::header_of(bytes);
     while (header && header->length <= bytes.size()) {
-        removeOwed(header->id);
+        arrived(header->id);
         bytes.remove_prefix(header->length);
         header = TeskPacket::header_of(bytes);
     }
 }
 
-void LateAnswers::removeOwed(int id) {
+void LateAnswers::arrived(int id) {
     const auto found = findOwed(id);
-    if (found != owed_.end()) owed_.erase(found);
+    if (found == owed_.end()) return;
+    passTo(found);
+    owed_.erase(found);
+}
+
+void LateAnswers::passTo(std::list<OwedAnswer>::iterator answered) {
+    const std::optional<int> id = answered->request.id;
+    if (!id) return;
+    owed_.erase(owed_.begin(), answered);
+    if (id == request_.id) return;
+    // What was dropped before this answer belonged to still earlier requests.
+    droppedSameId_ = false;
+    for (OwedAnswer& owed : owed_) {
+        if (owed.request.id != id) owed.droppedSameId = false;
+    }
 }
 
 bool LateAnswers::isFragment(const TeskPacket& answer) const {
@@ -72,8 +83,9 @@ bool LateAnswers::isFragment(const TeskPacket& answer) const {
 
 bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine) {
     const int id = answer.get_id();
-    const bool late = isLate(id);
-    if (!late && (!request_.id || id == request_.id)) return false;
+    const auto found = id == request_.id ? firstOwed(id) : findOwed(id);
+    const bool late = found != owed_.end();
+    if (late ? isTaken(found) : isOwn(id)) return false;
     if (mayLog()) {
         Log::write(Log::NOTICE, "The answer %d that '%s' sent %s was dropped", id, machine.c_str(),
                    late ? "after the time-out" : "unasked");
@@ -81,17 +93,23 @@ bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine
     return true;
 }
 
-bool LateAnswers::isLate(int id) {
-    const auto found = id == request_.id ? firstOwed(id) : findOwed(id);
-    if (found == owed_.end()) return false;
+bool LateAnswers::isOwn(int id) {
+    if (!request_.id) return true;
+    if (id != request_.id) return false;
+    owed_.clear();
+    return true;
+}
+
+bool LateAnswers::isTaken(std::list<OwedAnswer>::iterator found) {
+    passTo(found);
     // The open request takes this answer. Its own is owed instead, with the same expiry time.
     if (found->request.hasBytesOf(request_)) {
         owed_.splice(owed_.end(), owed_, found);
-        return false;
+        return true;
     }
     if (found->request.id == request_.id) droppedSameId_ = true;
     owed_.erase(found);
-    return true;
+    return false;
 }
 
 // Reads each candidate into a temporary packet, so that a dropped one does not change the caller's.

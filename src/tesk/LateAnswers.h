@@ -24,14 +24,22 @@ class TeskPacket;
 // start has no known ID; it takes any answer that is not owed to another request.
 //
 // Late answers: a machine answers in order, so an answer with the ID of a request that timed out
-// counts as that request's. What happens to it:
+// counts as the first such request's. What happens to it:
 //  - If the open request has the same bytes, it takes the answer, since it asks the same, only a
 //    few seconds later. Its own answer is then owed in place of the one taken, with the expiry time
 //    of the latter: a lost answer is expected for 60 s, however often the request is repeated.
 //  - Otherwise the answer is dropped as late. If the open request has the same ID and times out, no
-//    answer is recorded as owed to it: the dropped one may have been its own. So one lost answer
-//    costs one request and not every later one.
+//    answer is owed to it: the dropped one may have been its own. So one lost answer costs one
+//    request and not every later one.
 // Requests without a known ID are treated as if they had one ID in common.
+//
+// An answer also shows how far the machine has come:
+//  - Once the open request gets an answer that is owed to nobody, no earlier answer is owed.
+//  - Once a late answer arrives, no answer is owed to the requests before its own.
+//  - If a late answer's ID is not that of the open request, it is certainly late. Answers that were
+//    dropped before it then belonged to still earlier requests, so a later request that such a drop
+//    excluded is owed its answer after all.
+// This needs a known ID: an answer to a request without one may be any.
 //
 // Owner: the TeskMaster. Threads: the master's own.
 class LateAnswers {
@@ -77,9 +85,11 @@ class LateAnswers {
     struct OwedAnswer {
         Request request;
         Time since;  // the first time-out; unchanged when a repeated request takes the answer
+        // A late answer with its ID was dropped while it was open. Nothing is owed to it then,
+        // unless a later answer shows that the dropped one was not its own.
+        bool droppedSameId;
     };
 
-    void expect(const Request& request);
     void expire();
     // The first owed answer to a request with this ID.
     std::list<OwedAnswer>::iterator firstOwed(std::optional<int> id);
@@ -90,18 +100,23 @@ class LateAnswers {
     bool isFragment(const TeskPacket& answer) const;
     // Whether the answer has to be dropped since it does not belong to the open request; logged.
     bool isDropped(const TeskPacket& answer, const std::string& machine);
-    // Whether the answer belongs to a request that timed out and the open one may not take it. Such
-    // an answer is no longer owed; one that the open request takes is replaced by its own.
-    bool isLate(int id);
-    // Stops expecting the answer with this ID, if it is owed.
-    void removeOwed(int id);
+    // Whether an answer that is owed to nobody is the open request's. Nothing is owed any more
+    // then.
+    bool isOwn(int id);
+    // Whether the open request takes the answer that was found to be owed. If so, its own is owed
+    // instead; if not, the answer is no longer owed.
+    bool isTaken(std::list<OwedAnswer>::iterator found);
+    // An answer with this ID came while no request was open: stops expecting it, if it is owed.
+    void arrived(int id);
+    // The answer to this request has come: stops expecting those to the requests before it.
+    void passTo(std::list<OwedAnswer>::iterator answered);
     bool mayLog();
 
     NoticeLimiter* notices_;
     std::chrono::milliseconds memory_;
     bool hasAsked_ = false;
     Request request_;             // the open one
-    bool droppedSameId_ = false;  // a late answer with its ID was dropped
+    bool droppedSameId_ = false;  // see OwedAnswer
     std::list<OwedAnswer> owed_;  // in the order of the requests
 };
 
