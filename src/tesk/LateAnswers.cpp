@@ -10,8 +10,9 @@
 
 namespace teskd {
 
-void LateAnswers::begin(const TeskPacket& request) {
+void LateAnswers::begin(const TeskPacket& request, Kind kind) {
     hasAsked_ = true;
+    kind_ = kind;
     droppedSameId_ = false;
     request_ = {request.get_asked_id(), std::nullopt};
     if (request.get_size() <= LONGEST_REQUEST) request_.bytes = request.get_request();
@@ -100,10 +101,15 @@ bool LateAnswers::isOwn(int id) {
     return true;
 }
 
+bool LateAnswers::mayTake(const Request& owed) const {
+    return owed.hasBytesOf(request_) || (kind_ == Kind::PROBE && owed.id == request_.id);
+}
+
 bool LateAnswers::isTaken(std::list<OwedAnswer>::iterator found) {
     passTo(found);
     // The open request takes this answer. Its own is owed instead, with the same expiry time.
-    if (found->request.hasBytesOf(request_)) {
+    if (mayTake(found->request)) {
+        found->request = request_;
         owed_.splice(owed_.end(), owed_, found);
         return true;
     }

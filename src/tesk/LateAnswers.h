@@ -28,6 +28,8 @@ class TeskPacket;
 //  - If the open request has the same bytes, it takes the answer, since it asks the same, only a
 //    few seconds later. Its own answer is then owed in place of the one taken, with the expiry time
 //    of the latter: a lost answer is expected for 60 s, however often the request is repeated.
+//  - So does a probe, whatever the bytes: nobody gets its answer, and any answer proves that the
+//    machine works.
 //  - Otherwise the answer is dropped as late. If the open request has the same ID and times out, no
 //    answer is owed to it: the dropped one may have been its own. So one lost answer costs one
 //    request and not every later one.
@@ -60,8 +62,9 @@ class LateAnswers {
     void forget() { *this = LateAnswers(notices_, memory_); }
     // Whether a request was begun since forget().
     bool hasAsked() const { return hasAsked_; }
+    enum class Kind { REQUEST, PROBE };
     // Makes the request the open one. Call before it is written.
-    void begin(const TeskPacket& request);
+    void begin(const TeskPacket& request, Kind kind = Kind::REQUEST);
     // Logs that these unrequested bytes of the machine are dropped. Owed answers among them are no
     // longer expected.
     void drop(std::string_view bytes, const std::string& machine);
@@ -103,6 +106,8 @@ class LateAnswers {
     // Whether an answer that is owed to nobody is the open request's. Nothing is owed any more
     // then.
     bool isOwn(int id);
+    // Whether the open request may take an answer that is owed to this one.
+    bool mayTake(const Request& owed) const;
     // Whether the open request takes the answer that was found to be owed. If so, its own is owed
     // instead; if not, the answer is no longer owed.
     bool isTaken(std::list<OwedAnswer>::iterator found);
@@ -116,6 +121,7 @@ class LateAnswers {
     std::chrono::milliseconds memory_;
     bool hasAsked_ = false;
     Request request_;             // the open one
+    Kind kind_ = Kind::REQUEST;   // of the open one
     bool droppedSameId_ = false;  // see OwedAnswer
     std::list<OwedAnswer> owed_;  // in the order of the requests
 };

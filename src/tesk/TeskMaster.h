@@ -28,7 +28,8 @@ class TeskController;
 // Probe: if the controller asks lost machines (WhenLost::ASK) and a machine that had answered fails
 // a request, it is asked for its counters at once, in the same run, on a new connection if the link
 // has failed. Otherwise one bad request would leave it disconnected until the next request of
-// somebody else. The answer to the probe is discarded.
+// somebody else. Any answer with the probe's ID is accepted, even a late one to a host's text with
+// other bytes: it is discarded, but proves that the machine works.
 //
 // Unrequested bytes are dropped if they arrive before the next request is written, or if their ID
 // differs from that of the open request; see LateAnswers.

@@ -418,6 +418,39 @@ TEST_F(LostMachine, ServesARequestThatComesMeanwhile) {
     EXPECT_EQ(118, meanwhile.packet()->get_id());
 }
 
+// A host's text with the ID of the question, but other bytes, has no answer.
+TEST_F(LostMachine, IsKnownAgainBehindATextWithTheIdOfTheQuestion) {
+    machine.setFaults({.silent = true}, 1);
+    const Request text(0, 60);
+    text.packet()->set_raw();
+    text.packet()->set_body("113~0009~");
+    controller->send("ZA000000001", text.packet());
+    EXPECT_EQ("failed", text.outcome());
+    EXPECT_TRUE(machine.journal().waitForAcknowledgements(1));
+    EXPECT_TRUE(known());
+    EXPECT_EQ("113~0009~113~0008150~000C~113", machine.journal().dataReceived());
+}
+
+// Its own answer is the same question's from then on.
+TEST_F(LostMachine, OwesOneAnswerToTheQuestionBehindALateOne) {
+    machine.setFaults({.silent = true}, 3);
+    const Request text(0, 60);
+    text.packet()->set_raw();
+    text.packet()->set_body("113~0009~");
+    controller->send("ZA000000001", text.packet());
+    EXPECT_EQ("failed", text.outcome());
+    EXPECT_TRUE(machine.journal().waitForRequests(2));
+    machine.inject("113~0025~15.03.21~ZA000000001~00~LATE");
+    EXPECT_TRUE(machine.journal().waitForAcknowledgements(1));
+    EXPECT_TRUE(known());
+    const Request poll(113);
+    controller->send("ZA000000001", poll.packet());
+    EXPECT_TRUE(machine.journal().waitForRequests(3));
+    machine.inject("113~0025~15.03.21~ZA000000001~00~4711");
+    EXPECT_EQ("completed", poll.outcome());
+    EXPECT_EQ("4711", poll.packet()->get_body());
+}
+
 TEST_F(LostMachine, DoesNotDelayTheShutdown) {
     machine.setFaults({.silent = true});
     const Request request(115, 60);
