@@ -106,7 +106,8 @@ void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, Question que
     std::size_t left = targets.size();
     try {
         for (TeskMaster* const machine : targets) {
-            send(*machine, question, left > 1 ? question.payload : std::move(question.payload));
+            send(*machine, question,
+                 left > 1 ? question.payload : std::exchange(question.payload, {}));
             --left;
         }
     } catch (const Exception& e) {

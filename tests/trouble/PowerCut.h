@@ -20,8 +20,8 @@ enum class Unsynced {
 
 struct PowerCutResult {
     bool completed = false;  // the power went only after the work
-    std::vector<std::string>
-        calls;  // "rename file.ini.teskd.tmp": what was done until then, and to what
+    // What was done until then, and to what: "rename file.ini.teskd.tmp".
+    std::vector<std::string> calls;
 };
 
 // Does the work in a process of its own that loses its power at the call of this number, counted
