@@ -59,7 +59,7 @@ struct World {
     Aams engine{parks[0]->controller(), notifier, timer};
     StopEvent stop;
     ConnectionCount connections;
-    HostMemory memory;
+    HostMemory memory{MOST_MACHINES};
     Dorn connection{Socket(AF_INET, SOCK_STREAM, 0),
                     {parks[0]->controller(), engine, createPacket, stop, connections, memory}};
 };

@@ -156,7 +156,7 @@ Dorn::Clock::time_point Dorn::body_deadline() {
 void Dorn::await_room(const DornPacket& packet, std::size_t size,
                       const BufferedInputStream& input) {
     const std::size_t machines = context_.controller.get_machine_count();
-    cost_ = size + REQUEST_COST + packet.most_messages(machines) * DornPacket::MESSAGE_COST;
+    cost_ = size + REQUEST_COST + packet.most_messages(machines) * HostMemory::MESSAGE_COST;
     frameSize_ = dornframe::HEADER_SIZE + size + 1;
     held_ = static_cast<std::size_t>(input.held());
     if (hasFinished_) host_has_finished();

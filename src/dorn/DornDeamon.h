@@ -72,7 +72,7 @@ class DornDeamon : public Thread {
 
     StopEvent stopEvent_;
     ConnectionCount connections_;
-    HostMemory memory_;
+    HostMemory memory_{lines_};
     SpareDescriptor spare_;
     NoticeLimiter problems_;  // hosts that cannot be served, which may retry without end
     // Hosts that may not connect.

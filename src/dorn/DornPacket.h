@@ -28,10 +28,6 @@ class TeskController;
 // handed it to, one thread at a time (DornMachineRequest, which several threads complete, locks).
 class DornPacket : public Packet {
   public:
-    // Memory that a message to a machine takes: the object with its fields, and its list nodes. Its
-    // text is not included, since the room for the frame's body covers it.
-    static constexpr std::size_t MESSAGE_COST = 1024;
-
     // A frame of type 0 with an empty body and the configured station address.
     DornPacket();
 

@@ -48,7 +48,7 @@ void HostMemory::Account::leave() {
 
 void HostMemory::Account::addAnswer(std::size_t bytes) {
     const SynchronizedLock lock(memory_.lock_);
-    const std::size_t need = needed(answers_, bytes);
+    const std::size_t need = needed(ALLOWANCE, answers_, bytes);
     answers_ += bytes;
     if (givenUp_ || need == 0) return;
     memory_.answers_ += need;
@@ -58,7 +58,7 @@ void HostMemory::Account::addAnswer(std::size_t bytes) {
 void HostMemory::Account::removeAnswer(std::size_t bytes) {
     const SynchronizedLock lock(memory_.lock_);
     answers_ -= bytes;
-    if (!givenUp_) memory_.answers_ -= needed(answers_, bytes);
+    if (!givenUp_) memory_.answers_ -= needed(ALLOWANCE, answers_, bytes);
     if (answers_ == 0) givenUp_ = false;
 }
 
@@ -67,29 +67,29 @@ bool HostMemory::Account::hasTooManyAnswers() const {
     return memory_.answers_ > CAPACITY && &memory_.largest() == this;
 }
 
-std::size_t HostMemory::beyondAllowance(std::size_t bytes) {
-    return bytes - std::min(bytes, ALLOWANCE);
+std::size_t HostMemory::beyond(std::size_t allowance, std::size_t bytes) {
+    return bytes - std::min(bytes, allowance);
 }
 
-std::size_t HostMemory::needed(std::size_t held, std::size_t bytes) {
-    return beyondAllowance(held + bytes) - beyondAllowance(held);
+std::size_t HostMemory::needed(std::size_t allowance, std::size_t held, std::size_t bytes) {
+    return beyond(allowance, held + bytes) - beyond(allowance, held);
 }
 
 bool HostMemory::fits(const Account& account, std::size_t bytes) const {
-    const std::size_t need = std::min(needed(account.held_, bytes), CAPACITY);
+    const std::size_t need = std::min(needed(requestAllowance_, account.held_, bytes), CAPACITY);
     const bool isNext = line_.empty() || line_.front() == &account;
     return need == 0 || (isNext && used_ + need <= CAPACITY);
 }
 
 void HostMemory::add(Account& account, std::size_t bytes) {
-    used_ += needed(account.held_, bytes);
+    used_ += needed(requestAllowance_, account.held_, bytes);
     account.held_ += bytes;
 }
 
 void HostMemory::giveBack(Account& account, std::size_t bytes) {
     const SynchronizedLock lock(lock_);
     account.held_ -= bytes;
-    used_ -= needed(account.held_, bytes);
+    used_ -= needed(requestAllowance_, account.held_, bytes);
     const bool waits = account.ticket_.empty();
     if (waits && fits(account, account.wanted_)) account.wake_.set();
     wakeFirst();
@@ -113,7 +113,7 @@ void HostMemory::makeRoom(const Account& account) {
 }
 
 void HostMemory::giveUp(Account& account) {
-    answers_ -= beyondAllowance(account.answers_);
+    answers_ -= beyond(ALLOWANCE, account.answers_);
     account.givenUp_ = true;
     account.wake_.set();
 }

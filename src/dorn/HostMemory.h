@@ -15,7 +15,8 @@ class StopEvent;
 // Two pools of bytes that the connections share, one for requests and one for answers, 16 MiB in
 // sum. Neither takes from the other, so slow readers keep nobody from asking, and large requests
 // cost nobody an answer. Each connection has an allowance of its own beside each pool; what it
-// holds beyond that is taken from the pool.
+// holds beyond that is taken from the pool. The allowance for requests grows with the number of
+// configured lines, since a request to every machine needs room for a message on each of them.
 //
 // Requests: bodies that are being read, and what waits for a machine.
 // - Room for a request is taken whole, before its body is read: for the body, and for messages to
@@ -23,7 +24,8 @@ class StopEvent;
 //   decoded, the rest when the request has been answered.
 // - A connection that finds too little waits. Those that wait are served in the order in which they
 //   came, and nobody who needs some of the pool overtakes them.
-// - Within its allowance, some thirty small requests, a connection never waits for others.
+// - Within its allowance a connection never waits for others. While it holds some thirty small
+//   requests to one machine each, a further small request fits, also one to every machine.
 // - Nobody waits for ever: a connection that waits holds no part of what it waits for, and the
 //   rooms come back whatever the others do, since machines have a time-out and answers never wait.
 // - A request larger than the pool waits until the whole of it is free, and then exceeds it.
@@ -44,10 +46,17 @@ class HostMemory {
   public:
     // Bytes of each pool.
     static constexpr std::size_t CAPACITY = std::size_t{8} * 1024 * 1024;
-    // Bytes that each connection may hold beside each pool.
+    // Bytes that each connection may hold beside each pool; of requests, also MESSAGE_COST for each
+    // line.
     static constexpr std::size_t ALLOWANCE = std::size_t{64} * 1024;
+    // Bytes that a message to a machine takes: the object with its fields, and its list nodes. Its
+    // text is not included, since the room for the request's body covers it.
+    static constexpr std::size_t MESSAGE_COST = 1024;
 
     class Account;
+
+    // For that many configured lines, each of which a single request may send a message.
+    explicit HostMemory(std::size_t lines) : requestAllowance_(ALLOWANCE + lines * MESSAGE_COST) {}
 
     // Bytes that are held for as long as the object lives. An empty one holds nothing.
     class Room {
@@ -115,9 +124,9 @@ class HostMemory {
     };
 
   private:
-    static std::size_t beyondAllowance(std::size_t bytes);
+    static std::size_t beyond(std::size_t allowance, std::size_t bytes);
     // What further bytes take from a pool.
-    static std::size_t needed(std::size_t held, std::size_t bytes);
+    static std::size_t needed(std::size_t allowance, std::size_t held, std::size_t bytes);
     bool fits(const Account& account, std::size_t bytes) const TESKD_REQUIRES(lock_);
     void add(Account& account, std::size_t bytes) TESKD_REQUIRES(lock_);
     void giveBack(Account& account, std::size_t bytes);
@@ -130,6 +139,7 @@ class HostMemory {
     // The one for which most waits.
     Account& largest() const TESKD_REQUIRES(lock_);
 
+    const std::size_t requestAllowance_;  // bytes
     mutable Synchronized lock_;
     std::size_t used_ TESKD_GUARDED_BY(lock_) = 0;     // of the requests' pool
     std::size_t answers_ TESKD_GUARDED_BY(lock_) = 0;  // used of the answers' pool

@@ -69,7 +69,7 @@ class DornMemory : public testing::Test {
     HostLink link_;
     const StopEvent stop_;
     ConnectionCount count_;
-    HostMemory memory_;
+    HostMemory memory_{0};
     bool hasFailed_ = false;
 };
 

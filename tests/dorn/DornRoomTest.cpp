@@ -82,9 +82,9 @@ TEST(DornMemoryTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
     HostMemory::Account other(link.memory(), wake);
     HostMemory::Room pool = other.take(16 * kMebibyte + 65'536);
     link.machine(1).setFaults({.silent = true});
-    // 3 KiB of the connection's 64 are left.
+    // 3 KiB of the connection's 68 are left.
     link.host().sendRaw(
-        request(6, 1, "ZA000000001" + std::string(4, '\0') + std::string(60'401, 'x')));
+        request(6, 1, "ZA000000001" + std::string(4, '\0') + std::string(64'497, 'x')));
     ASSERT_TRUE(link.machine(1).journal().waitForData(std::string(1000, 'x')));
     link.machine(2).journal().clear();
     link.host().sendRaw(request(1, 2, bytes("00")));

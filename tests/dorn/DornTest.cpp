@@ -495,7 +495,7 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     ConnectionCount count;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    HostMemory memory;
+    HostMemory memory(0);
     const Dorn dorn(connection, {park.controller(), engine, createPacket, stop, count, memory});
     const auto option = [&accepted](int level, int name) {
         int value = -1;
@@ -666,7 +666,7 @@ std::string received(const std::function<void()>& problem) {
     TcpPair pair;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(pair.server.fd()));
-    HostMemory memory;
+    HostMemory memory(0);
     Dorn dorn(connection,
               {link.park().controller(), link.engine(), createPacket, stop, count, memory});
     const PacketHandle<Unwritable> packet(new Unwritable(problem));

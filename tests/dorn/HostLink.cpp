@@ -29,7 +29,7 @@ void setBuffer(int fd, int which) {
 }  // namespace
 
 HostLink::HostLink(std::size_t machines, Dorn::Timeouts timeouts)
-    : timeouts_(timeouts), park_(machines) {
+    : timeouts_(timeouts), park_(machines), memory_(machines) {
     park_.makeAllKnown();
     host_ = connect();
 }

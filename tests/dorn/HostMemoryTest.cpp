@@ -1,6 +1,7 @@
 // What connections may hold together, and who has to wait for it.
 
 #include <gtest/gtest.h>
+#include <list>
 #include <utility>
 
 #include "core/StopEvent.h"
@@ -18,7 +19,7 @@ class HostMemoryTest : public testing::Test {
 
     ~HostMemoryTest() noexcept override = default;
 
-    HostMemory memory_;
+    HostMemory memory_{0};
     StopEvent wakeOne_;
     StopEvent wakeTwo_;
     StopEvent wakeThree_;
@@ -141,6 +142,37 @@ TEST_F(HostMemoryTest, AMovedRoomIsHeldOnce) {
     EXPECT_FALSE(two_.take(kAllowance + 1));
     second = Room();
     EXPECT_TRUE(two_.take(kAllowance + 1));
+}
+
+// 1 KiB for each message and each request; what is not needed of it has come back.
+TEST(HostMemoryOfManyLines, ThirtySmallRequestsLeaveRoomForOneToEveryMachine) {
+    for (const std::size_t lines : {1U, 62U, 63U, 600U}) {
+        HostMemory memory(lines);
+        StopEvent wake;
+        HostMemory::Account other(memory, wake);
+        HostMemory::Account one(memory, wake);
+        const HostMemory::Room all = other.take(2 * kPool);
+        std::list<HostMemory::Room> rooms;
+        for (int n = 0; n < 30; ++n) {
+            rooms.push_back(one.take(1036 + lines * 1024));
+            EXPECT_TRUE(rooms.back()) << n << " beside " << lines;
+            rooms.back().release(12 + (lines - 1) * 1024);
+        }
+        EXPECT_TRUE(one.take(1025 + lines * 1024)) << lines;
+    }
+}
+
+TEST(HostMemoryOfManyLines, EachAddsAMessageToTheAllowanceForRequestsAlone) {
+    HostMemory memory(100);
+    StopEvent wake;
+    HostMemory::Account one(memory, wake);
+    HostMemory::Account two(memory, wake);
+    const HostMemory::Room all = one.take(2 * kPool);
+    EXPECT_TRUE(two.take(167'936));
+    EXPECT_FALSE(two.take(167'937));
+    one.addAnswer(kPool);
+    two.addAnswer(2 * kAllowance + 1);
+    EXPECT_TRUE(one.isGivenUp());
 }
 
 TEST_F(HostMemoryTest, AnswersTakeNothingFromRequests) {

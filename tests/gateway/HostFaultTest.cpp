@@ -198,6 +198,59 @@ TEST_F(HostFault, HalfOpenHostsDoNotKeepOthersOut) {
     }
 }
 
+// 200 serial ports, with a known machine that no longer answers on the first of them.
+class HostBesideManyPorts : public testing::Test {
+  protected:
+    HostBesideManyPorts() {
+        machine_.start();
+        gateway_.start();
+        EXPECT_TRUE(machine_.journal().waitForAcknowledgements(1));
+        machine_.setFaults({.silent = true});
+    }
+    ~HostBesideManyPorts() noexcept override = default;
+    void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
+
+    static Config ports(std::uint16_t first) {
+        std::vector<std::uint16_t> all(200, 1);  // nobody is there
+        all.front() = first;
+        Config config;
+        return config.serialPorts(all).polling(0, 60);
+    }
+    static tesksim::Machine::Options known() {
+        tesksim::Machine::Options options;
+        options.codeId = codeIdOf(1);
+        return options;
+    }
+    // Takes all that hosts share, with a body of which nothing more comes.
+    void takePool() {
+        others_.push_back(gateway_.host());
+        others_.back().sendRaw(bytes("FF 81 02 07  01 00 00 00") + std::string(34, '\0') + "some");
+        Frame large = versionRequest(2);
+        large.body = std::string(400'000, 'x');
+        ASSERT_TRUE(eventually([&] {
+            others_.push_back(gateway_.host());
+            others_.back().send(large);
+            return !others_.back().readFrameWithin(300ms);
+        }));
+    }
+
+    tesksim::Machine machine_{known()};
+    Gateway gateway_{0, ports(machine_.port())};
+    std::vector<HostClient> others_;
+};
+
+// The version request behind them is read only when they have been.
+TEST_F(HostBesideManyPorts, WithThirtyOpenRequestsDoesNotWaitForTheBodyOfAnother) {
+    takePool();
+    HostClient host = gateway_.host();
+    for (int n = 0; n < 30; ++n) host.request(1, named("\1", "ZA000000001"));
+    host.request(1, std::string(1, '\0'));
+    host.send(versionRequest(4711));
+    Frame answer;
+    while (answer.identifierB != 4711) answer = host.readFrame();
+    EXPECT_EQ(7, answer.type);
+}
+
 class HostWithMachine : public testing::Test {
   protected:
     void SetUp() override { gateway_.startKnown(); }
