@@ -1,4 +1,4 @@
-// Work whose failure must not become its caller's.
+// Runs work whose failure must not reach the caller.
 #pragma once
 
 #include <exception>
@@ -8,8 +8,9 @@
 
 namespace teskd {
 
-// Does the work. What it throws is logged, behind the name of what was attempted, and goes no
-// further. False when it threw. Needs no memory of its own. A cancelled thread's exception passes.
+// Does the work and returns true. If the work throws, logs the exception after the name of what was
+// attempted and returns false. Allocates nothing itself, so it also works when memory has run out.
+// The cancellation of the thread is not caught.
 template <class Work>
 bool attempt(const char* what, Work work) {
     try {

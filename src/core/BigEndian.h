@@ -1,4 +1,4 @@
-// Big-endian integers in byte strings: the one reader and the one writer of the daemon.
+// Reads and writes big-endian integers in byte strings; nothing else in the daemon does.
 //
 // Bytes are combined arithmetically, never reinterpreted, so the result is the same on every host.
 #pragma once

@@ -1,4 +1,4 @@
-// The seam between the timers and the time of day.
+// The interface through which timers read the time and sleep.
 #pragma once
 
 #include <cstdint>
@@ -8,23 +8,25 @@
 
 namespace teskd {
 
-// Dates past 2038. A 32-bit system has them with _TIME_BITS=64 and _FILE_OFFSET_BITS=64.
+// Dates past 2038 need a 64-bit time_t. A 32-bit system has it with _TIME_BITS=64 and
+// _FILE_OFFSET_BITS=64.
 static_assert(sizeof(std::time_t) >= sizeof(std::int64_t));
 
-// Tells the wall-clock time and sleeps by it. Timers take one, so that a test can step or race the
-// time without touching the machine's clock.
+// Reads the wall-clock time and sleeps. Timers are given a Clock, so that a test can step or race
+// the time without touching the machine's clock.
 //
-// Threads: any. Owner: whoever made it; must outlive the timers that use it.
+// Threads: any. Owner: its creator; must outlive the timers that use it.
 class Clock {
   public:
     virtual ~Clock() = default;
 
-    // Microseconds since the epoch, as the wall clock stands; may jump either way.
+    // Wall-clock time in microseconds since the epoch; may jump forwards or backwards.
     virtual std::int64_t now() = 0;
-    // Microseconds since any fixed moment, which pass evenly whoever sets the wall clock.
+    // Monotonic time in microseconds since an unspecified moment; setting the wall clock does not
+    // affect it.
     virtual std::int64_t steady() = 0;
-    // Sleeps at most that many microseconds, less when the held lock's condition is signalled.
-    // False when the time was up.
+    // Sleeps for at most that many microseconds, less if the condition of the held lock is
+    // signalled. False if the time ran out.
     virtual bool wait(Synchronized& held, std::int64_t microseconds) TESKD_REQUIRES(held) = 0;
 
     // The machine's own clock.

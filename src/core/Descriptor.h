@@ -1,13 +1,13 @@
-// A file descriptor that belongs to one object.
+// A file descriptor that is owned by one object.
 #pragma once
 
 #include <utility>
 
 namespace teskd {
 
-// Closes its descriptor when it goes, and only once: the system gives a number free whatever close
-// answers, and the next one to open something gets it. Movable, not copyable. Threads: as the
-// object that holds it.
+// Closes its descriptor on destruction, and exactly once: even a close that fails frees the number,
+// and a second close would hit whatever has been opened under that number since. Movable, not
+// copyable. Threads: as the object that holds it.
 class Descriptor {
   public:
     Descriptor() = default;
@@ -17,12 +17,12 @@ class Descriptor {
     ~Descriptor() { reset(); }
 
     bool isOpen() const { return fd_ >= 0; }
-    // -1 when there is none.
+    // -1 if there is none.
     int get() const { return fd_; }
-    // Closes the present descriptor, whatever close says, and takes the other one.
+    // Closes the current descriptor, ignoring errors, and takes ownership of the other one.
     void reset(int fd = -1);
-    // Closes the descriptor and says what close says: 0, or -1 with errno set. There is none
-    // afterwards in either case.
+    // Closes the descriptor and returns the result of close: 0, or -1 with errno set. In both cases
+    // none is held afterwards.
     int close();
 
   private:

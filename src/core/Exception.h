@@ -1,4 +1,4 @@
-// The family of every error that the daemon raises itself.
+// The classes of all exceptions that the daemon itself throws.
 //
 // Thrown by value, caught by reference. A message names the chain of classes it was built through:
 // each constructor puts its own prefix in front of the text it is given and hands the result to its
@@ -48,7 +48,7 @@ class SocketOperationNotImplException : public SocketException {
         : SocketException("SocketOperationNotImplException: " + message) {}
 };
 
-// What no datagram can carry.
+// A message that is too long for a datagram.
 class MessageTooLongException : public SocketException {
   public:
     explicit MessageTooLongException(const std::string& message) : SocketException(message) {}
@@ -78,13 +78,13 @@ class ReadTimeoutException : public IOException {
         : IOException("ReadTimeoutException: " + message) {}
 };
 
-// Not a SocketException: a silent peer is no fault of the socket.
+// Not a SocketException, since a peer that sends nothing is no error of the socket.
 class SocketTimeoutException : public ReadTimeoutException {
   public:
     explicit SocketTimeoutException(const std::string& message)
         : ReadTimeoutException("SocketTimeoutException: " + message) {}
 
-    // How many bytes had been transferred when the time was up; nothing counts them yet.
+    // Bytes transferred before the time ran out; nothing counts them yet.
     std::int32_t bytesTransferred = 0;
 };
 

@@ -18,21 +18,22 @@ static_assert(Log::ERROR == (LOG_LOCAL6 | LOG_ERR) && Log::WARNING == (LOG_LOCAL
 
 namespace {
 
-constexpr std::size_t USUAL_SIZE = 512;  // lines of less are formatted without memory
+constexpr std::size_t USUAL_SIZE = 512;  // shorter lines are formatted without allocating
 
-// The system log, and what of the debug lines of all threads together goes there.
+// The system log, and the rate limit of debug lines, which all threads share.
 struct Target {
     SystemLog log{"/dev/log"};
     NoticeLimiter debugLines{Log::DEBUG_LINES_PER_SECOND, nullptr, "debug lines"};
 };
 
-// Never destroyed: threads and destructors log until the process is gone.
+// Never destroyed, because threads and destructors log until the process ends.
 Target& target() {
     static Target& target = *new Target;
     return target;
 }
 
-// Other lines are not bounded here; they tell of debug lines that were left out meanwhile.
+// Only debug lines are limited here. Every other line first reports the debug lines that were
+// dropped in an earlier second.
 bool mayWrite(int priority) {
     if (priority == Log::DEBUG) return target().debugLines.allows();
     target().debugLines.report();
@@ -75,7 +76,7 @@ void Log::writeLong(int priority, const char* format, std::va_list arguments) {
     try {
         sink_(priority, text::vformat(format, arguments).c_str());
     } catch (const std::exception&) {
-        sink_(priority, format);  // out of memory: the bare words are better than nothing
+        sink_(priority, format);  // out of memory: write the format without its arguments
     }
 }
 

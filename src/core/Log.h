@@ -1,18 +1,19 @@
-// The daemon's one way to the system log.
+// The daemon's only interface to the system log.
 #pragma once
 
 #include <cstdarg>
 
 namespace teskd {
 
-// Writes lines to the system log under the facility LOCAL6. A log that takes no lines holds nobody
-// up for longer than SystemLog's patience. Debug lines of the whole daemon are bounded, since every
-// request has some; one line tells how many were left out. No other line is left out here.
+// Writes lines to the system log under the facility LOCAL6. A system log that accepts no lines
+// delays a caller only within SystemLog's limits (PATIENCE, MOST_WAITING). Debug lines have a rate
+// limit for the whole daemon, since every request logs some; one line says how many were dropped.
+// Other lines are not limited here.
 //
 // Threads: every operation may be called from any thread; setSink only while no other thread logs.
 // Locks: none of its own (SystemLog has its own). A cancellation point, as syslog(3) is.
-// Errors: none leave write(); a long line for which there is no memory is written as its bare
-// format.
+// Errors: write() throws nothing; a long line for which there is no memory is written as its
+// format, without the arguments.
 class Log {
   public:
     // Full priorities, facility included (LOG_LOCAL6 | level).
@@ -24,17 +25,18 @@ class Log {
 
     static constexpr int DEBUG_LINES_PER_SECOND = 200;
 
-    // From now on lines bear the identity and, if asked for, go to standard error as well. The log
-    // is connected at once. @throws std::bad_alloc
+    // Sets the identity that each line bears from now on, and whether lines also go to standard
+    // error. Connects to the log at once. @throws std::bad_alloc
     static void open(const char* identity, bool copies);
     // Disconnects from the log; a later line connects again.
     static void close();
 
-    // Formats one line like printf and writes it with the given priority. The finished line never
-    // serves as a format again, so text from a peer may stand in it.
+    // Formats one line like printf and writes it with the given priority. The formatted line is
+    // never used as a format again, so it may contain text from a peer.
     [[gnu::format(printf, 2, 3)]] static void write(int priority, const char* format, ...);
 
-    // Where finished lines go. Default: the system log. Tests put their own in.
+    // Receives the formatted lines. Default: the system log, also restored by null. Tests set their
+    // own.
     using Sink = void (*)(int priority, const char* line);
     static void setSink(Sink sink);
 

@@ -45,12 +45,12 @@ unsigned long NoticeLimiter::takeLeftOut(bool secondIsOver) {
     return std::exchange(leftOut_, 0);
 }
 
-// A line about left-out lines is bounded with those of the other sources; they are not lost with
-// it.
+// A line with a count needs the permission of the shared limiter as well. If it is refused, the
+// shared limiter takes over the count, so that no dropped line goes uncounted.
 void NoticeLimiter::tell(unsigned long leftOut) {
     if (leftOut == 0) return;
     if (shared_ != nullptr && !shared_->allows()) {
-        shared_->leaveOut(leftOut - 1);  // one is counted already
+        shared_->leaveOut(leftOut - 1);  // allows() has counted one
         return;
     }
     Log::write(Log::NOTICE, "%lu more %s were not logged", leftOut, kind_);

@@ -1,4 +1,4 @@
-// Keeps a talkative peer from filling the log.
+// A rate limit for log lines, so that a busy peer cannot fill the log.
 #pragma once
 
 #include <chrono>
@@ -7,37 +7,40 @@
 
 namespace teskd {
 
-// Lets a few lines a second of one source into the log. The others are counted, and one line behind
-// them says how many they were. Sources may share a limiter besides their own, which bounds what
-// all of them log together.
+// Allows a few lines a second from one source. Further lines are dropped and counted, and a later
+// line reports the count. Sources may also share a limiter in addition to their own, which limits
+// what all of them log together.
 //
-// Threads: any. Owner: whoever stands for the source; the shared one outlives those that use it.
-// Locks: its own, innermost; not held while a line is written.
+// Threads: any. Owner: the object that stands for the source; the shared limiter must outlive those
+// that use it. Locks: its own, innermost; not held while a line is written.
 class NoticeLimiter {
   public:
     static constexpr int LINES_PER_SECOND = 4;
 
-    // kind: what the lines are called in the one that counts them; kept by reference.
+    // kind: what the line with the count calls the dropped lines; kept by reference.
     explicit NoticeLimiter(int linesPerSecond = LINES_PER_SECOND, NoticeLimiter* shared = nullptr,
                            const char* kind = "lines")
         : most_(linesPerSecond), shared_(shared), kind_(kind) {}
     NoticeLimiter(const NoticeLimiter&) = delete;
     NoticeLimiter& operator=(const NoticeLimiter&) = delete;
-    // Says how many lines were left out last.
+    // Reports the dropped lines that were not reported yet.
     ~NoticeLimiter() noexcept(false);
 
-    // True when another line may be logged now; the caller logs it. False counts it as left out.
+    // True if one more line may be logged now; the caller then logs it. False counts the line as
+    // dropped.
     bool allows();
-    // Says how many lines were left out, once the second in which that happened is over. For a
-    // source that may have nothing more to log.
+    // Reports how many lines were dropped, once the second in which that happened is over. For a
+    // source that may have no more lines to log: otherwise only its next line or the destructor
+    // reports them.
     void report();
-    // Whether lines were left out that nothing was said about yet.
+    // Whether lines were dropped that were not reported yet.
     bool hasLeftOut() const;
 
   private:
     using Clock = std::chrono::steady_clock;
 
-    // Takes the count when it may be told.
+    // Returns the count of dropped lines and resets it. With secondIsOver, returns 0 until the
+    // second is over.
     unsigned long takeLeftOut(bool secondIsOver);
     void tell(unsigned long leftOut);
     void leaveOut(unsigned long lines);
@@ -47,7 +50,7 @@ class NoticeLimiter {
     const char* const kind_;
     mutable Synchronized lock_;
     Clock::time_point second_ TESKD_GUARDED_BY(lock_){};
-    int lines_ TESKD_GUARDED_BY(lock_) = 0;  // logged in that second
+    int lines_ TESKD_GUARDED_BY(lock_) = 0;  // allowed in that second
     unsigned long leftOut_ TESKD_GUARDED_BY(lock_) = 0;
 };
 

@@ -1,4 +1,4 @@
-// A lock for what is read nearly always: readers do not exclude each other.
+// A lock for data that is nearly always read: readers do not exclude each other.
 #pragma once
 
 #include <pthread.h>
@@ -7,9 +7,10 @@
 
 namespace teskd {
 
-// A thin layer over the POSIX lock that a Clang build checks. Not recursive. A writer waits for the
-// readers who have the lock and for nobody who comes later: std::shared_mutex lets readers past it,
-// and where many read there is always another one.
+// A thin layer over the POSIX reader-writer lock, which Clang's thread-safety analysis checks. Not
+// recursive. A writer waits only for readers that already hold the lock; later readers wait for the
+// writer. std::shared_mutex lets later readers pass, so that constant reading would starve a
+// writer.
 //
 // Threads: every operation from any thread. Ownership: belongs to the object it guards and outlives
 // every ReadLock and WriteLock on it. Errors: none; the POSIX results are ignored.
@@ -26,10 +27,10 @@ class TESKD_CAPABILITY("mutex") ReadWriteLock {
     ReadWriteLock& operator=(const ReadWriteLock&) = delete;
     ~ReadWriteLock() { pthread_rwlock_destroy(&lock_); }
 
-    // Waits until nobody else has the lock, and keeps it alone.
+    // Acquires the lock exclusively; waits until no other thread holds it.
     void lock() TESKD_ACQUIRE() TESKD_NO_ANALYSIS { pthread_rwlock_wrlock(&lock_); }
     void unlock() TESKD_RELEASE() TESKD_NO_ANALYSIS { pthread_rwlock_unlock(&lock_); }
-    // Waits until nobody has the lock alone or waits for that, and keeps it beside other readers.
+    // Acquires the lock together with other readers; waits while a writer holds it or waits for it.
     void lockShared() TESKD_ACQUIRE_SHARED() TESKD_NO_ANALYSIS { pthread_rwlock_rdlock(&lock_); }
     void unlockShared() TESKD_RELEASE_SHARED() TESKD_NO_ANALYSIS { pthread_rwlock_unlock(&lock_); }
 
@@ -37,7 +38,7 @@ class TESKD_CAPABILITY("mutex") ReadWriteLock {
     pthread_rwlock_t lock_;
 };
 
-// Holds a ReadWriteLock for reading, for a scope, beside other readers.
+// Holds a ReadWriteLock for reading for a scope, together with other readers.
 class TESKD_SCOPED_CAPABILITY ReadLock {
   public:
     explicit ReadLock(ReadWriteLock& lock) TESKD_ACQUIRE_SHARED(lock) : lock_(lock) {
@@ -51,7 +52,7 @@ class TESKD_SCOPED_CAPABILITY ReadLock {
     ReadWriteLock& lock_;
 };
 
-// Holds a ReadWriteLock alone, for a scope.
+// Holds a ReadWriteLock exclusively for a scope.
 class TESKD_SCOPED_CAPABILITY WriteLock {
   public:
     explicit WriteLock(ReadWriteLock& lock) TESKD_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }

@@ -1,5 +1,5 @@
-// RFC 2217 values of serial line settings, for the configuration, which has their names, and for
-// telnet, which sends them.
+// RFC 2217 values of serial line settings. The configuration reads their names, and telnet sends
+// the values.
 #pragma once
 
 #include <string>

@@ -21,8 +21,9 @@ bool isWhole(ssize_t written, std::string_view line) {
     return written == static_cast<ssize_t>(line.size());
 }
 
-// The same pipe or terminal in an open file of our own. Not a regular file: that one would have a
-// position of its own, too, and overwrite what other processes write.
+// Opens the same pipe or terminal again, as an open file with flags of its own. Not a regular file:
+// the new open file would have a position of its own, too, and overwrite what other processes
+// write.
 Descriptor openAgain(int fd, mode_t mode) {
     if (!S_ISFIFO(mode) && !S_ISCHR(mode)) return Descriptor();
     char path[32];
@@ -30,7 +31,8 @@ Descriptor openAgain(int fd, mode_t mode) {
     return Descriptor(::open(path, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-// Not for terminals, which say yes when they have room for a single byte.
+// Whether a pipe takes a whole line without blocking. Not for terminals, which poll reports as
+// writable when they have room for a single byte.
 bool takesLine(int fd) {
     pollfd entry{fd, POLLOUT, 0};
     return ::poll(&entry, 1, 0) == 1 && (entry.revents & POLLOUT) != 0;
@@ -38,7 +40,7 @@ bool takesLine(int fd) {
 
 }  // namespace
 
-// A reader that has gone must not end the process.
+// Handles SIGPIPE, so that writing to a pipe whose reader has gone does not end the process.
 StandardError::StandardError(int fd) : fd_(fd) {
     std::signal(SIGPIPE, [](int) {});
 }
@@ -53,7 +55,7 @@ void StandardError::write(std::string_view head, std::string_view text) {
     if (!reportLost() || !writeLine(head, text)) ++lost_;
 }
 
-// True when no line is lost, or that has been said.
+// True if no dropped line remains to be reported.
 bool StandardError::reportLost() {
     if (lost_ == 0) return true;
     char count[96];

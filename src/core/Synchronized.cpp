@@ -62,7 +62,7 @@ void Synchronized::tryLock() TESKD_NO_ANALYSIS {
     if (pthread_mutex_trylock(&mutex_) != 0) throw LockedSynchronizedException();
 }
 
-// A thread that is cancelled in its wait has the lock again, which the scope gives back.
+// A thread that is cancelled while it waits acquires the lock again first; the scope releases it.
 void Synchronized::wait() {
     const SynchronizedLock held(*this);
     waitLocked();

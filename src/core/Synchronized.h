@@ -12,17 +12,17 @@ namespace teskd {
 
 // A thin layer over the POSIX mutex and condition variable. Objects that are shared embed one.
 //
-// Threads: every operation from any thread. The lock may be taken again by the thread that holds
-// it. Ownership: belongs to the object it guards and must not be destroyed while another thread
-// holds it; a thread that still stands in unlock() has let go already. Errors: tryLock and the
+// Threads: every operation from any thread. The thread that holds the lock may lock it again.
+// Ownership: belongs to the object it guards and must not be destroyed while another thread holds
+// it; a thread that has not yet returned from unlock() no longer holds it. Errors: tryLock and the
 // destructor report by exception, the others ignore the POSIX results.
 class TESKD_CAPABILITY("mutex") Synchronized {
   public:
     Synchronized();
-    // A fresh, not recursive lock: nothing of the source is copied.
+    // A new lock, which is not recursive: nothing of the source is copied.
     Synchronized(const Synchronized& source);
     Synchronized& operator=(const Synchronized&) = delete;
-    // @throws SynchronizedException when another thread holds the lock, which then stays alive
+    // @throws SynchronizedException when another thread holds the lock, which is then not destroyed
     virtual ~Synchronized() noexcept(false);
     // Frees the memory of a deleted object, unless its destructor threw.
     static void operator delete(Synchronized* object, std::destroying_delete_t) noexcept(false);
@@ -34,9 +34,10 @@ class TESKD_CAPABILITY("mutex") Synchronized {
 
     // Waits on the condition once; for a caller that does not hold the lock.
     void wait();
-    // Waits on the condition once; the caller holds the lock (once, not recursively).
+    // Waits on the condition once. The caller holds the lock exactly once, since waiting releases
+    // only one level of it.
     void waitLocked() TESKD_REQUIRES(this);
-    // The same for at most that many microseconds of steady time. False when the time was up.
+    // The same for at most that many microseconds of monotonic time. False if the time ran out.
     bool waitLocked(std::int64_t microseconds) TESKD_REQUIRES(this);
     // Wakes one waiter.
     void notify();

@@ -28,8 +28,8 @@ iovec part(const char* bytes, std::size_t size) {
     return {const_cast<char*>(bytes), size};  // sendmsg only reads it
 }
 
-// The present second, local time, and a blank. Each thread keeps its last one: many lines bear the
-// same.
+// The current second in local time, and a blank. Each thread caches its last one, since many lines
+// have the same.
 std::string_view stamp() {
     thread_local std::time_t second = -1;
     thread_local char text[32];
@@ -75,15 +75,16 @@ void SystemLog::write(int priority, const char* text) {
     if (!report_lost() || !deliver(priority, text)) ++lost_;
 }
 
-// The usual case: true when nothing else is to be done and the log took the line at once. A stream
-// takes one record after the other, so it is not shared.
+// The usual case: sends the line under the shared lock, without waiting. False if the log did not
+// take it at once, or if something else must be done first (connect, copy the line, report lost
+// lines). A stream is not shared, since its records must be written one after the other.
 bool SystemLog::offer(int priority, const char* text) {
     const ReadLock lock(lock_);
     if (!socket_.isOpen() || stream_ || copies_ || lost_ != 0) return false;
     return sendOnce(heading(priority), text, MSG_DONTWAIT);
 }
 
-// True when no line is lost, or the log has been told.
+// True if no lost line remains to be reported.
 bool SystemLog::report_lost() {
     if (lost_ == 0) return true;
     char text[96];
@@ -98,7 +99,7 @@ bool SystemLog::deliver(int priority, const char* text) {
     if (!socket_.isOpen() && !connect()) return false;
     if (send(head, text)) return true;
     if (isFull(errno)) return false;
-    socket_.reset();  // the log has gone; perhaps another one has come
+    socket_.reset();  // the log is gone; a new one may have replaced it
     return connect() && send(head, text);
 }
 
@@ -116,7 +117,7 @@ SystemLog::Heading SystemLog::heading(int priority) const {
     return head;
 }
 
-// Connecting to a stream waits for its listener.
+// Connecting to a stream may block on its listener, so it counts as waiting.
 bool SystemLog::connect() {
     if (connectAs(SOCK_DGRAM)) return true;
     if (errno != EPROTOTYPE || !mayWait()) return false;

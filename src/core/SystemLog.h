@@ -10,36 +10,40 @@
 
 namespace teskd {
 
-// Sends lines to the system log as syslog(3) does, but never waits long for a log that takes none,
-// nor often for one that is slow: what it cannot hand over is counted, and one line tells of it as
-// soon as the log takes lines again. A record is
+// Sends lines to the system log as syslog(3) does, but limits how long it waits for a log that is
+// slow or accepts no lines: for one line (PATIENCE), and for all lines of a period (MOST_WAITING).
+// Lines that it cannot send are dropped and counted, and one line reports the count as soon as the
+// log accepts lines again. A record is
 //
 //     <priority>Mmm dd hh:mm:ss identity[pid]: text
 //
-// one datagram each, or ended by a zero byte where the log listens on a stream.
+// sent as one datagram, or ended by a zero byte if the log listens on a stream.
 //
 // Owner: Log, for the process's whole life. Threads: any. Locks: its own, innermost; threads send
-// side by side as long as the log takes their lines at once. A cancellation point. Errors: none
-// leave; nothing is allocated but the identity, so it works without memory.
+// in parallel as long as the log takes their lines at once. A cancellation point. Errors: nothing
+// but open() throws; allocates nothing but the identity, so it works without memory.
 class SystemLog {
   public:
     // Most bytes of a line's text that are sent; common system logs keep no more.
     static constexpr std::size_t LONGEST_TEXT = 8192;
-    // Longest wait with one line; after one in vain the rest of the period goes by without any.
+    // Longest wait for one line. After a wait that failed, lines are sent without waiting for the
+    // rest of the period.
     static constexpr std::chrono::milliseconds PATIENCE{500};
-    // Longest waiting altogether in each period; then lines are only offered.
+    // Budget for all waits of a period; once it is spent, lines are sent without waiting.
     static constexpr std::chrono::milliseconds MOST_WAITING{2000};
     static constexpr std::chrono::seconds PERIOD{10};
 
-    // For the socket at the path, which is kept by reference. The identity is the program's name.
+    // Logs to the socket at the path, which is kept by reference. The identity is the program's
+    // name.
     explicit SystemLog(const char* path);
     ~SystemLog() noexcept = default;
 
-    // Connects at once, so that lines get out when no descriptor is left later. From now on each
-    // line bears the identity and, if asked for, goes to standard error as well (StandardError).
-    // @throws std::bad_alloc, with all done but the change of the identity
+    // Connects at once, so that lines can still be sent when no descriptor is left later. From now
+    // on each line bears the identity and, if copies is true, goes to standard error as well
+    // (StandardError).
+    // @throws std::bad_alloc, with everything done but the change of the identity
     void open(const char* identity, bool copies);
-    // Disconnects; a later line connects anew.
+    // Disconnects; a later line connects again.
     void close();
 
     // Sends one line with the full priority, facility included.
@@ -48,7 +52,7 @@ class SystemLog {
   private:
     using Clock = std::chrono::steady_clock;
 
-    // The part of a record in front of the text.
+    // The part of a record before the text.
     struct Heading {
         char bytes[512];
         std::size_t size;
@@ -62,7 +66,7 @@ class SystemLog {
     bool connect() TESKD_REQUIRES(lock_);
     bool connectAs(int type) TESKD_REQUIRES(lock_);
     bool send(const Heading& heading, const char* text) TESKD_REQUIRES(lock_);
-    // False with errno set, EPIPE for half a record on a stream.
+    // False with errno set; EPIPE if a stream took only part of the record.
     bool sendOnce(const Heading& heading, const char* text, int flags) TESKD_REQUIRES_SHARED(lock_);
     bool mayWait() TESKD_REQUIRES(lock_);
     void countWait(Clock::time_point since, bool inVain) TESKD_REQUIRES(lock_);
@@ -74,9 +78,9 @@ class SystemLog {
     bool copies_ TESKD_GUARDED_BY(lock_) = false;
     bool stream_ TESKD_GUARDED_BY(lock_) = false;
     Descriptor socket_ TESKD_GUARDED_BY(lock_);
-    unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;    // lines since the last one handed over
-    Clock::time_point period_ TESKD_GUARDED_BY(lock_);  // when the present one began
-    Clock::duration waited_ TESKD_GUARDED_BY(lock_){};  // in it
+    unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;    // lines not reported yet
+    Clock::time_point period_ TESKD_GUARDED_BY(lock_);  // start of the current period
+    Clock::duration waited_ TESKD_GUARDED_BY(lock_){};  // in the current period
 };
 
 }  // namespace teskd

@@ -1,13 +1,13 @@
-// Where the daemon's fixed absolute paths lie.
+// Relocates the daemon's fixed absolute paths.
 #pragma once
 
 #include <string>
 
 namespace teskd {
 
-// The path as it is to be opened: the absolute path, behind the value of the environment variable
-// TESKD_ROOT when that is set (and ignored in a privileged exec). Callers: any thread, as long as
-// nobody changes the environment.
+// The path to open: the absolute path, prefixed with the value of the environment variable
+// TESKD_ROOT if that is set (and ignored in a privileged exec). Any thread, as long as no thread
+// changes the environment.
 std::string systemPath(const std::string& absolute);
 
 }  // namespace teskd

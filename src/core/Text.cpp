@@ -19,7 +19,7 @@ int digit(char c) {
     return NO_DIGIT;
 }
 
-// Length of the "0x" that may stand in front of hexadecimal digits.
+// Length of an optional "0x" before hexadecimal digits.
 std::size_t hexPrefix(std::string_view text, int base) {
     if (base != HEXADECIMAL || text.size() < 3) return 0;
     const bool stands = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
@@ -88,7 +88,7 @@ std::string zeroFilled(std::string_view text, std::size_t size) {
     return field;
 }
 
-// Read where it stands: the text may have megabytes.
+// Parsed in place, without a copy: the text may have megabytes.
 Number parseNumber(std::string_view text, int base) {
     const std::size_t start = std::min(text.find_first_not_of(BLANKS), text.size());
     const std::string_view number = text.substr(start);

@@ -14,8 +14,8 @@ namespace teskd {
 
 namespace {
 
-// A block that operator new handed out and that no constructor has claimed yet. A store into the
-// object's own field would not do: nothing stored before construction has to survive it.
+// A block that operator new returned and that no constructor has claimed yet. A mark in the
+// object's own field would not do: a value stored before construction need not survive it.
 struct FreshBlock {
     const char* start;
     std::size_t size;
@@ -26,10 +26,11 @@ struct FreshBlock {
         return !before(address, start) && before(address, start + size);
     }
 };
-// This thread's, the latest first: the making of one object may involve making others.
+// The blocks of this thread, latest first. There may be several, since creating one object may
+// involve creating others.
 thread_local FreshBlock* freshBlocks = nullptr;
 
-// Takes the block that contains the address off the list. False when there is none.
+// Removes the block that contains the address from the list. False if there is none.
 bool claimFreshBlock(const void* object) {
     for (FreshBlock** link = &freshBlocks; *link != nullptr; link = &(*link)->next) {
         if (!(*link)->contains(static_cast<const char*>(object))) continue;
@@ -40,7 +41,7 @@ bool claimFreshBlock(const void* object) {
     return false;
 }
 
-// The attributes of every thread.
+// The attributes that every thread is created with.
 class Attributes {
   public:
     Attributes() : result_(pthread_attr_init(&attributes_)) {
@@ -54,7 +55,7 @@ class Attributes {
     Attributes(const Attributes&) = delete;
     Attributes& operator=(const Attributes&) = delete;
 
-    // Null, for the system's own choice, when they cannot be had.
+    // Null if they could not be set up; the thread then gets the system's defaults.
     const pthread_attr_t* get() const { return result_ == 0 ? &attributes_ : nullptr; }
 
   private:
@@ -87,18 +88,19 @@ void* Thread::operator new(std::size_t size) {
 }
 
 void Thread::operator delete(void* memory) {
-    claimFreshBlock(memory);  // still there when the construction failed
+    claimFreshBlock(memory);  // still listed if the constructor threw
     ::operator delete(memory);
 }
 
 int Thread::start() {
     std::unique_ptr<Start> argument(new (std::nothrow) Start{this, 0});
-    // Counted before the flag is set: the end of an earlier thread clears the flag of its own
-    // start.
+    // Count the start before setting the flag: a thread clears the flag when it ends, unless a
+    // later start was counted. In the other order, an earlier thread that ends in between would
+    // clear it.
     if (argument) argument->generation = countStart();
     running_ = true;
     if (!argument) return ENOMEM;
-    // A self-deleting object may be gone as soon as its thread exists.
+    // Read this first: a self-deleting object may be gone as soon as its thread exists.
     const bool selfDeleting = autoDelete_ && isHeapAllocated();
     const Attributes attributes;
     pthread_t created{};
@@ -107,7 +109,7 @@ int Thread::start() {
         countEnd();
         return result;
     }
-    [[maybe_unused]] const Start* const taken = argument.release();  // by entry
+    [[maybe_unused]] const Start* const taken = argument.release();  // entry() frees it
     if (!selfDeleting) handle_ = created;
     return result;
 }
@@ -165,8 +167,8 @@ void* Thread::entry(void* argument) {
 }
 
 bool Thread::live(unsigned generation) {
-    // Tells awaitEnd() on every way out, a cancelled thread's included; nothing touches the object
-    // afterwards unless the object is the thread's own to delete.
+    // Wakes up awaitEnd() on every way out, cancellation included. The object may be destroyed from
+    // then on, so nothing touches it afterwards, unless the thread itself is to delete it.
     struct Farewell {
         Thread& thread;
         ~Farewell() { thread.countEnd(); }
@@ -180,7 +182,8 @@ bool Thread::live(unsigned generation) {
     return isHeapAllocated();
 }
 
-// A cancelled thread's exception is no object that the reference could be bound to.
+// Not checked for null references: the exception of a cancelled thread is no object that the
+// reference in the handler could be bound to.
 __attribute__((no_sanitize("null"))) void Thread::runLogged() {
     try {
         run();
@@ -196,7 +199,8 @@ __attribute__((no_sanitize("null"))) void Thread::runLogged() {
     }
 }
 
-// A copy of the name might fail for want of memory, and out here nobody would catch that.
+// Logs under the lock instead of copying the name: without memory the copy would throw, and nothing
+// catches exceptions here.
 void Thread::logEnd() {
     const SynchronizedLock lock(state_);
     Log::write(Log::NOTICE, "Thread '%s' Terminated", name_.c_str());

@@ -12,30 +12,30 @@
 
 namespace teskd {
 
-// A sanitizer puts its red zones and its own calls on every stack.
+// A sanitizer adds its red zones and its own calls to every stack.
 #ifdef TESKD_SANITIZED
 inline constexpr std::size_t STACK_FACTOR = 8;
 #else
 inline constexpr std::size_t STACK_FACTOR = 1;
 #endif
 
-// Owns the running of one POSIX thread at a time. Stopping is cooperative: stop() clears a flag
-// that run() polls through isRunning(), and calls the interrupt() hook so that a subclass can leave
-// a blocking call. A thread that has ended may be started again.
+// Runs one POSIX thread at a time. Stopping is cooperative: stop() clears a flag that run() polls
+// through isRunning(), and calls the interrupt() hook, in which a subclass can wake up a blocked
+// run(). A thread that has ended may be started again.
 //
 // Threads: start, stop, isRunning and the name may be used from any thread; join only by the owner
 // of a thread that is not self-deleting.
-// Lifetime: the creator owns the object, except that one made by `new` and marked setAutoDelete()
-// deletes itself when run() ends and must not be touched after start(). An object that is destroyed
-// while its thread may still run has to call awaitEnd() in its own destructor, before its members
-// go. Locks: state_ (innermost; nothing but the log is called while it is held).
+// Lifetime: the creator owns the object. But an object that was made by `new` and marked with
+// setAutoDelete() deletes itself when run() ends, and must not be touched after start(). A subclass
+// whose thread may still run when it is destroyed must call awaitEnd() in its own destructor,
+// before its members are destroyed. Locks: state_ (innermost; only the log is called while it is
+// held).
 class Thread {
   public:
-    // Address space for each thread's stack. The deepest use seen was 11 KiB, and 5 KiB more for
-    // the thread's own variables: stacks were painted before each thread's run and looked at after
-    // it, in an unoptimised build, through the tests of the whole daemon. What can be long, frames
-    // and messages, lies on the heap. This is fifteen times as much, and a thousand threads still
-    // fit into a quarter of a gigabyte.
+    // Address space for each thread's stack. The deepest use seen was 11 KiB, plus 5 KiB of
+    // thread-local variables (measured with painted stacks, in an unoptimised build, in the tests
+    // of the whole daemon). Frames and messages, which can be long, are on the heap. This is
+    // fifteen times as much, and a thousand threads still fit into a quarter of a gigabyte.
     static constexpr std::size_t STACK_SIZE = std::size_t{256} * 1024 * STACK_FACTOR;
 
     Thread();
@@ -43,13 +43,14 @@ class Thread {
     // Copies the name and the self-deletion mark; the copy has no thread.
     Thread(const Thread& source);
     Thread& operator=(const Thread&) = delete;
-    // Clears the running flag, and no more: neither joins nor cancels.
+    // Only clears the running flag; neither joins nor cancels.
     virtual ~Thread() noexcept(false);
 
-    // The thread's body, on the thread itself. What it throws is logged and ends the thread.
+    // The thread's body, called on the thread itself. An exception that leaves it is logged and
+    // ends the thread.
     virtual void run() = 0;
 
-    // Remembers the object as heap-created. @throws std::bad_alloc
+    // Records that the object is on the heap (isHeapAllocated). @throws std::bad_alloc
     static void* operator new(std::size_t size);
     static void operator delete(void* memory);
 
@@ -75,27 +76,26 @@ class Thread {
     std::string getName() const;
 
   protected:
-    // Makes run() leave whatever it waits for; called by stop() on the caller's thread.
+    // Wakes up run() from whatever it waits for; stop() calls it on its caller's thread.
     virtual void interrupt() {}
 
-    // Takes back a stop that run() has not obeyed yet, which is the caller's to know.
+    // Reverts a stop() that run() has not acted on yet; the caller must know that it has not.
     void keepRunning() { running_ = true; }
 
     void setName(const std::string& name);
-    // Bounds the lines about the ends of this object's threads together with others; without it
-    // they have a bound of their own. Before start(); the limiter outlives the thread.
+    // Makes the lines that report the end of this object's threads use a shared limiter instead of
+    // their own. Call it before start(); the limiter must outlive the thread.
     void shareEndNotices(NoticeLimiter& notices) { endNotices_ = &notices; }
 
   private:
-    // What a new thread is told.
+    // The argument of a new thread.
     struct Start {
         Thread* thread;
         unsigned generation;
     };
 
     static void* entry(void* argument);
-    // The whole life of one thread, apart from self-deletion. True when the object is to be
-    // deleted.
+    // Everything that one thread does, except self-deletion. True if the object is to be deleted.
     bool live(unsigned generation);
     void runLogged();
     void logEnd();

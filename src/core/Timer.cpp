@@ -88,7 +88,8 @@ void Timer::enter(TimerTask& task, std::uint32_t delay, std::uint32_t period, bo
     task.metInPass_ = passNumber_;
 }
 
-// The thread decides to end under the same lock: no task is lost between.
+// The thread decides to end under the same lock, so that a task scheduled at that moment is not
+// lost.
 void Timer::ensureRunning() {
     if (closed_ || isRunning()) return;
     if (looping_) return keepRunning();
@@ -149,14 +150,15 @@ bool Timer::goesOn() {
     return false;
 }
 
-// The next task starts a new thread.
+// The next task that is scheduled starts a new thread.
 void Timer::endLoop() {
     looping_ = false;
     stop();
 }
 
-// Tasks may be scheduled, moved and taken off while one of them runs, so the list is looked at anew
-// after each; a mark on each task tells which were met. (A copy of the list would need memory.)
+// Tasks may be scheduled, moved and removed while one of them runs, so the list is searched from
+// its start after each; a mark on each task tells whether this pass has visited it. (A copy of the
+// list would need memory.)
 void Timer::runDueTasks(const Pass& pass) {
     beginPass();
     while (isRunning()) {
@@ -208,7 +210,7 @@ void Timer::runTask(TimerTask& task) {
     }
 }
 
-// A task that was scheduled anew or taken off while it ran keeps what was asked for then.
+// A task that was rescheduled or cancelled while it ran is left as that call set it.
 void Timer::rearm(TimerTask& task, const Pass& pass) {
     const SynchronizedLock lock(tasks_.guard());
     task.assertHeld(tasks_.guard());
@@ -226,9 +228,9 @@ void Timer::rearm(TimerTask& task, const Pass& pass) {
     tasks_.guard().notifyAll();
 }
 
-// A task that is scheduled meanwhile may shorten the sleep, but neither begins a pass (one that
-// came too early would take a small correction of the clock for its being set back) nor prolongs
-// it.
+// A task that is scheduled during the sleep may shorten it, but neither starts a pass nor prolongs
+// the sleep. A pass that came too early would mistake a small correction of the clock for the clock
+// being set back.
 bool Timer::sleepUntilNext() {
     const SynchronizedLock lock(tasks_.guard());
     const std::int64_t latest = clock_.steady() + LONGEST_SLEEP;
@@ -243,7 +245,7 @@ bool Timer::sleepUntilNext() {
     }
 }
 
-// When the next task is due; nothing when no live task is left.
+// When the next task is due; none if no live task is left.
 std::optional<std::int64_t> Timer::nextRun() {
     std::optional<std::int64_t> next;
     for (TimerTask* task : tasks_) {

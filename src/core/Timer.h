@@ -12,13 +12,14 @@
 
 namespace teskd {
 
-// Runs TimerTasks by the wall clock. Its thread starts with the first scheduled task and ends when
-// no live task is left. It looks at the clock once a second at least, so steps of it are survived:
-// set back, every waiting task runs at the next pass; set forward by 5 seconds or more, fixed-rate
-// tasks are re-based instead of catching up.
+// Runs TimerTasks by the wall clock. The thread starts with the first scheduled task and ends when
+// no live task is left. It checks the clock at least once a second, so that changes of the clock do
+// no harm: after the clock is set back, every waiting task runs at the next pass; after it is set
+// forward by 5 seconds or more, fixed-rate tasks are scheduled from the new time instead of
+// catching up.
 //
-// There is one thread at a time: a task that is scheduled after a stop, while another one still
-// runs, takes the stop back.
+// There is one thread at a time: scheduling a task after a stop, while the stopped thread still
+// runs, reverts the stop.
 //
 // Ownership: tasks belong to their owners (see TimerTask); the timer never deletes them.
 // Threads: schedule, scheduleAtFixedRate, cancel and purge from any thread, also from a task's
@@ -28,28 +29,27 @@ class Timer : public Thread {
   public:
     explicit Timer(Clock& clock = Clock::system());
     explicit Timer(const std::string& name, Clock& clock = Clock::system());
-    // Stops the thread for good and waits for it; tasks are left alone.
+    // Stops the thread for good and waits for it to end; does not touch the tasks.
     ~Timer() noexcept(false) override;
 
     // The scheduling loop.
     void run() override;
 
-    // Runs the task after delay and then every period milliseconds after it ran; period 0: once.
-    // A task that is scheduled already is moved to its new time.
+    // Runs the task after delay milliseconds and then again period milliseconds after each run;
+    // with period 0 only once. A task that is already scheduled is moved to its new time.
     void schedule(TimerTask& task, std::uint32_t delay, std::uint32_t period);
-    // The same, keeping the phase: each run is due one period after the previous one was due.
+    // The same at a fixed rate: each run is due one period after the previous one was due.
     void scheduleAtFixedRate(TimerTask& task, std::uint32_t delay, std::uint32_t period);
-    // The same as schedule, for a task that does not wait for its time already: calls that follow
-    // each other closely do not put it off again and again.
+    // The same as schedule, once, but leaves a task that is already waiting as it is, so that
+    // frequent calls do not postpone it again and again.
     void scheduleUnlessWaiting(TimerTask& task, std::uint32_t delay);
-    // The same as schedule, but a task that waits already is never put off: it keeps its time when
-    // that comes before the delay is over. One that runs at the moment only takes the period.
+    // The same as schedule, but never postpones a waiting task: it keeps its time if that is before
+    // the end of the delay. For a task that is running, only the period changes.
     void hasten(TimerTask& task, std::uint32_t delay, std::uint32_t period);
-    // Takes the task off the timer; if it is running, waits until it has ended. Not for a task that
-    // takes itself off.
+    // Removes the task from the timer; if it is running, waits until it has ended. A task must not
+    // cancel itself: it would wait for its own end.
     void cancel(TimerTask& task);
-    // Removes cancelled tasks and tells how many. The task behind each removed one is not looked
-    // at.
+    // Removes cancelled tasks and returns how many. The task after each removed one is not checked.
     unsigned purge();
 
   protected:
@@ -58,7 +58,7 @@ class Timer : public Thread {
   private:
     struct Pass {
         std::int64_t start;          // microseconds since the epoch
-        std::int64_t previousStart;  // of the pass before
+        std::int64_t previousStart;  // of the previous pass
     };
 
     void add(TimerTask& task, std::uint32_t delay, std::uint32_t period, bool fixedRate);
@@ -67,20 +67,20 @@ class Timer : public Thread {
         TESKD_REQUIRES(tasks_.guard());
     void ensureRunning() TESKD_REQUIRES(tasks_.guard());
     void runLoop();
-    // False when the timer was stopped: the loop ends, in one step with that finding.
+    // False if the timer was stopped; the end of the loop is then recorded under the same lock.
     bool goesOn();
     void endLoop() TESKD_REQUIRES(tasks_.guard());
     void runDueTasks(const Pass& pass);
     void beginPass();
-    // The next task that is due and was not met in this pass, marked as running; null for none.
+    // The next task that is due and was not visited in this pass, marked as running; null if none.
     TimerTask* claimNext(const Pass& pass);
-    // True when the task is live and due; marks it as running then.
+    // True if the task is live and due; it is then marked as running.
     bool claimIfDue(TimerTask& task, const Pass& pass) TESKD_REQUIRES(tasks_.guard());
     void runTask(TimerTask& task);
     void rearm(TimerTask& task, const Pass& pass);
     bool isListed(TimerTask* task) TESKD_REQUIRES(tasks_.guard());
-    // Sleeps until the next task is due, a second at most. False when no live task is left; the
-    // thread is stopped then, in one step with that finding.
+    // Sleeps until the next task is due, a second at most. False if no live task is left; the end
+    // of the loop is then recorded under the same lock.
     bool sleepUntilNext();
     std::optional<std::int64_t> nextRun() TESKD_REQUIRES(tasks_.guard());
 
@@ -88,8 +88,8 @@ class Timer : public Thread {
     Clock& clock_;
     // A thread was started and has not left its loop.
     bool looping_ TESKD_GUARDED_BY(tasks_.guard()) = false;
-    bool closed_ TESKD_GUARDED_BY(tasks_.guard()) = false;  // for good
-    // The task that runs now, and its count of scheduling calls when it was claimed.
+    bool closed_ TESKD_GUARDED_BY(tasks_.guard()) = false;  // set by the destructor
+    // The task that is running, and its count of scheduling calls when it was claimed.
     TimerTask* current_ TESKD_GUARDED_BY(tasks_.guard()) = nullptr;
     unsigned currentScheduled_ TESKD_GUARDED_BY(tasks_.guard()) = 0;
     std::uint64_t passNumber_ TESKD_GUARDED_BY(tasks_.guard()) = 0;

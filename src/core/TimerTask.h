@@ -1,4 +1,4 @@
-// A piece of work that a Timer runs after a delay, once or again and again.
+// Work that a Timer runs after a delay, once or periodically.
 #pragma once
 
 #include <atomic>
@@ -11,10 +11,10 @@ namespace teskd {
 
 class Timer;
 
-// Base class of the work. Scheduling state belongs to the timer that the task is scheduled on.
+// Base class of the work. The scheduling state belongs to the timer that the task is scheduled on.
 //
-// Ownership: the task's owner keeps it alive while it is scheduled, or takes it off the timer first
-// with Timer::cancel.
+// Ownership: the owner keeps the task alive while it is scheduled, or removes it from the timer
+// first with Timer::cancel.
 // Threads: run() is called on the timer's thread with no lock held; setPeriod may be called from
 // run(); scheduling goes through the Timer.
 class TimerTask {
@@ -29,16 +29,18 @@ class TimerTask {
 
     const std::string& getName() const { return name_; }
     bool isCancelled() const { return cancelled_; }
-    // Milliseconds between two runs; 0 for a one-shot task. Takes effect with the next re-arming.
+    // Milliseconds between two runs; 0 for a one-shot task. A change takes effect when the timer
+    // next schedules the task after a run.
     std::uint32_t getPeriod() const { return period_; }
     void setPeriod(std::uint32_t milliseconds) { period_ = milliseconds; }
 
   private:
     friend class Timer;
 
-    // The lock of the timer's list as the compiler knows it here: a task does not know its timer.
+    // Stands for the lock of the timer's list in the thread-safety analysis, since a task does not
+    // know its timer.
     class TESKD_CAPABILITY("timer's list lock") ListLock {};
-    // Proves that the caller holds it.
+    // Tells the analysis that the caller holds the lock.
     void assertHeld([[maybe_unused]] const Synchronized& lock) const TESKD_REQUIRES(lock)
         TESKD_ASSERTS_LOCK(listLock_) {}
 
@@ -49,9 +51,9 @@ class TimerTask {
     bool fixedRate_ TESKD_GUARDED_BY(listLock_) = false;
     std::uint32_t delay_ TESKD_GUARDED_BY(listLock_) = 0;   // milliseconds
     std::int64_t nextRun_ TESKD_GUARDED_BY(listLock_) = 0;  // microseconds since the epoch
-    // The timer's latest pass that has dealt with it.
+    // The latest pass of the timer that visited the task.
     std::uint64_t metInPass_ TESKD_GUARDED_BY(listLock_) = 0;
-    // Counts the scheduling calls: tells a re-scheduled task from a run one.
+    // Counts the scheduling calls, so that the timer notices one that came while the task ran.
     unsigned scheduled_ TESKD_GUARDED_BY(listLock_) = 0;
 };
 

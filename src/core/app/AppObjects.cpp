@@ -20,8 +20,9 @@ namespace teskd {
 
 namespace {
 
-// The engine's way to the notifier, which is built after it: until then the notifier must not be
-// taken for the queue that it will be.
+// Passes the engine's packets on to the notifier, which is built after the engine. The engine
+// cannot be given the notifier itself: a reference must not be converted to a base class before the
+// object is constructed.
 class WayToNotifier final : public PacketContainer {
   public:
     explicit WayToNotifier(DornNotify& notifier) : notifier_(notifier) {}
@@ -31,15 +32,15 @@ class WayToNotifier final : public PacketContainer {
     DornNotify& notifier_;
 };
 
-// Built during static initialisation, in the order of the members; destroyed in reverse when the
-// process exits. The configuration and the telnet timer are built before and live longer.
+// Built during static initialisation, in the order of the members; destroyed in reverse order when
+// the process exits. The configuration and the telnet timer are built before it and outlive it.
 class AppObjects {
   public:
     AppObjects() = default;
 
-    // Ends every thread first, so that no member is used by one while it is destroyed. Masters go
-    // before connections: they complete what the connections wait for. A step that fails, for want
-    // of memory, does not keep the next from being taken.
+    // Ends every thread first, so that no thread uses a member while it is destroyed. Masters end
+    // before connections, since they complete what the connections wait for. A step that fails (out
+    // of memory) does not prevent the next one.
     ~AppObjects() noexcept(false) {
         aams.stop();
         dornDeamon.stop();
@@ -72,9 +73,9 @@ class AppObjects {
     std::exit(EXIT_FAILURE);
 }
 
-// An exception that left the static initialisation would end the process by a signal. The limit is
-// raised before the first object that has a descriptor; the program that a disabled daemon becomes
-// keeps the one it was started with.
+// Catches exceptions, since one that left the static initialisation would end the process by a
+// signal. The limit is raised before the first object with a descriptor is built; if the daemon is
+// disabled, it stays as it was, for the program that the process becomes.
 AppObjects& build() {
     try {
         if (ZqConfig::is_tesk_enabled()) raiseDescriptorLimit();

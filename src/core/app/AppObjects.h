@@ -1,4 +1,4 @@
-// The daemon's long-lived objects, and the accessors through which they are reached.
+// Accessors of the daemon's long-lived objects.
 #pragma once
 
 namespace teskd {
@@ -9,8 +9,8 @@ class DornNotify;
 class TeskController;
 class Timer;
 
-// Each returns the one object, which lives from before main runs until after it has returned. Any
-// thread.
+// Each returns the one object of the daemon, which lives from before main runs until after main has
+// returned. Any thread.
 Aams& getAams();
 TeskController& getTeskController();
 DornDeamon& getDornDeamon();

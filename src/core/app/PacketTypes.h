@@ -1,4 +1,4 @@
-// The types of frames that hosts may send.
+// The types of frames that hosts may send, and their packets.
 #pragma once
 
 namespace teskd {

@@ -24,12 +24,12 @@ namespace {
 
 using namespace teskd;
 
-constexpr int FAILURE = -1;  // seen from outside as 255
-// Bytes of a block that goes back to the system when it is freed: what a large frame or message
-// took must not stay with the process.
+constexpr int FAILURE = -1;  // exit status 255
+// A block of at least this many bytes is returned to the system when it is freed, so that the
+// memory of a large frame or message does not stay with the process.
 constexpr int LARGE_BLOCK = 128 * 1024;
 
-// Whether log lines are wanted on standard error as well.
+// Whether log lines also go to standard error. Prints the usage and exits for any other argument.
 bool wantsDebug(int argc, char* argv[]) {
     if (argc < 2) return false;
     if (std::strcmp(argv[1], "--debug") == 0) return true;
@@ -38,7 +38,7 @@ bool wantsDebug(int argc, char* argv[]) {
     std::exit(FAILURE);
 }
 
-// The process's signal mask as it was at its start.
+// The signal mask that the process was started with.
 sigset_t maskBefore;
 
 sigset_t termination() {
@@ -48,8 +48,8 @@ sigset_t termination() {
     return signals;
 }
 
-// Ends the process by a signal, so that it is started again. The library's own handler writes to
-// standard error, and would wait there for ever when nobody drains it.
+// Ends the process by a signal, so that it is restarted. The library's own handler writes to
+// standard error, and would block for ever if nobody reads it.
 [[noreturn]] void endAbnormally() {
     try {
         if (std::current_exception() != nullptr) throw;
@@ -61,24 +61,25 @@ sigset_t termination() {
     std::abort();
 }
 
-// Runs before every other initialisation, which takes a while (configuration, the objects), so that
-// the signal ends the process orderly from the first moment on: it waits until main asks for it.
-// Every thread started afterwards inherits the mask, so only the main thread's sigwait takes it.
+// Runs before every other initialisation, which takes a while (configuration, the objects). SIGTERM
+// is blocked, so that it stays pending until main waits for it and ends the process orderly from
+// the first moment on. Every thread started afterwards inherits the mask, so only the main thread's
+// sigwait receives the signal.
 [[gnu::constructor(101)]] void prepareEnds() {
     std::set_terminate(endAbnormally);
     const sigset_t signals = termination();
     sigprocmask(SIG_BLOCK, &signals, &maskBefore);
 }
 
-// The other program gets the mask that this one was started with; a signal that waits ends it here.
+// Restores the signal mask for the other program; a pending SIGTERM ends the process here.
 [[noreturn]] void becomeNotRunning(const char* name) {
     sigprocmask(SIG_SETMASK, &maskBefore, nullptr);
     execl(systemPath("/usr/bin/notrunning").c_str(), name, nullptr);
     std::exit(FAILURE);
 }
 
-// A daemon without this thread would be deaf, so a start that fails is tried again every second.
-// False when the signal came meanwhile.
+// Retries every second until the worker has started, since the daemon cannot work without it. False
+// if SIGTERM arrived meanwhile.
 bool startWorker(Thread& worker) {
     constexpr timespec PAUSE{1, 0};
     const sigset_t signals = termination();
@@ -117,7 +118,7 @@ void stopWorkers() {
 
 }  // namespace
 
-// Exceptions of other families leave it and end the process (endAbnormally).
+// Exceptions of other classes are not caught here and end the process (endAbnormally).
 int main(int argc, char* argv[]) {
     try {
         const bool debug = wantsDebug(argc, argv);
