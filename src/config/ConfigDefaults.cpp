@@ -54,7 +54,7 @@ void storeDefaults(std::map<std::string, std::string>& map) {
     }
 }
 
-// An administrator who leaves this list empty means nobody.
+// An empty list of hosts is a setting of its own: no other machine may connect.
 bool countsWhenEmpty(const std::string& key) {
     return key == KEY_HOSTS_ALLOWED;
 }

@@ -18,7 +18,8 @@ namespace {
 constexpr mode_t FILE_MODE = 0644;
 constexpr mode_t PRIVATE_MODE = 0600;
 
-// A handler, because an ignored signal would stay ignored in the program that may take over.
+// A handler instead of SIG_IGN: an ignored signal would stay ignored in the program that the
+// process may become.
 void ignoreSignal(int) {}
 
 bool writeAll(int fd, const std::string& content) {
@@ -42,9 +43,9 @@ void syncDirectoryOf(const std::string& path) {
     if (directory.isOpen()) fsync(directory.get());
 }
 
-// Where a chain of symbolic links leads to; there need be nothing. The path itself when it is none.
+// The end of a chain of symbolic links, which need not exist. The path itself if it is no link.
 std::string behindLinks(std::string path) {
-    constexpr int MOST_LINKS = 40;  // as many as the system follows
+    constexpr int MOST_LINKS = 40;  // the system's own limit
     char link[PATH_MAX];
     for (int followed = 0; followed < MOST_LINKS; ++followed) {
         const ssize_t size = ::readlink(path.c_str(), link, sizeof link);
@@ -55,8 +56,9 @@ std::string behindLinks(std::string path) {
     return path;
 }
 
-// A file beside the path that is to take its place; removed when it does not. What has its name
-// already is left over from a power cut: the name is such as nobody else gives.
+// A file beside the path that is to replace it; removed on destruction unless it was moved into
+// place. An existing file of its name is removed first: it is left over from a power cut, since
+// nobody else gives files that name.
 class TemporaryFile {
   public:
     TemporaryFile(const std::string& path, mode_t mode)
@@ -76,8 +78,8 @@ class TemporaryFile {
 
     bool isOpen() const { return file_.isOpen(); }
 
-    // Takes over the other file's owner, group and mode. False when the daemon may not give files
-    // to that owner.
+    // Copies the other file's owner, group and mode. False if the daemon may not give files to that
+    // owner.
     bool copyOwnership(const struct stat& other) {
         return fchown(file_.get(), other.st_uid, other.st_gid) == 0 &&
                fchmod(file_.get(), other.st_mode & ALL_PERMISSIONS) == 0;
@@ -103,33 +105,34 @@ class TemporaryFile {
     bool moved_ = false;
 };
 
-// False when the disk has no room; true as well where it cannot be told beforehand.
+// False if the disk has no room. True also where that cannot be determined beforehand.
 bool reserve(int fd, std::size_t size) {
     if (fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) return true;
     return errno != ENOSPC && errno != EDQUOT && errno != EFBIG;
 }
 
-// The room comes first and the cut last, so that a full disk leaves the old content.
+// Reserves the space first and truncates last, so that a full disk leaves the old content.
 bool writeInPlace(const std::string& path, const std::string& content) {
     const Descriptor file(::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     return file.isOpen() && reserve(file.get(), content.size()) && writeAll(file.get(), content) &&
            ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 && fsync(file.get()) == 0;
 }
 
-// Opening a device to write may have effects of its own (a watchdog starts), so only files are.
+// Only regular files are opened for writing: opening a device may have side effects (a watchdog
+// starts).
 bool isFile(const struct stat& status) {
     if (S_ISREG(status.st_mode)) return true;
     errno = S_ISDIR(status.st_mode) ? EISDIR : S_ISLNK(status.st_mode) ? ELOOP : EEXIST;
     return false;
 }
 
-// What a new file would not keep: other names, an access control list.
+// Whether the file has something that a new file would lose: other names, an access control list.
 bool hasMoreThanOwnership(const std::string& path, const struct stat& status) {
     return status.st_nlink > 1 || getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
 }
 
-// A write that fails, as on a full disk, is not tried again in place: there it could cost the old
-// content.
+// A write that fails, for example on a full disk, is not retried in place, where it could destroy
+// the old content.
 bool rewrite(const std::string& path, const struct stat& old, const std::string& content) {
     if (hasMoreThanOwnership(path, old)) return writeInPlace(path, content);
     TemporaryFile file(path, PRIVATE_MODE);
@@ -137,7 +140,7 @@ bool rewrite(const std::string& path, const struct stat& old, const std::string&
     return file.write(content) && (file.moveIntoPlace() || writeInPlace(path, content));
 }
 
-// From now on a write beyond the limit of file sizes fails with EFBIG and does not end the process.
+// Makes a write beyond the limit of file sizes fail with EFBIG instead of ending the process.
 void catchSizeLimit() {
     std::signal(SIGXFSZ, ignoreSignal);
 }
@@ -149,7 +152,8 @@ std::nullopt_t failed(int reason) {
 
 }  // namespace
 
-// The size that is told beforehand may be wrong (0 in /proc), so what is read counts.
+// The size that the system reports may be wrong (0 in /proc), so the limit is checked against what
+// was read.
 std::optional<std::string> ConfigFile::read(const std::string& path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!file.isOpen()) return std::nullopt;

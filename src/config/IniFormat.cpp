@@ -25,14 +25,14 @@ struct Parser {
         }
     }
 
-    // The value may still come: it is stored over this one then.
+    // Called before the value is read: a value that follows overwrites the empty one.
     void storeEmpty(const std::string& name, bool hasEquals) {
         if (!hasEquals || countsWhenEmpty == nullptr) return;
         const std::string key = section + " " + name;
         if (countsWhenEmpty(key)) map[key].clear();
     }
 
-    // The header test comes first for every token, so a value in brackets is a header as well.
+    // Every token is tested for a header first, so a value in brackets is a header as well.
     void tokens(std::string_view text) {
         ++line;
         std::string pendingKey;

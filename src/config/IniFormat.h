@@ -1,4 +1,4 @@
-// The text form of the configuration files: text in, map out, and back.
+// The INI format of the configuration files: text to map, and map to text.
 #pragma once
 
 #include <functional>
@@ -8,20 +8,20 @@
 
 namespace teskd {
 
-// Reading and writing of the INI form. Keys of the map are the section header as written, a blank
-// and the name: "[IP_ADDRESS] IP_SERVER". No file, no clock, no thread in here.
+// Parses and formats INI text. Keys of the map are the section header as written, a blank and the
+// name: "[IP_ADDRESS] IP_SERVER". Uses no file, clock or thread.
 class IniFormat {
   public:
     using Map = std::map<std::string, std::string>;
-    // Called with the number of a line (empty lines not counted, from 1) whose section header does
+    // Called with the line number (from 1, empty lines not counted) of a section header that does
     // not end in "]".
     using SyntaxErrorHandler = std::function<void(unsigned line)>;
     // Whether "NAME=" stores an empty value for this key.
     using CountsWhenEmpty = bool (*)(const std::string& key);
 
     // Merges the text's pairs into the map; a later pair overwrites an earlier one. There is no
-    // comment syntax: a line without "=" has no value to store, and that is all. "NAME=" stores
-    // nothing, but for the keys that count when they are empty.
+    // comment syntax: a line without "=" just has no value to store. "NAME=" stores an empty value
+    // for the keys that countsWhenEmpty accepts, and nothing for the others.
     static void parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError,
                       CountsWhenEmpty countsWhenEmpty = nullptr);
 

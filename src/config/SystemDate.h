@@ -1,11 +1,11 @@
-// The seam between the daemon and the machine's clock as something that can be set.
+// Sets the machine's clock, by a function that tests can replace.
 #pragma once
 
 #include <ctime>
 
 namespace teskd {
 
-// Sets the date of the machine, which needs privilege.
+// Sets the date of the machine, which needs privileges.
 //
 // Threads: set() from any thread; replace() only while no other thread uses the class (tests).
 class SystemDate {
@@ -14,7 +14,7 @@ class SystemDate {
     using Setter = int (*)(std::time_t seconds);
 
     static int set(std::time_t seconds);
-    // Puts another setter in place of the machine's; null restores it.
+    // Replaces the function that sets the machine's clock; null restores it.
     static void replace(Setter setter);
 
   private:

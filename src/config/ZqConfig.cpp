@@ -24,13 +24,13 @@ namespace {
 
 constexpr const char* DUMP_FILE = "/tmp/dump_map.ini";
 
-constexpr unsigned MOST_SYNTAX_ERRORS = 20;  // of one file that have a line each
+constexpr unsigned MOST_SYNTAX_ERRORS = 20;  // of one file that are logged one by one
 
 constexpr const char* LIST_SEPARATORS = " ,;";
 constexpr const char* MAC_KEY = "[INTERNAL] MAC_ADDR_";
 
 constexpr int MILLISECONDS_PER_SECOND = 1000;
-constexpr std::size_t SHORTEST_DATE = 10;  // digits that the last blank goes behind
+constexpr std::size_t SHORTEST_DATE = 10;  // digits before the last blank
 
 std::string formatLocalTime(const char* format) {
     const std::time_t now = std::time(nullptr);
@@ -40,7 +40,7 @@ std::string formatLocalTime(const char* format) {
     return {text, std::strftime(text, sizeof text, format, &local)};
 }
 
-// "YYMMDDHHMMSS" with a blank between the pairs; a shorter text gets what blanks it has room for.
+// "YYMMDDHHMMSS" with a blank between the pairs; a shorter text gets only those that fit.
 std::string spaced(std::string text) {
     for (const std::size_t position : {10U, 8U, 6U, 4U, 2U}) {
         if (position <= text.size()) text.insert(position, " ");
@@ -66,13 +66,13 @@ ZqConfig::ZqConfig() {
     write_file(systemPath(DUMP_FILE), *this);
 }
 
-// Whoever a list in a file that was not read keeps away must not get in.
+// A file that was not read may have restricted the hosts, so none of them gets in.
 void ZqConfig::merge(const std::string& path) {
     if (!parse_file(path, *this)) insert_or_assign(KEY_HOSTS_ALLOWED, HOSTS_UNREADABLE);
 }
 
-// Both stamps become the current one, so that the next start sees a difference only after an
-// update; the store itself keeps the previous stamp for this run.
+// Stores the current stamp in both places, so that the next start sees a difference only after an
+// update; the map itself keeps the previous stamp for this run.
 void ZqConfig::write_software_update_file() const {
     const std::string& current = at(KEY_UPDATE_B);
     const Map stamps{{KEY_UPDATE_A, current}, {KEY_UPDATE_B, current}};

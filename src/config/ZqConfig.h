@@ -17,33 +17,33 @@ class NoticeLimiter;
 
 // A map from "[SECTION] NAME" to text. The constructor stores every default, merges the files over
 // them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". A file that
-// cannot be read or written is logged, and nothing that stands in a file makes construction fail.
-// Behind a file that is there and was not read, HOSTS_ALLOWED is a list of nobody until a later
-// file sets it.
+// cannot be read or written is logged; no content of a file makes construction fail. After a file
+// that exists but was not read, HOSTS_ALLOWED lets no other machine connect until a later file sets
+// it.
 //
-// Owner: getConfig(). Threads: filled before any thread starts, only read afterwards, without
-// locks; the accessors never insert (the map's own operator[] does). Errors: accessors never fail,
-// text that is no number reads as far as it goes; exceptions are named where there are any.
+// Owner: getConfig(). Threads: filled before any thread starts and only read afterwards, so it
+// needs no lock; the accessors never insert (the map's own operator[] does). Errors: accessors
+// throw only what their comments name; a text that is no number is converted as far as possible.
 class ZqConfig : public std::map<std::string, std::string> {
   public:
     using Map = std::map<std::string, std::string>;
 
-    // More serial ports than this are not served, whatever PORT_ASYNC lists.
+    // Most serial ports that are served, whatever PORT_ASYNC lists.
     static constexpr std::size_t MOST_ASYNC_PORTS = 4096;
 
     ZqConfig();
 
-    // Merges a file into the map; a missing one is as good as an empty one. False, with a line in
-    // the log, for one that cannot be read: the permission lacks, it is no regular file or too
-    // large, the system fails.
+    // Merges a file into the map; a missing file counts as an empty one. False, with a line in the
+    // log, if the file cannot be read: no permission, not a regular file, too large, or a failure
+    // of the system.
     static bool parse_file(const std::string& path, Map& map);
-    // Writes the map to the file; see ConfigFile::replace. A failure is logged and no more.
+    // Writes the map to the file with ConfigFile::replace. A failure is only logged.
     static void write_file(const std::string& path, const Map& map);
 
-    // The items of a list, which blanks, commas and semicolons separate.
+    // The items of a list, separated by blanks, commas or semicolons.
     static std::vector<std::string> split_list(const std::string& list);
-    // "address:port" of every address, each with the port at its place in the other list, or with
-    // the last one when there are fewer ports.
+    // "address:port" for every address: with the port at the same position of the other list, or
+    // with the last port if there are fewer ports.
     static std::list<std::string> pair_endpoints(const std::string& addressList,
                                                  const std::string& portList);
 
@@ -54,8 +54,8 @@ class ZqConfig : public std::map<std::string, std::string> {
     static std::string get_server_address();
     // "address:port" of every local endpoint to listen on.
     static std::list<std::string> get_local_addresses();
-    // Addresses and networks that hosts may connect from, as they are written; nothing when no file
-    // has the key, and every host may.
+    // The addresses and networks that hosts may connect from, as written. None if no file has the
+    // key: then every host may connect.
     static std::optional<std::string_view> get_hosts_allowed();
 
     // Numbers of the serial ports in use.
@@ -70,7 +70,7 @@ class ZqConfig : public std::map<std::string, std::string> {
     static int get_port_stopsize(int n);
     static int get_port_flowcontrol(int n);
 
-    // Milliseconds between two questions for the date, saturated to 32 bits.
+    // Milliseconds between two requests for the date, saturated to 32 bits.
     static std::uint32_t get_tout_ora_ms();
     // Minutes between two polling passes; never 0.
     static int get_tmp_app_collegati();
@@ -81,7 +81,7 @@ class ZqConfig : public std::map<std::string, std::string> {
 
     // The configured hardware address of an interface, without its colons.
     static std::string get_mac_string(const std::string& interface);
-    // The same as six bytes; bytes that the text lacks are left as they are.
+    // The same as six bytes; bytes that the text does not have are left unchanged.
     static void get_mac_bytes(const std::string& interface, std::array<std::uint8_t, 6>& out);
     static std::string get_model();
     static std::string get_sw_version();
@@ -96,18 +96,18 @@ class ZqConfig : public std::map<std::string, std::string> {
     // Local time, "%y%m%d%H%M%S" and "%d.%m.%y".
     static std::string get_current_date_time();
     static std::string get_current_date();
-    // Sets the machine's clock from "YYMMDDHHMMSS", local time; a text that is no date is ignored.
+    // Sets the machine's clock from "YYMMDDHHMMSS", local time; ignores a text that is no date.
+    // Logs the text, unless the limiter, if any, refuses it.
     // @throws ZqConfigException "Invalid year" before 2000, or the system's error text
-    // The text is logged, as far as the limiter, if any, allows it.
     static void set_current_date_time(std::string text, NoticeLimiter* notices = nullptr);
 
   private:
     void merge(const std::string& path);
     static void parse_text(const std::string& text, const std::string& path, Map& map);
     void write_software_update_file() const;
-    // Says that the file could not be written, and why, as errno has it.
+    // Logs that the file could not be written, with the reason in errno.
     static void log_unwritten(const std::string& path);
-    // Empty for an absent key; a view for as long as the store does not change.
+    // The value of the key, empty if absent; valid until the map changes.
     static const std::string& value_of(const std::string& key);
     static int port_setting(int n, const char* name);
 };
