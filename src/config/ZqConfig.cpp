@@ -155,8 +155,9 @@ std::vector<std::string> ZqConfig::split_list(const std::string& list) {
 }
 
 std::vector<int> ZqConfig::get_async_ports() {
+    const std::string list = value_of("[SLOT_MACHINE] PORT_ASYNC");
     std::vector<int> ports;
-    for (const std::string& item : split_list(value_of("[SLOT_MACHINE] PORT_ASYNC"))) {
+    for (const std::string_view item : text::splitDroppingEmpty(list, LIST_SEPARATORS)) {
         ports.push_back(text::toInt(item));
     }
     return ports;

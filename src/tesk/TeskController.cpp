@@ -25,7 +25,9 @@ void TeskController::log_too_many_ports() {
 
 void TeskController::create_master(int port) {
     const std::string name = text::format("SlotMachine_%d", port);
-    TeskMaster& master = masters_.try_emplace(name, *this).first->second;
+    const auto [found, isNew] = masters_.try_emplace(name, *this);
+    if (!isNew) return;  // the list has the port twice
+    TeskMaster& master = found->second;
     master.set_address(ZqConfig::get_port_address(port));
     master.set_port(port);
     assign(name, name);

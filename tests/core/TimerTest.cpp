@@ -197,7 +197,7 @@ TEST_F(TimerTest, ATaskThatIsHastenedComesNearerAndIsNeverPutOff) {
 TEST_F(TimerTest, ATaskThatDoesNotWaitIsScheduledWhereItIsHastened) {
     ProbeTask task(clock);
     Timer timer("T", clock);
-    for (const std::size_t runs : {1, 2}) {
+    for (const std::size_t runs : {1U, 2U}) {
         timer.hasten(task, 500, 0);
         ASSERT_TRUE(clock.awaitSleeper());
         clock.advance(500 * kMillisecond + 1);
