@@ -200,7 +200,7 @@ TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedAlsoWithoutReadings) {
 }
 
 TEST_F(AamsPass, LeavesOutAMachineWhoseLastPollIsOpen) {
-    for (const std::size_t open : {3, 3}) {
+    for (const std::size_t open : {3U, 3U}) {
         kept.run();
         EXPECT_EQ(open, kept.open());
     }
@@ -388,7 +388,7 @@ TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) 
     ASSERT_TRUE(park.machine(1).journal().waitForRequests(1));
     for (std::size_t n = 1; n <= 5; ++n) {
         task.run();
-        for (const std::size_t other : {2, 3}) {
+        for (const std::size_t other : {2U, 3U}) {
             EXPECT_TRUE(park.machine(other).journal().waitForAcknowledgements(n));
         }
         // Each pass but the first, without the first machine, and but the second, which waits for

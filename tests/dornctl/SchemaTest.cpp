@@ -149,7 +149,8 @@ TEST_F(Schema, FitsEveryNotification) {
     tool.waitForExit();
     expectValid(tool.standardOutput(), "listen");
     expectValid(tool.standardError(), "messages");
-    EXPECT_EQ(2 * (all.size() + 2), checks_.size());
+    EXPECT_EQ(2 * (all.size() + 2), checks_.size())
+        << tool.standardOutput() << tool.standardError();
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "dornctl/Now.h"
 
 #include <ctime>
+#include <mutex>
 #include <optional>
 #include <regex>
 
@@ -10,7 +11,11 @@ namespace {
 
 constexpr int kCentury = 100;  // 2000, counted from 1900
 
+// The C library's time zone, which all threads share: each conversion may read it anew.
+std::mutex zone;
+
 std::tm localNow() {
+    const std::lock_guard lock(zone);
     const std::time_t time = std::time(nullptr);
     std::tm local{};
     ::localtime_r(&time, &local);
@@ -18,8 +23,14 @@ std::tm localNow() {
 }
 
 std::string text(const std::tm& time, const char* format) {
+    const std::lock_guard lock(zone);
     char buffer[32];
     return {buffer, std::strftime(buffer, sizeof buffer, format, &time)};
+}
+
+std::time_t secondsOf(std::tm& local) {
+    const std::lock_guard lock(zone);
+    return std::mktime(&local);
 }
 
 // strftime writes the zone as "+hhmm".
@@ -41,7 +52,7 @@ std::optional<std::tm> timeOf(const std::string& stamp) {
     time.tm_min = pair(4);
     time.tm_sec = pair(5);
     time.tm_isdst = -1;
-    return std::mktime(&time) == -1 ? std::nullopt : std::optional(time);
+    return secondsOf(time) == -1 ? std::nullopt : std::optional(time);
 }
 
 }  // namespace
@@ -66,7 +77,7 @@ std::string isoStamp(const std::string& stamp) {
 double secondsBetween(const std::string& first, const std::string& second) {
     std::optional<std::tm> from = timeOf(first);
     std::optional<std::tm> to = timeOf(second);
-    return from && to ? std::difftime(std::mktime(&*to), std::mktime(&*from)) : 0;
+    return from && to ? std::difftime(secondsOf(*to), secondsOf(*from)) : 0;
 }
 
 std::string isoDate(const std::string& date) {
