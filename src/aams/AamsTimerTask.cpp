@@ -12,9 +12,6 @@ namespace teskd {
 
 namespace {
 
-constexpr int COUNTER_POLL_ID = 113;
-constexpr std::uint32_t POLL_TIMEOUT = 10000;  // milliseconds
-
 // The context of a reading that a pass requested; shown in reports.
 constexpr std::uint32_t CONTEXT_PASS = 4;
 
@@ -94,8 +91,8 @@ void Aams::AamsTimerTask::poll(TeskMaster& machine) {
     Log::write(Log::INFO, "Generating automatique request for slot machine: '%s'",
                machine.get_identity().c_str());
     const PacketHandle<Poll> question(new Poll(machine));
-    question->set_id(COUNTER_POLL_ID);
-    question->setAnswerTimeout(POLL_TIMEOUT);
+    question->set_id(TeskPacket::COUNTERS_ID);
+    question->setAnswerTimeout(TeskPacket::COUNTERS_TIME);
     question->set_context(CONTEXT_PASS);
     question->addListener(&owner_);
     question->addListener(this);

@@ -8,8 +8,6 @@ namespace teskd {
 
 namespace {
 
-constexpr int MESSAGE_ID = 0x71;
-
 // Bytes that each payload item takes in the answer.
 constexpr int ITEM_WIDTHS[] = {4, 4, 2, 4, 4, 2};
 
@@ -20,7 +18,7 @@ DornMachineRequest::Question DornPacketType1::decode(std::string body) const {
     Question question;
     question.every_machine = body.front() == 0;
     question.name = text::untilZero(std::string_view(body).substr(1));
-    question.id = MESSAGE_ID;
+    question.id = TeskPacket::COUNTERS_ID;
     return question;
 }
 

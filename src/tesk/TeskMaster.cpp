@@ -19,9 +19,6 @@ namespace {
 
 constexpr int ACKNOWLEDGEMENT_ID = 150;
 constexpr int ACKNOWLEDGEMENT_TIME = 2000;  // milliseconds
-// The probe of a lost machine: the request that the polls send.
-constexpr int COUNTERS_ID = 113;
-constexpr std::uint32_t COUNTERS_TIME = 10000;  // milliseconds
 
 void configure_line(Telnet& telnet, int port) {
     telnet.set_baudrate(static_cast<std::uint32_t>(ZqConfig::get_port_baudrate(port)));
@@ -159,8 +156,8 @@ void TeskMaster::probe(Telnet& telnet) {
     if (!controller_.asks_lost_machines()) return;
     probing_ = true;
     TeskPacket question;
-    question.set_id(COUNTERS_ID);
-    question.setAnswerTimeout(COUNTERS_TIME);
+    question.set_id(TeskPacket::COUNTERS_ID);
+    question.setAnswerTimeout(TeskPacket::COUNTERS_TIME);
     connected_ = exchange(telnet, question);
     probing_ = false;
 }

@@ -26,14 +26,6 @@ std::size_t allocated() {
     return info.uordblks + info.hblkhd;
 }
 
-std::string request(std::uint8_t type, std::uint32_t id, const std::string& body = "") {
-    Frame frame;
-    frame.type = type;
-    frame.identifierB = id;
-    frame.body = body;
-    return frame.encode();
-}
-
 // The connection has taken everything that was sent before.
 void expectAllTaken(HostClient& host) {
     host.sendRaw(request(7, 4711));

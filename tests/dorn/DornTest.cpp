@@ -38,14 +38,6 @@ const LogEntry kLost{180,
                      "Connection lost with remote peer: IOException: SocketException: "
                      "SocketConnectionClosedException: Remote Peer closed the connection."};
 
-std::string request(std::uint8_t type, std::uint32_t id, const std::string& body = "") {
-    Frame frame;
-    frame.type = type;
-    frame.identifierB = id;
-    frame.body = body;
-    return frame.encode();
-}
-
 bool endsWithin(HostLink& link, std::chrono::milliseconds time) {
     return link.allEnded(time);
 }

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -20,11 +21,21 @@
 #include "dorn/Dorn.h"
 #include "packet/Packet.h"
 #include "packet/PacketContainer.h"
+#include "support/Frame.h"
 #include "support/HostClient.h"
 #include "support/Listener.h"
 #include "support_src/MachinePark.h"
 
 namespace teskd::test {
+
+// The bytes of a request with this identifier B.
+inline std::string request(std::uint8_t type, std::uint32_t id, const std::string& body = "") {
+    Frame frame;
+    frame.type = type;
+    frame.identifierB = id;
+    frame.body = body;
+    return frame.encode();
+}
 
 class HostLink {
   public:
