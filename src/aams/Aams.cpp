@@ -88,17 +88,19 @@ void Aams::start_timer() {
     if (!timer_.isRunning()) throw Exception("Its timer does not run");
 }
 
+// The parameters are read and given to the timer under one lock, here and in hasten_polling(). A
+// change between the two steps would be overwritten with the times before it.
 void Aams::schedule_polling() {
-    const ExternalParameters current = parameters();
-    timer_.schedule(timerTask_, current.first_delay_ms(), current.period_ms());
+    const SynchronizedLock lock(parametersLock_);
+    timer_.schedule(timerTask_, parameters_.first_delay_ms(), parameters_.period_ms());
 }
 
 // hasten() never delays the next pass, and after the first pass its delay is a whole period: a host
 // that changes the parameters again and again neither stops the polling nor speeds it up.
 void Aams::hasten_polling() {
-    const ExternalParameters current = parameters();
-    const std::uint32_t period = current.period_ms();
-    timer_.hasten(timerTask_, timerTask_.has_run() ? period : current.first_delay_ms(), period);
+    const SynchronizedLock lock(parametersLock_);
+    const std::uint32_t period = parameters_.period_ms();
+    timer_.hasten(timerTask_, timerTask_.has_run() ? period : parameters_.first_delay_ms(), period);
 }
 
 // Requests the parameters, and identifies the gateway when its software was updated.
