@@ -1,10 +1,10 @@
 // The bodies of the engine's replies and notifications.
 #pragma once
 
-#include <exception>
 #include <string>
 
 #include "aams/ExternalParameters.h"
+#include "core/Attempt.h"
 #include "core/Exception.h"
 
 namespace teskd {
@@ -25,13 +25,9 @@ std::string failure(const char* code);
 // What build() returns, or the failure when it throws.
 template <class Build>
 std::string or_failure(const char* code, Build build) {
-    try {
-        return build();
-    } catch (const Exception&) {
-        return failure(code);
-    } catch (const std::exception&) {
-        return failure(code);
-    }
+    std::string body;
+    attemptOr([&] { body = build(); }, [&](const Exception&) { body = failure(code); });
+    return body;
 }
 
 // 501: who this gateway is. "0A" when the configuration cannot be read.

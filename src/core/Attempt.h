@@ -8,20 +8,27 @@
 
 namespace teskd {
 
-// Does the work and returns true. If the work throws, logs the exception after the name of what was
-// attempted and returns false. Allocates nothing itself, so it also works when memory has run out.
-// The cancellation of the thread is not caught.
-template <class Work>
-bool attempt(const char* what, Work work) {
+// Does the work and returns true. If the work throws, calls failed() with the exception, a standard
+// one as an Exception with the same text, and returns false. Allocates nothing when memory has run
+// out, since the text of std::bad_alloc is short. The cancellation of the thread is not caught.
+template <class Work, class Failed>
+bool attemptOr(Work work, Failed failed) {
     try {
         work();
         return true;
     } catch (const Exception& e) {
-        Log::write(Log::WARNING, "%s: %s", what, e.text());
+        failed(e);
     } catch (const std::exception& e) {
-        Log::write(Log::WARNING, "%s: %s", what, e.what());
+        failed(Exception(e.what()));
     }
     return false;
+}
+
+// The same, but the text of the exception is logged after the name of what was attempted.
+template <class Work>
+bool attempt(const char* what, Work work) {
+    return attemptOr(
+        work, [what](const Exception& e) { Log::write(Log::WARNING, "%s: %s", what, e.text()); });
 }
 
 }  // namespace teskd

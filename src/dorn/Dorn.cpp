@@ -99,16 +99,16 @@ void Dorn::serve() {
 void Dorn::dispatch(DornPacket& packet) {
     packet.addListener(this);
     packet.hold_until_freed(pending_, std::move(room_));
-    try {
-        packet.offer_to_controller(context_.controller);
-        packet.offer_to_engine(context_.engine);
-        packet.offer_to_connection(*this);
-    } catch (const Exception& e) {
-        packet.notifyError(e);
-    } catch (const std::exception& e) {
-        Log::write(Log::WARNING, "A request has failed: %s", e.what());
-        packet.notifyError(Exception(e.what()));
-    }
+    attemptOr(
+        [&] {
+            packet.offer_to_controller(context_.controller);
+            packet.offer_to_engine(context_.engine);
+            packet.offer_to_connection(*this);
+        },
+        [&](const Exception& e) {
+            Log::write(Log::WARNING, "A request has failed: %s", e.text());
+            packet.notifyError(e);
+        });
 }
 
 bool Dorn::await_more(const Exception& problem) {
@@ -260,13 +260,8 @@ void Dorn::packetError(Packet* packet, const Exception&) {
 // other listeners and other hosts to notify.
 void Dorn::write_answer(Packet* packet) {
     const PacketHandle<Packet> hold(packet);
-    try {
-        dynamic_cast<DornPacket&>(*packet).answer(writer_);
-    } catch (const Exception& e) {
-        writer_.giveUp(e.text());
-    } catch (const std::exception& e) {
-        writer_.giveUp(e.what());
-    }
+    attemptOr([&] { dynamic_cast<DornPacket&>(*packet).answer(writer_); },
+              [&](const Exception& e) { writer_.giveUp(e.text()); });
 }
 
 }  // namespace teskd

@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <cstdint>
 #include <cstring>
-#include <exception>
 #include <list>
 #include <netinet/in.h>
 #include <optional>
@@ -12,6 +11,7 @@
 #include <sys/time.h>
 
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
 #include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
@@ -55,26 +55,27 @@ DornDeamon::~DornDeamon() noexcept(false) {
 void DornDeamon::run() {
     std::optional<LocalEndpoints> endpoints;
     while (isRunning()) {
-        try {
-            if (!endpoints) {
-                read_allowed_hosts();
-                endpoints.emplace(ZqConfig::get_local_addresses());
-                listeners_ = endpoints->mostListeners();
-                warn_of_low_limit();
-            }
-            if (endpoints->empty()) return;
-            endpoints->open();
-            connections_.notices().report();
-            strangers_.report();
-            serve(*endpoints);
-        } catch (const Exception& e) {
-            log_problem(NOT_ACCEPTED, e.text());
-            pause();
-        } catch (const std::exception& e) {
-            log_problem(NOT_ACCEPTED, e.what());
-            pause();
-        }
+        attemptOr([&] { step(endpoints); },
+                  [this](const Exception& e) {
+                      log_problem(NOT_ACCEPTED, e.text());
+                      pause();
+                  });
+        if (endpoints && endpoints->empty()) return;
     }
+}
+
+void DornDeamon::step(std::optional<LocalEndpoints>& endpoints) {
+    if (!endpoints) {
+        read_allowed_hosts();
+        endpoints.emplace(ZqConfig::get_local_addresses());
+        listeners_ = endpoints->mostListeners();
+        warn_of_low_limit();
+    }
+    if (endpoints->empty()) return;
+    endpoints->open();
+    connections_.notices().report();
+    strangers_.report();
+    serve(*endpoints);
 }
 
 DescriptorBudget DornDeamon::budget() const {
@@ -145,18 +146,15 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
         return turn_away(listener, "Too many hosts are connected");
     }
     bool accepted = false;
-    const auto fail = [&](const char* problem) {
-        accepted ? log_problem(NOT_ACCEPTED, problem) : turn_away(listener, problem);
-    };
-    try {
-        const Socket connection = listener.accept();
-        accepted = true;
-        if (may_connect(connection)) start_connection(connection);
-    } catch (const Exception& e) {
-        fail(e.text());
-    } catch (const std::exception& e) {
-        fail(e.what());
-    }
+    attemptOr(
+        [&] {
+            const Socket connection = listener.accept();
+            accepted = true;
+            if (may_connect(connection)) start_connection(connection);
+        },
+        [&](const Exception& e) {
+            accepted ? log_problem(NOT_ACCEPTED, e.text()) : turn_away(listener, e.text());
+        });
 }
 
 void DornDeamon::start_connection(const Socket& connection) {

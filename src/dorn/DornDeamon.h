@@ -53,6 +53,8 @@ class DornDeamon : public Thread {
     void read_allowed_hosts();
     // False, and logged, for a host that is not on the list.
     bool may_connect(const Socket& connection);
+    // One round of the thread. The first one reads the configuration into `endpoints`.
+    void step(std::optional<LocalEndpoints>& endpoints);
     void serve(LocalEndpoints& endpoints);
     // Milliseconds to wait for a host at most; -1 without limit.
     int millis_to_wait(const LocalEndpoints& endpoints);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "dorn/FrameWriter.h"
@@ -104,17 +105,15 @@ void DornMachineRequest::keep_messages(std::size_t messages, std::size_t machine
 // answered for. The last message takes the text without a copy, since it may be large.
 void DornMachineRequest::ask(const std::list<TeskMaster*>& targets, Question question) {
     std::size_t left = targets.size();
-    try {
-        for (TeskMaster* const machine : targets) {
-            send(*machine, question,
-                 left > 1 ? question.payload : std::exchange(question.payload, {}));
-            --left;
-        }
-    } catch (const Exception& e) {
-        fail(e, left);
-    } catch (const std::exception& e) {
-        fail(Exception(e.what()), left);
-    }
+    attemptOr(
+        [&] {
+            for (TeskMaster* const machine : targets) {
+                send(*machine, question,
+                     left > 1 ? question.payload : std::exchange(question.payload, {}));
+                --left;
+            }
+        },
+        [&](const Exception& e) { fail(e, left); });
 }
 
 // Throws when the message was not queued, so that no callback will come for it.
@@ -138,13 +137,8 @@ void DornMachineRequest::fail(const Exception& e, std::size_t machines) {
 
 void DornMachineRequest::packetCompleted(Packet* packet) {
     std::size_t frames = 0;
-    try {
-        frames = queue_answer(dynamic_cast<TeskPacket&>(*packet));
-    } catch (const Exception& e) {
-        fail(e, 1);
-    } catch (const std::exception& e) {
-        fail(Exception(e.what()), 1);
-    }
+    attemptOr([&] { frames = queue_answer(dynamic_cast<TeskPacket&>(*packet)); },
+              [this](const Exception& e) { fail(e, 1); });
     for (; frames > 0; --frames) Packet::notifyCompleted();
 }
 

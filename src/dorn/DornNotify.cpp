@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "config/ZqConfig.h"
+#include "core/Attempt.h"
 #include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/Log.h"
@@ -175,14 +176,9 @@ void DornNotify::match(std::string_view datagram) {
 
 void DornNotify::read_answer(DornPacket& packet, std::string_view datagram) {
     MemoryInputStream input(datagram);
-    try {
-        packet.read(input);
-    } catch (const Exception& e) {
-        return fail(packet, e);
-    } catch (const std::exception& e) {
-        return fail(packet, Exception(e.what()));
-    }
-    packet.notifyCompleted();
+    const bool done =
+        attemptOr([&] { packet.read(input); }, [&](const Exception& e) { fail(packet, e); });
+    if (done) packet.notifyCompleted();
 }
 
 void DornNotify::time_out_overdue() {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <sys/socket.h>
 #include <utility>
 
+#include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
 #include "core/NoticeLimiter.h"
@@ -22,19 +22,17 @@ constexpr const char* TOO_SLOW = "The host does not keep up";
 }  // namespace
 
 void FrameWriter::write(const char* frame, std::size_t len) {
-    try {
-        const SynchronizedLock lock(lock_);
-        if (broken_) return;
-        const std::size_t sent = frames_.empty() ? offer(frame, len) : 0;
-        if (sent == len) return;
-        enqueue(std::string(frame + sent, len - sent));
-        send();
-        if (queued_ > 0) wake_.set();
-    } catch (const Exception& e) {
-        giveUp(e.text());
-    } catch (const std::exception& e) {
-        giveUp(e.what());
-    }
+    attemptOr(
+        [&] {
+            const SynchronizedLock lock(lock_);
+            if (broken_) return;
+            const std::size_t sent = frames_.empty() ? offer(frame, len) : 0;
+            if (sent == len) return;
+            enqueue(std::string(frame + sent, len - sent));
+            send();
+            if (queued_ > 0) wake_.set();
+        },
+        [this](const Exception& e) { giveUp(e.text()); });
 }
 
 void FrameWriter::beginAnswer() {
@@ -44,16 +42,15 @@ void FrameWriter::beginAnswer() {
 
 std::size_t FrameWriter::sendQueued() {
     if (queued_ == 0) return 0;  // the usual case; does not wait for a write() that has the lock
-    try {
-        const SynchronizedLock lock(lock_);
-        send();
-        return queued_;
-    } catch (const Exception& e) {
-        giveUp(e.text());
-    } catch (const std::exception& e) {
-        giveUp(e.what());
-    }
-    return 0;
+    std::size_t left = 0;
+    attemptOr(
+        [&] {
+            const SynchronizedLock lock(lock_);
+            send();
+            left = queued_;
+        },
+        [this](const Exception& e) { giveUp(e.text()); });
+    return left;
 }
 
 int FrameWriter::millisUntilCheck() const {

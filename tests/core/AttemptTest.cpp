@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <string>
 
 #include "core/Attempt.h"
 #include "support_src/LogRecorder.h"
@@ -21,6 +22,15 @@ TEST(Attempt, LogsWhateverTheWorkThrows) {
     EXPECT_FALSE(attempt("Two", [] { throw std::runtime_error("of the library's"); }));
     EXPECT_EQ((std::vector<LogEntry>{{180, "One: of ours"}, {180, "Two: of the library's"}}),
               log.lines());
+}
+
+TEST(Attempt, HandsOverWhateverTheWorkThrows) {
+    std::string problem;
+    const auto failed = [&](const Exception& e) { problem += e.text(); };
+    EXPECT_FALSE(attemptOr([] { throw IOException("of ours"); }, failed));
+    EXPECT_FALSE(attemptOr([] { throw std::runtime_error(", of the library's"); }, failed));
+    EXPECT_TRUE(attemptOr([] {}, failed));
+    EXPECT_EQ("IOException: of ours, of the library's", problem);
 }
 
 // A cancelled thread's is one.

@@ -1,7 +1,6 @@
 #include "core/app/AppObjects.h"
 
 #include <cstdlib>
-#include <exception>
 
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
@@ -68,8 +67,8 @@ class AppObjects {
     Timer timer;
 };
 
-[[noreturn]] void giveUpStarting(const char* problem) {
-    Log::write(Log::ERROR, "Cannot start: %s", problem);
+[[noreturn]] void giveUpStarting(const Exception& e) {
+    Log::write(Log::ERROR, "Cannot start: %s", e.text());
     std::exit(EXIT_FAILURE);
 }
 
@@ -77,15 +76,15 @@ class AppObjects {
 // signal. The limit is raised before the first object with a descriptor is built; if the daemon is
 // disabled, it stays as it was, for the program that the process becomes.
 AppObjects& build() {
-    try {
-        if (ZqConfig::is_tesk_enabled()) raiseDescriptorLimit();
-        static AppObjects objects;
-        return objects;
-    } catch (const Exception& e) {
-        giveUpStarting(e.text());
-    } catch (const std::exception& e) {
-        giveUpStarting(e.what());
-    }
+    AppObjects* built = nullptr;
+    attemptOr(
+        [&built] {
+            if (ZqConfig::is_tesk_enabled()) raiseDescriptorLimit();
+            static AppObjects objects;
+            built = &objects;
+        },
+        giveUpStarting);
+    return *built;
 }
 
 AppObjects& appObjects = build();
