@@ -23,9 +23,13 @@ install(FILES ${TESKD_PACKAGING}/teskd.rsyslog
     DESTINATION /etc/rsyslog.d RENAME teskd.conf COMPONENT daemon)
 install(FILES ${TESKD_PACKAGING}/teskd.logrotate
     DESTINATION /etc/logrotate.d RENAME teskd COMPONENT daemon)
-install(FILES ${TESKD_PACKAGING}/man/teskd.8 DESTINATION share/man/man8 COMPONENT daemon)
-install(FILES ${TESKD_PACKAGING}/man/tesk_v2.ini.5 DESTINATION share/man/man5 COMPONENT daemon)
-install(FILES README.md DESTINATION share/doc/teskd COMPONENT daemon)
+set(TESKD_PAGES ${PROJECT_BINARY_DIR}/packaging/man)
+foreach(page IN ITEMS teskd.8 tesk_v2.ini.5)
+    configure_file(${TESKD_PACKAGING}/man/${page} ${TESKD_PAGES}/${page} @ONLY)
+endforeach()
+install(FILES ${TESKD_PAGES}/teskd.8 DESTINATION share/man/man8 COMPONENT daemon)
+install(FILES ${TESKD_PAGES}/tesk_v2.ini.5 DESTINATION share/man/man5 COMPONENT daemon)
+install(FILES README.md CHANGELOG.md DESTINATION share/doc/teskd COMPONENT daemon)
 install(DIRECTORY docs DESTINATION share/doc/teskd COMPONENT daemon
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.yaml")
 
@@ -34,7 +38,8 @@ foreach(tool IN LISTS TESKD_TOOLS)
     if(TARGET ${tool})
         get_target_property(directory ${tool} SOURCE_DIR)
         install(TARGETS ${tool} RUNTIME DESTINATION bin COMPONENT tools)
-        install(FILES ${directory}/${tool}.1 DESTINATION share/man/man1 COMPONENT tools)
+        get_target_property(built ${tool} BINARY_DIR)
+        install(FILES ${built}/${tool}.1 DESTINATION share/man/man1 COMPONENT tools)
         install(FILES ${directory}/${tool}.bash
             DESTINATION share/bash-completion/completions RENAME ${tool} COMPONENT tools)
         install(FILES ${directory}/${tool}.zsh
@@ -43,7 +48,6 @@ foreach(tool IN LISTS TESKD_TOOLS)
             DESTINATION share/fish/vendor_completions.d COMPONENT tools)
         install(DIRECTORY ${directory}/scenarios ${directory}/examples
             DESTINATION share/doc/teskd-tools COMPONENT tools OPTIONAL)
-        get_target_property(built ${tool} BINARY_DIR)
         install(DIRECTORY ${built}/schema
             DESTINATION share/teskd-tools COMPONENT tools OPTIONAL)
         list(APPEND TESKD_PACKAGED ${tool})
@@ -100,6 +104,7 @@ include(CPack)
 
 file(GLOB_RECURSE TESKD_PACKAGED_FILES CONFIGURE_DEPENDS
     ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/README.md
+    ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/tools/*.1
     ${PROJECT_SOURCE_DIR}/tools/wireshark/*)
 
 # Packages of what is built; they are made anew when a program or a packaged file changes.
@@ -110,7 +115,7 @@ add_custom_command(
             -B ${PROJECT_BINARY_DIR}/packages
     COMMAND ${CMAKE_COMMAND} -E rm -rf ${PROJECT_BINARY_DIR}/packages/_CPack_Packages
     COMMAND ${CMAKE_COMMAND} -E touch ${PROJECT_BINARY_DIR}/packages/stamp
-    DEPENDS teskd ${TESKD_PACKAGED} ${TESKD_PACKAGED_FILES}
+    DEPENDS teskd ${TESKD_PACKAGED} ${TESKD_PACKAGED_FILES} ${PROJECT_BINARY_DIR}/CPackConfig.cmake
     COMMENT "Packing" VERBATIM)
 if(CMAKE_CROSSCOMPILING AND NOT TESKD_STATIC)
     # Nothing in such a build needs them, but they are what it is for.

@@ -35,7 +35,7 @@ TEST(ManPage, IsSoundInTheEyesOfTheFormatter) {
     InstalledRoot root;
     root.unpack("teskd");
     for (const char* page : {"man5/tesk_v2.ini.5", "man8/teskd.8"}) {
-        EXPECT_EQ("", root.run({"/host/usr/bin/mandoc", "-T", "lint",
+        EXPECT_EQ("", root.run({"/host/usr/bin/mandoc", "-T", "lint", "-W", "style",
                                 std::string("/usr/share/man/") + page}));
     }
 }

@@ -8,6 +8,7 @@
 #include "checkconf/Settings.h"
 #include "checkconf/ValueChecks.h"
 #include "config/ConfigDefaults.h"
+#include "core/Version.h"
 #include "host/Table.h"
 
 namespace {
@@ -34,6 +35,8 @@ void declare(CLI::App& app, Options& options) {
         ->check(CLI::ExistingFile)
         ->excludes(root);
     app.add_flag("-q,--quiet", options.quiet, "Print the findings only");
+    app.set_version_flag("--version", std::string("teskd-checkconf ") + teskd::version(),
+                         "Print the version");
     app.footer(
         "Examples:\n"
         "  teskd-checkconf\n"

@@ -6,7 +6,7 @@ _teskd_checkconf() {
     if [[ $previous == --root ]]; then
         mapfile -t COMPREPLY < <(compgen -d -- "$current")
     elif [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "--root --quiet --help" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "--root --quiet --help --version" -- "$current")
     else
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     fi

@@ -5,4 +5,5 @@ _arguments \
     '--root[directory that the daemon'\''s files lie under]:directory:_files -/' \
     {-q,--quiet}'[print the findings only]' \
     {-h,--help}'[print the options]' \
+    '--version[print the version]' \
     '*:configuration file:_files'

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "core/Version.h"
 #include "dornctl/AamsCommands.h"
 #include "dornctl/Arguments.h"
 #include "dornctl/Completion.h"
@@ -77,6 +78,8 @@ void CommandLine::declareOptions() {
         ->transform(arguments::number(1, kLongestTimeout))
         ->type_name("MS");
     app_.add_flag("--json", settings_.json, "Print JSON instead of tables");
+    app_.set_version_flag("--version", std::string("dornctl ") + teskd::version(),
+                          "Print the version of dornctl; \"version\" asks for the gateway's");
     app_.add_flag("--progress", settings_.progress,
                   "Tell on standard error what has come, also without a terminal");
 }

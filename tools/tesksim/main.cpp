@@ -2,7 +2,9 @@
 
 #include <iostream>
 #include <stdexcept>
+#include <string>
 
+#include "core/Version.h"
 #include "tesksim/Program.h"
 
 namespace {
@@ -17,6 +19,8 @@ int main(int argc, char** argv) {
                  "tesksim");
     tesksim::CommandLine commandLine;
     commandLine.declare(app);
+    app.set_version_flag("--version", std::string("tesksim ") + teskd::version(),
+                         "Print the version");
     try {
         app.parse(argc, argv);
         tesksim::Program(commandLine).run();

@@ -3,7 +3,7 @@
 _tesksim() {
     local current=$2 previous=$3
     local options="--scenario --seed --live --machines --code-id --port-file --port --tty --line
-        --silent --command --help"
+        --silent --command --help --version"
     case $previous in
         --seed | --machines | -m | --code-id | -c | --port | -p | --line | --silent | -s)
             return ;;

@@ -13,4 +13,5 @@ _arguments \
     '--line[setting of the ttys]:setting:' \
     '*'{-s,--silent}'[machine that never answers]:number:' \
     '*'{-x,--command}'[console command to obey at the start]:command:(start stop show ok silent refuse deaf disconnect slow dribble length cut code-id body help quit)' \
-    {-h,--help}'[print the options]'
+    {-h,--help}'[print the options]' \
+    '--version[print the version]'
