@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
@@ -179,8 +180,10 @@ void DornDeamon::log_problem(const char* what, const char* problem) {
     Log::write(Log::WARNING, "%s: %s", what, problem);
 }
 
+// Sleeps if the system refuses to poll, since the caller would spin otherwise.
 void DornDeamon::pause() {
-    Poll::wait(-1, 0, RETRY_MILLISECONDS, &stopEvent_);
+    if (Poll::wait(-1, 0, RETRY_MILLISECONDS, &stopEvent_) >= 0 || !isRunning()) return;
+    usleep(useconds_t{RETRY_MILLISECONDS} * 1000);
 }
 
 }  // namespace teskd

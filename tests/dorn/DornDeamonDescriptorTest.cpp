@@ -104,8 +104,9 @@ TEST_F(DornDeamonDescriptorTest, WithoutDescriptorsHostsAreTurnedAwayAndFewLines
 // host's socket is there already.
 class WaitingHost {
   public:
-    explicit WaitingHost(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        limit_.emplace(rlim_t{3});
+    explicit WaitingHost(std::uint16_t port, rlim_t limit = 3)
+        : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        limit_.emplace(limit);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
@@ -113,24 +114,45 @@ class WaitingHost {
         EXPECT_EQ(0, ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address),
                                sizeof address));
     }
-    void liftLimit() { limit_.reset(); }
-    Connection connection() { return Connection(std::move(socket_)); }
+    // Lifts the limit.
+    Connection connection() {
+        limit_.reset();
+        return Connection(std::move(socket_));
+    }
 
   private:
     UniqueFd socket_;
     std::optional<DescriptorLimit> limit_;
 };
 
-TEST_F(DornDeamonDescriptorTest, AHostThatCannotEvenBeTurnedAwayIsServedLater) {
-    WaitingHost waiting(port());
-    ASSERT_TRUE(eventually([this] { return warnings() >= 2; }));
-    waiting.liftLimit();
+void expectServedLater(WaitingHost& waiting) {
     Connection host = waiting.connection();
     Frame request;
     request.type = 7;
     host.sendAll(request.encode());
     EXPECT_EQ('\xFF', host.readExactly(1).front());
+}
+
+TEST_F(DornDeamonDescriptorTest, AHostThatCannotEvenBeTurnedAwayIsServedLater) {
+    WaitingHost waiting(port());
+    ASSERT_TRUE(eventually([this] { return warnings() >= 2; }));
+    expectServedLater(waiting);
     EXPECT_LE(warnings(), 4U);
+}
+
+// The system refuses to poll more entries than the limit, so the listener cannot even wait.
+TEST_F(DornDeamonDescriptorTest, WhileItCannotPollItTriesOnceASecondAndServesLater) {
+    const Clock::time_point start = Clock::now();
+    WaitingHost waiting(port(), 1);
+    ASSERT_TRUE(log_.waitFor({180,
+                              "Cannot accept a connection: IOException: SocketException: static "
+                              "void Socket::select(std::list<Socket*, std::allocator<Socket*> >&, "
+                              "std::list<Socket*, std::allocator<Socket*> >&, "
+                              "std::list<Socket*, std::allocator<Socket*> >&, timeval*)Invalid "
+                              "argument"}));
+    ASSERT_TRUE(eventually([this] { return warnings() >= 3; }));
+    EXPECT_GE(Clock::now() - start, 1900ms);
+    expectServedLater(waiting);
 }
 
 TEST_F(DornDeamonDescriptorTest, StopsPromptlyBetweenTwoAttempts) {
