@@ -666,6 +666,40 @@ std::string received(const std::function<void()>& problem) {
     return pair.client.readUntilClosed();
 }
 
+// A request that throws when it is offered: the first of them, the daemon's own exception.
+class Unservable : public DornPacket {
+  public:
+    Unservable() : DornPacket(7) {}
+    void offer_to_connection(Dorn&) override {
+        if (identifiers_match(0, 1)) throw Exception("It cannot be served");
+        throw std::bad_alloc();
+    }
+};
+
+TEST(DornTest, ARequestThatThrowsIsAnsweredAsFailedWhateverItThrows) {
+    HostLink link;
+    const StopEvent stop;
+    ConnectionCount count;
+    TcpPair pair;
+    Socket connection(AF_INET, SOCK_STREAM, 0);
+    connection.setDescriptor(::dup(pair.server.fd()));
+    HostMemory memory(0);
+    const CreatePacket unservable = [](int) -> DornPacket* { return new Unservable; };
+    Dorn dorn(connection,
+              {link.park().controller(), link.engine(), unservable, stop, count, memory});
+    ASSERT_EQ(0, dorn.start());
+    HostClient host(std::move(pair.client));
+    host.sendRaw(request(7, 1) + request(7, 2));
+    for (std::uint32_t id = 1; id <= 2; ++id) {
+        const Frame answer = host.readFrame();
+        EXPECT_EQ(0xAB, answer.kind);
+        EXPECT_EQ(id, answer.identifierB);
+        EXPECT_EQ("", answer.body);
+    }
+    host.connection().shutdownWrite();
+    dorn.awaitEnd();
+}
+
 TEST(DornTest, AnAnswerThatCannotBeWrittenEndsItsConnectionAndConcernsNobodyElse) {
     const LogRecorder log;
     EXPECT_EQ("", received([] { throw std::bad_alloc(); }));
