@@ -29,7 +29,7 @@ foreach(page IN ITEMS teskd.8 tesk_v2.ini.5)
 endforeach()
 install(FILES ${TESKD_PAGES}/teskd.8 DESTINATION share/man/man8 COMPONENT daemon)
 install(FILES ${TESKD_PAGES}/tesk_v2.ini.5 DESTINATION share/man/man5 COMPONENT daemon)
-install(FILES README.md CHANGELOG.md DESTINATION share/doc/teskd COMPONENT daemon)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION share/doc/teskd COMPONENT daemon)
 install(DIRECTORY docs DESTINATION share/doc/teskd COMPONENT daemon
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.yaml")
 
@@ -103,9 +103,10 @@ Simulated slot machines and what else helps to set up and examine the gateway.")
 include(CPack)
 
 file(GLOB_RECURSE TESKD_PACKAGED_FILES CONFIGURE_DEPENDS
-    ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/README.md
-    ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/tools/*.1
+    ${TESKD_PACKAGING}/* ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/tools/*.1
     ${PROJECT_SOURCE_DIR}/tools/wireshark/*)
+list(APPEND TESKD_PACKAGED_FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+    ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md)
 
 # Packages of what is built; they are made anew when a program or a packaged file changes.
 add_custom_command(

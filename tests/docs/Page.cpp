@@ -41,7 +41,7 @@ Page::Page(const std::filesystem::path& name) : name_(name), text_(readFile(sour
 }
 
 std::vector<Page> Page::all() {
-    std::vector<std::filesystem::path> names = {"README.md"};
+    std::vector<std::filesystem::path> names = {"CONTRIBUTING.md", "README.md"};
     for (const auto& entry : std::filesystem::directory_iterator(sourceRoot() / "docs")) {
         if (entry.path().extension() == ".md") names.push_back("docs" / entry.path().filename());
     }

@@ -23,7 +23,7 @@ class Page {
 
     // A file by its name below the root of the sources.
     explicit Page(const std::filesystem::path& name);
-    // README.md and every page in docs/.
+    // CONTRIBUTING.md, README.md and every page in docs/.
     static std::vector<Page> all();
 
     const std::string& name() const { return name_; }

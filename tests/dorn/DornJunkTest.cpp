@@ -54,7 +54,7 @@ class DornJunkTest : public testing::Test {
 
 TEST_F(DornJunkTest, AnUnknownTypeIsNamedInHexadecimal) {
     const std::pair<int, const char*> types[] = {
-        {0x00, "0x0"}, {0x09, "0x9"}, {0x80, "0x80"}, {0xFD, "0xfd"}, {0xFF, "0xff"}};
+        {0x00, "0x0"}, {0x70, "0x70"}, {0x80, "0x80"}, {0xFD, "0xfd"}, {0xFF, "0xff"}};
     for (const auto& [type, shown] : types) {
         const auto host = link_.connect();
         host->sendRaw(frameOfType(type));
@@ -63,8 +63,8 @@ TEST_F(DornJunkTest, AnUnknownTypeIsNamedInHexadecimal) {
 }
 
 TEST_F(DornJunkTest, AnUnknownTypeIsAnsweredWithNothing) {
-    link_.host().sendRaw(frameOfType(9));
-    EXPECT_TRUE(log_.waitFor(unknownType("0x9")));
+    link_.host().sendRaw(frameOfType(0x70));
+    EXPECT_TRUE(log_.waitFor(unknownType("0x70")));
     EXPECT_FALSE(link_.host().connection().readableWithin(200ms));
 }
 
@@ -76,38 +76,38 @@ TEST_F(DornJunkTest, OtherStartBytesAreNoted) {
 
 TEST_F(DornJunkTest, WhileNothingArrivesTheSameJunkIsNotedOnceASecond) {
     const Clock::time_point start = Clock::now();
-    link_.host().sendRaw(frameOfType(9));
-    ASSERT_TRUE(eventually([this] { return log_.count(unknownType("0x9")) >= 3; }));
+    link_.host().sendRaw(frameOfType(0x70));
+    ASSERT_TRUE(eventually([this] { return log_.count(unknownType("0x70")) >= 3; }));
     EXPECT_GE(Clock::now() - start, 1900ms);
     EXPECT_EQ(3U, notices());
 }
 
 TEST_F(DornJunkTest, NewBytesAreReadAndTheJunkIsDropped) {
-    link_.host().sendRaw(frameOfType(9));
-    ASSERT_TRUE(log_.waitFor(unknownType("0x9")));
+    link_.host().sendRaw(frameOfType(0x70));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x70")));
     EXPECT_TRUE(isServed());
     EXPECT_EQ(1U, notices());
 }
 
 TEST_F(DornJunkTest, WhatWasHeldBehindTheJunkIsDroppedWithIt) {
-    link_.host().sendRaw(frameOfType(9) + frameOfType(7));
-    ASSERT_TRUE(log_.waitFor(unknownType("0x9")));
+    link_.host().sendRaw(frameOfType(0x70) + frameOfType(7));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x70")));
     EXPECT_TRUE(isServed());
     EXPECT_FALSE(link_.host().connection().readableWithin(100ms));
 }
 
 TEST_F(DornJunkTest, EveryNewJunkIsNoted) {
-    link_.host().sendRaw(frameOfType(9));
-    ASSERT_TRUE(log_.waitFor(unknownType("0x9")));
-    link_.host().sendRaw(frameOfType(10));
-    ASSERT_TRUE(log_.waitFor(unknownType("0xa")));
+    link_.host().sendRaw(frameOfType(0x70));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x70")));
+    link_.host().sendRaw(frameOfType(0x71));
+    ASSERT_TRUE(log_.waitFor(unknownType("0x71")));
     link_.host().sendRaw(badStart());
     EXPECT_TRUE(log_.waitFor(kBadStart));
     EXPECT_TRUE(isServed());
 }
 
 TEST_F(DornJunkTest, ACloseBehindJunkIsNoticedWithinASecond) {
-    for (const std::string& junk : {frameOfType(9), badStart(), frameOfType(0) + "more"}) {
+    for (const std::string& junk : {frameOfType(0x70), badStart(), frameOfType(0) + "more"}) {
         const auto host = link_.connect();
         host->sendRaw(junk);
         ASSERT_TRUE(eventually([this] { return notices() > 0; }));

@@ -36,7 +36,8 @@ INSTANTIATE_TEST_SUITE_P(
     Junk, JunkType,
     testing::Values(
         std::pair{"00", "IOException: Dorn Got Junk on Input: 0x0 does not match any packet type."},
-        std::pair{"09", "IOException: Dorn Got Junk on Input: 0x9 does not match any packet type."},
+        std::pair{"70",
+                  "IOException: Dorn Got Junk on Input: 0x70 does not match any packet type."},
         std::pair{"FD",
                   "IOException: Dorn Got Junk on Input: 0xfd does not match any packet type."}),
     [](const auto& test) { return std::string("Type") + test.param.first; });
