@@ -9,6 +9,7 @@
 
 #include "aams/ReadingCheck.h"
 #include "core/Log.h"
+#include "core/LogSource.h"
 #include "dorn/DornPacketType1.h"
 #include "dorn/DornPacketType2.h"
 #include "host/Frame.h"
@@ -129,7 +130,7 @@ BENCHMARK(type2Paging)->Arg(60)->Arg(600)->Arg(6000)->Complexity(benchmark::oN);
 void telnetInput(benchmark::State& state) {
     const std::string bytes = answer(pairs(600));
     test::NoOptions options;
-    TelnetDecoder decoder(options);
+    TelnetDecoder decoder(options, LogSource::unlimited());
     for (auto _ : state) {
         for (const char byte : bytes) {
             benchmark::DoNotOptimize(decoder.feed(static_cast<unsigned char>(byte)));

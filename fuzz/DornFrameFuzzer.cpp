@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "core/app/PacketTypes.h"
 #include "dorn/DornPacket.h"
 #include "dorn/FrameReader.h"
@@ -101,9 +102,9 @@ class Host {
 
     teskd::fuzz::FragmentedInputStream bytes_;
     teskd::BufferedInputStream input_{bytes_};
-    teskd::FrameReader reader_{input_, teskd::createPacket,
-                               [this](teskd::DornPacket& packet) { take(packet); },
-                               [](const teskd::Exception&) { return true; }};
+    teskd::FrameReader reader_{
+        input_, teskd::createPacket, [this](teskd::DornPacket& packet) { take(packet); },
+        [](const teskd::Exception&) { return true; }, teskd::LogSource::unlimited()};
     std::size_t start_ = 0;  // of the frame being read
 };
 

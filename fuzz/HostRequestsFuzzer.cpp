@@ -16,6 +16,7 @@
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "core/Text.h"
 #include "core/Timer.h"
 #include "core/app/PacketTypes.h"
@@ -61,7 +62,8 @@ struct World {
     ConnectionCount connections;
     HostMemory memory{MOST_MACHINES};
     Dorn connection{Socket(AF_INET, SOCK_STREAM, 0),
-                    {parks[0]->controller(), engine, createPacket, stop, connections, memory}};
+                    {parks[0]->controller(), engine, createPacket, stop, connections,
+                     LogSource::unlimited(), memory}};
 };
 
 World& world() {

@@ -8,6 +8,7 @@
 
 #include "core/Descriptor.h"
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "fuzz/FragmentedInputStream.h"
 #include "fuzz/Fuzzer.h"
 #include "fuzz/LargestAllocation.h"
@@ -94,7 +95,7 @@ class Connection {
         }
     }
 
-    teskd::Telnet client{"127.0.0.1:0"};
+    teskd::Telnet client{"127.0.0.1:0", teskd::LogSource::unlimited()};
 
   private:
     teskd::Descriptor server_;
@@ -117,7 +118,7 @@ std::string data_of(teskd::TelnetInputStream& input) {
 
 // The same bytes without a stream.
 std::string decoded(std::string_view bytes, Recorder& commands) {
-    teskd::TelnetDecoder decoder(commands);
+    teskd::TelnetDecoder decoder(commands, teskd::LogSource::unlimited());
     std::string data;
     for (const char byte : bytes) {
         const auto yielded = decoder.feed(static_cast<unsigned char>(byte));
@@ -246,7 +247,7 @@ void converse(const std::uint8_t* data, std::size_t size) {
     teskd::BufferedInputStream buffered(bytes);
     Connection connection;
     Recorder received(&connection.client);
-    teskd::TelnetInputStream input(buffered, received);
+    teskd::TelnetInputStream input(buffered, received, teskd::LogSource::unlimited());
 
     read_ahead(input);
     const std::string read = data_of(input);

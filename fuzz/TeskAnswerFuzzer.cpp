@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "fuzz/FragmentedInputStream.h"
 #include "fuzz/Fuzzer.h"
 #include "fuzz/LargestAllocation.h"
@@ -112,8 +113,8 @@ void serve(unsigned form, const std::uint8_t* data, std::size_t size) {
     FragmentedInputStream bytes(data, size, FragmentedInputStream::TimeOuts::some);
     teskd::BufferedInputStream buffered(bytes);
     teskd::test::NoOptions options;
-    teskd::TelnetInputStream input(buffered, options);
-    teskd::LateAnswers late;
+    teskd::TelnetInputStream input(buffered, options, teskd::LogSource::unlimited());
+    teskd::LateAnswers late(teskd::LogSource::unlimited());
     time_out(late, form);
     bool goesOn = true;
     while (goesOn) {

@@ -13,7 +13,6 @@
 #include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
-#include "core/StandardError.h"
 #include "core/Text.h"
 #include "core/Timer.h"
 #include "packet/PacketHandle.h"
@@ -160,8 +159,7 @@ void Aams::handle_request(AamsPacket& request) {
 }
 
 void Aams::report_invalid_code(std::int32_t code_id) {
-    if (!codeNotices_.allows()) return;
-    StandardError::inherited().write("Invalid request code id: ", std::to_string(code_id));
+    codeLog_.standardError("Invalid request code id: ", std::to_string(code_id));
 }
 
 void Aams::handle_identification(AamsPacket& request) {
@@ -203,9 +201,8 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
         changed = parameters_;
         same = changed == before;
     }
-    if (!readable && same && !parameterNotices_.allows()) return;
-    Log::write(
-        Log::INFO,
+    LogSource& log = readable || !same ? LogSource::unlimited() : parameterLog_;
+    log.info(
         "AAMS External parameters changed: tmp_app_collegati = %d, invio_app_collegati = %d, "
         "invio_no_app_collegati = %d, tmp_app_accensione = %d",
         changed.tmp_app_collegati, int{changed.invio_app_collegati},
@@ -216,11 +213,10 @@ void Aams::handle_set_date_time(AamsPacket& request) {
     const std::string date = request.get_body();
     request.clear_body();
     try {
-        ZqConfig::set_current_date_time(date, &dateNotices_);
+        ZqConfig::set_current_date_time(date, dateLog_);
     } catch (const Exception& e) {
         request.set_body(aamsreply::date_not_set());
-        if (!dateNotices_.allows()) return;
-        Log::write(Log::WARNING, "Unable to set date and time: %s", e.getMessage().c_str());
+        dateLog_.warning("Unable to set date and time: %s", e.getMessage().c_str());
     }
 }
 

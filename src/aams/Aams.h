@@ -10,7 +10,7 @@
 #include "aams/AamsCache.h"
 #include "aams/ExternalParameters.h"
 #include "aams/ReadingCheck.h"
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/Synchronized.h"
 #include "core/Thread.h"
 #include "core/TimerTask.h"
@@ -132,7 +132,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void interrupt() override { wakeConsumer(); }
 
   private:
-    static constexpr int DATE_NOTICES_PER_SECOND = 8;  // setting the date may log two lines
+    static constexpr int DATE_LINES_PER_SECOND = 8;  // setting the date may log two lines
 
     void load_external_parameters();
     ExternalParameters parameters() const;
@@ -174,11 +174,10 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     AamsNtpTimerTask ntpTask_;
     AamsNotifyBack notifyBack_;
     std::atomic<char> state_{'1'};
-    // Rate limits of the log, one per kind of bad request or answer, so that no kind uses up the
-    // budget of another.
-    NoticeLimiter codeNotices_;
-    NoticeLimiter parameterNotices_;
-    NoticeLimiter dateNotices_{DATE_NOTICES_PER_SECOND};
+    // One per kind of bad request or answer, so that no kind uses up the budget of another.
+    LogSource codeLog_;
+    LogSource parameterLog_;
+    LogSource dateLog_{DATE_LINES_PER_SECOND};
     ExternalParameters parameters_ TESKD_GUARDED_BY(parametersLock_);
     mutable Synchronized parametersLock_;
 };

@@ -13,7 +13,6 @@
 #include "config/SystemDate.h"
 #include "core/Exception.h"
 #include "core/Log.h"
-#include "core/NoticeLimiter.h"
 #include "core/SerialSetting.h"
 #include "core/SystemPath.h"
 #include "core/Text.h"
@@ -257,14 +256,11 @@ std::string ZqConfig::get_current_date() {
     return formatLocalTime("%d.%m.%y");
 }
 
-void ZqConfig::set_current_date_time(std::string text, NoticeLimiter* notices) {
+void ZqConfig::set_current_date_time(std::string text, LogSource& log) {
     const bool hasRoomForBlanks = text.size() >= SHORTEST_DATE;
     text = spaced(std::move(text));
-    if (notices == nullptr || notices->allows()) {
-        Log::write(Log::DEBUG, "%s:%d String date is: %s",
-                   "static void ZqConfig::set_current_date_time(std::string)", __LINE__,
-                   text.c_str());
-    }
+    log.debug("%s:%d String date is: %s",
+              "static void ZqConfig::set_current_date_time(std::string)", __LINE__, text.c_str());
     std::tm date{};
     date.tm_isdst = -1;
     if (!hasRoomForBlanks) return;

@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
-namespace teskd {
+#include "core/LogSource.h"
 
-class NoticeLimiter;
+namespace teskd {
 
 // A map from "[SECTION] NAME" to text. The constructor stores every default, merges the files over
 // them, rewrites the software-update file and dumps the result to "/tmp/dump_map.ini". A file that
@@ -97,9 +97,9 @@ class ZqConfig : public std::map<std::string, std::string> {
     static std::string get_current_date_time();
     static std::string get_current_date();
     // Sets the machine's clock from "YYMMDDHHMMSS", local time; ignores a text that is no date.
-    // Logs the text, unless the limiter, if any, refuses it.
+    // The source writes a line with the text.
     // @throws ZqConfigException "Invalid year" before 2000, or the system's error text
-    static void set_current_date_time(std::string text, NoticeLimiter* notices = nullptr);
+    static void set_current_date_time(std::string text, LogSource& log = LogSource::unlimited());
 
   private:
     void merge(const std::string& path);

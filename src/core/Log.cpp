@@ -6,7 +6,7 @@
 #include <exception>
 #include <syslog.h>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/SystemLog.h"
 #include "core/Text.h"
 
@@ -20,24 +20,16 @@ namespace {
 
 constexpr std::size_t USUAL_SIZE = 512;  // shorter lines are formatted without allocating
 
-// The system log, and the rate limit of debug lines, which all threads share.
+// The system log, and the source of all debug lines.
 struct Target {
     SystemLog log{"/dev/log"};
-    NoticeLimiter debugLines{Log::DEBUG_LINES_PER_SECOND, nullptr, "debug lines"};
+    LogSource debugLines{Log::DEBUG_LINES_PER_SECOND, "debug lines"};
 };
 
 // Never destroyed, because threads and destructors log until the process ends.
 Target& target() {
     static Target& target = *new Target;
     return target;
-}
-
-// Only debug lines are limited here. Every other line first reports the debug lines that were
-// dropped in an earlier second.
-bool mayWrite(int priority) {
-    if (priority == Log::DEBUG) return target().debugLines.allows();
-    target().debugLines.report();
-    return true;
 }
 
 void toSystemLog(int priority, const char* line) {
@@ -57,19 +49,31 @@ void Log::close() {
 }
 
 void Log::write(int priority, const char* format, ...) {
-    if (sink_ == toSystemLog && !mayWrite(priority)) return;
-    char line[USUAL_SIZE];
     std::va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(line, sizeof line, format, arguments);
+    vwrite(priority, format, arguments);
     va_end(arguments);
-    if (length >= 0 && static_cast<std::size_t>(length) < sizeof line) {
-        sink_(priority, line);
-        return;
+}
+
+void Log::vwrite(int priority, const char* format, std::va_list arguments) {
+    if (sink_ == toSystemLog && !mayWrite(priority)) return;
+    char line[USUAL_SIZE];
+    std::va_list copy;
+    va_copy(copy, arguments);
+    const int length = std::vsnprintf(line, sizeof line, format, copy);
+    va_end(copy);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof line) {
+        return writeLong(priority, format, arguments);
     }
-    va_start(arguments, format);
-    writeLong(priority, format, arguments);
-    va_end(arguments);
+    sink_(priority, line);
+}
+
+// Only debug lines are limited here. Every other line first reports the debug lines that were
+// dropped in an earlier second.
+bool Log::mayWrite(int priority) {
+    if (priority == DEBUG) return target().debugLines.take();
+    target().debugLines.report();
+    return true;
 }
 
 void Log::writeLong(int priority, const char* format, std::va_list arguments) {

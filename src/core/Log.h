@@ -8,7 +8,7 @@ namespace teskd {
 // Writes lines to the system log under the facility LOCAL6. A system log that accepts no lines
 // delays a caller only within SystemLog's limits (PATIENCE, MOST_WAITING). Debug lines have a rate
 // limit for the whole daemon, since every request logs some; one line says how many were dropped.
-// Other lines are not limited here.
+// Other lines are not limited here: those that others can cause are written by a LogSource.
 //
 // Threads: every operation may be called from any thread; setSink only while no other thread logs.
 // Locks: none of its own (SystemLog has its own). A cancellation point, as syslog(3) is.
@@ -34,6 +34,8 @@ class Log {
     // Formats one line like printf and writes it with the given priority. The formatted line is
     // never used as a format again, so it may contain text from a peer.
     [[gnu::format(printf, 2, 3)]] static void write(int priority, const char* format, ...);
+    [[gnu::format(printf, 2, 0)]] static void vwrite(int priority, const char* format,
+                                                     std::va_list arguments);
 
     // Receives the formatted lines. Default: the system log, also restored by null. Tests set their
     // own.
@@ -41,6 +43,8 @@ class Log {
     static void setSink(Sink sink);
 
   private:
+    // Whether the rate limit of debug lines allows a line of that priority.
+    static bool mayWrite(int priority);
     static void writeLong(int priority, const char* format, std::va_list arguments);
 
     static Sink sink_;

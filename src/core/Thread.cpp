@@ -67,11 +67,16 @@ class Attributes {
 
 Thread::Thread() : Thread("<unknown>") {}
 
-Thread::Thread(std::string name)
-    : self_(claimFreshBlock(this) ? this : nullptr), name_(std::move(name)) {}
+Thread::Thread(std::string name) : Thread(std::move(name), ownEndLog_) {}
+
+Thread::Thread(std::string name, LogSource& log)
+    : endLog_(log), self_(claimFreshBlock(this) ? this : nullptr), name_(std::move(name)) {}
 
 Thread::Thread(const Thread& source)
-    : self_(nullptr), name_(source.getName()), autoDelete_(source.autoDelete_.load()) {
+    : endLog_(ownEndLog_),
+      self_(nullptr),
+      name_(source.getName()),
+      autoDelete_(source.autoDelete_.load()) {
     claimFreshBlock(this);
 }
 
@@ -176,7 +181,7 @@ bool Thread::live(unsigned generation) {
     const Farewell farewell{*this};
     runLogged();
     clearRunning(generation);
-    if (endNotices_->allows()) logEnd();
+    logEnd();
     if (!autoDelete_) return false;
     pthread_detach(pthread_self());
     return isHeapAllocated();
@@ -203,7 +208,7 @@ __attribute__((no_sanitize("null"))) void Thread::runLogged() {
 // catches exceptions here.
 void Thread::logEnd() {
     const SynchronizedLock lock(state_);
-    Log::write(Log::NOTICE, "Thread '%s' Terminated", name_.c_str());
+    endLog_.notice("Thread '%s' Terminated", name_.c_str());
 }
 
 void Thread::clearRunning(unsigned generation) {

@@ -7,7 +7,7 @@
 #include <pthread.h>
 #include <string>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/Synchronized.h"
 
 namespace teskd {
@@ -40,6 +40,9 @@ class Thread {
 
     Thread();
     explicit Thread(std::string name);
+    // The source writes the lines about the end of this object's threads; it outlives them. Without
+    // one the object has its own, and so has a copy.
+    Thread(std::string name, LogSource& log);
     // Copies the name and the self-deletion mark; the copy has no thread.
     Thread(const Thread& source);
     Thread& operator=(const Thread&) = delete;
@@ -83,9 +86,6 @@ class Thread {
     void keepRunning() { running_ = true; }
 
     void setName(const std::string& name);
-    // Makes the lines that report the end of this object's threads use a shared limiter instead of
-    // their own. Call it before start(); the limiter must outlive the thread.
-    void shareEndNotices(NoticeLimiter& notices) { endNotices_ = &notices; }
 
   private:
     // The argument of a new thread.
@@ -103,8 +103,8 @@ class Thread {
     unsigned countStart();
     void countEnd();
 
-    NoticeLimiter ownEndNotices_;
-    NoticeLimiter* endNotices_ = &ownEndNotices_;
+    LogSource ownEndLog_;
+    LogSource& endLog_;
     std::atomic<bool> running_{false};
     std::optional<pthread_t> handle_;
     Thread* self_;

@@ -1,21 +1,16 @@
-// The number of host connections, and the rate limit of what they log.
+// The number of host connections.
 #pragma once
 
-#include "core/NoticeLimiter.h"
 #include "core/Synchronized.h"
 
 namespace teskd {
 
-// Counts the connections that are being served, and limits what all of them log together: each
-// connection logs a few lines, and hosts may connect and disconnect any number of times.
+// Counts the connections that are being served.
 //
 // Owner: the DornDeamon, which outlives the connections by waiting for the count to reach zero.
 // Threads: any. Locks: its own, innermost.
 class ConnectionCount {
   public:
-    // Enough for sixty hosts that disconnect at once.
-    static constexpr int LINES_PER_SECOND = 128;
-
     // One served connection, for as long as it lives.
     class Place {
       public:
@@ -33,10 +28,7 @@ class ConnectionCount {
     // Waits without limit until no connection is served.
     void awaitNone();
 
-    NoticeLimiter& notices() { return notices_; }
-
   private:
-    NoticeLimiter notices_{LINES_PER_SECOND};
     mutable Synchronized lock_;
     unsigned count_ TESKD_GUARDED_BY(lock_) = 0;
 };

@@ -44,17 +44,15 @@ constexpr int RELEASES_PER_SECOND = 2;     // logged, of packets that could not 
 }  // namespace
 
 Dorn::Dorn(const Socket& connection, const Context& context)
-    : Thread("Dorn"),
+    : Thread("Dorn", context.log),
       place_(context.count),
       context_(context),
       connection_(connection),
       account_(context_.memory, wake_),
-      writer_(connection_, wake_, account_, context_.timeouts.acknowledgement,
-              &context_.count.notices()),
+      writer_(connection_, wake_, account_, context_.log, context_.timeouts.acknowledgement),
       pending_(wake_),
-      noticeLimiter_(NoticeLimiter::LINES_PER_SECOND, &context_.count.notices()),
-      releaseLimiter_(RELEASES_PER_SECOND, &context_.count.notices()) {
-    shareEndNotices(context_.count.notices());
+      frameLog_(LogSource::LINES_PER_SECOND, context_.log),
+      releaseLog_(RELEASES_PER_SECOND, context_.log) {
     setAutoDelete();
     connection_.setsockopt(TCP_NODELAY, 1);
     connection_.keepAlive();
@@ -72,7 +70,7 @@ void Dorn::serve() {
     BufferedInputStream input(host);
     FrameReader reader(
         input, context_.createPacket, [this](DornPacket& packet) { dispatch(packet); },
-        [this](const Exception& problem) { return await_more(problem); }, &releaseLimiter_,
+        [this](const Exception& problem) { return await_more(problem); }, releaseLog_,
         [this, &input](const DornPacket& packet, std::size_t size) {
             await_room(packet, size, input);
         });
@@ -121,21 +119,19 @@ bool Dorn::await_more(const Exception& problem) {
 }
 
 void Dorn::log_lost_connection(const Exception& e) {
-    if (!context_.count.notices().allows()) return;
-    Log::write(Log::WARNING, "Connection lost with remote peer: %s", e.text());
+    context_.log.warning("Connection lost with remote peer: %s", e.text());
 }
 
 void Dorn::log_notice(const char* problem) {
-    if (context_.stop.isSet() || !noticeLimiter_.allows()) return;
-    Log::write(Log::NOTICE, "%s", problem);
+    if (!context_.stop.isSet()) frameLog_.notice("%s", problem);
 }
 
 void Dorn::await_input() {
     const StopEvent& stop = context_.stop;
     const Clock::time_point end = body_deadline();
-    while (!stop.isSet() && (noticeLimiter_.hasLeftOut() || releaseLimiter_.hasLeftOut())) {
-        noticeLimiter_.report();
-        releaseLimiter_.report();
+    while (!stop.isSet() && (frameLog_.hasUnreported() || releaseLog_.hasUnreported())) {
+        frameLog_.report();
+        releaseLog_.report();
         if (await(Goal::input, &stop, std::min(end, Clock::now() + NOTICE_PAUSE))) break;
     }
     const bool arrived = await(Goal::input, &stop, end);

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
@@ -47,8 +47,9 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
         TeskController& controller;
         PacketContainer& engine;
         CreatePacket createPacket;
-        const StopEvent& stop;   // ends every connection
-        ConnectionCount& count;  // also the connections' common rate limit of the log
+        const StopEvent& stop;  // ends every connection
+        ConnectionCount& count;
+        LogSource& log;  // of all connections together
         HostMemory& memory;
         Timeouts timeouts{};
     };
@@ -117,8 +118,8 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     std::size_t held_ = 0;       // bytes in the input buffer, from its header on
     HostMemory::Room room_;      // held from before its body is read until it is dispatched
     Clock::time_point bodyDeadline_ = Clock::time_point::max();
-    NoticeLimiter noticeLimiter_;   // lines about bad frames
-    NoticeLimiter releaseLimiter_;  // lines about the release of packets that could not be read
+    LogSource frameLog_;    // lines about bad frames
+    LogSource releaseLog_;  // lines about the release of packets that could not be read
 };
 
 }  // namespace teskd

@@ -74,8 +74,8 @@ void DornDeamon::step(std::optional<LocalEndpoints>& endpoints) {
     }
     if (endpoints->empty()) return;
     endpoints->open();
-    connections_.notices().report();
-    strangers_.report();
+    hostLog_.report();
+    strangerLog_.report();
     serve(*endpoints);
 }
 
@@ -114,11 +114,10 @@ bool DornDeamon::may_connect(const Socket& connection) {
     const std::optional<std::uint32_t> address = connection.getPeerAddress();
     if (!address) return false;  // disconnected already
     if (AddressList::isLoopback(*address) || allowed_->contains(*address)) return true;
-    if (!strangers_.allows()) return false;
     const in_addr bytes{htonl(*address)};
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &bytes, text, sizeof text);
-    Log::write(Log::NOTICE, "%s may not connect and was turned away", text);
+    strangerLog_.notice("%s may not connect and was turned away", text);
     return false;
 }
 
@@ -138,8 +137,8 @@ void DornDeamon::serve(LocalEndpoints& endpoints) {
 // While lines are suppressed, the wait is limited so that their number is logged after a second.
 int DornDeamon::millis_to_wait(const LocalEndpoints& endpoints) {
     const int untilRound = endpoints.untilNextRound();
-    const bool hasLeftOut = connections_.notices().hasLeftOut() || strangers_.hasLeftOut();
-    return untilRound < 0 && hasLeftOut ? RETRY_MILLISECONDS : untilRound;
+    const bool hasUnreported = hostLog_.hasUnreported() || strangerLog_.hasUnreported();
+    return untilRound < 0 && hasUnreported ? RETRY_MILLISECONDS : untilRound;
 }
 
 void DornDeamon::accept_connection(StreamServerSocket& listener) {
@@ -159,8 +158,9 @@ void DornDeamon::accept_connection(StreamServerSocket& listener) {
 }
 
 void DornDeamon::start_connection(const Socket& connection) {
-    Dorn* const dorn = new Dorn(connection, Dorn::Context{controller_, engine_, createPacket_,
-                                                          stopEvent_, connections_, memory_});
+    Dorn* const dorn =
+        new Dorn(connection, Dorn::Context{controller_, engine_, createPacket_, stopEvent_,
+                                           connections_, hostLog_, memory_});
     const int result = dorn->start();
     if (result == 0) return;
     delete dorn;
@@ -176,8 +176,7 @@ void DornDeamon::turn_away(const StreamServerSocket& listener, const char* probl
 }
 
 void DornDeamon::log_problem(const char* what, const char* problem) {
-    if (!problems_.allows()) return;
-    Log::write(Log::WARNING, "%s: %s", what, problem);
+    problemLog_.warning("%s: %s", what, problem);
 }
 
 // Sleeps if the system refuses to poll, since the caller would spin otherwise.

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
@@ -47,6 +47,10 @@ class DornDeamon : public Thread {
     void interrupt() override { stopEvent_.set(); }
 
   private:
+    // Each connection logs a few lines, and hosts may connect and disconnect any number of times.
+    // Enough for sixty hosts that disconnect at once.
+    static constexpr int HOST_LINES_PER_SECOND = 128;
+
     // For the current limit of open files.
     DescriptorBudget budget() const;
     void warn_of_low_limit() const;
@@ -73,12 +77,12 @@ class DornDeamon : public Thread {
     std::optional<AddressList> allowed_;  // without a list, every host
 
     StopEvent stopEvent_;
+    LogSource hostLog_{HOST_LINES_PER_SECOND};  // of all connections
     ConnectionCount connections_;
     HostMemory memory_{lines_};
     SpareDescriptor spare_;
-    NoticeLimiter problems_;  // hosts that cannot be served, which may retry without end
-    // Hosts that may not connect.
-    NoticeLimiter strangers_{NoticeLimiter::LINES_PER_SECOND, &connections_.notices()};
+    LogSource problemLog_;  // hosts that cannot be served, which may retry without end
+    LogSource strangerLog_{LogSource::LINES_PER_SECOND, hostLog_};  // hosts that may not connect
 };
 
 }  // namespace teskd

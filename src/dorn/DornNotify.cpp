@@ -11,7 +11,6 @@
 #include "core/Attempt.h"
 #include "core/BigEndian.h"
 #include "core/Exception.h"
-#include "core/Log.h"
 #include "net/DatagramClientSocket.h"
 #include "net/MemoryInputStream.h"
 #include "net/Poll.h"
@@ -127,10 +126,7 @@ void DornNotify::drop_surplus() {
         const PacketHandle<Packet> oldest = nextPacket(this);
         if (!oldest) return;
         removePacket(oldest.pointer());
-        if (notices_.allows()) {
-            Log::write(Log::WARNING, "More than %zu notifications wait; the oldest is dropped",
-                       MOST_WAITING);
-        }
+        log_.warning("More than %zu notifications wait; the oldest is dropped", MOST_WAITING);
         oldest->notifyError(tooMany);
     }
 }
@@ -190,9 +186,7 @@ void DornNotify::time_out_overdue() {
         first.packet->notifyFailed();
     }
     if (overdue == 0) return;
-    if (notices_.allows()) {
-        Log::write(Log::WARNING, "Notifications that the server has left unanswered: %zu", overdue);
-    }
+    log_.warning("Notifications that the server has left unanswered: %zu", overdue);
     unanswered_ = true;
     if (pending_.empty()) socket_.reset();
 }
@@ -207,9 +201,8 @@ void DornNotify::lose_link(const Exception& e) {
 
 void DornNotify::postpone(const char* problem) {
     retryAt_ = SteadyClock::now() + RETRY_PAUSE;
-    if (unreachable_ || !notices_.allows()) return;
-    unreachable_ = true;
-    Log::write(Log::WARNING, "Cannot reach the notification server: %s", problem);
+    if (unreachable_) return;
+    unreachable_ = log_.warning("Cannot reach the notification server: %s", problem);
 }
 
 void DornNotify::fail(DornPacket& packet, const Exception& e) {
@@ -226,7 +219,7 @@ void DornNotify::fail_pending(const Exception& e) {
 }
 
 void DornNotify::log_failure(const Exception& e) {
-    if (notices_.allows()) Log::write(Log::WARNING, "Notifications have failed: %s", e.text());
+    log_.warning("Notifications have failed: %s", e.text());
 }
 
 }  // namespace teskd

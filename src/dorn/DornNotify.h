@@ -7,7 +7,7 @@
 #include <memory>
 #include <string_view>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/DornPacket.h"
@@ -87,7 +87,7 @@ class DornNotify : public Thread, public PacketContainer {
     SteadyClock::time_point retryAt_{};             // nothing is sent before
     bool unanswered_ = false;                       // the last result on the socket was a time-out
     bool unreachable_ = false;  // the server cannot be reached, and that was logged
-    NoticeLimiter notices_;
+    LogSource log_;
 };
 
 }  // namespace teskd

@@ -4,7 +4,6 @@
 
 #include "core/BigEndian.h"
 #include "core/Exception.h"
-#include "core/NoticeLimiter.h"
 #include "core/Text.h"
 #include "dorn/DornPacket.h"
 #include "net/BufferedInputStream.h"
@@ -32,12 +31,12 @@ std::size_t body_size(const Header& header) {
 }  // namespace
 
 FrameReader::FrameReader(BufferedInputStream& input, CreatePacket create, Dispatch dispatch,
-                         AwaitMore awaitMore, NoticeLimiter* releases, Admit admit)
+                         AwaitMore awaitMore, LogSource& releaseLog, Admit admit)
     : input_(input),
       create_(create),
       dispatch_(std::move(dispatch)),
       awaitMore_(std::move(awaitMore)),
-      releases_(releases),
+      releaseLog_(releaseLog),
       admit_(std::move(admit)) {}
 
 void FrameReader::serve_frame() {
@@ -78,7 +77,7 @@ void FrameReader::receive(const Header& header) {
         if (admit_ && begins_frame(header)) admit_(*packet, body_size(header));
         packet->read(input_);
     } catch (const Exception&) {
-        if (releases_ != nullptr && !releases_->allows()) packet->releaseQuietly();
+        packet->setLog(releaseLog_);
         throw;
     }
     dispatch_(*packet);

@@ -13,12 +13,13 @@ namespace teskd {
 class BufferedInputStream;
 class DornPacket;
 class Exception;
-class NoticeLimiter;
+class LogSource;
 
 // Reads one frame after another and makes a packet of each. Junk stays buffered until more bytes
 // arrive; then the whole buffer is discarded, and reading goes on with the new bytes.
 //
-// Owner: a Dorn, for one run. Threads: one at a time. Ownership: refers to the stream.
+// Owner: a Dorn, for one run. Threads: one at a time. Ownership: refers to the stream and the log's
+// source.
 class FrameReader {
   public:
     // Takes a packet that was read; it is freed afterwards unless somebody holds a reference.
@@ -29,10 +30,10 @@ class FrameReader {
     // Called before a packet's body of that many bytes is read; returns when it may be read.
     using Admit = std::function<void(const DornPacket& packet, std::size_t size)>;
 
-    // The limiter, if any, bounds the lines about the release of packets that could not be read.
-    // Without admit every body is read at once.
+    // The source writes the lines about the release of packets that could not be read. Without
+    // admit every body is read at once.
     FrameReader(BufferedInputStream& input, CreatePacket create, Dispatch dispatch,
-                AwaitMore awaitMore, NoticeLimiter* releases = nullptr, Admit admit = {});
+                AwaitMore awaitMore, LogSource& releaseLog, Admit admit = {});
 
     // Reads the next frame, or handles junk.
     // @throws SocketConnectionClosedException at the end of the stream, ProtocolErrorException for
@@ -53,7 +54,7 @@ class FrameReader {
     CreatePacket create_;
     Dispatch dispatch_;
     AwaitMore awaitMore_;
-    NoticeLimiter* releases_;
+    LogSource& releaseLog_;
     Admit admit_;
 };
 

@@ -7,8 +7,7 @@
 
 #include "core/Attempt.h"
 #include "core/Exception.h"
-#include "core/Log.h"
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "net/Socket.h"
 #include "net/SocketError.h"
@@ -115,9 +114,7 @@ void FrameWriter::giveUp(const char* problem) {
         frames_.clear();
         queued_ = 0;
     }
-    if (notices_ == nullptr || notices_->allows()) {
-        Log::write(Log::WARNING, "Exception was received: %s", problem);
-    }
+    log_.warning("Exception was received: %s", problem);
     connection_.shutdownQuietly();
 }
 

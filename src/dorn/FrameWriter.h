@@ -14,7 +14,7 @@
 
 namespace teskd {
 
-class NoticeLimiter;
+class LogSource;
 class Socket;
 class StopEvent;
 
@@ -40,15 +40,10 @@ class FrameWriter : public OutputStream {
     static constexpr std::chrono::milliseconds SEND_TIMEOUT{60'000};
 
     // Refers to all of them. What is queued counts on the account. The event is set when the
-    // connection's thread has something to send; the limiter, if any, bounds the line about the
-    // failure together with those of other connections.
-    FrameWriter(Socket& connection, StopEvent& wake, HostMemory::Account& account,
-                std::chrono::milliseconds timeout = SEND_TIMEOUT, NoticeLimiter* notices = nullptr)
-        : connection_(connection),
-          wake_(wake),
-          account_(account),
-          timeout_(timeout),
-          notices_(notices) {}
+    // connection's thread has something to send; the source writes the line about the failure.
+    FrameWriter(Socket& connection, StopEvent& wake, HostMemory::Account& account, LogSource& log,
+                std::chrono::milliseconds timeout = SEND_TIMEOUT)
+        : connection_(connection), wake_(wake), account_(account), log_(log), timeout_(timeout) {}
     ~FrameWriter() noexcept override = default;
 
     using OutputStream::write;
@@ -87,8 +82,8 @@ class FrameWriter : public OutputStream {
     Socket& connection_;
     StopEvent& wake_;
     HostMemory::Account& account_;
+    LogSource& log_;
     std::chrono::milliseconds timeout_;
-    NoticeLimiter* notices_;
     mutable Synchronized lock_;
     std::deque<std::string> frames_ TESKD_GUARDED_BY(lock_);
     std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of the first frame that were sent

@@ -30,9 +30,9 @@ std::size_t LocalEndpoints::mostListeners() const {
 void LocalEndpoints::open() {
     if (untilNextRound() != 0) return;
     nextRound_ = Clock::now() + RETRY_PERIOD;
-    notices_.report();
+    log_.report();
     for (std::size_t tries = std::min(waiting_.size(), TRIES_PER_ROUND); tries > 0; --tries) {
-        if (listening_.size() == MOST_LISTENERS) return leaveOutTheRest();
+        if (listening_.size() == MOST_LISTENERS) return giveUpTheRest();
         openFirst();
     }
 }
@@ -59,13 +59,11 @@ void LocalEndpoints::listenOn(Endpoint& endpoint) {
     } catch (const Exception& e) {
         if (endpoint.problem == e.getMessage()) return;  // a retry; logged already
         endpoint.problem = e.getMessage();
-        if (!notices_.allows()) return;
-        Log::write(Log::WARNING, "Cannot listen on %s: %s", endpoint.address.c_str(),
-                   endpoint.problem.c_str());
+        log_.warning("Cannot listen on %s: %s", endpoint.address.c_str(), endpoint.problem.c_str());
     }
 }
 
-void LocalEndpoints::leaveOutTheRest() {
+void LocalEndpoints::giveUpTheRest() {
     Log::write(Log::WARNING, "Listening on %zu addresses; %zu more are left out", listening_.size(),
                waiting_.size());
     waiting_.clear();

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "net/StreamServerSocket.h"
 
 namespace teskd {
@@ -53,13 +53,13 @@ class LocalEndpoints {
 
     void openFirst();
     void listenOn(Endpoint& endpoint);
-    void leaveOutTheRest();
+    void giveUpTheRest();
 
     std::list<Endpoint> waiting_;  // in the order in which they are tried next
     std::list<Endpoint> listening_;
     std::size_t untried_ = 0;  // how many of the first ones were never tried
     Clock::time_point nextRound_{};
-    NoticeLimiter notices_{16};
+    LogSource log_{16};
 };
 
 }  // namespace teskd

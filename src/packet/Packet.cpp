@@ -1,6 +1,5 @@
 #include "packet/Packet.h"
 
-#include "core/Log.h"
 #include "packet/PacketHandle.h"
 
 namespace teskd {
@@ -15,15 +14,15 @@ void Packet::get(Packet* packet) {
 void Packet::put(Packet* packet) {
     const unsigned long outstanding = --packet_counter;
     if (--packet->references_ != 0) return;
-    if (!packet->releasedQuietly_) logRelease(packet, outstanding);
+    packet->logRelease(outstanding);
     delete packet;
 }
 
-void Packet::logRelease(const Packet* packet, unsigned long outstanding) {
+void Packet::logRelease(unsigned long outstanding) const {
     constexpr int LINE = 94;  // a fixed part of the log line's text
-    Log::write(Log::DEBUG, "%s:%d This (%p) packet is being freed. (packet_counter == %lu)",
-               "static void Packet::put(Packet*)", LINE, static_cast<const void*>(packet),
-               outstanding);
+    log_->debug("%s:%d This (%p) packet is being freed. (packet_counter == %lu)",
+                "static void Packet::put(Packet*)", LINE, static_cast<const void*>(this),
+                outstanding);
 }
 
 template <class Call>

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "core/LogSource.h"
 #include "core/SynchronizedList.h"
 #include "packet/PacketEventListener.h"
 
@@ -43,16 +44,17 @@ class Packet {
 
     static void get(Packet* packet);
     static void put(Packet* packet);
-    // The release of this packet is not logged. The flag is unsynchronized: only the sole holder of
-    // a packet that no other thread has seen may set it.
-    void releaseQuietly() { releasedQuietly_ = true; }
+    // The source writes the line about the release of this packet; the default has no limit. It
+    // outlives the packet. Unsynchronized: only for the sole holder of a packet that no other
+    // thread has seen.
+    void setLog(LogSource& log) { log_ = &log; }
 
     void addListener(PacketEventListener* listener) { listeners_.push_back(listener); }
     // Removes every registration of the listener.
     void removeListener(PacketEventListener* listener) { listeners_.remove(listener); }
 
   private:
-    static void logRelease(const Packet* packet, unsigned long outstanding);
+    void logRelease(unsigned long outstanding) const;
     template <class Call>
     void notifyListeners(Call call);
 
@@ -60,7 +62,7 @@ class Packet {
     std::atomic<std::uint32_t> references_{0};
     SynchronizedList<PacketEventListener*> listeners_;
     const void* requester_ = nullptr;
-    bool releasedQuietly_ = false;
+    LogSource* log_ = &LogSource::unlimited();
 };
 
 }  // namespace teskd

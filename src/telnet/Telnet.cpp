@@ -8,7 +8,7 @@
 
 #include "core/BigEndian.h"
 #include "core/Exception.h"
-#include "core/Log.h"
+#include "core/LogSource.h"
 #include "core/SerialSetting.h"
 #include "telnet/TelnetProtocol.h"
 
@@ -54,12 +54,12 @@ Timer& Telnet::internalTimer() {
     return timer;
 }
 
-Telnet::Telnet(const std::string& address, NoticeLimiter* notices)
+Telnet::Telnet(const std::string& address, LogSource& log)
     : StreamClientSocket(address, AF_INET),
-      notices_(notices == nullptr ? ownNotices_ : *notices),
+      log_(log),
       timedInput_(StreamClientSocket::getInputStream()),
       bufferedInput_(timedInput_),
-      telnetInput_(bufferedInput_, *this),
+      telnetInput_(bufferedInput_, *this, log),
       sendBuffer_(StreamClientSocket::getOutputStream()),
       telnetOutput_(sendBuffer_),
       flusher_(telnetOutput_) {}
@@ -192,13 +192,12 @@ void Telnet::subnegotiation(int option, const std::string& parameters) {
 }
 
 void Telnet::logUnhandled(int option, int first, const std::string& rest) {
-    if (!mayLog()) return;
     if (option == telnet::COM_PORT_OPTION) {
-        Log::write(Log::INFO, "Un-handle Telnet : COM_PORT_OPTION(%d, 0x%02x)", first,
-                   static_cast<unsigned>(first));
+        log_.info("Un-handle Telnet : COM_PORT_OPTION(%d, 0x%02x)", first,
+                  static_cast<unsigned>(first));
     } else {
-        Log::write(Log::INFO, "Un-handle Telnet subnegotiation: '%d' with parameters: '%s'", first,
-                   rest.c_str());
+        log_.info("Un-handle Telnet subnegotiation: '%d' with parameters: '%s'", first,
+                  rest.c_str());
     }
 }
 

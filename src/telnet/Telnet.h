@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/Timer.h"
 #include "core/TimerTask.h"
 #include "net/BufferedInputStream.h"
@@ -45,9 +45,8 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
         OutputStream& output_;
     };
 
-    // address: "host:port". The limiter bounds what is logged about the server; it outlives the
-    // object. Without one, each connection has its own.
-    explicit Telnet(const std::string& address, NoticeLimiter* notices = nullptr);
+    // address: "host:port". The source writes the lines about the server; it outlives the object.
+    Telnet(const std::string& address, LogSource& log);
     Telnet(const Telnet&) = delete;
     Telnet& operator=(const Telnet&) = delete;
     ~Telnet() noexcept override;
@@ -61,7 +60,6 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     void optionDo(int option) override;
     void optionDont(int option) override;
     void subnegotiation(int option, const std::string& parameters) override;
-    bool mayLog() override { return notices_.allows(); }
 
     // Write a line setting (an RFC 2217 value). It is sent with the next flush, after a second at
     // the latest. @throws TelnetFeatureNotAvailableException until the server has agreed to
@@ -106,8 +104,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     bool comPort_ = true;
     bool binary_ = false;
     std::string peerSignature_;
-    NoticeLimiter ownNotices_;
-    NoticeLimiter& notices_;
+    LogSource& log_;
     TimedInputStream timedInput_;
     BufferedInputStream bufferedInput_;
     TelnetInputStream telnetInput_;

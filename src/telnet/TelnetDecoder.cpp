@@ -1,6 +1,6 @@
 #include "telnet/TelnetDecoder.h"
 
-#include "core/Log.h"
+#include "core/LogSource.h"
 #include "telnet/TelnetOptionInterface.h"
 #include "telnet/TelnetProtocol.h"
 
@@ -33,17 +33,14 @@ std::optional<int> TelnetDecoder::feed(int byte) {
 
 std::optional<int> TelnetDecoder::command(int byte) {
     if (byte < telnet::SE) {
-        if (!interface_.mayLog()) return std::nullopt;
-        Log::write(Log::WARNING, "Un-Escape 'Interpret as Command (IAC)' byte.");
+        log_.warning("Un-Escape 'Interpret as Command (IAC)' byte.");
         return std::nullopt;
     }
     switch (byte) {
         case telnet::IAC:
             return telnet::IAC;
         case telnet::SE:
-            if (!interface_.mayLog()) return std::nullopt;
-            Log::write(Log::WARNING,
-                       "Telnet 'IAC' 'SE' Character found without a 'IAC' 'SB' prior");
+            log_.warning("Telnet 'IAC' 'SE' Character found without a 'IAC' 'SB' prior");
             return std::nullopt;
         case telnet::SB:
             state_ = State::subnegotiationOption;

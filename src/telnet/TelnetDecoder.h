@@ -7,18 +7,21 @@
 
 namespace teskd {
 
+class LogSource;
 class TelnetOptionInterface;
 
 // A state machine that is fed byte by byte, so a command may arrive in any number of pieces.
 //
-// Threads: one at a time. Ownership: keeps a reference to the interface that receives the commands.
+// Threads: one at a time. Ownership: refers to the interface that receives the commands, and to the
+// source of the lines about protocol errors.
 class TelnetDecoder {
   public:
     // A subnegotiation is abandoned once it has this many parameter bytes; the bytes after them are
     // data. This bounds the memory that a peer can make us use.
     static constexpr std::size_t LONGEST_SUBNEGOTIATION = 4096;
 
-    explicit TelnetDecoder(TelnetOptionInterface& interface) : interface_(interface) {}
+    TelnetDecoder(TelnetOptionInterface& interface, LogSource& log)
+        : interface_(interface), log_(log) {}
 
     // Takes the next received byte (0 to 255) and returns the data byte that results, if any.
     // Calls the interface for each complete command.
@@ -32,6 +35,7 @@ class TelnetDecoder {
     void parameter(int byte);
 
     TelnetOptionInterface& interface_;
+    LogSource& log_;
     State state_ = State::data;
     int command_ = 0;  // WILL, WONT, DO or DONT; its option is the next byte
     int subnegotiationOption_ = 0;

@@ -6,8 +6,9 @@
 
 namespace teskd {
 
-TelnetInputStream::TelnetInputStream(BufferedInputStream& inner, TelnetOptionInterface& interface)
-    : FilterInputStream(inner), source_(inner), decoder_(interface) {}
+TelnetInputStream::TelnetInputStream(BufferedInputStream& inner, TelnetOptionInterface& interface,
+                                     LogSource& log)
+    : FilterInputStream(inner), source_(inner), decoder_(interface, log) {}
 
 int TelnetInputStream::read() {
     std::optional<int> data = std::exchange(pushedBack_, std::nullopt);

@@ -14,11 +14,12 @@ namespace teskd {
 // from a buffered stream, to avoid a system call per byte.
 //
 // Threads: one at a time; the interface is called on the reading thread. Ownership: keeps
-// references to the stream and the interface. Errors: those of the stream, unchanged. After a
-// time-out in the middle of a command the next read continues with the rest of that command.
+// references to the stream, the interface and the log's source. Errors: those of the stream,
+// unchanged. After a time-out in the middle of a command the next read continues with the rest of
+// that command.
 class TelnetInputStream : public FilterInputStream {
   public:
-    TelnetInputStream(BufferedInputStream& inner, TelnetOptionInterface& interface);
+    TelnetInputStream(BufferedInputStream& inner, TelnetOptionInterface& interface, LogSource& log);
 
     int read() override;
     // Blocks for the first byte only.

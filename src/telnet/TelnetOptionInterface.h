@@ -19,8 +19,6 @@ class TelnetOptionInterface {
     virtual void optionDont(int option) = 0;
     // parameters: the bytes between the option and IAC SE.
     virtual void subnegotiation(int option, const std::string& parameters) = 0;
-    // Whether the rate limit allows another log line about the peer's protocol errors.
-    virtual bool mayLog() { return true; }
 };
 
 }  // namespace teskd

@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include "core/Exception.h"
-#include "core/Log.h"
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "tesk/ReplayedInputStream.h"
 #include "tesk/TeskPacket.h"
 
@@ -39,17 +38,11 @@ std::list<LateAnswers::OwedAnswer>::iterator LateAnswers::findOwed(int id) {
     return found == owed_.end() ? firstOwed(std::nullopt) : found;
 }
 
-bool LateAnswers::mayLog() {
-    return notices_ == nullptr || notices_->allows();
-}
-
 void LateAnswers::drop(std::string_view bytes, const std::string& machine) {
     if (bytes.empty()) return;
     expire();
-    if (mayLog()) {
-        Log::write(Log::NOTICE, "%zu bytes that '%s' sent %s were dropped", bytes.size(),
-                   machine.c_str(), owed_.empty() ? "unasked" : "after the time-out");
-    }
+    log_.get().notice("%zu bytes that '%s' sent %s were dropped", bytes.size(), machine.c_str(),
+                      owed_.empty() ? "unasked" : "after the time-out");
     auto header = TeskPacket::header_of(bytes);
     while (header && header->length <= bytes.size()) {
         arrived(header->id);
@@ -87,10 +80,8 @@ bool LateAnswers::isDropped(const TeskPacket& answer, const std::string& machine
     const auto found = id == request_.id ? firstOwed(id) : findOwed(id);
     const bool late = found != owed_.end();
     if (late ? isTaken(found) : isOwn(id)) return false;
-    if (mayLog()) {
-        Log::write(Log::NOTICE, "The answer %d that '%s' sent %s was dropped", id, machine.c_str(),
-                   late ? "after the time-out" : "unasked");
-    }
+    log_.get().notice("The answer %d that '%s' sent %s was dropped", id, machine.c_str(),
+                      late ? "after the time-out" : "unasked");
     return true;
 }
 

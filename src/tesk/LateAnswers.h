@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <list>
 #include <optional>
 #include <string>
@@ -10,7 +11,7 @@
 namespace teskd {
 
 class InputStream;
-class NoticeLimiter;
+class LogSource;
 class TeskPacket;
 
 // Prevents unrequested bytes from being taken for an answer: the answer to a request that timed
@@ -52,14 +53,13 @@ class LateAnswers {
     // The bytes of a longer request are not kept, so no later request counts as the same.
     static constexpr std::size_t LONGEST_REQUEST = 1024;
 
-    // notices: rate limit of the log lines about dropped bytes, null: none. It outlives the object.
+    // log: writes the lines about dropped bytes; it outlives the object.
     // memory: how long an owed answer is expected.
-    explicit LateAnswers(NoticeLimiter* notices = nullptr,
-                         std::chrono::milliseconds memory = MEMORY)
-        : notices_(notices), memory_(memory) {}
+    explicit LateAnswers(LogSource& log, std::chrono::milliseconds memory = MEMORY)
+        : log_(log), memory_(memory) {}
 
     // Starts a new run: no request yet, no answer owed.
-    void forget() { *this = LateAnswers(notices_, memory_); }
+    void forget() { *this = LateAnswers(log_, memory_); }
     // Whether a request was begun since forget().
     bool hasAsked() const { return hasAsked_; }
     enum class Kind { REQUEST, PROBE };
@@ -115,9 +115,8 @@ class LateAnswers {
     void arrived(int id);
     // The answer to this request has come: stops expecting those to the requests before it.
     void passTo(std::list<OwedAnswer>::iterator answered);
-    bool mayLog();
 
-    NoticeLimiter* notices_;
+    std::reference_wrapper<LogSource> log_;
     std::chrono::milliseconds memory_;
     bool hasAsked_ = false;
     Request request_;             // the open one

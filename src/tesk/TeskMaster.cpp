@@ -8,7 +8,6 @@
 
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
-#include "core/Log.h"
 #include "packet/PacketHandle.h"
 #include "telnet/Telnet.h"
 #include "tesk/TeskController.h"
@@ -59,10 +58,7 @@ void TeskMaster::submit(TeskPacket* packet) {
             refusal = std::strerror(result);
         }
     }
-    if (notices_.allows()) {
-        Log::write(Log::WARNING, "Cannot serve a request for '%s': %s", get_identity().c_str(),
-                   refusal.c_str());
-    }
+    log_.warning("Cannot serve a request for '%s': %s", get_identity().c_str(), refusal.c_str());
     packet->notifyError(TeskException(refusal));
 }
 
@@ -78,10 +74,7 @@ bool TeskMaster::refuse_if_unsendable(TeskPacket& packet) {
 }
 
 void TeskMaster::refuse(TeskPacket& packet, const char* reason, const char* error) {
-    if (notices_.allows()) {
-        Log::write(Log::NOTICE, "A request for '%s' was refused: %s", get_identity().c_str(),
-                   reason);
-    }
+    log_.notice("A request for '%s' was refused: %s", get_identity().c_str(), reason);
     packet.notifyError(TeskException(error));
 }
 
@@ -103,7 +96,7 @@ void TeskMaster::run() {
 
 bool TeskMaster::run_link() {
     try {
-        Telnet telnet(address_, &notices_);
+        Telnet telnet(address_, log_);
         telnet.setInterrupt(&stopEvent_);
         telnet.connect();
         configure_line(telnet, port_);
@@ -126,10 +119,9 @@ bool TeskMaster::run_link() {
 
 // Not logged for a link that was stopped on purpose.
 void TeskMaster::report(const char* problem) {
-    if (!isRunning() || !failures_.allows()) return;
+    if (!isRunning()) return;
     attempt("A failed link was not reported", [this, problem] {
-        Log::write(Log::WARNING, "The link to '%s' has failed: %s", get_identity().c_str(),
-                   problem);
+        failureLog_.warning("The link to '%s' has failed: %s", get_identity().c_str(), problem);
     });
 }
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "core/NoticeLimiter.h"
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "core/Synchronized.h"
 #include "core/Thread.h"
@@ -77,7 +77,7 @@ class TeskMaster : public Thread, public PacketContainer {
   private:
     // Enough for the five line settings that a serial-port server confirms when a run starts, each
     // with a log line.
-    static constexpr int NOTICES_PER_SECOND = 8;
+    static constexpr int LINES_PER_SECOND = 8;
 
     void report(const char* problem);
     // Fails a request that must not be written; true if it was one.
@@ -116,11 +116,10 @@ class TeskMaster : public Thread, public PacketContainer {
     StopEvent stopEvent_{StopEvent::Opening::WHEN_AWAITED};
     // Used by the master's thread only.
     TeskPacket acknowledgement_;
-    bool probing_ = false;  // a probe is due or in progress
-    // Rate limits: of lines that the machine or its serial-port server causes, of link failures.
-    NoticeLimiter notices_{NOTICES_PER_SECOND};
-    NoticeLimiter failures_;
-    LateAnswers late_{&notices_};  // of this run
+    bool probing_ = false;             // a probe is due or in progress
+    LogSource log_{LINES_PER_SECOND};  // lines that the machine or its serial-port server causes
+    LogSource failureLog_;             // lines about failures of the link
+    LateAnswers late_{log_};           // of this run
 };
 
 }  // namespace teskd

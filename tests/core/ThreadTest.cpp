@@ -14,6 +14,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "core/LogSource.h"
 #include "core/Thread.h"
 #include "support/Deadline.h"
 #include "support/ProcInfo.h"
@@ -45,7 +46,7 @@ class Worker : public Thread {
 
 class SharingWorker : public Thread {
   public:
-    explicit SharingWorker(NoticeLimiter& notices) { shareEndNotices(notices); }
+    explicit SharingWorker(LogSource& log) : Thread("T", log) {}
     ~SharingWorker() noexcept(false) override = default;
     void run() override {}
 };
@@ -144,14 +145,14 @@ TEST(Thread, ThatIsStartedAgainAndAgainLogsAFewEndsASecond) {
     EXPECT_LE(log.count({181, "Thread 'T' Terminated"}), 4U * (seconds + 1));
 }
 
-TEST(Thread, ThatSharesABoundLogsNoEndBeyondIt) {
+TEST(Thread, ThatIsHandedASourceLogsItsEndThere) {
     const LogRecorder log;
-    NoticeLimiter none(0);
+    LogSource none(0);
     SharingWorker worker(none);
     worker.start();
     worker.join();
     EXPECT_EQ(Lines{}, log.lines());
-    EXPECT_TRUE(none.hasLeftOut());
+    EXPECT_TRUE(none.hasUnreported());
 }
 
 TEST(Thread, WithoutANameItIsUnknown) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "HostLink.h"
+#include "core/LogSource.h"
 #include "core/app/PacketTypes.h"
 #include "support/Connection.h"
 #include "support/Frame.h"
@@ -42,7 +43,7 @@ class DornMemory : public testing::Test {
             connection.setDescriptor(::dup(pair.server.fd()));
             pair.server.close();
             ServedHere dorn(connection, {link_.park().controller(), link_.engine(), createPacket,
-                                         stop_, count_, memory_});
+                                         stop_, count_, LogSource::unlimited(), memory_});
             pair.client.sendAll(request);
             ::shutdown(pair.client.fd(), SHUT_WR);
             const FailingNew fail(failing);

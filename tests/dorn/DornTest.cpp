@@ -17,6 +17,7 @@
 
 #include "HostLink.h"
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "core/app/PacketTypes.h"
 #include "dorn/DornPacket.h"
 #include "packet/PacketHandle.h"
@@ -488,7 +489,8 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
     HostMemory memory(0);
-    const Dorn dorn(connection, {park.controller(), engine, createPacket, stop, count, memory});
+    const Dorn dorn(connection, {park.controller(), engine, createPacket, stop, count,
+                                 LogSource::unlimited(), memory});
     const auto option = [&accepted](int level, int name) {
         int value = -1;
         socklen_t size = sizeof value;
@@ -659,8 +661,8 @@ std::string received(const std::function<void()>& problem) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(pair.server.fd()));
     HostMemory memory(0);
-    Dorn dorn(connection,
-              {link.park().controller(), link.engine(), createPacket, stop, count, memory});
+    Dorn dorn(connection, {link.park().controller(), link.engine(), createPacket, stop, count,
+                           LogSource::unlimited(), memory});
     const PacketHandle<Unwritable> packet(new Unwritable(problem));
     dorn.packetCompleted(packet.pointer());
     return pair.client.readUntilClosed();
@@ -685,8 +687,8 @@ TEST(DornTest, ARequestThatThrowsIsAnsweredAsFailedWhateverItThrows) {
     connection.setDescriptor(::dup(pair.server.fd()));
     HostMemory memory(0);
     const CreatePacket unservable = [](int) -> DornPacket* { return new Unservable; };
-    Dorn dorn(connection,
-              {link.park().controller(), link.engine(), unservable, stop, count, memory});
+    Dorn dorn(connection, {link.park().controller(), link.engine(), unservable, stop, count,
+                           LogSource::unlimited(), memory});
     ASSERT_EQ(0, dorn.start());
     HostClient host(std::move(pair.client));
     host.sendRaw(request(7, 1) + request(7, 2));

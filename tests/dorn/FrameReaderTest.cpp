@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "core/app/PacketTypes.h"
 #include "dorn/DornPacket.h"
 #include "dorn/FrameReader.h"
@@ -70,7 +71,8 @@ class FrameReaderTest : public testing::Test {
                         [this](const Exception& problem) {
                             problems_.push_back(problem.getMessage());
                             return moreArrives_;
-                        }};
+                        },
+                        LogSource::unlimited()};
 };
 
 TEST_F(FrameReaderTest, MakesAPacketOfEachFrame) {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "dorn/FrameWriter.h"
 #include "net/Poll.h"
@@ -53,7 +54,7 @@ class FrameWriterTest : public testing::Test {
     StopEvent wake_;
     HostMemory memory_{0};
     HostMemory::Account account_{memory_, wake_};
-    FrameWriter writer_{connection_, wake_, account_, 100ms};
+    FrameWriter writer_{connection_, wake_, account_, LogSource::unlimited(), 100ms};
 };
 
 TEST_F(FrameWriterTest, SendsFramesInTheirOrder) {
@@ -65,7 +66,7 @@ TEST_F(FrameWriterTest, SendsFramesInTheirOrder) {
 TEST_F(FrameWriterTest, FramesOfManyThreadsNeverMix) {
     constexpr std::size_t kSize = 3000;
     constexpr int kFrames = 10;
-    FrameWriter patient(connection_, wake_, account_, 60s);
+    FrameWriter patient(connection_, wake_, account_, LogSource::unlimited(), 60s);
     std::vector<std::thread> threads;
     for (char letter = 'a'; letter < 'i'; ++letter) {
         threads.emplace_back([&patient, letter] {
@@ -94,7 +95,7 @@ TEST_F(FrameWriterTest, FramesOfManyThreadsNeverMix) {
 
 TEST_F(FrameWriterTest, NobodyWhoBringsAFrameWaitsForThePeer) {
     const std::string large(400'000, 'L');
-    FrameWriter patient(connection_, wake_, account_, 60s);
+    FrameWriter patient(connection_, wake_, account_, LogSource::unlimited(), 60s);
     patient.write(large);  // returns although nobody reads
     EXPECT_TRUE(wake_.isSet());
     patient.write(std::string("small"));
@@ -121,7 +122,7 @@ TEST_F(FrameWriterTest, APeerThatDoesNotReadIsGivenUpAfterTheSendTimeOut) {
 }
 
 TEST_F(FrameWriterTest, APeerThatReadsSlowlyIsNotGivenUp) {
-    FrameWriter writer(connection_, wake_, account_, 1s);
+    FrameWriter writer(connection_, wake_, account_, LogSource::unlimited(), 1s);
     writer.write(std::string(2'000'000, 'L'));
     std::size_t left = writer.sendQueued();
     while (left > 1'500'000) {
@@ -137,7 +138,7 @@ TEST_F(FrameWriterTest, APeerWhoseSystemAcknowledgesInJumpsIsNotGivenUp) {
     TcpPair wide;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(wide.server.fd()));
-    FrameWriter writer(connection, wake_, account_);
+    FrameWriter writer(connection, wake_, account_, LogSource::unlimited());
     writer.write(std::string(8'000'000, 'L'));
     std::thread sender([&] { sendAll(writer, connection); });
     for (int blocks = 0; blocks < 60; ++blocks) {  // 20 kB/s
@@ -163,7 +164,7 @@ TEST_F(FrameWriterTest, AcknowledgementsAloneKeepAPeer) {
     }
     constexpr int narrow = 4096;  // from here on nothing is taken before nearly all is acknowledged
     ::setsockopt(wide.server.fd(), SOL_SOCKET, SO_SNDBUF, &narrow, sizeof narrow);
-    FrameWriter writer(connection, wake_, account_, 1s);
+    FrameWriter writer(connection, wake_, account_, LogSource::unlimited(), 1s);
     writer.write(std::string(2'000'000, 'L'));
     const std::size_t step = given / 60;
     for (std::size_t taken = 0; taken < given / 2; taken += step) {
@@ -176,7 +177,7 @@ TEST_F(FrameWriterTest, AcknowledgementsAloneKeepAPeer) {
 
 // However large it is: only the answer behind it meets a peer that has let too much pile up.
 TEST_F(FrameWriterTest, AnAnswerThatHasBegunIsTakenWhole) {
-    FrameWriter writer(connection_, wake_, account_, 60s);
+    FrameWriter writer(connection_, wake_, account_, LogSource::unlimited(), 60s);
     writer.beginAnswer();
     for (int i = 0; i < 6; ++i) writer.write(std::string(4'000'000, 'L'));
     EXPECT_EQ(0U, failures());
@@ -194,8 +195,8 @@ TEST_F(FrameWriterTest, OnlyAPeerThatLetsAnswersPileUpIsGivenUp) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(other.server.fd()));
     HostMemory::Account account(memory_, wake_);
-    FrameWriter reader(connection, wake_, account, 60s);
-    FrameWriter writer(connection_, wake_, account_, 60s);
+    FrameWriter reader(connection, wake_, account, LogSource::unlimited(), 60s);
+    FrameWriter writer(connection_, wake_, account_, LogSource::unlimited(), 60s);
     writer.write(std::string(20'000'000, 'L'));
     reader.beginAnswer();
     reader.write(std::string("one"));
@@ -213,8 +214,8 @@ class TwoFrameWriters : public FrameWriterTest {
     Socket other_{AF_INET, SOCK_STREAM, 0};
     StopEvent otherWake_;
     HostMemory::Account otherAccount_{memory_, otherWake_};
-    FrameWriter first_{connection_, wake_, account_, 60s};
-    FrameWriter second_{other_, otherWake_, otherAccount_, 60s};
+    FrameWriter first_{connection_, wake_, account_, LogSource::unlimited(), 60s};
+    FrameWriter second_{other_, otherWake_, otherAccount_, LogSource::unlimited(), 60s};
 };
 
 TEST_F(TwoFrameWriters, ThePeerForWhichMostWaitsIsGivenUpForAnothersAnswer) {

@@ -66,7 +66,7 @@ std::unique_ptr<HostClient> HostLink::connect(bool narrow) {
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
     auto* const dorn = new Dorn(connection, {park_.controller(), engine_, createPacket, stop_,
-                                             connections_, memory_, timeouts_});
+                                             connections_, hostLog_, memory_, timeouts_});
     EXPECT_EQ(0, dorn->start());
     return client;
 }

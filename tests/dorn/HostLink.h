@@ -15,6 +15,7 @@
 #include <string>
 
 #include "aams/Aams.h"
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "core/Timer.h"
 #include "dorn/ConnectionCount.h"
@@ -73,6 +74,7 @@ class HostLink {
     Aams engine_{park_.controller(), notifier_, timer_};
     Listener listener_;
     StopEvent stop_;
+    LogSource hostLog_{128};
     ConnectionCount connections_;
     HostMemory memory_;
     std::unique_ptr<HostClient> host_;

@@ -142,14 +142,17 @@ class Source {
     // Most have nothing to say, and need not be searched for it.
     bool isSilent() const {
         return !contains("Log::write(") && !contains("attempt(") && !contains("StandardError") &&
-               !contains("sizeof text, ");
+               !contains("sizeof text, ") && !contains("LogSource") && !contains("og_.") &&
+               !contains("og_->");
     }
 
     void addTo(LogLines& lines) const {
         addWritten(lines);
+        addOfSources(lines);
         addAttempts(lines);
         addNamed(lines);
-        for (const auto& match : found("StandardError::inherited\\(\\)\\.write\\(")) {
+        for (const auto& match :
+             found("(?:StandardError::inherited\\(\\)\\.write|\\.standardError)\\(")) {
             lines.insert(logLine("stderr", match + "*"));
         }
         for (const auto& match : found("snprintf\\(count, sizeof count, ")) {
@@ -180,6 +183,18 @@ class Source {
             if (format != kAny) lines.insert(logLine(severities.at(call[1]), format));
         }
         EXPECT_EQ(allMatches(text_, std::regex("\\bLog::write\\(")).size(), calls.size())
+            << "a line is written in a way that this test cannot read";
+    }
+
+    // Those that go by way of a LogSource.
+    void addOfSources(LogLines& lines) const {
+        const std::string write = "(?:\\.|->)(warning|notice|info|debug)\\(";
+        const auto calls = allMatches(text_, std::regex(write + "\\s*" + kLiterals));
+        for (const auto& call : calls) {
+            const std::string format = joined(call[2]);
+            if (format != kAny) lines.insert(logLine(call[1], format));
+        }
+        EXPECT_EQ(allMatches(text_, std::regex(write)).size(), calls.size())
             << "a line is written in a way that this test cannot read";
     }
 

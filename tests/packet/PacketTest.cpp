@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/Exception.h"
+#include "core/LogSource.h"
 #include "core/Text.h"
 #include "packet/Packet.h"
 #include "support_src/LogRecorder.h"
@@ -77,13 +78,15 @@ TEST_F(PacketTest, TheLastPutIsLoggedWithTheCounterAfterIt) {
     EXPECT_EQ((std::vector{freed(other, before)}), log.lines());
 }
 
-TEST_F(PacketTest, AQuietReleaseIsNotLogged) {
+TEST_F(PacketTest, TheReleaseIsLoggedByTheSourceThatThePacketWasHanded) {
     const LogRecorder log;
-    packet->releaseQuietly();
+    LogSource none(0);
+    packet->setLog(none);
     Packet::get(packet);
     Packet::put(packet);
     EXPECT_TRUE(deleted);
     EXPECT_EQ(std::vector<LogEntry>{}, log.lines());
+    EXPECT_TRUE(none.hasUnreported());
 }
 
 TEST_F(PacketTest, APutThatLeavesReferencesIsNotLogged) {

@@ -21,9 +21,6 @@ class RecordedOptions : public TelnetOptionInterface {
         calls.back() += ": " + hex(parameters);
     }
 
-    bool mayLog() override { return logs; }
-
-    bool logs = true;
     std::vector<std::string> calls;  // "WILL 3", "SB 44: 64 01"
 
   private:

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "core/LogSource.h"
 #include "support/Bytes.h"
 #include "support_src/LogRecorder.h"
 #include "telnet/RecordedOptions.h"
@@ -18,10 +19,11 @@ const LogEntry kLoneEnd{180, "Telnet 'IAC' 'SE' Character found without a 'IAC' 
 class TelnetDecoderTest : public testing::Test {
   protected:
     // The data in the bytes.
-    std::string decode(const std::string& received) {
+    std::string decode(const std::string& received) { return decode(decoder, received); }
+    static std::string decode(TelnetDecoder& by, const std::string& received) {
         std::string data;
         for (const char byte : received) {
-            const std::optional<int> yielded = decoder.feed(static_cast<unsigned char>(byte));
+            const std::optional<int> yielded = by.feed(static_cast<unsigned char>(byte));
             if (yielded) data.push_back(static_cast<char>(*yielded));
         }
         return data;
@@ -29,7 +31,7 @@ class TelnetDecoderTest : public testing::Test {
 
     LogRecorder log;
     RecordedOptions options;
-    TelnetDecoder decoder{options};
+    TelnetDecoder decoder{options, LogSource::unlimited()};
 };
 
 TEST_F(TelnetDecoderTest, BytesBelowIacAreData) {
@@ -69,10 +71,12 @@ TEST_F(TelnetDecoderTest, AnEndWithoutABeginningIsDroppedWithAWarning) {
     EXPECT_EQ(Calls{}, options.calls);
 }
 
-TEST_F(TelnetDecoderTest, NothingIsLoggedThatTheInterfaceDoesNotAllow) {
-    options.logs = false;
-    EXPECT_EQ("ab", decode(bytes("61 FF F0 FF 41 62")));
+TEST_F(TelnetDecoderTest, ItsWarningsCountOnTheBudgetOfItsSource) {
+    LogSource none(0);
+    TelnetDecoder silent(options, none);
+    EXPECT_EQ("ab", decode(silent, bytes("61 FF F0 FF 41 62")));
     EXPECT_EQ(Lines{}, log.lines());
+    EXPECT_TRUE(none.hasUnreported());
 }
 
 TEST_F(TelnetDecoderTest, ASubnegotiationIsReportedWithItsParameters) {

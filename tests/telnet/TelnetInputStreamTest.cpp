@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "core/LogSource.h"
 #include "net/BufferedInputStream.h"
 #include "support/Bytes.h"
 #include "support_src/LogRecorder.h"
@@ -44,7 +45,7 @@ struct Received {
     ScriptedInputStream inner;
     BufferedInputStream buffered{inner};
     RecordedOptions options;
-    TelnetInputStream input{buffered, options};
+    TelnetInputStream input{buffered, options, LogSource::unlimited()};
     int timeouts = 0;
 };
 
@@ -170,7 +171,7 @@ TEST(TelnetInputStream, ErrorsPassUnchanged) {
     } inner;
     BufferedInputStream buffered(inner);
     RecordedOptions options;
-    TelnetInputStream input(buffered, options);
+    TelnetInputStream input(buffered, options, LogSource::unlimited());
     const std::string error = "IOException: SocketException: gone";
     char byte = 0;
     EXPECT_EQ(error, messageOf<SocketException>([&] { input.read(); }));
@@ -303,7 +304,7 @@ TEST(TelnetInputStreamTakeArrived, APeerThatNeverPausesDoesNotHoldIt) {
     } inner;
     BufferedInputStream buffered(inner, 1);
     RecordedOptions options;
-    TelnetInputStream input(buffered, options);
+    TelnetInputStream input(buffered, options, LogSource::unlimited());
     EXPECT_EQ(100U, input.takeArrived().size());
 }
 

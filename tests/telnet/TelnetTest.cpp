@@ -9,6 +9,7 @@
 #include <optional>
 #include <vector>
 
+#include "core/LogSource.h"
 #include "core/StopEvent.h"
 #include "net/ClientAndPeer.h"
 #include "net/FullBacklog.h"
@@ -69,7 +70,8 @@ struct Line {
     std::string fill() { return test::fill(telnet->getOutputStream(), telnet->getDescriptor()); }
 
     Listener listener;
-    std::optional<Telnet> telnet{std::in_place, localAddress(listener.port())};
+    std::optional<Telnet> telnet{std::in_place, localAddress(listener.port()),
+                                 LogSource::unlimited()};
     Connection server;
 };
 
@@ -147,7 +149,7 @@ TEST(TelnetConnect, SendsWithoutDelayAndKeepsTheConnectionAlive) {
 
 TEST(TelnetConnect, ARefusalIsAnError) {
     const std::string address = localAddress(freeTcpPort());
-    Telnet telnet(address);
+    Telnet telnet(address, LogSource::unlimited());
     EXPECT_EQ("IOException: SocketException: ConnectException: Connection refused: " + address,
               messageOf<ConnectException>([&] { telnet.connect(); }));
 }
@@ -155,7 +157,7 @@ TEST(TelnetConnect, ARefusalIsAnError) {
 TEST(TelnetConnect, AStopEventEndsAConnectThatNobodyAnswers) {
     const FullBacklog full;
     StopEvent stop;
-    Telnet telnet(localAddress(full.port()));
+    Telnet telnet(localAddress(full.port()), LogSource::unlimited());
     telnet.setInterrupt(&stop);
     BlockedCall connect([&] { return messageOf<ConnectException>([&] { telnet.connect(); }); });
     EXPECT_FALSE(connect.ended());

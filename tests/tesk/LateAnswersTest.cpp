@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "core/LogSource.h"
 #include "support_src/ScriptedInputStream.h"
 #include "support_src/Thrown.h"
 #include "tesk/LateAnswers.h"
@@ -466,7 +467,7 @@ TEST_F(LateAnswer, TheRestOfWhichComesBehindTheNextRequestEndsTheRun) {
 // Wherever it was cut at the time-out: the rest completes no request.
 TEST(LateAnswers, TheRestOfOneIsNeverTakenForAnother) {
     for (std::size_t cut = 1; cut < kAnswer113.size(); ++cut) {
-        LateAnswers late;
+        LateAnswers late(LogSource::unlimited());
         TeskPacket lost;
         lost.set_id(113);
         late.begin(lost);
@@ -520,11 +521,13 @@ class LateAnswersMemory : public testing::Test {
         late_.timedOut();
     }
     void dropBetweenRequests(const std::string& bytes) { late_.drop(bytes, "ZA000000001"); }
-    void remember(std::chrono::milliseconds memory) { late_ = LateAnswers(nullptr, memory); }
+    void remember(std::chrono::milliseconds memory) {
+        late_ = LateAnswers(LogSource::unlimited(), memory);
+    }
 
   private:
     TeskPacket request_;
-    LateAnswers late_{nullptr, kLong};
+    LateAnswers late_{LogSource::unlimited(), kLong};
 };
 
 TEST_F(LateAnswersMemory, EndsInTime) {
