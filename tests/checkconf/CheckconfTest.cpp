@@ -348,7 +348,7 @@ TEST_F(Checkconf, OutputThatIsNotTakenIsNotClean) {
     options.command = {"sh", "-c", CHECKCONF " --root " + rootName() + " > /dev/full"};
     ChildProcess child(options);
     EXPECT_EQ(1, child.waitForExit().value_or(ExitStatus{}).code);
-    EXPECT_EQ("teskd-checkconf: the output is not taken\n", child.standardError());
+    EXPECT_EQ("teskd-checkconf: standard output cannot be written\n", child.standardError());
 }
 
 TEST_F(Checkconf, BadArgumentsAreStatus2) {

@@ -39,7 +39,7 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
         {{"list-by-fields", "123456789", "B", "M"}, "a text of 1 to 8 characters is expected"},
         {{"list-by-numbers", "1", "65536", "M"}, "Y: a whole number from 0 to 65535 is expected"},
         {{"raw", "", "M"}, "a message of 1 to 65535 bytes, such as 113~0008, is expected"},
-        {{"raw", "11", "M"}, "an ID has three digits, such as 113; no machine answers that"},
+        {{"raw", "11", "M"}, "an ID has three digits, such as 113; no machine would answer"},
         {{"raw", "1130~0009", "M"}, "an ID has three digits, such as 113"},
         {{"raw", "X13~0008", "M"}, "an ID has three digits, such as 113"},
         {{"raw", "150", "M"}, "150 is the gateway's acknowledgement, which is not answered"},
@@ -47,7 +47,7 @@ TEST(DornctlArguments, BadOnesAreToldAndNothingIsSent) {
         {{"raw", "115~000c~A~B", "M"}, "the length as four hexadecimal digits"},
         {{"raw", "115~000BA~B", "M"}, "the length as four hexadecimal digits"},
         {{"raw", "115~~A\n", "M"}, "a byte 0A, 0D or FF does not reach the machine as it stands"},
-        {{"value", "99"}, "an ID has three digits, such as 113; no machine answers that"},
+        {{"value", "99"}, "an ID has three digits, such as 113; no machine would answer"},
         {{"value", "150", "M"}, "150 is the gateway's acknowledgement, which is not answered"},
         {{"history"}, "MACHINE is required"},
         {{"set-parameters", "--every", "1"}, "is required"},
@@ -130,9 +130,9 @@ TEST(DornctlArguments, HelpHasExamples) {
 
 TEST(DornctlArguments, HelpAndManualTellWhichParameterDependsOnAnother) {
     EXPECT_THAT(dornctl({"set-parameters", "--help"}).output,
-                testing::ContainsRegex("without effect +unless --report is yes"));
+                testing::ContainsRegex("only effective with --report +yes"));
     EXPECT_THAT(readFile(DORNCTL_DIRECTORY "/dornctl.1"),
-                HasSubstr("has no effect\nunless\n.Fl -report\nis\n.Cm yes"));
+                HasSubstr("has an effect only if\n.Fl -report\nis\n.Cm yes"));
 }
 
 TEST(DornctlArguments, ManualKnowsEverySubcommand) {

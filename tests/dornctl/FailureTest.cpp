@@ -24,7 +24,7 @@ TEST(DornctlFailure, AMachineThatIsNotKnownIsStatus3) {
     const Printed all = dornctl(gateway.daemon().port(), {"meters"});
     EXPECT_EQ(3, all.status);
     EXPECT_EQ("", all.output);
-    EXPECT_EQ("dornctl: the gateway knows no machine now; \"dornctl machines\" tells more\n",
+    EXPECT_EQ("dornctl: no machine is known to the gateway now; see \"dornctl machines\"\n",
               all.error);
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
@@ -197,7 +197,7 @@ TEST(DornctlFailure, OutputThatIsNotTakenIsStatus1) {
                                " " + arguments + " > /dev/full"};
         ChildProcess tool(options);
         EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code) << arguments;
-        EXPECT_THAT(tool.standardError(), testing::HasSubstr("the output is not taken"))
+        EXPECT_THAT(tool.standardError(), testing::HasSubstr("standard output cannot be written"))
             << arguments;
     }
     EXPECT_CLEAN_STOP(gateway.daemon());

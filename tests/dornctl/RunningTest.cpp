@@ -181,7 +181,7 @@ TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
     ChildProcess tool(options);
     EXPECT_EQ(1, statusAfterANotification(tool));
     EXPECT_THAT(tool.standardError(),
-                testing::EndsWith("dornctl: the output or the file takes no more notifications\n"));
+                testing::EndsWith("dornctl: the output or the file cannot be written\n"));
 }
 
 TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {

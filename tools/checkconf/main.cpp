@@ -100,7 +100,7 @@ int check(const Options& options) {
     printFindings(findings);
     std::cout.flush();
     if (!std::cout) {
-        std::cerr << "teskd-checkconf: the output is not taken\n";
+        std::cerr << "teskd-checkconf: standard output cannot be written\n";
         return kFindings;  // nobody can tell that there are none
     }
     return findings.empty() ? kClean : kFindings;

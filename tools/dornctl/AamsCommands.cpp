@@ -116,8 +116,8 @@ void declareSetParameters(CLI::App& app, Action& chosen) {
         ->type_name("yes|no");
     command
         .add_option("--report-unanswered", given->unanswered,
-                    "Whether passes that nobody answered are reported too; without effect unless "
-                    "--report is yes")
+                    "Whether passes without any answer are reported too; only effective with "
+                    "--report yes")
         ->required()
         ->check(arguments::yesOrNo)
         ->type_name("yes|no");
@@ -147,7 +147,7 @@ void declareAamsCommands(CLI::App& app, Action& chosen) {
     declarePlain(app, chosen, "identification", "Model, version and connections (501)",
                  kIdentification);
     declarePlain(app, chosen, "readings", "The newest reading of every machine (502)", kReadings);
-    declareNamed(app, chosen, "history", "All readings kept of a machine (503)", kHistory);
+    declareNamed(app, chosen, "history", "All stored readings of a machine (503)", kHistory);
     declareNamed(app, chosen, "checks", "Failed checks of a machine's newest reading (504)",
                  kChecks);
     declarePlain(app, chosen, "parameters", "The external parameters (505)", kParameters);

@@ -1,4 +1,4 @@
-// What came back for one question, and for several that were asked together.
+// The answers to one request, and to several that were sent together.
 //
 // Ownership: plain values. Threads: no state. Errors: see each operation.
 
@@ -38,9 +38,9 @@ struct Round {
     std::exception_ptr brokenOff{};  // why not all have come
     std::string reason{};            // the same in words, without what is missing
 
-    // Every question without its whole answer, in the order of the questions.
+    // Every request without a complete answer, in the order of the requests.
     std::vector<Problem> problems() const;
-    // Tells what failed. The status of the first failure, or success.
+    // Reports all failures. Returns the status of the first one, or success.
     // @throws what brokenOff holds
     ExitStatus report(const Settings& settings) const;
     // @throws what brokenOff holds

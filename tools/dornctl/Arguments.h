@@ -1,7 +1,7 @@
 // Checks of single arguments, before anything is sent.
 //
 // Ownership: plain values. Threads: no state.
-// Errors: every check returns what was expected, or an empty text when the argument is good.
+// Errors: every check returns what was expected, or an empty text for a valid argument.
 
 #pragma once
 
@@ -10,13 +10,13 @@
 
 namespace dornctl::arguments {
 
-// A whole decimal number, also with zeros in front, which make it octal to others; for transform().
+// A whole decimal number, never octal, even with leading zeros; for transform().
 CLI::Validator number(long lowest, long highest);
-// A machine's name: 1 to 11 characters that can be printed.
+// A machine's name: 1 to 11 printable characters.
 std::string machine(const std::string& text);
-// What chooses entries of a list: 1 to 8 characters.
+// A text that selects entries of a list: 1 to 8 characters.
 std::string field(const std::string& text);
-// A message for a machine as it stands.
+// A whole message for a machine.
 std::string message(const std::string& text);
 // "ADDRESS" or "ADDRESS:PORT".
 std::string endpoint(const std::string& text);

@@ -1,4 +1,4 @@
-// Whether a terminal gets colours: it has to be one that knows them, and NO_COLOR must not be set.
+// Whether the output has colours: only on a terminal that supports them, and without NO_COLOR.
 //
 // Ownership: plain values. Threads: any, as long as nobody changes the environment.
 // Errors: nothing throws.

@@ -34,7 +34,7 @@ constexpr char kFooter[] =
     "  dornctl --host 192.168.0.10 machines\n"
     "  dornctl meters ZA000000001\n"
     "  dornctl --json readings\n"
-    "\"dornctl help SUBCOMMAND\" tells more about each.\n"
+    "\"dornctl help SUBCOMMAND\" prints the options of one.\n"
     "\n"
     "Exit status:\n"
     "  0  answered\n"
@@ -67,27 +67,27 @@ void CommandLine::declareOptions() {
             [this](const std::string& text) {
                 settings_.host = Endpoint::parse(text, Settings::kPort);
             },
-            "The gateway's address, and its port unless it is 5001; TESKD_HOST without it")
+            "Address of the gateway, and its port if that is not 5001; default TESKD_HOST")
         ->check(arguments::endpoint)
         ->type_name("ADDRESS[:PORT]")
         ->default_str(settings_.host.text());
     app_.add_option_function<int>(
             "--timeout", [this](int value) { settings_.timeout = Milliseconds(value); },
-            "Milliseconds to wait for the connection and for each frame; 305000 for lists and "
-            "15000 for all else without it")
+            "Milliseconds to wait for the connection and for each frame; default 305000 for lists "
+            "and 15000 for all others")
         ->transform(arguments::number(1, kLongestTimeout))
         ->type_name("MS");
     app_.add_flag("--json", settings_.json, "Print JSON instead of tables");
     app_.set_version_flag("--version", std::string("dornctl ") + teskd::version(),
                           "Print the version of dornctl; \"version\" asks for the gateway's");
     app_.add_flag("--progress", settings_.progress,
-                  "Tell on standard error what has come, also without a terminal");
+                  "Show the progress on standard error even without a terminal");
 }
 
 void CommandLine::declareHelp() {
     const auto about = std::make_shared<std::string>();
-    CLI::App& command = *app_.add_subcommand("help", "Tells about a subcommand, or lists all");
-    command.add_option("SUBCOMMAND", *about, "The subcommand; all without it");
+    CLI::App& command = *app_.add_subcommand("help", "Prints help on a subcommand, or lists all");
+    command.add_option("SUBCOMMAND", *about, "The subcommand; default all");
     command.callback([this, about] {
         chosen_ = [this, about](const Settings&) { return help(std::string(*about)); };
     });
@@ -173,14 +173,14 @@ ExitStatus CommandLine::refuse(const CLI::ParseError& error) {
     const std::string about = met.empty() ? "" : " " + met.front()->get_name();
     return fail(ExitStatus::BadArguments, teskhost::printable(error.what()) + "; \"dornctl" +
                                               (met.empty() ? "" : about) +
-                                              " --help\" tells what is expected");
+                                              " --help\" shows what is expected");
 }
 
 ExitStatus CommandLine::obey() {
     try {
         const ExitStatus status = chosen_(settings_);
         std::cout.flush();
-        return std::cout ? status : fail(ExitStatus::Failure, "the output is not taken");
+        return std::cout ? status : fail(ExitStatus::Failure, "standard output cannot be written");
     } catch (const teskhost::DecodeError& e) {
         return fail(ExitStatus::Failure,
                     "the answer is not understood: " + teskhost::printable(e.what()));

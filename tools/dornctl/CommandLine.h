@@ -1,6 +1,6 @@
 // The command line: options, subcommands and their help.
 //
-// Ownership: the object owns the parser and what it has read. Threads: one user at a time.
+// Ownership: the object owns the parser and the parsed values. Threads: one user at a time.
 // Errors: nothing throws but std::bad_alloc; run() prints what went wrong.
 
 #pragma once
@@ -19,7 +19,8 @@ class CommandLine {
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    // Parses and obeys. Bad arguments are told before anything is sent.
+    // Parses the arguments and runs the subcommand. Bad arguments are reported before anything is
+    // sent.
     ExitStatus run(int argc, char** argv);
 
   private:

@@ -1,9 +1,9 @@
-// What may follow on a command line that is not complete; the shells' completions ask for it with
+// Suggestions for the last word of an incomplete command line; the shells' completions call
 //
 //     dornctl complete -- WORD ...
 //
-// where the last word is the one that is being typed, or empty. A line of output for each: the
-// word, a tab, what it is. "<file>" alone stands for any file.
+// where the last word is the one that is being typed, or empty. The output has one line for each
+// suggestion: the word, a tab, its description. "<file>" alone means any file.
 //
 // Ownership: refers to a parser of the caller's, which must outlive it. Threads: one user at a
 // time. Errors: nothing throws; a gateway that does not answer has no machines.

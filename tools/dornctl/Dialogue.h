@@ -1,12 +1,12 @@
-// Questions to the daemon, asked together, and all the frames that answer them.
+// Requests to the daemon, sent together, and all frames of their answers.
 //
-// A request for every machine is not used: the frames that answer it do not name their machines.
-// So each machine is asked by its name; the requests go out one behind the other, and the machines
-// answer side by side all the same.
+// The request to every machine is not used, because its answer frames do not name their machines.
+// Instead each machine is addressed by its name. The requests are sent without waiting for answers,
+// so the machines still answer concurrently.
 //
 // Ownership: the object owns its connection. Threads: one user at a time.
-// Errors: what HostLink throws when it connects or sends. What goes wrong behind that is part of
-// the answers, so that those that have come are not lost.
+// Errors: what HostLink throws when it connects or sends. Later failures are part of the answers,
+// so that the received ones are not lost.
 
 #pragma once
 
@@ -30,7 +30,7 @@ struct Question {
 
 class Dialogue {
   public:
-    // `usual` is how long to wait for the connection, and for each frame, unless the settings say.
+    // `usual` is the time-out of the connection and of each frame, unless the settings have one.
     Dialogue(const Settings& settings, Milliseconds usual);
 
     Round ask(const std::vector<Question>& questions);
@@ -43,10 +43,11 @@ class Dialogue {
 
     void receiveAll(std::vector<Open>& open, Round& round);
     void receiveOne(std::vector<Open>& open, Round& round, Progress& progress);
-    // Why the answers end early: the reason, what is missing, and who is not known any more.
+    // Why the answers are incomplete: the reason, what is missing, and which machines became
+    // unknown.
     std::string story(const std::vector<Open>& open, const Round& round) const;
     std::string missing(const std::vector<Open>& open, const Round& round) const;
-    // Those of the machines that the gateway, asked anew, does not know; none if it is silent.
+    // Asks the gateway again: those of the machines that it does not know; none if it is silent.
     std::vector<std::string> notKnown(const std::vector<std::string>& machines) const;
 
     const Settings settings_;

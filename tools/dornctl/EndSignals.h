@@ -1,7 +1,7 @@
-// SIGINT and SIGTERM as an event to wait for, so that a tool that runs on can end cleanly.
+// SIGINT and SIGTERM as an event to wait for, so that a long-running tool can end cleanly.
 //
-// Ownership: the object owns its descriptor; the signals stay blocked when it is gone.
-// Threads: make it before the first thread, which then leaves the signals to it too.
+// Ownership: the object owns its descriptor; the signals stay blocked after its destruction.
+// Threads: create it before the first thread, which then inherits the blocked signals.
 // Errors: the constructor throws std::system_error.
 
 #pragma once
@@ -15,8 +15,8 @@ class EndSignals {
   public:
     EndSignals();
 
-    // While it lives, SIGINT and SIGTERM end the process at once, with success: for what cannot
-    // wait for them. Make it on the only thread, and with all output flushed.
+    // During its lifetime SIGINT and SIGTERM end the process at once, with success: for operations
+    // that cannot wait for them. Create it on the only thread, with all output flushed.
     class AtOnce {
       public:
         AtOnce();
@@ -25,9 +25,9 @@ class EndSignals {
         AtOnce& operator=(const AtOnce&) = delete;
     };
 
-    // Whether the end is asked for, within the time; a negative time waits for ever.
+    // Whether a signal arrives within the time; a negative time waits for ever.
     bool arriveWithin(Milliseconds time) const;
-    // Readable once the end is asked for.
+    // Readable once a signal has arrived.
     int fd() const { return signals_.get(); }
 
   private:

@@ -1,8 +1,7 @@
-// Follows the frames that answer one request of one machine, and tells when all have come.
+// Follows the frames that answer one request to one machine, and knows when all have arrived.
 //
 // A machine that answers with pages sends several frames. The frames' own numbers have 8 bits, so
-// they do not say how many pages there are: a page that is full is followed by another one, and the
-// first that is not is the last.
+// they do not give the number of pages: the first page that is not full is the last.
 //
 // Ownership: a plain value. Threads: one user at a time.
 // Errors: LinkError for frames that cannot belong together, DecodeError for one that is too short.
@@ -25,7 +24,7 @@ class Expectation {
     void take(const teskhost::Frame& frame);
 
     bool met() const { return met_; }
-    // The regular frames so far, and how many there are to be, as far as they tell.
+    // The regular frames received, and the expected number, as far as known.
     std::size_t number() const { return regular_; }
     std::size_t total() const { return total_; }
 

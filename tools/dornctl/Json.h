@@ -1,5 +1,5 @@
-// Answers as JSON: everything that they say, under names that stay. Numbers are numbers, a code
-// stands beside what it means, times are ISO 8601 with their zone.
+// Answers as JSON, complete and with stable keys. Numbers are JSON numbers, a code is given with
+// its meaning, times are ISO 8601 with their zone.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -18,7 +18,7 @@ namespace dornctl {
 
 using Json = nlohmann::ordered_json;
 
-// What every document begins with: the present time and the gateway.
+// The start of every document: the current time and the gateway.
 Json documentOf(const Settings& settings);
 
 Json toJson(const Problem& problem);
@@ -37,7 +37,7 @@ Json listOf(const std::vector<Value>& values) {
     return list;
 }
 
-// As text: `indent` blanks a level, or one line when it is negative. Bytes that are no UTF-8 are
+// As text: `indent` blanks per level, or one line if it is negative. Bytes that are no UTF-8 are
 // replaced.
 std::string textOf(const Json& json, int indent);
 

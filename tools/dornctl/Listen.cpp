@@ -56,7 +56,7 @@ class Listen {
         while (::poll(fds, 2, -1) < 0) {
         }
         if (fds[1].revents == 0) return ExitStatus::Success;
-        throw std::runtime_error("the output or the file takes no more notifications");
+        throw std::runtime_error("the output or the file cannot be written");
     }
 
   private:
@@ -99,12 +99,12 @@ void addBind(CLI::App& command, const std::shared_ptr<Options>& options) {
 void addAnswers(CLI::App& command, const std::shared_ptr<Options>& options) {
     command
         .add_option("--parameters", options->parameters,
-                    "External parameters that notification 2 is answered with, such as 5!1!0!2; "
-                    "the gateway keeps its own without them")
+                    "External parameters to answer notification 2 with, such as 5!1!0!2; without "
+                    "them the gateway keeps its own")
         ->check(arguments::parameters)
         ->type_name("EVERY!REPORT!UNANSWERED!FIRST");
     command.add_flag("--set-clock", options->setClock,
-                     "Tell the gateway the time of this machine when it asks for it, to which it "
+                     "Answer notification 1 with the time of this machine, to which the gateway "
                      "then sets its clock");
 }
 
@@ -117,7 +117,7 @@ void declareListen(CLI::App& app, Action& chosen) {
     addAnswers(command, options);
     command
         .add_option("--keep", options->keep,
-                    "Also add each notification to this file, as a line of JSON")
+                    "Also append each notification to this file, as a line of JSON")
         ->type_name("FILE");
     command.footer(
         "Examples:\n  dornctl listen\n"

@@ -1,7 +1,7 @@
-// "dornctl listen": a notification server that prints what comes.
+// "dornctl listen": a notification server that prints the notifications.
 //
 // Ownership: the command lives in the parser. Threads: notifications are printed on the server's
-// thread. Errors: std::system_error when the address is not to be had.
+// thread. Errors: std::system_error when the address is not available.
 
 #pragma once
 

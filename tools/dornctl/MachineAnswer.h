@@ -34,7 +34,7 @@ inline void join(teskhost::TimesAnswer& first, const teskhost::TimesAnswer& seco
     first.entries.insert(first.entries.end(), second.entries.begin(), second.entries.end());
 }
 
-// One for each machine that has answered, in the order in which they were asked.
+// One for each machine that has answered, in the order of the requests.
 // @throws teskhost::DecodeError for a frame that is not what the type says
 template <typename Answer>
 std::vector<MachineAnswer<Answer>> decode(const Round& round) {

@@ -58,7 +58,7 @@ ExitStatus ask(const Settings& settings, const Given& given, Milliseconds usual,
     show<Answer>(round, settings);
     if (!questions.empty()) return round.report(settings);
     tell({ExitStatus::UnknownMachine, "",
-          "the gateway knows no machine now; \"dornctl machines\" tells more"},
+          "no machine is known to the gateway now; see \"dornctl machines\""},
          settings);
     return ExitStatus::UnknownMachine;
 }
@@ -88,9 +88,9 @@ ExitStatus showVersion(const Settings& settings) {
 
 void refuse(const std::string& problem) {
     if (problem.empty()) return;
-    throw std::invalid_argument(problem + "; no machine answers that, and one that does not " +
-                                "answer is lost to every host until its next poll; nothing was " +
-                                "sent (--force sends all the same)");
+    throw std::invalid_argument(problem + "; no machine would answer, and a machine that does " +
+                                "not answer is lost to every host until its next poll; nothing " +
+                                "was sent (--force sends it nevertheless)");
 }
 
 Request requestForValue(const Given& given) {
@@ -106,7 +106,7 @@ Request requestForMessage(const Given& given) {
 }
 
 void addForce(CLI::App& command, const Arguments& given) {
-    command.add_flag("--force", given->force, "Send also what no machine would answer");
+    command.add_flag("--force", given->force, "Send even a message that no machine would answer");
 }
 
 CLI::Option* addMachine(CLI::App& command, const Arguments& given) {
@@ -115,7 +115,7 @@ CLI::Option* addMachine(CLI::App& command, const Arguments& given) {
 }
 
 void addOptionalMachine(CLI::App& command, const Arguments& given) {
-    addMachine(command, given)->description("Name of the machine; all that are known without it");
+    addMachine(command, given)->description("Name of the machine; default all known machines");
 }
 
 void addFields(CLI::App& command, const Arguments& given) {
@@ -161,7 +161,7 @@ void declareValue(CLI::App& app, Action& chosen) {
 }
 
 void declareTimes(CLI::App& app, Action& chosen) {
-    CLI::App& command = *app.add_subcommand("times", "Lists of times, chosen by two texts");
+    CLI::App& command = *app.add_subcommand("times", "Lists of times, selected by two texts");
     const auto given = std::make_shared<Given>();
     addFields(command, given);
     addOptionalMachine(command, given);
@@ -172,7 +172,7 @@ void declareTimes(CLI::App& app, Action& chosen) {
 
 void declareListByFields(CLI::App& app, Action& chosen) {
     CLI::App& command =
-        *app.add_subcommand("list-by-fields", "A machine's numbered values, chosen by two texts");
+        *app.add_subcommand("list-by-fields", "A machine's numbered values, selected by two texts");
     const auto given = std::make_shared<Given>();
     addFields(command, given);
     addMachine(command, given)->required();
@@ -183,7 +183,7 @@ void declareListByFields(CLI::App& app, Action& chosen) {
 
 void declareListByNumbers(CLI::App& app, Action& chosen) {
     CLI::App& command = *app.add_subcommand("list-by-numbers",
-                                            "A machine's numbered values, chosen by two numbers");
+                                            "A machine's numbered values, selected by two numbers");
     const auto given = std::make_shared<Given>();
     command.add_option("X", given->x, "First number, 0 to 65535")
         ->required()
@@ -198,11 +198,11 @@ void declareListByNumbers(CLI::App& app, Action& chosen) {
 }
 
 void declareRaw(CLI::App& app, Action& chosen) {
-    CLI::App& command = *app.add_subcommand("raw", "Sends a machine a message of one's own");
+    CLI::App& command = *app.add_subcommand("raw", "Sends any message to a machine");
     const auto given = std::make_shared<Given>();
     command
         .add_option("MESSAGE", given->message,
-                    "ID~length~text or ID~length; without a length, it is filled in")
+                    "ID~length~text or ID~length; an omitted length is filled in")
         ->required()
         ->check(arguments::message);
     addMachine(command, given)->required();

@@ -11,7 +11,7 @@
 
 namespace dornctl {
 
-// `chosen` becomes the action of the subcommand that is met; it must outlive the parser.
+// `chosen` is set to the action of the parsed subcommand; it must outlive the parser.
 void declareMachineCommands(CLI::App& app, Action& chosen);
 
 }  // namespace dornctl

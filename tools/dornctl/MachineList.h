@@ -1,4 +1,4 @@
-// The gateway's machines, and what can be known of each.
+// The gateway's machines and their states.
 //
 // Ownership: plain values. Threads: one user at a time. Errors: what Dialogue throws.
 
@@ -25,8 +25,8 @@ struct ListedMachine {
     MachineState state = MachineState::Known;
 };
 
-// In the order of the serial ports. A machine that has not answered was polled if another one has
-// been: a pass asks all of them. So the gateway is asked for its readings, too, if there is one.
+// In the order of the serial ports. A pass polls all machines, so a machine without an answer was
+// polled if another one has answered a poll. To find out, the gateway's readings are requested too.
 std::vector<ListedMachine> listMachines(Dialogue& dialogue);
 
 teskhost::Table tableOf(const std::vector<ListedMachine>& machines);

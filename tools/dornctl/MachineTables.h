@@ -1,4 +1,4 @@
-// The answers of machines as tables for a person, each row with its machine's name.
+// The answers of machines as tables, each row with its machine's name.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 

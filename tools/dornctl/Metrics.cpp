@@ -115,7 +115,7 @@ void tellGateway(MetricsText& metrics, const std::optional<Look>& look) {
     metrics.family("teskd_up", kGauge, "Whether the gateway answered.");
     metrics.set({}, look ? 1 : 0);
     metrics.family("teskd_unanswered_looks_total", kCounter,
-                   "How often the gateway was asked for its state in vain.");
+                   "Requests for the gateway's state without an answer.");
     metrics.count({}, look ? 0 : 1);
     if (!look) return;
     metrics.family("teskd_info", kGauge, "The gateway's software version.");
@@ -171,7 +171,7 @@ void tellNotifications(MetricsText& metrics, const std::string& file) {
         ++counts[json.value("code", 0)];
     }
     metrics.family("teskd_notifications_total", kCounter,
-                   "Notifications in the file that listen keeps, without those that came again.");
+                   "Notifications in the file of listen --keep, without repeated ones.");
     for (const auto& [code, count] : counts) {
         metrics.set({{"code", std::to_string(code)}}, count);
     }
@@ -222,10 +222,10 @@ ExitStatus run(const Settings& settings, const Options& options) {
 void declareMetrics(CLI::App& app, Action& chosen) {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        *app.add_subcommand("metrics", "The gateway's state in the text format of Prometheus");
+        *app.add_subcommand("metrics", "The gateway's state in the Prometheus text format");
     command
         .add_option("--output", options->output,
-                    "Write to this file, whose counters go on; for node-exporter's textfile "
+                    "Write to this file and continue its counters; for node-exporter's textfile "
                     "collector")
         ->type_name("FILE");
     command

@@ -1,8 +1,8 @@
-// "dornctl metrics": the gateway's state in the text format of Prometheus.
+// "dornctl metrics": the gateway's state in the Prometheus text format.
 //
 // Ownership: the command lives in the parser. Threads: one user at a time.
-// Errors: what Dialogue throws, once what is left to tell is written; std::runtime_error for a file
-// that cannot be read or written.
+// Errors: what Dialogue throws, after the remaining metrics are written; std::runtime_error for a
+// file that cannot be read or written.
 
 #pragma once
 

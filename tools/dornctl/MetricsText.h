@@ -1,4 +1,4 @@
-// Samples in the text format of Prometheus. Counters go on where an earlier text ended.
+// Samples in the Prometheus text format. Counters continue those of an earlier text.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
 
@@ -17,13 +17,13 @@ class MetricsText {
     static constexpr char kCounter[] = "counter";
     static constexpr char kGauge[] = "gauge";
 
-    // Takes the counters of a text that this class made; any other text has none.
+    // Reads the counters of a text that this class wrote; any other text has none.
     explicit MetricsText(const std::string& earlier);
 
-    // What a name is about; its samples follow. A family without samples is left out.
+    // Begins a family, whose samples follow. A family without samples is omitted.
     void family(const std::string& name, const std::string& type, const std::string& help);
     void set(const Labels& labels, double value);
-    // Adds to a counter. Those that nothing is added to stay as they were.
+    // Adds to a counter. Other counters keep their values.
     void count(const Labels& labels, double more);
 
     std::string text() const;

@@ -1,5 +1,5 @@
-// Shows notifications on standard output as they come, and keeps them in a file of JSON lines. One
-// that the gateway sends again is marked.
+// Prints notifications on standard output as they arrive, and appends them to a file of JSON lines.
+// Repeated ones are marked.
 //
 // Ownership: the object owns the file. Threads: one user at a time.
 // Errors: the constructor throws std::runtime_error when the file cannot be opened. When it cannot
@@ -18,12 +18,12 @@ namespace dornctl {
 
 class NotificationLog {
   public:
-    // Nothing is kept without a file's name. Lines are added to a file that is there already.
+    // Without a file name nothing is stored. Lines are appended to an existing file.
     NotificationLog(const Settings& settings, const std::string& file);
 
     void add(const notifyserver::Notification& notification, const std::string& answer);
     void addProblem(const std::string& sender, const std::string& problem) const;
-    // Standard output, or the file, does not take what it should.
+    // Whether a write to standard output or to the file has failed.
     bool full() const { return full_; }
 
   private:

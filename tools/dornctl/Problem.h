@@ -1,5 +1,4 @@
-// One thing that went wrong, and how it is told on standard error: a line for a person, or a line
-// of JSON.
+// A failure, and how it is reported on standard error: a line of text, or a line of JSON.
 //
 // Ownership: plain values. Threads: any. Errors: nothing throws.
 

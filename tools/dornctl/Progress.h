@@ -1,5 +1,5 @@
-// Tells on standard error what of the answers has come: on a terminal in one line that changes, or
-// as lines of JSON. Without a terminal only when it is asked for.
+// Shows the progress of the answers on standard error: on a terminal in one line that is updated,
+// or as lines of JSON. Without a terminal only on request.
 //
 // Ownership: a plain value; the destructor clears the line. Threads: one user at a time.
 // Errors: nothing throws.

@@ -1,5 +1,5 @@
-// Checks a message to a machine before it is sent as it stands. A machine does not answer a wrong
-// one, and then no host can ask that machine before it has answered a poll.
+// Checks a raw message before it is sent. A machine does not answer an invalid one, and then no
+// host reaches that machine before it has answered a poll.
 //
 // Ownership: plain values. Threads: no state. Errors: see each function.
 
@@ -13,7 +13,7 @@ namespace dornctl::rawmessage {
 // "115~~A~B" becomes "115~000C~A~B". Any other text comes back as it is.
 std::string completed(const std::string& text);
 
-// Why no machine would answer this message; empty if one may.
+// Why no machine would answer this message; empty if a machine may answer.
 std::string problemOf(const std::string& message);
 // The same for the ID of a request without a text.
 std::string problemOfId(const std::string& id);

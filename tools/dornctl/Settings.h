@@ -1,4 +1,4 @@
-// What the command line says for every subcommand, and what a subcommand becomes once chosen.
+// The options common to all subcommands, and the action of a parsed subcommand.
 //
 // Ownership: plain values. Threads: no state. Errors: none.
 
@@ -16,7 +16,7 @@ namespace dornctl {
 using Milliseconds = std::chrono::milliseconds;
 
 struct Settings {
-    // The daemon's, unless its configuration says otherwise.
+    // The daemon's default.
     static constexpr std::uint16_t kPort = 5001;
     // A little longer than the daemon itself waits for a machine: for one value, and for a list.
     static constexpr Milliseconds kShort{15000};

@@ -1,4 +1,4 @@
-// Puts decoded answers on standard output: tables for a person, or JSON.
+// Prints decoded answers on standard output, as tables or as JSON.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -21,7 +21,7 @@ void showTable(const std::vector<MachineAnswer<teskhost::ListAnswer>>& answers);
 void showTable(const std::vector<MachineAnswer<teskhost::TimesAnswer>>& answers);
 void showTable(const std::vector<MachineAnswer<teskhost::MessageAnswer>>& answers);
 
-// As tables, or as one document of JSON, also for no answers: it tells who failed.
+// As tables, or as one JSON document, which names the failures even without any answer.
 template <typename Answer>
 void show(const Round& round, const Settings& settings) {
     const auto answers = decode<Answer>(round);

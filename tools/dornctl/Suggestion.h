@@ -1,4 +1,4 @@
-// What somebody may have meant by a word that is none of those expected.
+// A suggestion for a mistyped word.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -9,7 +9,7 @@
 
 namespace dornctl {
 
-// The word that is the least number of typing errors away; empty if all are too far.
+// The word with the smallest edit distance; empty if all are too different.
 std::string nearest(const std::string& typed, const std::vector<std::string>& words);
 
 }  // namespace dornctl

@@ -82,12 +82,12 @@ class Watch {
 
 void declareWatch(CLI::App& app, Action& chosen) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = *app.add_subcommand("watch", "The machines' table, again and again");
+    CLI::App& command = *app.add_subcommand("watch", "The table of machines, repeatedly");
     command.add_option("--interval", options->interval, "Milliseconds between two tables")
         ->transform(arguments::number(100, kLongestInterval))
         ->type_name("MS")
         ->capture_default_str();
-    command.add_option("--count", options->count, "End after so many tables; 0 goes on")
+    command.add_option("--count", options->count, "End after this many tables; 0 for no end")
         ->transform(arguments::number(0, kMostTables))
         ->type_name("N")
         ->capture_default_str();

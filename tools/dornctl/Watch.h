@@ -1,7 +1,7 @@
-// "dornctl watch": the machines' table, again and again.
+// "dornctl watch": the table of machines, repeatedly.
 //
 // Ownership: the command lives in the parser. Threads: one user at a time.
-// Errors: what Dialogue throws for the first question; later ones are told and tried again.
+// Errors: what Dialogue throws for the first request; later failures are reported and retried.
 
 #pragma once
 

@@ -59,15 +59,15 @@ void CommandLine::declare(CLI::App& app) {
     auto* const file =
         app.add_option("--scenario", scenarioFile, "File that describes the machines")
             ->check(CLI::ExistingFile);
-    app.add_option("--seed", seed, "Start of everything random; the scenario's own without it")
+    app.add_option("--seed", seed, "Seed of the random numbers; default that of the scenario")
         ->check(CLI::Range(std::numeric_limits<std::uint32_t>::max()));
-    app.add_flag("-l,--live", live, "Show what is asked and answered");
+    app.add_flag("-l,--live", live, "Show requests and answers");
     app.add_option("-m,--machines", machines, "Number of slot machines")
         ->check(CLI::Range(1, kMostMachines))
         ->excludes(file)
         ->capture_default_str();
     app.add_option("-c,--code-id", codeIdPrefix,
-                   "Start of the machines' CodeIds; their numbers fill it up to 11 characters")
+                   "Start of the machines' CodeIds; their numbers fill them up to 11 characters")
         ->excludes(file)
         ->capture_default_str();
     app.add_option("-f,--port-file", portFile,
@@ -77,8 +77,8 @@ void CommandLine::declare(CLI::App& app) {
         ->check(CLI::Range(0, kHighestPort))
         ->excludes(file);
     app.add_option("-t,--tty", ttys,
-                   "Serve the next machine on this tty, without telnet, instead of on TCP; "
-                   "\"pty:NAME\" makes a pseudo-terminal and a link to it with that name")
+                   "Serve the next machine on this tty, without telnet, instead of TCP; "
+                   "\"pty:NAME\" creates a pseudo-terminal and a link to it with that name")
         ->excludes(file);
     app.add_option("--line", line, "Setting of the ttys")
         ->check(checkLine)
@@ -87,7 +87,7 @@ void CommandLine::declare(CLI::App& app) {
     app.add_option("-s,--silent", silent, "Machine N never answers")
         ->check(CLI::Range(1, kMostMachines));
     app.add_option("-x,--command", commands,
-                   "Console command to obey at the start, as typed on standard input");
+                   "Console command to execute at the start, as typed on standard input");
     app.footer(
         "Examples:\n"
         "  tesksim --machines 2 --port 2100 --port 2200 --live\n"

@@ -1,4 +1,4 @@
-// The simulator's command line, as the scenario it stands for.
+// The simulator's command line, converted to a scenario.
 //
 // Ownership: a plain value. Threads: no state.
 // Errors: CLI::ParseError from declare()'s parser, ScenarioError from scenario().
@@ -29,7 +29,7 @@ struct CommandLine {
     bool live = false;
 
     void declare(CLI::App& app);
-    // The scenario of the file, or one of machines that always answer the same.
+    // The scenario of the file, or one whose machines always give the same answers.
     Scenario scenario() const;
 };
 

@@ -1,5 +1,5 @@
 // The commands that switch the faults of running machines: one line each, with the number of the
-// machine (from 1) behind the verb.
+// machine (from 1) after the verb.
 //
 // Ownership: borrows the machines, which must outlive it.
 // Threads: one user at a time.
@@ -22,12 +22,12 @@ class Console {
 
     explicit Console(Machines& machines) : machines_(machines) {}
 
-    // How what is told about a wrong command begins.
+    // The start of every error message.
     static constexpr const char* kError = "error: ";
 
-    // Obeys one line and returns what to tell the user, without a line end.
+    // Executes one line and returns the reply to the user, without a line end.
     std::string execute(const std::string& line);
-    // "quit" was met.
+    // Whether "quit" was given.
     bool done() const { return done_; }
 
     static std::string help();

@@ -1,5 +1,5 @@
-// When a machine has which faults: from a time on, for a while, perhaps again and again at moments
-// that a seed decides.
+// The times at which a machine has faults: start, duration, and optional repetitions after random
+// pauses that a seed determines.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
 
@@ -28,10 +28,10 @@ class FaultSchedule {
 
     FaultSchedule(std::vector<Entry> entries, std::uint32_t seed);
 
-    // The faults at a time; of several entries the one that began last counts. Time does not go
-    // backwards.
+    // The faults at a time; of several active entries the latest takes effect. Times must not
+    // decrease.
     Faults at(Milliseconds time);
-    // When something changes next; nothing when all stays as it is.
+    // The time of the next change; nothing if there is none.
     std::optional<Milliseconds> nextChange() const;
 
   private:

@@ -1,5 +1,5 @@
-// Shows what machines are asked and what they answer, as it happens: plain lines, or on a terminal
-// a table of the machines with the last lines below it.
+// Shows requests and answers live: plain lines, or on a terminal a table of the machines with the
+// latest lines below it.
 //
 // Ownership: borrows the machines' names, which it copies. Threads: events may come from any
 // thread; one lock guards everything. Errors: nothing throws.
@@ -22,7 +22,7 @@ class LiveView {
     // `out` must outlive the view.
     LiveView(std::ostream& out, bool onTerminal, std::vector<std::string> names);
 
-    // Machines count from 1.
+    // Machines are numbered from 1.
     void show(std::size_t machine, Machine::Event event, const std::string& bytes);
 
   private:

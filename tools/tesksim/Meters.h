@@ -1,5 +1,5 @@
-// The meters of a machine that is being played on: they move with time, by chance from a seed, and
-// stay what a machine in good order shows.
+// The meters of a machine in use: they grow with time, randomly from a seed, and stay consistent as
+// those of a working machine.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
 
@@ -26,8 +26,8 @@ class Meters {
 
     Meters(const Options& options, std::uint32_t seed) : options_(options), random_(seed) {}
 
-    // The six items, so long after the start; time does not go backwards. The same seed and the
-    // same number of movements give the same meters.
+    // The six items at this time after the start; times must not decrease. The same seed and the
+    // same number of changes give the same meters.
     std::string bodyAt(std::chrono::milliseconds elapsed);
 
   private:

@@ -1,4 +1,4 @@
-// The machines of a scenario, at work: their answers move with time and their faults come and go.
+// The running machines of a scenario: their answers and faults change with time.
 //
 // Ownership: the object owns the machines and what their answers are made from.
 // Threads: one user at a time; the machines have their own. Errors: as Machine.
@@ -20,7 +20,7 @@ namespace tesksim {
 class Park {
   public:
     using Milliseconds = std::chrono::milliseconds;
-    // Numbers count from 1.
+    // Numbered from 1.
     using Watcher =
         std::function<void(std::size_t machine, Machine::Event, const std::string& bytes)>;
 
@@ -31,8 +31,8 @@ class Park {
     void start();
     Console::Machines& machines() { return machines_; }
 
-    // Gives every machine the faults it is due to have now. The time until they change again;
-    // nothing when they stay. Faults that somebody sets otherwise last until the next change.
+    // Sets the current faults of every machine. Returns the time until the next change; nothing if
+    // there is none. Faults that are set otherwise last until the next change.
     std::optional<Milliseconds> followSchedules();
 
   private:

@@ -1,4 +1,4 @@
-// The file in which the program says where its machines listen: one line "<number> <port>" each.
+// The file with the ports of the machines: one line "<number> <port>" each.
 //
 // Ownership: the caller's file. Threads: no state. Errors: std::runtime_error.
 
@@ -10,7 +10,7 @@
 
 namespace tesksim {
 
-// Puts a complete file in place at once, so that a reader never sees half of it.
+// Replaces the file atomically, so that a reader never sees a part of it.
 void writePortFile(const std::filesystem::path& file, const std::vector<std::uint16_t>& ports);
 
 }  // namespace tesksim

@@ -1,7 +1,8 @@
-// The simulator at work: machines, console and live view, until a signal or "quit" ends it.
+// The running simulator: machines, console and live view, until a signal or "quit" ends it.
 //
-// Ownership: the object owns the machines. Threads: one user at a time; make it before the first
-// thread, since it blocks signals. Errors: std::system_error when a port or a tty is not to be had.
+// Ownership: the object owns the machines. Threads: one user at a time; create it before the
+// first thread, because it blocks signals. Errors: std::system_error when a port or a tty is not
+// available.
 
 #pragma once
 
@@ -28,7 +29,7 @@ class Program {
     void reportEndpoints();
     void begin(const std::string& line);
     void obey(const std::string& line);
-    // Obeys the complete lines that have been read.
+    // Executes the complete lines that have been read.
     void obeyLines();
     // False at the end of standard input.
     bool readCommands();

@@ -1,4 +1,4 @@
-// Takes the members of a scenario's objects, one by one, and tells of those that nobody took.
+// Reads the members of a scenario's objects one by one, and reports unknown ones.
 //
 // Ownership: refers to a value of the caller's, which must outlive it. Threads: one user at a time.
 // Errors: ScenarioError.
@@ -14,10 +14,10 @@ namespace tesksim {
 
 class ScenarioReader {
   public:
-    // `place` is how errors call the object: "machines[1].meters".
+    // `place` names the object in errors: "machines[1].meters".
     ScenarioReader(const nlohmann::json& object, std::string place);
 
-    // Each takes a member; without it the value given stays.
+    // Each reads a member; without it the given value is kept.
     void take(const char* name, std::string& value);
     void take(const char* name, bool& value);
     template <typename Number>
@@ -27,7 +27,7 @@ class ScenarioReader {
     }
     // The member itself; null when there is none.
     const nlohmann::json* member(const char* name);
-    // To be called last: a member that was not taken is a mistake.
+    // To be called last: a member that was not read is an error.
     void end() const;
 
     bool has(const char* name) const { return object_.contains(name); }

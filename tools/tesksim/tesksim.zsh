@@ -3,8 +3,8 @@
 
 _arguments \
     '--scenario[file that describes the machines]:file:_files' \
-    '--seed[start of everything random]:number:' \
-    {-l,--live}'[show what is asked and answered]' \
+    '--seed[seed of the random numbers]:number:' \
+    {-l,--live}'[show requests and answers]' \
     {-m,--machines}'[number of slot machines]:number:' \
     {-c,--code-id}'[start of the CodeIds of the machines]:text:' \
     {-f,--port-file}'[file for the TCP ports chosen]:file:_files' \
@@ -12,6 +12,6 @@ _arguments \
     '*'{-t,--tty}'[tty of the next machine]:tty:_files' \
     '--line[setting of the ttys]:setting:' \
     '*'{-s,--silent}'[machine that never answers]:number:' \
-    '*'{-x,--command}'[console command to obey at the start]:command:(start stop show ok silent refuse deaf disconnect slow dribble length cut code-id body help quit)' \
+    '*'{-x,--command}'[console command to execute at the start]:command:(start stop show ok silent refuse deaf disconnect slow dribble length cut code-id body help quit)' \
     {-h,--help}'[print the options]' \
     '--version[print the version]'
