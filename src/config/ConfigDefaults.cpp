@@ -55,7 +55,7 @@ void storeDefaults(std::map<std::string, std::string>& map) {
 }
 
 // An empty list of hosts is a setting of its own: no other machine may connect.
-bool countsWhenEmpty(const std::string& key) {
+bool storesEmptyValue(const std::string& key) {
     return key == KEY_HOSTS_ALLOWED;
 }
 

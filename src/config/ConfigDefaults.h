@@ -23,7 +23,7 @@ inline constexpr const char* KEY_HOSTS_ALLOWED = "[IP_ADDRESS] HOSTS_ALLOWED";
 inline constexpr const char* HOSTS_UNREADABLE = "unreadable";
 
 // Whether "NAME=" sets the setting to an empty value. Any other setting keeps its value then.
-bool countsWhenEmpty(const std::string& key);
+bool storesEmptyValue(const std::string& key);
 
 // Stores every default. Ports beyond the fourth have none.
 void storeDefaults(std::map<std::string, std::string>& map);

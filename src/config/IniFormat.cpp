@@ -13,7 +13,7 @@ constexpr const char* BLANKS = " \t";
 struct Parser {
     IniFormat::Map& map;
     const IniFormat::SyntaxErrorHandler& onSyntaxError;
-    IniFormat::CountsWhenEmpty countsWhenEmpty;
+    IniFormat::StoresEmptyValue storesEmptyValue;
     std::string section = FIRST_SECTION;
     unsigned line = 0;
 
@@ -27,9 +27,9 @@ struct Parser {
 
     // Called before the value is read: a value that follows overwrites the empty one.
     void storeEmpty(const std::string& name, bool hasEquals) {
-        if (!hasEquals || countsWhenEmpty == nullptr) return;
+        if (!hasEquals || storesEmptyValue == nullptr) return;
         const std::string key = section + " " + name;
-        if (countsWhenEmpty(key)) map[key].clear();
+        if (storesEmptyValue(key)) map[key].clear();
     }
 
     // Every token is tested for a header first, so a value in brackets is a header as well.
@@ -53,8 +53,8 @@ struct Parser {
 }  // namespace
 
 void IniFormat::parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError,
-                      CountsWhenEmpty countsWhenEmpty) {
-    Parser parser{map, onSyntaxError, countsWhenEmpty};
+                      StoresEmptyValue storesEmptyValue) {
+    Parser parser{map, onSyntaxError, storesEmptyValue};
     for (const std::string_view line : text::splitDroppingEmpty(text, "\n")) parser.tokens(line);
 }
 

@@ -17,13 +17,13 @@ class IniFormat {
     // not end in "]".
     using SyntaxErrorHandler = std::function<void(unsigned line)>;
     // Whether "NAME=" stores an empty value for this key.
-    using CountsWhenEmpty = bool (*)(const std::string& key);
+    using StoresEmptyValue = bool (*)(const std::string& key);
 
     // Merges the text's pairs into the map; a later pair overwrites an earlier one. There is no
     // comment syntax: a line without "=" just has no value to store. "NAME=" stores an empty value
-    // for the keys that countsWhenEmpty accepts, and nothing for the others.
+    // for the keys that storesEmptyValue accepts, and nothing for the others.
     static void parse(std::string_view text, Map& map, const SyntaxErrorHandler& onSyntaxError,
-                      CountsWhenEmpty countsWhenEmpty = nullptr);
+                      StoresEmptyValue storesEmptyValue = nullptr);
 
     // The map as text that parse() reads back to the same map.
     static std::string format(const Map& map);

@@ -96,7 +96,7 @@ void ZqConfig::parse_text(const std::string& text, const std::string& path, Map&
         if (++errors > MOST_SYNTAX_ERRORS) return;
         Log::write(Log::WARNING, "ZqConfig: Section syntax error: %s:%u", path.c_str(), line);
     };
-    IniFormat::parse(text, map, report, countsWhenEmpty);
+    IniFormat::parse(text, map, report, storesEmptyValue);
     if (errors <= MOST_SYNTAX_ERRORS) return;
     Log::write(Log::WARNING, "ZqConfig: %u more section syntax errors: %s",
                errors - MOST_SYNTAX_ERRORS, path.c_str());

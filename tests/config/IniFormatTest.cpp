@@ -64,7 +64,7 @@ Map parseWithList(std::string_view text, Map before = {}) {
     return before;
 }
 
-TEST(IniFormatParse, ANameThatCountsWhenEmptyIsStoredWithoutAValue) {
+TEST(IniFormatParse, ANameThatMayBeEmptyIsStoredWithoutAValue) {
     const Map empty{{"[A] LIST", ""}};
     for (const char* text : {"[A]\nLIST=\n", "[A]\n LIST = ", "[A]\nLIST==", "[A]\nLIST=\t"}) {
         EXPECT_EQ(empty, parseWithList(text)) << text;
@@ -75,7 +75,7 @@ TEST(IniFormatParse, ANameThatCountsWhenEmptyIsStoredWithoutAValue) {
     EXPECT_EQ((Map{{"[A] LIST", "1"}}), parseWithList("[A]\nLIST=1=\n"));
 }
 
-TEST(IniFormatParse, ANameThatCountsWhenEmptyStillNeedsItsEqualsSign) {
+TEST(IniFormatParse, ANameThatMayBeEmptyStillNeedsItsEqualsSign) {
     for (const char* text : {"[A]\nLIST\n", "[A]\n=LIST", "LIST=", "[A]\nLIST 1\n"}) {
         EXPECT_EQ(Map{}, parseWithList(text)) << text;
     }

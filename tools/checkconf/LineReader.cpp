@@ -27,7 +27,7 @@ LineReader::Line LineReader::read(const std::string& text) {
     Line line;
     const std::string inSection = section_ + "\n" + text;
     const auto noteError = [&line](unsigned) { line.syntaxError = true; };
-    IniFormat::parse(inSection, line.pairs, noteError, teskd::countsWhenEmpty);
+    IniFormat::parse(inSection, line.pairs, noteError, teskd::storesEmptyValue);
     const std::string section = sectionBehind(inSection);
     line.newSection = text.starts_with('[') && !line.syntaxError;
     section_ = section;
