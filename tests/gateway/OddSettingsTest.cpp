@@ -96,14 +96,25 @@ TEST_F(ManyPorts, AMegabyteOfThemDoesNotEndIt) {
     expectServiceOf(150'000, ":");
 }
 
+// A megabyte of them is made in the test itself: every test of this program is a process, which
+// would make all lists first.
+struct Addresses {
+    const char* name;
+    std::string (*list)();
+};
+
+void PrintTo(const Addresses& addresses, std::ostream* out) {
+    *out << addresses.name;
+}
+
 // A daemon that is to listen on a megabyte of addresses; one of them is there.
-class ManyAddresses : public testing::TestWithParam<std::string> {
+class ManyAddresses : public testing::TestWithParam<Addresses> {
   protected:
     static constexpr std::size_t kMostLines = 300;
 };
 
 TEST_P(ManyAddresses, HostsAreServedAndTheLogIsNotFilledAndTheStopIsInTime) {
-    Gateway gateway(1, with("IP_ADDRESS", "IP_LOCAL", GetParam()));
+    Gateway gateway(1, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()));
     gateway.startKnown();
     for (int i = 0; i < 3; ++i) {
         const Clock::time_point start = Clock::now();
@@ -116,38 +127,39 @@ TEST_P(ManyAddresses, HostsAreServedAndTheLogIsNotFilledAndTheStopIsInTime) {
 }
 
 TEST_P(ManyAddresses, ItEndsInTimeWhenItHasJustBegun) {
-    Gateway gateway(0, with("IP_ADDRESS", "IP_LOCAL", GetParam()));
+    Gateway gateway(0, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()));
     gateway.start();
     expectPromptStop(gateway);
 }
 
-std::string nameOf(const testing::TestParamInfo<std::string>& info) {
-    constexpr const char* kNames[] = {"NoAddresses", "ForeignOnes", "TheRightOneLast", "OwnOnes"};
-    return kNames[info.index];
-}
-
-INSTANTIATE_TEST_SUITE_P(OfEachKind, ManyAddresses,
-                         testing::Values(std::string(kHere) + "," + repeated("1,"),
-                                         std::string(kHere) + "," + addressesIn(10),
-                                         addressesIn(10) + kHere,
-                                         std::string(kHere) + "," + addressesIn(127)),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(
+    OfEachKind, ManyAddresses,
+    testing::Values(
+        Addresses{"NoAddresses", [] { return std::string(kHere) + "," + repeated("1,"); }},
+        Addresses{"ForeignOnes", [] { return std::string(kHere) + "," + addressesIn(10); }},
+        Addresses{"TheRightOneLast", [] { return addressesIn(10) + kHere; }},
+        Addresses{"OwnOnes", [] { return std::string(kHere) + "," + addressesIn(127); }}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 // One odd value of one key.
 struct Odd {
     const char* section;
     const char* key;
-    std::string value;
+    std::string text;
+    std::size_t size = 0;  // that many bytes of the text again and again; 0: the text once
+    std::string head{};    // in front of it
+
+    std::string value() const { return head + (size > 0 ? repeated(text, size) : text); }
 };
 
 void PrintTo(const Odd& odd, std::ostream* out) {
-    *out << "[" << odd.section << "] " << odd.key << "=" << odd.value.substr(0, 40);
+    *out << "[" << odd.section << "] " << odd.key << "=" << odd.head << odd.text;
 }
 
 class OddValue : public testing::TestWithParam<Odd> {};
 
 TEST_P(OddValue, DoesNotKeepItFromServingAndEnding) {
-    Gateway gateway(0, with(GetParam().section, GetParam().key, GetParam().value));
+    Gateway gateway(0, with(GetParam().section, GetParam().key, GetParam().value()));
     gateway.start();
     expectVersion(gateway);
     expectPromptStop(gateway);
@@ -160,12 +172,12 @@ constexpr char kFormat[] = "%s%n%s%n%d";
 INSTANTIATE_TEST_SUITE_P(
     OfEachKey, OddValue,
     testing::Values(
-        Odd{"SLOT_MACHINE", "PORT_ASYNC", repeated("1,")},
+        Odd{"SLOT_MACHINE", "PORT_ASYNC", "1,", kMegabyte},
         Odd{"SLOT_MACHINE", "PORT_ASYNC", "-1,0,x,-2147483648,2147483647,99999999999999999999"},
         Odd{"SLOT_MACHINE", "PORT_ASYNC", kFormat}, Odd{"IP_ADDRESS", "IP_SERVER", kFormat},
-        Odd{"IP_ADDRESS", "IP_SERVER", repeated("1")}, Odd{"IP_ADDRESS", "UDP_SERVER", "-1"},
+        Odd{"IP_ADDRESS", "IP_SERVER", "1", kMegabyte}, Odd{"IP_ADDRESS", "UDP_SERVER", "-1"},
         Odd{"IP_ADDRESS", "UDP_SERVER", kBeyondIntegers},
-        Odd{"IP_ADDRESS", "IP_LOCAL", "127.0.0.1," + repeated("a")},
+        Odd{"IP_ADDRESS", "IP_LOCAL", "a", kMegabyte, "127.0.0.1,"},
         Odd{"IP_ADDRESS", "IP_LOCAL", std::string("127.0.0.1,") + kFormat + ",::/0,:,*:*"},
         Odd{"PORT_ASYNC1", "IP_ADDRESS", "::1/64"}, Odd{"PORT_ASYNC1", "TCP_PORT", kBeyondIntegers},
         Odd{"PORT_ASYNC1", "BAUDRATE", kLowest}, Odd{"PORT_ASYNC1", "PARITY", kFormat},
@@ -175,13 +187,13 @@ INSTANTIATE_TEST_SUITE_P(
         Odd{"AAMS", "TMP_APP_COLLEGATI", kLowest},
         Odd{"AAMS", "TMP_APP_COLLEGATI", kBeyondIntegers},
         Odd{"AAMS", "INVIO_APP_COLLEGATI", kFormat},
-        Odd{"INTERNAL", "MAC_ADDR_eth0", repeated(":zz")},
-        Odd{"INTERNAL", "MAC_ADDR_eth0", repeated("1", 100'000)},
-        Odd{"INTERNAL", "ZQ_MODEL", repeated("x")}, Odd{"INTERNAL", "ZQ_SW_VERSION", repeated("x")},
-        Odd{"INTERNAL", "ZQ_CONFIG_FILE", repeated("../", 100'000)},
+        Odd{"INTERNAL", "MAC_ADDR_eth0", ":zz", kMegabyte},
+        Odd{"INTERNAL", "MAC_ADDR_eth0", "1", 100'000}, Odd{"INTERNAL", "ZQ_MODEL", "x", kMegabyte},
+        Odd{"INTERNAL", "ZQ_SW_VERSION", "x", kMegabyte},
+        Odd{"INTERNAL", "ZQ_CONFIG_FILE", "../", 100'000},
         Odd{"INTERNAL", "ZQ_CONFIG_FILE", "../tmp/.."},
-        Odd{"INTERNAL", "SW_UPDATE_B", repeated("x")},
-        Odd{"INTERNAL", "TESK_CONNECTION_TYPE", repeated("-")}));
+        Odd{"INTERNAL", "SW_UPDATE_B", "x", kMegabyte},
+        Odd{"INTERNAL", "TESK_CONNECTION_TYPE", "-", kMegabyte}));
 
 TEST(LargeFile, IsSkippedWithAWarning) {
     Gateway gateway(0, {}, {.configFile = "config/config.ini"});
