@@ -51,12 +51,11 @@ sigset_t termination() {
 // Ends the process by a signal, so that it is restarted. The library's own handler writes to
 // standard error, and would block for ever if nobody reads it.
 [[noreturn]] void endAbnormally() {
-    try {
-        if (std::current_exception() != nullptr) throw;
-    } catch (const Exception& e) {
-        Log::write(Log::ERROR, "The daemon cannot go on: %s", e.text());
-    } catch (const std::exception& e) {
-        Log::write(Log::ERROR, "The daemon cannot go on: %s", e.what());
+    if (std::current_exception() != nullptr) {
+        attemptOr([] { throw; },
+                  [](const Exception& e) {
+                      Log::write(Log::ERROR, "The daemon cannot go on: %s", e.text());
+                  });
     }
     std::abort();
 }
