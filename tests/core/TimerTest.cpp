@@ -152,6 +152,15 @@ TEST_F(TimerTest, ATaskThatWaitsKeepsItsTimeWhereItIsScheduledUnlessItWaits) {
     EXPECT_TRUE(task.eventuallyRuns(2));
 }
 
+TEST_F(TimerTest, ATaskThatIsScheduledUnlessItWaitsTakesAPeriodAsADelayBehindItsRun) {
+    ProbeTask task(clock);
+    Timer timer("T", clock);
+    timer.scheduleUnlessWaiting(task, 0);
+    task.setPeriod(100);
+    ASSERT_TRUE(clock.advanceAndSettle(30 * kMillisecond));
+    EXPECT_EQ((Times{kStart + 130 * kMillisecond}), clock.wakeTimes());
+}
+
 // What it was to deal with may have come too late for the run that is under way.
 TEST_F(TimerTest, ATaskThatRunsIsScheduledAnewUnlessItWaits) {
     Timer* shared = nullptr;

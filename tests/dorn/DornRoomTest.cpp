@@ -10,6 +10,7 @@
 #include "core/StopEvent.h"
 #include "dorn/HostMemory.h"
 #include "support/Bytes.h"
+#include "support/Deadline.h"
 #include "support/Frame.h"
 #include "support_src/LogRecorder.h"
 
@@ -123,6 +124,23 @@ TEST_F(DornBesideASlowReader, ALargeRequestFindsItsRoom) {
     EXPECT_EQ(2U, link_.host().readFrame().identifierB);
     EXPECT_EQ(0U, log_.count(kGivenUp));
     EXPECT_EQ(100'000U, slow_->connection().readExactly(100'000).size());
+}
+
+// Its answers wait for it meanwhile, so that no further request of it is read.
+TEST_F(DornBesideASlowReader, HoldsUpNobodyBehindItInTheLineForRoom) {
+    StopEvent wake;
+    HostMemory::Account other(link_.memory(), wake);
+    const HostMemory::Room most = other.take(15 * kMebibyte / 2);
+    link_.machine(1).setFaults({.silent = true});
+    slow_->sendRaw(request(6, 1, "ZA000000001" + std::string(4, '\0') + "120~0008"));
+    ASSERT_TRUE(link_.machine(1).journal().waitForRequests(1));
+    slow_->sendRaw(request(7, 2, std::string(2 * kMebibyte, 'x')).substr(0, 1000));
+    HostMemory::Account next(link_.memory(), wake);
+    const auto findsRoom = [&] { return static_cast<bool>(next.take(100'000)); };
+    ASSERT_TRUE(eventually([&] { return !findsRoom(); }));  // waits behind the slow one
+    link_.machine(1).inject("120~124F80~15.03.21~ZA000000001~00~" +
+                            std::string(1'200'000 - 35, 'x'));
+    EXPECT_TRUE(eventually(findsRoom, 60s));
 }
 
 TEST_F(DornBesideASlowReader, HostsThatReadTakeNothingFromIt) {

@@ -438,6 +438,20 @@ TEST(DornTest, ABodyThatIsNotWholeInTimeEndsItsConnectionWithANotice) {
     EXPECT_TRUE(link.host().connection().closedByPeer());
 }
 
+TEST(DornTest, EachBodyHasATimeOfItsOwn) {
+    constexpr auto kTime = 4s;
+    HostLink link(0, {.body = kTime});
+    const std::string frame = request(7, 1, std::string(1000, 'x'));
+    for (int bodies = 0; bodies < 2; ++bodies) {
+        const Clock::time_point start = Clock::now();
+        link.host().sendRaw(frame.substr(0, 500));
+        EXPECT_FALSE(link.host().readFrameWithin(200ms));  // its time runs
+        link.host().sendRaw(frame.substr(500));
+        EXPECT_EQ(1U, link.host().readFrame().identifierB);
+        if (bodies == 0) std::this_thread::sleep_until(start + kTime);
+    }
+}
+
 // A request holds its room until it is answered.
 TEST(DornTest, ARequestThatWaitsForAMachineHoldsItsRoom) {
     HostLink link(1);

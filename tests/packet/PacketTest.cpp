@@ -42,6 +42,13 @@ LogEntry freed(const Packet* packet, unsigned long counter) {
                      ")"};
 }
 
+const unsigned long atTheStart = packet_counter;
+
+TEST_F(PacketTest, TheCounterStartsAtZero) {
+    EXPECT_EQ(0U, atTheStart);
+    delete packet;
+}
+
 TEST_F(PacketTest, GetAndPutCountAllPacketsTogether) {
     Packet other;
     Packet::get(packet);
