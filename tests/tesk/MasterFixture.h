@@ -16,7 +16,9 @@ namespace teskd::test {
 class MasterFixture : public testing::Test {
   protected:
     static constexpr const char* kName = "ZA000000001";
-    static constexpr std::uint32_t kShortTime = 60;  // milliseconds
+    // Milliseconds until a request without an answer times out. A request whose time is over before
+    // it is written breaks the link, so the thread that writes it may be late by that much.
+    static inline const std::uint32_t kShortTime = 500 * static_cast<std::uint32_t>(timeScale());
 
     void SetUp() override { park_.makeKnown(1); }
 
@@ -38,22 +40,28 @@ class MasterFixture : public testing::Test {
     }
     // Asks while the machine says nothing.
     void timeOut(int id) {
-        machine().setFaults({.silent = true}, 1);
-        EXPECT_EQ("failed", ask(id, kShortTime));
+        const Request request(id, kShortTime);
+        sendUnanswered(request);
+        EXPECT_EQ("failed", request.outcome());
     }
-    // Hands the request over and returns when the machine, which stays silent, has it.
+    // Hands the request over and returns when the machine has it and stays silent: from then on
+    // other faults, and an answer, are for the next request.
     void sendUnanswered(const Request& request) {
         machine().setFaults({.silent = true}, 1);
         const std::size_t before = journal().requestCount();
         send(request);
         EXPECT_TRUE(journal().waitForRequests(before + 1));
+        EXPECT_TRUE(eventually([this] { return !machine().faults().silent; }));
     }
-    // Returns when the bytes have left the machine, and so have arrived.
+    // Returns when the bytes have left the machine, and so have arrived. An answer that has arrived
+    // may not stand in the journal yet.
     void inject(const std::string& bytes) {
         const std::size_t before = journal().rawSent().size();
         machine().inject(bytes);
-        EXPECT_TRUE(
-            eventually([&] { return journal().rawSent().size() >= before + bytes.size(); }));
+        EXPECT_TRUE(eventually([&] {
+            const std::string sent = journal().rawSent();
+            return sent.size() >= before + bytes.size() && sent.ends_with(bytes);
+        }));
     }
     // What the machine received, once there are so many acknowledgements.
     std::string received(std::size_t acknowledgements) {

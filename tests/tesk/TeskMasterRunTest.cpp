@@ -13,6 +13,7 @@
 #include "support/Bytes.h"
 #include "support/Connection.h"
 #include "support/Listener.h"
+#include "support/OneOfAFew.h"
 #include "support/ProcInfo.h"
 #include "support_src/AtRelease.h"
 #include "support_src/FailingThreads.h"
@@ -293,7 +294,7 @@ TEST_F(MasterRun, EndsPromptlyWhileItConnects) {
     const Request request(113);
     controller->send(kName, request.packet());
     EXPECT_EQ("nothing", request.outcome(std::chrono::milliseconds(100)));
-    const Deadline prompt(std::chrono::seconds(2));
+    const Deadline prompt(std::chrono::seconds(5));
     controller->shut_down();
     EXPECT_FALSE(prompt.passed());
     EXPECT_EQ("error", request.outcome().substr(0, 5));
@@ -302,17 +303,20 @@ TEST_F(MasterRun, EndsPromptlyWhileItConnects) {
 }
 
 TEST_F(MasterRun, EndsPromptlyWhileItNegotiates) {
-    Listener server;
-    build(server.port());
-    const Request request(113);
-    controller->send(kName, request.packet());
-    Connection connection = server.accept();
-    connection.readExactly(3);  // its first offer
-    const Deadline prompt(std::chrono::milliseconds(700));
-    controller->shut_down();
-    EXPECT_FALSE(prompt.passed());
-    EXPECT_EQ("error", request.outcome().substr(0, 5));
-    EXPECT_TRUE(connection.closedByPeer());
+    EXPECT_TRUE(oneOfAFew([this] {
+        Listener server;
+        build(server.port());
+        const Request request(113);
+        controller->send(kName, request.packet());
+        Connection connection = server.accept();
+        connection.readExactly(3);  // its first offer
+        const Deadline prompt(std::chrono::milliseconds(700));
+        controller->shut_down();
+        const bool inTime = !prompt.passed();
+        EXPECT_EQ("error", request.outcome().substr(0, 5));
+        EXPECT_TRUE(connection.closedByPeer());
+        return inTime;
+    }));
 }
 
 // A machine that has answered once, asked anew by itself when it fails.
@@ -328,10 +332,14 @@ class LostMachine : public MasterRun {
     bool known() { return controller->is_connected("ZA000000001"); }
     void timeOut() {
         machine.setFaults({.silent = true}, 1);
-        const Request request(115, 60);
+        const Request request(115, kShortTime);
         controller->send("ZA000000001", request.packet());
         EXPECT_EQ("failed", request.outcome());
     }
+
+    // Milliseconds until a request without an answer times out. A request whose time is over before
+    // it is written breaks the link, so the thread that writes it may be late by that much.
+    static inline const std::uint32_t kShortTime = 500 * static_cast<std::uint32_t>(timeScale());
 
     tesksim::Machine machine{{.greeting = kDoComPort + "120~0025~15.03.21~ZA000000001~00~4711"}};
 };
@@ -393,7 +401,7 @@ TEST_F(MasterRun, AsksNoMoreWhereTheAcknowledgementOfAKnownMachineFails) {
     controller->send("ZA000000001", lost.packet());
     first.close();
     std::size_t further = 0;
-    while (server.pendingWithin(std::chrono::milliseconds(500)) && further < 10) {
+    while ((further == 0 || server.pendingWithin(std::chrono::milliseconds(500))) && further < 10) {
         Connection next = server.accept();
         next.sendAll(kDoComPort + "113~0025~15.03.21~ZA000000001~00~4711");
         const linger atOnce{1, 0};
@@ -406,7 +414,7 @@ TEST_F(MasterRun, AsksNoMoreWhereTheAcknowledgementOfAKnownMachineFails) {
 
 TEST_F(LostMachine, ServesARequestThatComesMeanwhile) {
     machine.setFaults({.silent = true}, 2);
-    const Request first(115, 60);
+    const Request first(115, kShortTime);
     controller->send("ZA000000001", first.packet());
     EXPECT_EQ("failed", first.outcome());
     EXPECT_TRUE(machine.journal().waitForRequests(2));
@@ -421,7 +429,7 @@ TEST_F(LostMachine, ServesARequestThatComesMeanwhile) {
 // A host's text with the ID of the question, but other bytes, has no answer.
 TEST_F(LostMachine, IsKnownAgainBehindATextWithTheIdOfTheQuestion) {
     machine.setFaults({.silent = true}, 1);
-    const Request text(0, 60);
+    const Request text(0, kShortTime);
     text.packet()->set_raw();
     text.packet()->set_body("113~0009~");
     controller->send("ZA000000001", text.packet());
@@ -434,7 +442,7 @@ TEST_F(LostMachine, IsKnownAgainBehindATextWithTheIdOfTheQuestion) {
 // Its own answer is the same question's from then on.
 TEST_F(LostMachine, OwesOneAnswerToTheQuestionBehindALateOne) {
     machine.setFaults({.silent = true}, 3);
-    const Request text(0, 60);
+    const Request text(0, kShortTime);
     text.packet()->set_raw();
     text.packet()->set_body("113~0009~");
     controller->send("ZA000000001", text.packet());
@@ -453,11 +461,11 @@ TEST_F(LostMachine, OwesOneAnswerToTheQuestionBehindALateOne) {
 
 TEST_F(LostMachine, DoesNotDelayTheShutdown) {
     machine.setFaults({.silent = true});
-    const Request request(115, 60);
+    const Request request(115, kShortTime);
     controller->send("ZA000000001", request.packet());
     EXPECT_EQ("failed", request.outcome());
     EXPECT_TRUE(machine.journal().waitForRequests(2));
-    const Deadline prompt(std::chrono::seconds(2));
+    const Deadline prompt(std::chrono::seconds(5));
     controller->shut_down();
     EXPECT_FALSE(prompt.passed());
 }
@@ -594,7 +602,7 @@ TEST_F(MasterRun, EndsPromptlyWhileItWaitsForAnAnswer) {
     const Request request(113);
     controller->send(kName, request.packet());
     EXPECT_TRUE(machine.journal().waitForRequests(1));
-    const Deadline prompt(std::chrono::seconds(2));
+    const Deadline prompt(std::chrono::seconds(5));
     controller->shut_down();
     EXPECT_FALSE(prompt.passed());
     EXPECT_EQ("error", request.outcome().substr(0, 5));

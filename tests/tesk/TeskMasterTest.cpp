@@ -126,7 +126,7 @@ TEST_F(Master, TakesAnIncompleteAnswerForNone) {
 TEST_F(Master, IsNotHeldByAMachineThatDribbles) {
     machine().answers().setBody(113, std::string(50'000, 'x'));
     machine().setFaults({.dribble = Milliseconds(50)}, 1);
-    EXPECT_EQ("failed", ask(113, 400));
+    EXPECT_EQ("failed", ask(113, kShortTime));
     EXPECT_FALSE(connected());
 }
 
