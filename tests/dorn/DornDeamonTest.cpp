@@ -111,7 +111,7 @@ TEST_F(DornDeamonTest, AnAddressInUseIsLoggedOnceAndTakenWhenItIsFree) {
     other.reset();
     const Clock::time_point freed = Clock::now();
     expectServed(port);
-    EXPECT_LE(Clock::now() - freed, 3s);
+    EXPECT_LE(Clock::now() - freed, 8s);
 }
 
 TEST_F(DornDeamonTest, AnAddressInUseKeepsTheOthersFromNothing) {
@@ -189,7 +189,7 @@ TEST_F(DornDeamonTest, ARestartListensAtOnceBesideOldConnections) {
     HostClient host(port);
     expectServed(host);
     // The daemon closes first, so its end of the old connection waits out its time.
-    EXPECT_TRUE(endsWithin(2500ms));
+    EXPECT_TRUE(endsWithin(5s));
     host.close();
     start(port);
     expectServed(port);
@@ -200,7 +200,7 @@ TEST_F(DornDeamonTest, StopsWhileNobodyConnects) {
     const std::uint16_t port = freeTcpPort();
     start(port);
     expectServed(port);
-    EXPECT_TRUE(endsWithin(1s));
+    EXPECT_TRUE(endsWithin(5s));
     EXPECT_THROW(Connection::to(port), std::system_error);
 }
 
@@ -211,7 +211,7 @@ TEST_F(DornDeamonTest, StopsWithItsConnections) {
     HostClient idle(port);
     HostClient served(port);
     expectServed(served);
-    EXPECT_TRUE(endsWithin(2500ms));
+    EXPECT_TRUE(endsWithin(5s));
     EXPECT_EQ("", idle.connection().readUntilClosed());
     EXPECT_EQ("", served.connection().readUntilClosed());
 }
@@ -220,13 +220,13 @@ TEST_F(DornDeamonTest, StopsWhileItWaitsForAnAddress) {
     const Listener other;
     start(other.port());
     ASSERT_TRUE(log_.waitForText("Cannot listen on"));
-    EXPECT_TRUE(endsWithin(1s));
+    EXPECT_TRUE(endsWithin(5s));
 }
 
 TEST_F(DornDeamonTest, StopsRightAfterItsStart) {
     for (int i = 0; i < 20; ++i) {
         start(freeTcpPort());
-        EXPECT_TRUE(endsWithin(1s));
+        EXPECT_TRUE(endsWithin(5s));
     }
 }
 
@@ -234,11 +234,11 @@ TEST_F(DornDeamonTest, LeavesNoDescriptorBehind) {
     const std::uint16_t port = freeTcpPort();
     start(port);
     expectServed(port);
-    endsWithin(2500ms);
+    endsWithin(5s);
     const std::size_t before = openDescriptors(::getpid());
     start(port);
     for (int i = 0; i < 50; ++i) expectServed(port);
-    endsWithin(2500ms);
+    endsWithin(5s);
     EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) == before; }));
 }
 

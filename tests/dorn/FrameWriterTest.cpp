@@ -122,7 +122,7 @@ TEST_F(FrameWriterTest, APeerThatDoesNotReadIsGivenUpAfterTheSendTimeOut) {
 }
 
 TEST_F(FrameWriterTest, APeerThatReadsSlowlyIsNotGivenUp) {
-    FrameWriter writer(connection_, wake_, account_, LogSource::unlimited(), 1s);
+    FrameWriter writer(connection_, wake_, account_, LogSource::unlimited(), 2s);
     writer.write(std::string(2'000'000, 'L'));
     std::size_t left = writer.sendQueued();
     while (left > 1'500'000) {
@@ -164,7 +164,7 @@ TEST_F(FrameWriterTest, AcknowledgementsAloneKeepAPeer) {
     }
     constexpr int narrow = 4096;  // from here on nothing is taken before nearly all is acknowledged
     ::setsockopt(wide.server.fd(), SOL_SOCKET, SO_SNDBUF, &narrow, sizeof narrow);
-    FrameWriter writer(connection, wake_, account_, LogSource::unlimited(), 1s);
+    FrameWriter writer(connection, wake_, account_, LogSource::unlimited(), 2s);
     writer.write(std::string(2'000'000, 'L'));
     const std::size_t step = given / 60;
     for (std::size_t taken = 0; taken < given / 2; taken += step) {
