@@ -572,17 +572,30 @@ TEST(TelnetFlusher, RunsOnTheInternalTimer) {
     EXPECT_EQ("Timer: Telnet Internal Timer", Telnet::internalTimer().getName());
 }
 
+// The moment before the first setting.
+class Start {
+  public:
+    // Whether the flusher cannot have come yet. A thread that is later than that begins anew.
+    bool isBeforeFlush() const { return std::chrono::steady_clock::now() - time_ < 900ms; }
+
+  private:
+    const std::chrono::steady_clock::time_point time_ = std::chrono::steady_clock::now();
+};
+
 TEST(TelnetFlusher, SettingsLeaveTogetherWithinASecondOrSo) {
-    Line line;
-    line.agree();
-    const auto start = std::chrono::steady_clock::now();
-    line.telnet->set_baudrate(9600);
-    line.telnet->set_datasize(8);
-    EXPECT_FALSE(line.server.readableWithin(500ms));
-    ASSERT_TRUE(line.server.readableWithin(5s));
-    EXPECT_LE(900ms, std::chrono::steady_clock::now() - start);
-    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0  FF FA 2C 02 08 FF F0"),
-                 line.server.readAvailable());
+    for (bool inTime = false; !inTime;) {
+        Line line;
+        line.agree();
+        const Start start;
+        line.telnet->set_baudrate(9600);
+        line.telnet->set_datasize(8);
+        inTime = start.isBeforeFlush();
+        ASSERT_TRUE(line.server.readableWithin(5s));
+        EXPECT_FALSE(start.isBeforeFlush());
+        if (!inTime) continue;
+        EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0  FF FA 2C 02 08 FF F0"),
+                     line.server.readAvailable());
+    }
 }
 
 TEST(TelnetFlusher, AnswersToTheServerLeaveTheSameWay) {
@@ -597,16 +610,19 @@ TEST(TelnetFlusher, AnswersToTheServerLeaveTheSameWay) {
 TEST(TelnetFlusher, AServerThatNeverPausesGetsItsAnswersWithinASecondOrSo) {
     Line line;
     line.offer();
-    bool wills = false;
+    std::string answers;
     const auto start = std::chrono::steady_clock::now();
     for (const Deadline deadline(10s); !line.server.readableWithin(200ms);) {
         ASSERT_FALSE(deadline.passed()) << "no answer";
-        wills = !wills;
+        const bool wills = answers.size() % 6 == 0;
         line.server.sendAll(bytes(wills ? "FF FB 03" : "FF FC 03") + ".");
         EXPECT_EQ('.', line.telnet->getInputStream().read());
+        answers += bytes(wills ? "FF FD 03" : "FF FE 03");
     }
     EXPECT_LE(900ms, std::chrono::steady_clock::now() - start);
-    EXPECT_BYTES(bytes("FF FD 03 FF FE 03"), line.server.readExactly(6));
+    const std::string first = line.server.readAvailable();  // of those before the flush
+    EXPECT_LE(3U, first.size());
+    EXPECT_BYTES(answers.substr(0, first.size()), first);
 }
 
 TEST(TelnetFlusher, TwoClientsDoNotMixTheirSettings) {
@@ -626,29 +642,39 @@ TEST(TelnetFlusher, TwoClientsDoNotMixTheirSettings) {
 
 // The second client's flush shows that the first one's time is over.
 TEST(TelnetFlusher, IsTakenOffTheTimerWithItsClient) {
-    Line gone;
-    Line stays;
-    gone.agree();
-    stays.agree();
-    gone.telnet->set_baudrate(9600);
-    stays.telnet->set_baudrate(9600);
-    gone.telnet.reset();
-    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), stays.server.readExactly(10));
-    EXPECT_EQ("", gone.server.readUntilClosed());
+    for (bool inTime = false; !inTime;) {
+        Line gone;
+        Line stays;
+        gone.agree();
+        stays.agree();
+        const Start start;
+        gone.telnet->set_baudrate(9600);
+        stays.telnet->set_baudrate(9600);
+        gone.telnet.reset();
+        inTime = start.isBeforeFlush();
+        EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), stays.server.readExactly(10));
+        const std::string last = gone.server.readUntilClosed();
+        EXPECT_TRUE(!inTime || last.empty()) << hex(last);
+    }
 }
 
 TEST(TelnetFlusher, ClosingTakesItOffToo) {
-    const LogRecorder log;
-    Line closed;
-    Line stays;
-    closed.agree();
-    stays.agree();
-    closed.telnet->set_baudrate(9600);
-    stays.telnet->set_baudrate(9600);
-    closed.telnet->close();
-    EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), stays.server.readExactly(10));
-    EXPECT_EQ("", closed.server.readUntilClosed());
-    for (const LogEntry& line : log.lines()) EXPECT_LE(181, line.priority) << line;
+    for (bool inTime = false; !inTime;) {
+        const LogRecorder log;
+        Line closed;
+        Line stays;
+        closed.agree();
+        stays.agree();
+        const Start start;
+        closed.telnet->set_baudrate(9600);
+        stays.telnet->set_baudrate(9600);
+        closed.telnet->close();
+        inTime = start.isBeforeFlush();
+        EXPECT_BYTES(bytes("FF FA 2C 01 00 00 25 80 FF F0"), stays.server.readExactly(10));
+        const std::string last = closed.server.readUntilClosed();
+        EXPECT_TRUE(!inTime || last.empty()) << hex(last);
+        for (const LogEntry& line : log.lines()) EXPECT_LE(181, line.priority) << line;
+    }
 }
 
 TEST(TelnetFlusher, AClientThatGoesWaitsForItsRunningFlush) {
