@@ -36,11 +36,11 @@ std::chrono::seconds floodTime() {
     return std::chrono::seconds(value == nullptr ? 1 : std::max(1, std::atoi(value)));
 }
 
-Flood::Flood(Gateway& gateway, const Portion& send) : gateway_(gateway) {
+Flood::Flood(Gateway& gateway, const Portion& send, std::size_t atLeast) : gateway_(gateway) {
     gateway_.log().clear();
     start_ = Clock::now();
     const Clock::time_point end = start_ + floodTime();
-    for (; Clock::now() < end; ++portions_) send();
+    for (; Clock::now() < end || portions_ < atLeast; ++portions_) send();
 }
 
 std::size_t Flood::lines(bool withReleases) const {

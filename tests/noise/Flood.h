@@ -22,8 +22,9 @@ class Flood {
     // Sends one portion; called again and again.
     using Portion = std::function<void()>;
 
-    // Forgets what was logged so far and sends until floodTime() is over.
-    Flood(Gateway& gateway, const Portion& send);
+    // Forgets what was logged so far and sends until floodTime() is over and so many portions,
+    // which may take longer on a busy machine, are sent.
+    Flood(Gateway& gateway, const Portion& send, std::size_t atLeast = 0);
 
     // Portions sent.
     std::size_t portions() const { return portions_; }

@@ -1,6 +1,8 @@
 // Hosts that send nonsense as fast as they can.
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <iostream>
 
@@ -70,8 +72,7 @@ class HostNoise : public testing::Test {
             host.request(kAamsType, aamsPayload(code, body));
             host.readFrame();
         };
-        const Flood flood(gateway_, request);
-        EXPECT_GT(flood.portions(), 50U);
+        const Flood flood(gateway_, request, 50);
         EXPECT_TRUE(eventually([&] {
             request();
             return flood.saysLeftOut();
@@ -81,16 +82,13 @@ class HostNoise : public testing::Test {
     // Connections that come, send this, and go. Each waits for its end, or the kernel would put
     // off those that the daemon has no time for.
     void expectBoundedConnections(const std::string& sent) {
-        const Flood flood(gateway_, [&] {
+        const auto comeAndGo = [&] {
             HostClient host = gateway_.host();
             if (!sent.empty()) host.sendRaw(sent);
             host.connection().shutdownWrite();
             EXPECT_TRUE(host.connection().closedByPeer());
-        });
-        expectBounded(flood);
-    }
-    void expectBounded(const Flood& flood) {
-        EXPECT_GT(flood.portions(), 200U);
+        };
+        const Flood flood(gateway_, comeAndGo, 200);
         HostClient other = gateway_.host();
         expectAnswer(other);
         flood.expectBounded(kManyConnections);
@@ -128,10 +126,14 @@ TEST_F(HostNoise, ParametersThatCannotBeReadAreLoggedAFewTimesASecond) {
 }
 
 TEST_F(HostNoise, RequestCodesThatNobodyKnowsAreReportedAFewTimesASecond) {
+    constexpr std::int64_t kLinesPerSecond = 8;
+    const auto start = std::chrono::steady_clock::now();
     expectBoundedRequests(999, "");
     const std::string reported = gateway_.daemon().standardError();
+    const auto seconds =
+        std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
     EXPECT_NE(std::string::npos, reported.find("Invalid request code id: 999"));
-    EXPECT_LE(std::count(reported.begin(), reported.end(), '\n'), 40);
+    EXPECT_LE(std::count(reported.begin(), reported.end(), '\n'), kLinesPerSecond * (seconds + 1));
 }
 
 TEST_F(HostNoise, ConnectionsThatComeAndGoAreLoggedAFewTimesASecond) {
@@ -139,12 +141,12 @@ TEST_F(HostNoise, ConnectionsThatComeAndGoAreLoggedAFewTimesASecond) {
 }
 
 TEST_F(HostNoise, ConnectionsThatAreResetAreLoggedAFewTimesASecond) {
-    const Flood flood(gateway_, [&] {
+    const auto comeAndBreakOff = [&] {
         HostClient host = gateway_.host();
         expectAnswer(host);
         host.connection().reset();
-    });
-    EXPECT_GT(flood.portions(), 200U);
+    };
+    const Flood flood(gateway_, comeAndBreakOff, 200);
     flood.expectBounded(kManyConnections, false);
 }
 
@@ -164,12 +166,17 @@ TEST_F(HostNoise, ConnectionsThatBringJunkAreLoggedAFewTimesASecond) {
 // beside them.
 TEST_F(HostNoise, GoodRequestsLeaveAFewHundredDebugLinesASecond) {
     constexpr std::size_t kDebugLinesPerSecond = 200;
+    constexpr int kTogether = 50;  // else the answers of a second are too few on a busy machine
     HostClient host = gateway_.host();
-    const Flood flood(gateway_, [&] { expectAnswer(host); });
+    const auto burst = [&host] {
+        for (int i = 0; i < kTogether; ++i) host.send(versionRequest());
+        for (int i = 0; i < kTogether; ++i) EXPECT_EQ(7, host.readFrame().type);
+    };
+    const Flood flood(gateway_, burst);
     host.sendRaw(withWrongChecksum());
     EXPECT_TRUE(gateway_.log().waitFor("Invalid Checksum"));
     EXPECT_TRUE(eventually([&] {
-        expectAnswer(host);
+        burst();
         return gateway_.log().count("more debug lines were not logged") > 0;
     }));
     const std::size_t logged = flood.lines(true) - flood.lines(false);

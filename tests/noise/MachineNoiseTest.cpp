@@ -45,8 +45,8 @@ class LineNoise : public testing::Test {
     void expectBounded(const std::string& nonsense) {
         Connection server = startAndAccept();
         const std::string portion = times(100, nonsense);
-        const Flood flood(*gateway_, [&] { server.sendAll(portion); });
-        EXPECT_GT(flood.portions(), 10U);
+        const Flood flood(
+            *gateway_, [&] { server.sendAll(portion); }, 10);
         EXPECT_TRUE(eventually([&] {
             server.sendAll(portion);
             return flood.saysLeftOut();
@@ -83,11 +83,11 @@ TEST_F(LineNoise, UnknownOptionsLeaveFewLines) {
             offers += {'\xFF', static_cast<char>(command), static_cast<char>(option)};
         }
     }
-    const Flood flood(*gateway_, [&] {
+    const auto portion = [&] {
         server.sendAll(offers);
         server.readAvailable();
-    });
-    EXPECT_GT(flood.portions(), 10U);
+    };
+    const Flood flood(*gateway_, portion, 10);
     flood.expectFew();
 }
 
@@ -108,12 +108,12 @@ TEST_F(LineNoise, ConnectionsThatAreClosedAtOnceLeaveFewLines) {
     Connection server = startAndAccept();
     server.close();
     HostClient host = gateway_->host();
-    const Flood flood(*gateway_, [&] {
+    const auto portion = [&] {
         host.request(1, std::string(1, '\0'));
         host.readFrame();
         if (listener_.pendingWithin(0ms)) listener_.accept();
-    });
-    EXPECT_GT(flood.portions(), 50U);
+    };
+    const Flood flood(*gateway_, portion, 50);
     flood.expectFew(1, false);
 }
 
@@ -122,12 +122,12 @@ TEST(MachineNoise, CodeIdsThatChangeWithEveryAnswerLeaveFewLines) {
     gateway.startKnown();
     HostClient host = gateway.host();
     std::size_t n = 1;
-    const Flood flood(gateway, [&] {
+    const auto portion = [&] {
         gateway.machine(1).setCodeId(codeIdOf(++n));
         host.request(1, std::string(1, '\0'));
         EXPECT_EQ(0x81, host.readFrame().kind);
-    });
-    EXPECT_GT(flood.portions(), 10U);
+    };
+    const Flood flood(gateway, portion, 10);
     flood.expectFew(1, false);
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
@@ -137,11 +137,11 @@ TEST(MachineNoise, GarbageBehindEveryAnswerLeavesFewLines) {
     gateway.startKnown();
     gateway.machine(1).setFaults({.garbageAfter = std::string(50, '\xEE')});
     HostClient host = gateway.host();
-    const Flood flood(gateway, [&] {
+    const auto portion = [&] {
         host.request(1, std::string(1, '\0'));
         host.readFrame();
-    });
-    EXPECT_GT(flood.portions(), 10U);
+    };
+    const Flood flood(gateway, portion, 10);
     flood.expectFew(1, false);
     EXPECT_CLEAN_STOP(gateway.daemon());
 }

@@ -19,8 +19,8 @@ class ServerNoise : public testing::Test {
 
     // Datagrams while the daemon waits for an answer, and after it gave up.
     void expectFew(const std::string& datagram) {
-        const Flood flood(gateway_, [&] { notifications_.reply(datagram); });
-        EXPECT_GT(flood.portions(), 100U);
+        const Flood flood(
+            gateway_, [&] { notifications_.reply(datagram); }, 100);
         HostClient host = gateway_.host();
         host.request(7, "");
         EXPECT_EQ(7, host.readFrame().type);
