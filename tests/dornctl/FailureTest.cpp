@@ -92,6 +92,9 @@ Frame frameOf(std::uint8_t kind, const std::string& body) {
     return frame;
 }
 
+// In milliseconds: what this test sends in between comes in time on a busy machine, too.
+constexpr char kTimeOfTheTool[] = "3000";
+
 constexpr char kTimedOut[] = "dornctl: A: the machine gave the gateway no answer in time (0xFE)\n";
 
 TEST(DornctlFailure, AMachineThatGivesNoAnswerIsStatus4) {
@@ -140,7 +143,8 @@ TEST(DornctlFailure, WhatTheOtherMachinesAnswerIsPrinted) {
 
 TEST(DornctlFailure, AMachineWhoseAnswerIsMissingIsNamedAndTheOthersAreNotLost) {
     Listener gateway;
-    ChildProcess tool(dornctlCommand(gateway.port(), {"--timeout", "300", "value", "120"}));
+    ChildProcess tool(
+        dornctlCommand(gateway.port(), {"--timeout", kTimeOfTheTool, "value", "120"}));
     Connection connection = gateway.accept();
     answer(connection, listing({{"A"}, {"B"}}), {valueFrame(1, 1)});
     Connection next = gateway.accept();
@@ -155,7 +159,8 @@ TEST(DornctlFailure, AMachineWhoseAnswerIsMissingIsNamedAndTheOthersAreNotLost) 
 
 TEST(DornctlFailure, FailuresAreToldEvenIfNoMoreComes) {
     Listener gateway;
-    ChildProcess tool(dornctlCommand(gateway.port(), {"--timeout", "300", "value", "120"}));
+    ChildProcess tool(
+        dornctlCommand(gateway.port(), {"--timeout", kTimeOfTheTool, "value", "120"}));
     Connection connection = gateway.accept();
     answer(connection, listing({{"A"}, {"B"}}), {frameOf(0xFE, "")});
     readRequest(connection);  // otherwise the connection would be reset
@@ -173,7 +178,7 @@ TEST(DornctlFailure, FailuresAreToldEvenIfNoMoreComes) {
 TEST(DornctlFailure, PagesThatCameAreNotLostIfNoMoreComes) {
     Listener gateway;
     ChildProcess tool(dornctlCommand(
-        gateway.port(), {"--json", "--timeout", "300", "list-by-numbers", "1", "2", "A"}));
+        gateway.port(), {"--json", "--timeout", kTimeOfTheTool, "list-by-numbers", "1", "2", "A"}));
     Connection connection = gateway.accept();
     std::string page = "15.03.26" + std::string{2, 1} + std::string(12, '\0') + '\xFF';
     for (int entry = 0; entry < 255; ++entry) page += "ENTRYxyz" + std::string(2, '\0');

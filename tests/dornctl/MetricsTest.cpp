@@ -103,7 +103,7 @@ TEST_F(Metrics, CountOnInTheirFileAlsoWhenSomethingFails) {
     EXPECT_EQ(0, run({"--output", file()}).status);
     EXPECT_EQ("", run({"--output", file()}).output);
     gateway_.machine(2).setFaults({.silent = true});
-    EXPECT_EQ(6, run({"--timeout", "500", "--output", file()}).status);
+    EXPECT_EQ(6, run({"--timeout", "3000", "--output", file()}).status);
     const std::string text = readFile(file());
     EXPECT_THAT(text, HasSubstr("teskd_machine_requests_total{machine=\"ZA000000002\"} 3\n"));
     EXPECT_THAT(text, HasSubstr("teskd_machine_timeouts_total{machine=\"ZA000000001\"} 0\n"));
