@@ -8,6 +8,8 @@
 #include <string>
 
 #include "gateway/Gateway.h"
+#include "support/OneOfAFew.h"
+#include "support/ProcInfo.h"
 #include "support/TempDir.h"
 
 namespace teskd::test {
@@ -52,11 +54,7 @@ void expectVersion(Gateway& gateway) {
     EXPECT_EQ(0x81, host.readFrame().kind);
 }
 
-#ifdef TESKD_SANITIZED
-constexpr auto kPromptly = 8s;
-#else
-constexpr auto kPromptly = 2500ms;
-#endif
+constexpr auto kPromptly = 8s;  // on a machine that is busy with other things
 
 // SIGTERM ends it with status 0 in time.
 void expectPromptStop(Gateway& gateway) {
@@ -110,25 +108,42 @@ void PrintTo(const Addresses& addresses, std::ostream* out) {
 // A daemon that is to listen on a megabyte of addresses; one of them is there.
 class ManyAddresses : public testing::TestWithParam<Addresses> {
   protected:
-    static constexpr std::size_t kMostLines = 300;
+    // A busy machine takes long to try so many addresses.
+    static void start(Gateway& gateway) {
+        gateway.start();
+        const auto listens = [&] { return somebodyListens(gateway.daemon().port()); };
+        ASSERT_TRUE(eventually(listens, 90s)) << gateway.log().dump();
+    }
+    // So many as each second allows.
+    static std::size_t mostLinesSince(Clock::time_point begun) {
+        constexpr std::size_t kMost = 16;
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(Clock::now() - begun);
+        return kMost * (2U + static_cast<std::size_t>(seconds.count()));
+    }
 };
 
 TEST_P(ManyAddresses, HostsAreServedAndTheLogIsNotFilledAndTheStopIsInTime) {
-    Gateway gateway(1, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()));
-    gateway.startKnown();
+    const Clock::time_point begun = Clock::now();
+    Gateway gateway(1, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()),
+                    {.waitUntilListening = false});
+    start(gateway);
+    gateway.awaitKnown();
     for (int i = 0; i < 3; ++i) {
-        const Clock::time_point start = Clock::now();
-        expectVersion(gateway);
-        EXPECT_LE(Clock::now() - start, 1s * timeScale());
+        EXPECT_TRUE(oneOfAFew([&gateway] {
+            const Clock::time_point start = Clock::now();
+            expectVersion(gateway);
+            return Clock::now() - start <= 1s * timeScale();
+        }));
     }
     expectPromptStop(gateway);
-    EXPECT_LE(gateway.log().count("Cannot listen on"),
-              kMostLines * static_cast<std::size_t>(timeScale()));
+    const std::size_t lines = gateway.log().count("Cannot listen on");
+    EXPECT_LE(lines, mostLinesSince(begun));
 }
 
 TEST_P(ManyAddresses, ItEndsInTimeWhenItHasJustBegun) {
-    Gateway gateway(0, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()));
-    gateway.start();
+    Gateway gateway(0, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()),
+                    {.waitUntilListening = false});
+    start(gateway);
     expectPromptStop(gateway);
 }
 

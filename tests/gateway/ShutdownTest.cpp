@@ -14,8 +14,10 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kGrace = 1000ms;    // the daemon gives its threads at least this
-constexpr auto kLongest = 2500ms;  // and is gone after this
+constexpr auto kGrace = 1000ms;  // the daemon gives its threads at least this
+// And is gone after this, however busy the machine is: whoever it could wait for lets it wait
+// longer. How fast it ends is measured where it has the machine to itself.
+constexpr auto kLongest = 8s;
 
 // Ends the daemon and checks the time it takes, its status and what it says.
 void expectPromptStop(DaemonProcess& daemon) {
