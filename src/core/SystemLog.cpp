@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <iterator>
-#include <string_view>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
@@ -28,21 +26,6 @@ iovec part(const char* bytes, std::size_t size) {
     return {const_cast<char*>(bytes), size};  // sendmsg only reads it
 }
 
-// The current second in local time, and a blank. Each thread caches its last one, since many lines
-// have the same.
-std::string_view stamp() {
-    thread_local std::time_t second = -1;
-    thread_local char text[32];
-    thread_local std::size_t size = 0;
-    const std::time_t now = std::time(nullptr);
-    if (now == second) return {text, size};
-    std::tm local{};
-    localtime_r(&now, &local);
-    size = std::strftime(text, sizeof text, "%b %e %H:%M:%S ", &local);
-    second = now;
-    return {text, size};
-}
-
 std::string makeTag(const char* identity) {
     return text::format("%.400s[%ld]: ", identity, static_cast<long>(getpid()));
 }
@@ -57,35 +40,24 @@ SystemLog::SystemLog(const char* path)
     : path_(path), tag_(makeTag(program_invocation_short_name)) {}
 
 void SystemLog::open(const char* identity, bool copies) {
-    const WriteLock lock(lock_);
+    const SynchronizedLock lock(lock_);
     copies_ = copies;
     connect();
     tag_ = makeTag(identity);
 }
 
 void SystemLog::close() {
-    const WriteLock lock(lock_);
+    const SynchronizedLock lock(lock_);
     socket_.reset();
 }
 
 void SystemLog::write(int priority, const char* text) {
-    if (offer(priority, text)) return;
-    const WriteLock lock(lock_);
-    if (copies_) copyToStandardError(priority, text);
-    if (!report_lost() || !deliver(priority, text)) ++lost_;
+    const SynchronizedLock lock(lock_);
+    if (copies_) StandardError::inherited().write(tag_, text);
+    if (!reportLost() || !deliver(priority, text)) ++lost_;
 }
 
-// The usual case: sends the line under the shared lock, without waiting. False if the log did not
-// take it at once, or if something else must be done first (connect, copy the line, report lost
-// lines). A stream is not shared, since its records must be written one after the other.
-bool SystemLog::offer(int priority, const char* text) {
-    const ReadLock lock(lock_);
-    if (!socket_.isOpen() || stream_ || copies_ || lost_ != 0) return false;
-    return sendOnce(heading(priority), text, MSG_DONTWAIT);
-}
-
-// True if no lost line remains to be reported.
-bool SystemLog::report_lost() {
+bool SystemLog::reportLost() {
     if (lost_ == 0) return true;
     char text[96];
     std::snprintf(text, sizeof text, "%lu lines were lost: the system log took none", lost_);
@@ -95,7 +67,7 @@ bool SystemLog::report_lost() {
 }
 
 bool SystemLog::deliver(int priority, const char* text) {
-    const Heading head = heading(priority);
+    const Heading head(priority);
     if (!socket_.isOpen() && !connect()) return false;
     if (send(head, text)) return true;
     if (isFull(errno)) return false;
@@ -103,18 +75,13 @@ bool SystemLog::deliver(int priority, const char* text) {
     return connect() && send(head, text);
 }
 
-SystemLog::Heading SystemLog::heading(int priority) const {
-    Heading head;
-    const std::string_view second = stamp();
-    char* end = head.bytes;
-    *end++ = '<';
-    end = std::to_chars(end, std::end(head.bytes), priority).ptr;
-    *end++ = '>';
-    end = std::copy(second.begin(), second.end(), end);
-    head.tag = static_cast<std::size_t>(end - head.bytes);
-    end = std::copy(tag_.begin(), tag_.end(), end);
-    head.size = static_cast<std::size_t>(end - head.bytes);
-    return head;
+SystemLog::Heading::Heading(int priority) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    const int start = std::snprintf(bytes, sizeof bytes, "<%d>", priority);
+    size = static_cast<std::size_t>(start);
+    size += std::strftime(bytes + size, sizeof bytes - size, "%b %e %H:%M:%S ", &local);
 }
 
 // Connecting to a stream may block on its listener, so it counts as waiting.
@@ -171,21 +138,17 @@ void SystemLog::countWait(Clock::time_point since, bool inVain) {
 
 bool SystemLog::sendOnce(const Heading& heading, const char* text, int flags) {
     const std::size_t size = std::min(std::strlen(text), LONGEST_TEXT);
-    iovec parts[] = {part(heading.bytes, heading.size), part(text, size),
-                     part("", stream_ ? 1 : 0)};
+    iovec parts[] = {part(heading.bytes, heading.size), part(tag_.data(), tag_.size()),
+                     part(text, size), part("", stream_ ? 1 : 0)};
     msghdr record{};
     record.msg_iov = parts;
-    record.msg_iovlen = 3;
+    record.msg_iovlen = std::size(parts);
     const ssize_t sent = sendmsg(socket_.get(), &record, flags | MSG_NOSIGNAL);
     if (sent < 0) return false;
-    if (static_cast<std::size_t>(sent) == heading.size + size + parts[2].iov_len) return true;
+    const std::size_t whole = heading.size + tag_.size() + size + (stream_ ? 1 : 0);
+    if (static_cast<std::size_t>(sent) == whole) return true;
     errno = EPIPE;
     return false;
-}
-
-void SystemLog::copyToStandardError(int priority, const char* text) {
-    const Heading head = heading(priority);
-    StandardError::inherited().write({head.bytes + head.tag, head.size - head.tag}, text);
 }
 
 }  // namespace teskd

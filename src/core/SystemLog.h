@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/Descriptor.h"
-#include "core/ReadWriteLock.h"
+#include "core/Synchronized.h"
 
 namespace teskd {
 
@@ -19,8 +19,8 @@ namespace teskd {
 //
 // sent as one datagram, or ended by a zero byte if the log listens on a stream.
 //
-// Owner: Log, for the process's whole life. Threads: any. Locks: its own, innermost; threads send
-// in parallel as long as the log takes their lines at once. A cancellation point. Errors: nothing
+// Owner: Log, for the process's whole life. Threads: any. Locks: its own, held while a line is sent
+// and waited for; only StandardError's is taken meanwhile. A cancellation point. Errors: nothing
 // but open() throws; allocates nothing but the identity, so it works without memory.
 class SystemLog {
   public:
@@ -52,28 +52,27 @@ class SystemLog {
   private:
     using Clock = std::chrono::steady_clock;
 
-    // The part of a record before the text.
+    // "<priority>Mmm dd hh:mm:ss ", the first part of a record.
     struct Heading {
-        char bytes[512];
+        explicit Heading(int priority);
+
+        char bytes[48];
         std::size_t size;
-        std::size_t tag;  // where "identity[pid]: " starts
     };
 
-    Heading heading(int priority) const TESKD_REQUIRES_SHARED(lock_);
-    bool offer(int priority, const char* text);
-    bool report_lost() TESKD_REQUIRES(lock_);
+    // True if no lost line remains to be reported.
+    bool reportLost() TESKD_REQUIRES(lock_);
     bool deliver(int priority, const char* text) TESKD_REQUIRES(lock_);
     bool connect() TESKD_REQUIRES(lock_);
     bool connectAs(int type) TESKD_REQUIRES(lock_);
     bool send(const Heading& heading, const char* text) TESKD_REQUIRES(lock_);
     // False with errno set; EPIPE if a stream took only part of the record.
-    bool sendOnce(const Heading& heading, const char* text, int flags) TESKD_REQUIRES_SHARED(lock_);
+    bool sendOnce(const Heading& heading, const char* text, int flags) TESKD_REQUIRES(lock_);
     bool mayWait() TESKD_REQUIRES(lock_);
     void countWait(Clock::time_point since, bool inVain) TESKD_REQUIRES(lock_);
-    void copyToStandardError(int priority, const char* text) TESKD_REQUIRES(lock_);
 
     const char* const path_;
-    ReadWriteLock lock_;
+    Synchronized lock_;
     std::string tag_ TESKD_GUARDED_BY(lock_);  // "identity[pid]: "
     bool copies_ TESKD_GUARDED_BY(lock_) = false;
     bool stream_ TESKD_GUARDED_BY(lock_) = false;
