@@ -63,6 +63,7 @@ class Operators(unittest.TestCase):
     def test_returned_values_become_empty_ones(self):
         self.assertEqual(["return {};"], changes("return x.size();"))
         self.assertEqual([], changes("return {};"))
+        self.assertEqual([], changes("return std::nullopt;"))
         self.assertEqual([], changes("return;"))
 
 

@@ -130,7 +130,7 @@ def negated_conditions(code, _):
 def changed_returns(code, _):
     for match in RETURN.finditer(code):
         value = match.group(1).strip()
-        if value not in ("{}", "true", "false", "0", "nullptr") and "{" not in value.replace("{}", ""):
+        if value not in ("{}", "true", "false", "0", "nullptr", "std::nullopt") and "{" not in value.replace("{}", ""):
             yield match.start(1), match.end(1), "{}", "returned value"
 
 
