@@ -11,6 +11,9 @@ namespace teskd {
 // Threads: any. Locks: its own, innermost.
 class ConnectionCount {
   public:
+    // Fewer leave little memory behind.
+    static constexpr unsigned MANY = 8;
+
     // One served connection, for as long as it lives.
     class Place {
       public:
@@ -28,9 +31,17 @@ class ConnectionCount {
     // Waits without limit until no connection is served.
     void awaitNone();
 
+    // Whether haveGone() may become true without further connections.
+    bool areMany() const;
+    // True when half of many connections have ended since the last time, and once more after that,
+    // for the threads that were still ending. So it is seldom true, and also if some of them stay.
+    bool haveGone();
+
   private:
     mutable Synchronized lock_;
     unsigned count_ TESKD_GUARDED_BY(lock_) = 0;
+    unsigned most_ TESKD_GUARDED_BY(lock_) = 0;  // since haveGone()
+    bool again_ TESKD_GUARDED_BY(lock_) = false;
 };
 
 }  // namespace teskd

@@ -15,6 +15,7 @@
 #include "core/Attempt.h"
 #include "core/DescriptorLimit.h"
 #include "core/Exception.h"
+#include "core/FreedMemory.h"
 #include "core/Log.h"
 #include "dorn/Dorn.h"
 #include "dorn/LocalEndpoints.h"
@@ -27,6 +28,7 @@ namespace teskd {
 namespace {
 
 constexpr int RETRY_MILLISECONDS = 1000;
+constexpr int RETURN_MILLISECONDS = 5000;  // between two returns of freed memory
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
@@ -128,17 +130,28 @@ void DornDeamon::serve(LocalEndpoints& endpoints) {
     constexpr suseconds_t MICROSECONDS = 1000;  // of a millisecond
     timeval limit{milliseconds / 1000, milliseconds % 1000 * MICROSECONDS};
     Socket::select(ready, none, none, milliseconds < 0 ? nullptr : &limit, &stopEvent_);
+    return_memory();
     for (Socket* socket : ready) {
         if (!isRunning()) return;
         accept_connection(dynamic_cast<StreamServerSocket&>(*socket));
     }
 }
 
-// While lines are suppressed, the wait is limited so that their number is logged after a second.
+// While lines are suppressed, the wait is limited so that their number is logged after a second,
+// and while many hosts are connected, so that the memory of those that leave is returned.
 int DornDeamon::millis_to_wait(const LocalEndpoints& endpoints) {
     const int untilRound = endpoints.untilNextRound();
     const bool hasUnreported = hostLog_.hasUnreported() || strangerLog_.hasUnreported();
-    return untilRound < 0 && hasUnreported ? RETRY_MILLISECONDS : untilRound;
+    if (untilRound >= 0) return untilRound;
+    if (hasUnreported) return RETRY_MILLISECONDS;
+    return connections_.areMany() ? RETURN_MILLISECONDS : -1;
+}
+
+void DornDeamon::return_memory() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < nextReturn_) return;
+    nextReturn_ = now + std::chrono::milliseconds(RETURN_MILLISECONDS);
+    if (connections_.haveGone()) returnFreedMemory();
 }
 
 void DornDeamon::accept_connection(StreamServerSocket& listener) {

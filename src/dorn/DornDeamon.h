@@ -1,6 +1,7 @@
 // The listener for host connections.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 
@@ -62,6 +63,8 @@ class DornDeamon : public Thread {
     void serve(LocalEndpoints& endpoints);
     // Milliseconds to wait for a host at most; -1 without limit.
     int millis_to_wait(const LocalEndpoints& endpoints);
+    // What connections have freed goes back to the system; seldom, since it takes time.
+    void return_memory();
     void accept_connection(StreamServerSocket& listener);
     void start_connection(const Socket& connection);
     void turn_away(const StreamServerSocket& listener, const char* problem);
@@ -74,6 +77,7 @@ class DornDeamon : public Thread {
     const std::size_t lines_;
     // Used by this thread only.
     std::size_t listeners_ = 0;
+    std::chrono::steady_clock::time_point nextReturn_;
     std::optional<AddressList> allowed_;  // without a list, every host
 
     StopEvent stopEvent_;

@@ -1,5 +1,6 @@
 #include <future>
 #include <gtest/gtest.h>
+#include <list>
 #include <optional>
 
 #include "dorn/ConnectionCount.h"
@@ -50,6 +51,54 @@ TEST(ConnectionCountTest, SeveralThreadsMayWait) {
     place.reset();
     EXPECT_TRUE(isReady(one, kPatience));
     EXPECT_TRUE(isReady(two, kPatience));
+}
+
+// Places that are given back one by one.
+class ManyConnections : public testing::Test {
+  protected:
+    ~ManyConnections() noexcept override = default;
+
+    void come(std::size_t hosts) {
+        for (; hosts > 0; --hosts) places_.emplace_back(count_);
+    }
+    void leave(std::size_t hosts) {
+        for (; hosts > 0; --hosts) places_.pop_back();
+    }
+
+    ConnectionCount count_;
+    std::list<ConnectionCount::Place> places_;
+};
+
+TEST_F(ManyConnections, HaveGoneWhenHalfOfThemHaveAndOnceMore) {
+    come(20);
+    leave(9);
+    EXPECT_FALSE(count_.haveGone());
+    leave(1);
+    EXPECT_TRUE(count_.haveGone());
+    EXPECT_TRUE(count_.haveGone());
+    EXPECT_FALSE(count_.haveGone());
+    leave(5);
+    EXPECT_TRUE(count_.haveGone());
+}
+
+TEST_F(ManyConnections, AreThoseThatWereThereSinceTheyWentLast) {
+    EXPECT_FALSE(count_.areMany());
+    come(7);
+    EXPECT_FALSE(count_.areMany());
+    come(1);
+    EXPECT_TRUE(count_.areMany());
+    leave(8);
+    EXPECT_TRUE(count_.areMany());
+    EXPECT_TRUE(count_.haveGone());
+    EXPECT_TRUE(count_.areMany());
+    EXPECT_TRUE(count_.haveGone());
+    EXPECT_FALSE(count_.areMany());
+}
+
+TEST_F(ManyConnections, AreNotAFew) {
+    come(7);
+    leave(7);
+    EXPECT_FALSE(count_.haveGone());
 }
 
 }  // namespace

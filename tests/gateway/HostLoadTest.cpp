@@ -68,6 +68,27 @@ TEST(HostLoad, HundredsOfHostsThatComeAndGoLeaveNothingBehind) {
 
 #ifndef TESKD_SANITIZED  // a sanitizer keeps memory that was freed
 
+TEST(HostLoad, HostsThatHaveGoneLeaveNoMemoryBehindWhileOneStays) {
+    Gateway gateway;
+    gateway.startKnown();
+    DaemonProcess& daemon = gateway.daemon();
+    HostClient stays = gateway.host();
+    expectVersion(stays);
+    const std::size_t memory = daemon.residentKilobytes();
+    {
+        std::vector<HostClient> hosts;
+        for (int i = 0; i < 200; ++i) {
+            hosts.push_back(gateway.host());
+            expectVersion(hosts.back());
+        }
+    }
+    const auto isBack = [&] { return daemon.residentKilobytes() <= memory + 512; };
+    EXPECT_TRUE(!memoryShows() || eventually(isBack, 30s))
+        << daemon.residentKilobytes() << " kB in place of " << memory;
+    expectVersion(stays);
+    EXPECT_CLEAN_STOP(daemon);
+}
+
 // A question, and behind it megabytes of messages that a machine does not answer.
 std::string largeMessage() {
     std::string result = "113~0009~";

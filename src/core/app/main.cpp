@@ -7,13 +7,13 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
-#include <malloc.h>
 #include <unistd.h>
 
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
 #include "core/Exception.h"
+#include "core/FreedMemory.h"
 #include "core/Log.h"
 #include "core/SystemPath.h"
 #include "core/app/AppObjects.h"
@@ -25,9 +25,6 @@ namespace {
 using namespace teskd;
 
 constexpr int FAILURE = -1;  // exit status 255
-// A block of at least this many bytes is returned to the system when it is freed, so that the
-// memory of a large frame or message does not stay with the process.
-constexpr int LARGE_BLOCK = 128 * 1024;
 
 // Whether log lines also go to standard error. Prints the usage and exits for any other argument.
 bool wantsDebug(int argc, char* argv[]) {
@@ -123,7 +120,7 @@ int main(int argc, char* argv[]) {
         const bool debug = wantsDebug(argc, argv);
         if (!ZqConfig::is_tesk_enabled()) becomeNotRunning(argv[0]);
         attempt("The log cannot be opened", [&] { Log::open(argv[0], debug); });
-        mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK);
+        limitFreedMemory();
         if (startWorkers()) awaitTermination();
         stopWorkers();
     } catch (const Exception& e) {
