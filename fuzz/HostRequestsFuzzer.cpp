@@ -60,7 +60,7 @@ struct World {
     Aams engine{parks[0]->controller(), notifier, timer};
     StopEvent stop;
     ConnectionCount connections;
-    HostMemory memory{MOST_MACHINES};
+    HostMemory memory{HostLimits(MOST_MACHINES)};
     Dorn connection{Socket(AF_INET, SOCK_STREAM, 0),
                     {parks[0]->controller(), engine, createPacket, stop, connections,
                      LogSource::unlimited(), memory}};

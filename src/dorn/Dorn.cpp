@@ -31,8 +31,6 @@ constexpr std::chrono::milliseconds NOTICE_PAUSE(1000);
 // Time for owed answers when the daemon stops. Longer than the second after which the daemon fails
 // the requests that wait for machines, so that hosts still receive these failures.
 constexpr std::chrono::milliseconds STOP_GRACE(1500);
-// Back-pressure: no request is read while more bytes of answers than this are queued.
-constexpr std::size_t MOST_QUEUED = std::size_t{1024} * 1024;
 // Memory that a request takes until it is answered, its body not included.
 constexpr std::size_t REQUEST_COST = 1024;
 constexpr const char* NOT_WHOLE = "A request was not whole in time";
@@ -71,9 +69,7 @@ void Dorn::serve() {
     FrameReader reader(
         input, context_.createPacket, [this](DornPacket& packet) { dispatch(packet); },
         [this](const Exception& problem) { return await_more(problem); }, releaseLog_,
-        [this, &input](const DornPacket& packet, std::size_t size) {
-            await_room(packet, size, input);
-        });
+        [this, &input](DornPacket& packet, std::size_t size) { await_room(packet, size, input); });
     while (isRunning() && !context_.stop.isSet()) {
         forget_request();
         try {
@@ -97,6 +93,7 @@ void Dorn::serve() {
 void Dorn::dispatch(DornPacket& packet) {
     packet.addListener(this);
     packet.hold_until_freed(pending_, std::move(room_));
+    if (packet.has_dropped_body()) return refuse(packet);
     attemptOr(
         [&] {
             packet.offer_to_controller(context_.controller);
@@ -107,6 +104,12 @@ void Dorn::dispatch(DornPacket& packet) {
             Log::write(Log::WARNING, "A request has failed: %s", e.text());
             packet.notifyError(e);
         });
+}
+
+void Dorn::refuse(DornPacket& packet) {
+    const OutOfMemoryException problem("A request is too large for this machine");
+    log_notice(problem.text());
+    packet.notifyError(problem);
 }
 
 bool Dorn::await_more(const Exception& problem) {
@@ -149,10 +152,12 @@ Dorn::Clock::time_point Dorn::body_deadline() {
     return bodyDeadline_;
 }
 
-void Dorn::await_room(const DornPacket& packet, std::size_t size,
-                      const BufferedInputStream& input) {
+void Dorn::await_room(DornPacket& packet, std::size_t size, const BufferedInputStream& input) {
     const std::size_t machines = context_.controller.get_machine_count();
-    cost_ = size + REQUEST_COST + packet.most_messages(machines) * HostMemory::MESSAGE_COST;
+    const bool isTooLarge = size > context_.memory.limits().largestBody();
+    if (isTooLarge) packet.drop_body();
+    const std::size_t kept = isTooLarge ? 0 : size;
+    cost_ = kept + REQUEST_COST + packet.most_messages(machines) * HostLimits::MESSAGE_COST;
     frameSize_ = dornframe::HEADER_SIZE + size + 1;
     held_ = static_cast<std::size_t>(input.held());
     if (hasFinished_) host_has_finished();
@@ -167,7 +172,7 @@ void Dorn::forget_request() {
 // Leaves the line for memory while another limit is reached: a connection that could not use the
 // room must not hold up those behind it.
 bool Dorn::take_room(std::size_t queued) {
-    if (queued > MOST_QUEUED || !pending_.belowLimitOrArm()) {
+    if (queued > context_.memory.limits().mostQueued() || !pending_.belowLimitOrArm()) {
         account_.leave();
         return false;
     }

@@ -75,6 +75,8 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
 
     void serve();
     void dispatch(DornPacket& packet);
+    // Answers a request whose body was dropped.
+    void refuse(DornPacket& packet);
     // Logs junk and waits until more bytes arrive behind it; false when the daemon stops first.
     bool await_more(const Exception& problem);
     void log_lost_connection(const Exception& e);
@@ -83,9 +85,10 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // were suppressed. @throws SocketException when the daemon stops, or the body's deadline passes
     void await_input();
     // Back-pressure: waits until there is room for a request with a body of that size, and takes
-    // the room. Nothing is read from the host meanwhile. @throws SocketException when the daemon
-    // stops, the host has disconnected, or it has stopped sending within the request
-    void await_room(const DornPacket& packet, std::size_t size, const BufferedInputStream& input);
+    // the room. A body that is too large for the machine is to be dropped. Nothing is read from the
+    // host meanwhile. @throws SocketException when the daemon stops, the host has disconnected, or
+    // it has stopped sending within the request
+    void await_room(DornPacket& packet, std::size_t size, const BufferedInputStream& input);
     bool take_room(std::size_t queued);
     void forget_request();
     // Of the body that is being read.

@@ -1,5 +1,6 @@
 #include "dorn/DornDeamon.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +14,7 @@
 
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
+#include "core/AvailableMemory.h"
 #include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/FreedMemory.h"
@@ -47,7 +49,8 @@ DornDeamon::DornDeamon(TeskController& controller, PacketContainer& engine,
       controller_(controller),
       engine_(engine),
       createPacket_(createPacket),
-      lines_(controller.get_machines().size()) {}
+      lines_(controller.get_machines().size()),
+      memory_(HostLimits(lines_, availableMemory())) {}
 
 DornDeamon::~DornDeamon() noexcept(false) {
     stop();
@@ -73,6 +76,7 @@ void DornDeamon::step(std::optional<LocalEndpoints>& endpoints) {
         endpoints.emplace(ZqConfig::get_local_addresses());
         listeners_ = endpoints->mostListeners();
         warn_of_low_limit();
+        log_little_memory();
     }
     if (endpoints->empty()) return;
     endpoints->open();
@@ -83,6 +87,20 @@ void DornDeamon::step(std::optional<LocalEndpoints>& endpoints) {
 
 DescriptorBudget DornDeamon::budget() const {
     return {descriptorLimit(), lines_, listeners_};
+}
+
+std::size_t DornDeamon::most_connections() const {
+    return std::min(budget().connections(), memory_.limits().connections());
+}
+
+void DornDeamon::log_little_memory() const {
+    const HostLimits& limits = memory_.limits();
+    if (!limits.areReduced()) return;
+    constexpr std::size_t KILOBYTE = 1024;
+    Log::write(
+        Log::NOTICE,
+        "Little memory: %zu kB for requests of hosts, as much for answers, %zu hosts at most",
+        limits.pool() / KILOBYTE, limits.connections());
 }
 
 void DornDeamon::warn_of_low_limit() const {
@@ -155,7 +173,7 @@ void DornDeamon::return_memory() {
 }
 
 void DornDeamon::accept_connection(StreamServerSocket& listener) {
-    if (connections_.present() >= budget().connections()) {
+    if (connections_.present() >= most_connections()) {
         return turn_away(listener, "Too many hosts are connected");
     }
     bool accepted = false;

@@ -27,7 +27,8 @@ class TeskController;
 //
 // A host is turned away at once
 // - when descriptors, threads or memory are lacking,
-// - when its descriptors may be needed by serial ports (DescriptorBudget),
+// - when its descriptors may be needed by serial ports (DescriptorBudget), or what it may hold is
+//   more than the memory allows (HostLimits),
 // - when it is not on the list of allowed hosts. This machine itself is always allowed.
 //
 // Owner: the application objects; the controller and the engine outlive it. Keeps no list of the
@@ -55,6 +56,9 @@ class DornDeamon : public Thread {
     // For the current limit of open files.
     DescriptorBudget budget() const;
     void warn_of_low_limit() const;
+    void log_little_memory() const;
+    // How many hosts may be connected at a time.
+    std::size_t most_connections() const;
     void read_allowed_hosts();
     // False, and logged, for a host that is not on the list.
     bool may_connect(const Socket& connection);
@@ -83,7 +87,7 @@ class DornDeamon : public Thread {
     StopEvent stopEvent_;
     LogSource hostLog_{HOST_LINES_PER_SECOND};  // of all connections
     ConnectionCount connections_;
-    HostMemory memory_{lines_};
+    HostMemory memory_;
     SpareDescriptor spare_;
     LogSource problemLog_;  // hosts that cannot be served, which may retry without end
     LogSource strangerLog_{LogSource::LINES_PER_SECOND, hostLog_};  // hosts that may not connect

@@ -98,7 +98,7 @@ std::size_t DornMachineRequest::most_messages(std::size_t /*machines*/) const {
 }
 
 void DornMachineRequest::keep_messages(std::size_t messages, std::size_t machines) {
-    release_room((most_messages(machines) - messages) * HostMemory::MESSAGE_COST);
+    release_room((most_messages(machines) - messages) * HostLimits::MESSAGE_COST);
 }
 
 // Fails for want of memory only. Then the remaining machines would fail too, and each of them is

@@ -20,6 +20,7 @@ namespace {
 
 constexpr const char* INTERFACE = "eth0";
 constexpr std::size_t BODY_BLOCK = 16384;
+constexpr std::size_t SKIPPED_BLOCK = 1024;  // on the stack
 
 struct OutcomeNumber {
     const char* text;
@@ -104,6 +105,7 @@ void DornPacket::read_body(InputStream& in) {
     }
     const std::size_t size = length - 1;
     body_.clear();
+    if (dropped_) return skip_body(in, size);
     while (body_.size() < size) {
         const std::size_t start = body_.size();
         const std::size_t block = std::min(size - start, BODY_BLOCK);
@@ -116,11 +118,22 @@ void DornPacket::read_body(InputStream& in) {
     }
 }
 
+void DornPacket::skip_body(InputStream& in, std::size_t size) {
+    std::array<char, SKIPPED_BLOCK> block{};
+    while (size > 0) {
+        const int n = in.read(block.data(), static_cast<int>(std::min(size, block.size())));
+        if (n < 1) throwClosed();
+        const auto count = static_cast<std::size_t>(n);
+        droppedSum_ = checksum({block.data(), count}, droppedSum_);
+        size -= count;
+    }
+}
+
 void DornPacket::read_checksum(InputStream& in) {
     const int received = in.read();
     if (received == -1) throwClosed();
     checksum_ = static_cast<std::uint8_t>(received);
-    const std::uint8_t computed = compute_checksum();
+    const auto computed = static_cast<std::uint8_t>(compute_checksum() + droppedSum_);
     if (checksum_ == computed) return;
     throw ProtocolErrorException(text::format("Invalid Checksum (Was: 0x%02x, should be: 0x%02x)",
                                               unsigned{checksum_}, unsigned{computed}));

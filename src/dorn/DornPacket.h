@@ -41,6 +41,9 @@ class DornPacket : public Packet {
     // @throws ProtocolErrorException, SocketConnectionClosedException at the end of the stream, the
     // stream's IOException family
     virtual void read(InputStream& in);
+    // Makes read() keep nothing of the body but its sum.
+    void drop_body() { dropped_ = true; }
+    bool has_dropped_body() const { return dropped_; }
     // Writes the frame in one piece. @throws the stream's IOException family
     virtual void write(OutputStream& out);
 
@@ -93,12 +96,15 @@ class DornPacket : public Packet {
     static void check_start(InputStream& in);
     void read_header(InputStream& in);
     void read_body(InputStream& in);
+    void skip_body(InputStream& in, std::size_t size);
     void read_checksum(InputStream& in);
     std::uint8_t compute_checksum() const;
 
     std::array<char, dornframe::HEADER_SIZE> header_{};
     std::string body_;
     std::uint8_t checksum_ = 0;
+    bool dropped_ = false;         // the body of the frame that is read
+    std::uint8_t droppedSum_ = 0;  // of such a body's bytes
     std::optional<PendingAnswers::Ticket> ticket_;
     // Declared behind the ticket, so released before it: once the last ticket is released, the
     // connection and its account may be gone.

@@ -27,8 +27,9 @@ class FrameReader {
     // Called with the problem of the junk that is buffered; true when more bytes have arrived.
     using AwaitMore = std::function<bool(const Exception& problem)>;
 
-    // Called before a packet's body of that many bytes is read; returns when it may be read.
-    using Admit = std::function<void(const DornPacket& packet, std::size_t size)>;
+    // Called before a packet's body of that many bytes is read; returns when it may be read, or
+    // dropped if the packet was told so.
+    using Admit = std::function<void(DornPacket& packet, std::size_t size)>;
 
     // The source writes the lines about the release of packets that could not be read. Without
     // admit every body is read at once.

@@ -35,7 +35,7 @@ void FrameWriter::write(const char* frame, std::size_t len) {
 }
 
 void FrameWriter::beginAnswer() {
-    if (queued_ <= HostMemory::ALLOWANCE || !account_.hasTooManyAnswers()) return;
+    if (queued_ <= account_.limits().allowance() || !account_.hasTooManyAnswers()) return;
     giveUp(SocketException(TOO_SLOW).text());
 }
 

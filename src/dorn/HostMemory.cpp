@@ -48,7 +48,7 @@ void HostMemory::Account::leave() {
 
 void HostMemory::Account::addAnswer(std::size_t bytes) {
     const SynchronizedLock lock(memory_.lock_);
-    const std::size_t need = needed(ALLOWANCE, answers_, bytes);
+    const std::size_t need = needed(memory_.limits_.allowance(), answers_, bytes);
     answers_ += bytes;
     if (givenUp_ || need == 0) return;
     memory_.answers_ += need;
@@ -58,13 +58,13 @@ void HostMemory::Account::addAnswer(std::size_t bytes) {
 void HostMemory::Account::removeAnswer(std::size_t bytes) {
     const SynchronizedLock lock(memory_.lock_);
     answers_ -= bytes;
-    if (!givenUp_) memory_.answers_ -= needed(ALLOWANCE, answers_, bytes);
+    if (!givenUp_) memory_.answers_ -= needed(memory_.limits_.allowance(), answers_, bytes);
     if (answers_ == 0) givenUp_ = false;
 }
 
 bool HostMemory::Account::hasTooManyAnswers() const {
     const SynchronizedLock lock(memory_.lock_);
-    return memory_.answers_ > CAPACITY && &memory_.largest() == this;
+    return memory_.answers_ > memory_.limits_.pool() && &memory_.largest() == this;
 }
 
 std::size_t HostMemory::beyond(std::size_t allowance, std::size_t bytes) {
@@ -76,20 +76,22 @@ std::size_t HostMemory::needed(std::size_t allowance, std::size_t held, std::siz
 }
 
 bool HostMemory::fits(const Account& account, std::size_t bytes) const {
-    const std::size_t need = std::min(needed(requestAllowance_, account.held_, bytes), CAPACITY);
+    const std::size_t pool = limits_.pool();
+    const std::size_t need =
+        std::min(needed(limits_.requestAllowance(), account.held_, bytes), pool);
     const bool isNext = line_.empty() || line_.front() == &account;
-    return need == 0 || (isNext && used_ + need <= CAPACITY);
+    return need == 0 || (isNext && used_ + need <= pool);
 }
 
 void HostMemory::add(Account& account, std::size_t bytes) {
-    used_ += needed(requestAllowance_, account.held_, bytes);
+    used_ += needed(limits_.requestAllowance(), account.held_, bytes);
     account.held_ += bytes;
 }
 
 void HostMemory::giveBack(Account& account, std::size_t bytes) {
     const SynchronizedLock lock(lock_);
     account.held_ -= bytes;
-    used_ -= needed(requestAllowance_, account.held_, bytes);
+    used_ -= needed(limits_.requestAllowance(), account.held_, bytes);
     const bool waits = account.ticket_.empty();
     if (waits && fits(account, account.wanted_)) account.wake_.set();
     wakeFirst();
@@ -109,11 +111,11 @@ void HostMemory::wakeFirst() {
 }
 
 void HostMemory::makeRoom(const Account& account) {
-    while (answers_ > CAPACITY && &largest() != &account) giveUp(largest());
+    while (answers_ > limits_.pool() && &largest() != &account) giveUp(largest());
 }
 
 void HostMemory::giveUp(Account& account) {
-    answers_ -= beyond(ALLOWANCE, account.answers_);
+    answers_ -= beyond(limits_.allowance(), account.answers_);
     account.givenUp_ = true;
     account.wake_.set();
 }

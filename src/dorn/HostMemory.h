@@ -7,16 +7,18 @@
 #include <utility>
 
 #include "core/Synchronized.h"
+#include "dorn/HostLimits.h"
 
 namespace teskd {
 
 class StopEvent;
 
-// Two pools of bytes that the connections share, one for requests and one for answers, 16 MiB in
-// sum. Neither takes from the other, so slow readers keep nobody from asking, and large requests
-// cost nobody an answer. Each connection has an allowance of its own beside each pool; what it
-// holds beyond that is taken from the pool. The allowance for requests grows with the number of
-// configured lines, since a request to every machine needs room for a message on each of them.
+// Two pools of bytes that the connections share, one for requests and one for answers. Neither
+// takes from the other, so slow readers keep nobody from asking, and large requests cost nobody an
+// answer. Each connection has an allowance of its own beside each pool; what it holds beyond that
+// is taken from the pool. HostLimits has the sizes. The allowance for requests grows with the
+// number of configured lines, since a request to every machine needs room for a message on each of
+// them.
 //
 // Requests: bodies that are being read, and what waits for a machine.
 // - Room for a request is taken whole, before its body is read: for the body, and for messages to
@@ -24,8 +26,9 @@ class StopEvent;
 //   decoded, the rest when the request has been answered.
 // - A connection that finds too little waits. Those that wait are served in the order in which they
 //   came, and nobody who needs some of the pool overtakes them.
-// - Within its allowance a connection never waits for others. While it holds some thirty small
-//   requests to one machine each, a further small request fits, also one to every machine.
+// - Within its allowance a connection never waits for others. With the largest pool, while it holds
+//   some thirty small requests to one machine each, a further small request fits, also one to every
+//   machine.
 // - Nobody waits for ever: a connection that waits holds no part of what it waits for, and the
 //   rooms come back whatever the others do, since machines have a time-out and answers never wait.
 // - A request larger than the pool waits until the whole of it is free, and then exceeds it.
@@ -44,19 +47,11 @@ class StopEvent;
 // connection's thread alone. Locks: its own, innermost but for the events'.
 class HostMemory {
   public:
-    // Bytes of each pool.
-    static constexpr std::size_t CAPACITY = std::size_t{8} * 1024 * 1024;
-    // Bytes that each connection may hold beside each pool; of requests, also MESSAGE_COST for each
-    // line.
-    static constexpr std::size_t ALLOWANCE = std::size_t{64} * 1024;
-    // Bytes that a message to a machine takes: the object with its fields, and its list nodes. Its
-    // text is not included, since the room for the request's body covers it.
-    static constexpr std::size_t MESSAGE_COST = 1024;
-
     class Account;
 
-    // For that many configured lines, each of which a single request may send a message.
-    explicit HostMemory(std::size_t lines) : requestAllowance_(ALLOWANCE + lines * MESSAGE_COST) {}
+    explicit HostMemory(const HostLimits& limits) : limits_(limits) {}
+
+    const HostLimits& limits() const { return limits_; }
 
     // Bytes that are held for as long as the object lives. An empty one holds nothing.
     class Room {
@@ -109,6 +104,8 @@ class HostMemory {
         // others need the room. False again when nothing waits.
         bool isGivenUp() const { return givenUp_; }
 
+        const HostLimits& limits() const { return memory_.limits_; }
+
       private:
         friend class HostMemory;
         friend class Room;
@@ -139,7 +136,7 @@ class HostMemory {
     // The one for which most waits.
     Account& largest() const TESKD_REQUIRES(lock_);
 
-    const std::size_t requestAllowance_;  // bytes
+    const HostLimits limits_;
     mutable Synchronized lock_;
     std::size_t used_ TESKD_GUARDED_BY(lock_) = 0;     // of the requests' pool
     std::size_t answers_ TESKD_GUARDED_BY(lock_) = 0;  // used of the answers' pool

@@ -70,7 +70,7 @@ class DornMemory : public testing::Test {
     HostLink link_;
     const StopEvent stop_;
     ConnectionCount count_;
-    HostMemory memory_{0};
+    HostMemory memory_{HostLimits(0)};
     bool hasFailed_ = false;
 };
 

@@ -86,6 +86,81 @@ TEST(DornMemoryTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
     EXPECT_TRUE(link.machine(2).journal().waitForRequests(1));
 }
 
+// A machine with so little memory that a body of 512 KiB is the largest that is read.
+class DornWithLittleMemory : public testing::Test {
+  protected:
+    static constexpr std::size_t kLargest = 524'288;
+
+    const LogRecorder log_;
+    HostLink link_{1, {}, kMebibyte};
+};
+
+TEST_F(DornWithLittleMemory, AnswersARequestThatIsTooLargeAsFailedAndGoesOn) {
+    const std::string frames = request(7, 1, std::string(kLargest + 1, 'x')) + request(7, 2);
+    const std::size_t before = allocated();
+    link_.host().sendRaw(frames);
+    const Frame failed = link_.host().readFrame(60s);
+    EXPECT_EQ(0xAB, failed.kind);
+    EXPECT_EQ(7, failed.type);
+    EXPECT_EQ(1U, failed.identifierB);
+    EXPECT_EQ("", failed.body);
+    EXPECT_TRUE(failed.checksumOk);
+    const Frame answer = link_.host().readFrame();
+    EXPECT_EQ(0x81, answer.kind);
+    EXPECT_EQ(2U, answer.identifierB);
+    EXPECT_LT(allocated(), before + kLargest / 2);
+}
+
+TEST_F(DornWithLittleMemory, AsksNoMachineForARequestThatIsTooLarge) {
+    link_.host().sendRaw(
+        request(6, 1, "ZA000000001" + std::string(4, '\0') + std::string(kLargest, 'x')));
+    EXPECT_EQ(0xAB, link_.host().readFrame(60s).kind);
+    link_.machine(1).journal().clear();
+    link_.host().request(1, bytes("00"), 0, 2);
+    EXPECT_EQ(0x81, link_.host().readFrame().kind);
+    EXPECT_TRUE(link_.machine(1).journal().waitForAcknowledgements(1));
+}
+
+TEST_F(DornWithLittleMemory, KeepsNothingOfABodyThatIsTooLarge) {
+    const std::size_t before = allocated();
+    link_.host().connection().sendAll(
+        request(7, 1, std::string(16'777'215, 'x')).substr(0, 16'000'000), 60s);
+    EXPECT_LT(allocated(), before + kMebibyte / 2);
+}
+
+TEST_F(DornWithLittleMemory, TakesTheLargestBody) {
+    link_.host().connection().sendAll(request(7, 1, std::string(kLargest, 'x')), 60s);
+    EXPECT_EQ(0x81, link_.host().readFrame(60s).kind);
+}
+
+TEST_F(DornWithLittleMemory, DoesNotAnswerATooLargeRequestWithAWrongChecksum) {
+    std::string damaged = request(7, 1, std::string(kLargest + 1, 'x'));
+    ++damaged.back();
+    link_.host().sendRaw(damaged + request(7, 2));
+    EXPECT_EQ(2U, link_.host().readFrame(60s).identifierB);
+    EXPECT_EQ(
+        1U,
+        log_.count({181, "ProtocolErrorException: Invalid Checksum (Was: 0x0d, should be: 0x0c)"}));
+}
+
+TEST_F(DornWithLittleMemory, AHostThatLeavesWithinATooLargeRequestHasGone) {
+    link_.host().sendRaw(request(7, 1, std::string(kLargest + 1, 'x')).substr(0, kLargest));
+    link_.host().close();
+    EXPECT_TRUE(
+        log_.waitFor({180,
+                      "Connection lost with remote peer: IOException: SocketException: "
+                      "SocketConnectionClosedException: Remote Peer closed the connection."}));
+    EXPECT_TRUE(link_.allEnded());
+}
+
+TEST_F(DornWithLittleMemory, ATooLargeRequestThatIsNotWholeInTimeEndsItsConnection) {
+    HostLink link(0, {.body = 500ms}, kMebibyte);
+    link.host().sendRaw(request(7, 1, std::string(kLargest + 1, 'x')).substr(0, kLargest));
+    EXPECT_TRUE(
+        log_.waitFor({181, "IOException: SocketException: A request was not whole in time"}));
+    EXPECT_TRUE(link.host().connection().closedByPeer());
+}
+
 // A host that lets answers of two megabytes wait, and others beside it.
 class DornBesideASlowReader : public testing::Test {
   protected:

@@ -503,7 +503,7 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     ConnectionCount count;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
-    HostMemory memory(0);
+    HostMemory memory{HostLimits(0)};
     const Dorn dorn(connection, {park.controller(), engine, createPacket, stop, count,
                                  LogSource::unlimited(), memory});
     const auto option = [&accepted](int level, int name) {
@@ -677,7 +677,7 @@ std::string received(const std::function<void()>& problem) {
     TcpPair pair;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(pair.server.fd()));
-    HostMemory memory(0);
+    HostMemory memory{HostLimits(0)};
     Dorn dorn(connection, {link.park().controller(), link.engine(), createPacket, stop, count,
                            LogSource::unlimited(), memory});
     const PacketHandle<Unwritable> packet(new Unwritable(problem));
@@ -702,7 +702,7 @@ TEST(DornTest, ARequestThatThrowsIsAnsweredAsFailedWhateverItThrows) {
     TcpPair pair;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(pair.server.fd()));
-    HostMemory memory(0);
+    HostMemory memory{HostLimits(0)};
     const CreatePacket unservable = [](int) -> DornPacket* { return new Unservable; };
     Dorn dorn(connection, {link.park().controller(), link.engine(), unservable, stop, count,
                            LogSource::unlimited(), memory});

@@ -52,7 +52,7 @@ class FrameWriterTest : public testing::Test {
     TcpPair pair_;
     Socket connection_{AF_INET, SOCK_STREAM, 0};
     StopEvent wake_;
-    HostMemory memory_{0};
+    HostMemory memory_{HostLimits(0)};
     HostMemory::Account account_{memory_, wake_};
     FrameWriter writer_{connection_, wake_, account_, LogSource::unlimited(), 100ms};
 };

@@ -28,8 +28,8 @@ void setBuffer(int fd, int which) {
 
 }  // namespace
 
-HostLink::HostLink(std::size_t machines, Dorn::Timeouts timeouts)
-    : timeouts_(timeouts), park_(machines), memory_(machines) {
+HostLink::HostLink(std::size_t machines, Dorn::Timeouts timeouts, std::size_t available)
+    : timeouts_(timeouts), park_(machines), memory_(HostLimits(machines, available)) {
     park_.makeAllKnown();
     host_ = connect();
 }

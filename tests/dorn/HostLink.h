@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -40,8 +41,9 @@ inline std::string request(std::uint8_t type, std::uint32_t id, const std::strin
 
 class HostLink {
   public:
-    // With machines 1 to n, all of them known.
-    explicit HostLink(std::size_t machines = 0, Dorn::Timeouts timeouts = {});
+    // With machines 1 to n, all of them known, and that much memory available.
+    explicit HostLink(std::size_t machines = 0, Dorn::Timeouts timeouts = {},
+                      std::size_t available = std::numeric_limits<std::size_t>::max());
     ~HostLink() noexcept;
     HostLink(const HostLink&) = delete;
     HostLink& operator=(const HostLink&) = delete;

@@ -19,7 +19,7 @@ class HostMemoryTest : public testing::Test {
 
     ~HostMemoryTest() noexcept override = default;
 
-    HostMemory memory_{0};
+    HostMemory memory_{HostLimits(0)};
     StopEvent wakeOne_;
     StopEvent wakeTwo_;
     StopEvent wakeThree_;
@@ -147,7 +147,7 @@ TEST_F(HostMemoryTest, AMovedRoomIsHeldOnce) {
 // 1 KiB for each message and each request; what is not needed of it has come back.
 TEST(HostMemoryOfManyLines, ThirtySmallRequestsLeaveRoomForOneToEveryMachine) {
     for (const std::size_t lines : {1U, 62U, 63U, 600U}) {
-        HostMemory memory(lines);
+        HostMemory memory{HostLimits(lines)};
         StopEvent wake;
         HostMemory::Account other(memory, wake);
         HostMemory::Account one(memory, wake);
@@ -163,7 +163,7 @@ TEST(HostMemoryOfManyLines, ThirtySmallRequestsLeaveRoomForOneToEveryMachine) {
 }
 
 TEST(HostMemoryOfManyLines, EachAddsAMessageToTheAllowanceForRequestsAlone) {
-    HostMemory memory(100);
+    HostMemory memory{HostLimits(100)};
     StopEvent wake;
     HostMemory::Account one(memory, wake);
     HostMemory::Account two(memory, wake);
