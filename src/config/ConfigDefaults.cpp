@@ -16,7 +16,7 @@ struct Default {
 };
 
 constexpr Default DEFAULTS[] = {
-    {"[INTERNAL] TESKv2_ENABLE", "false"},
+    {KEY_ENABLE, "false"},
     {"[IP_ADDRESS] IP_SERVER", "192.168.0.1"},
     {"[IP_ADDRESS] UDP_SERVER", "5001"},
     {"[IP_ADDRESS] IP_LOCAL", "*"},

@@ -12,6 +12,10 @@ inline constexpr const char* MAIN_FILE = "/etc/tesk_v2.ini";
 inline constexpr const char* CONFIG_DIRECTORY = "/config/";
 inline constexpr const char* SOFTWARE_UPDATE_FILE = ".sw_update.ini";
 
+// Where every start writes all settings.
+inline constexpr const char* DUMP_FILE = "/tmp/dump_map.ini";
+
+inline constexpr const char* KEY_ENABLE = "[INTERNAL] TESKv2_ENABLE";
 inline constexpr const char* KEY_CONFIG_FILE = "[INTERNAL] ZQ_CONFIG_FILE";
 inline constexpr const char* KEY_UPDATE_A = "[INTERNAL] SW_UPDATE_A";
 inline constexpr const char* KEY_UPDATE_B = "[INTERNAL] SW_UPDATE_B";

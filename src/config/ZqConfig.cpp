@@ -21,8 +21,6 @@ namespace teskd {
 
 namespace {
 
-constexpr const char* DUMP_FILE = "/tmp/dump_map.ini";
-
 constexpr unsigned MOST_SYNTAX_ERRORS = 20;  // of one file that are logged one by one
 
 constexpr const char* LIST_SEPARATORS = " ,;";
@@ -45,6 +43,12 @@ std::string spaced(std::string text) {
         if (position <= text.size()) text.insert(position, " ");
     }
     return text;
+}
+
+// The path, with the reason behind it if it cannot be read.
+std::string with_problem(const std::string& path) {
+    if (ConfigFile::read(path)) return path;
+    return path + " (" + std::strerror(errno) + ")";
 }
 
 }  // namespace
@@ -118,7 +122,14 @@ const std::string& ZqConfig::value_of(const std::string& key) {
 }
 
 bool ZqConfig::is_tesk_enabled() {
-    return value_of("[INTERNAL] TESKv2_ENABLE") == "true";
+    return value_of(KEY_ENABLE) == "true";
+}
+
+std::string ZqConfig::why_disabled() {
+    const std::string named = systemPath(CONFIG_DIRECTORY) + value_of(KEY_CONFIG_FILE);
+    return text::format("%s is \"%.40s\", not \"true\"; it is set in %s or %s", KEY_ENABLE,
+                        value_of(KEY_ENABLE).c_str(), with_problem(systemPath(MAIN_FILE)).c_str(),
+                        with_problem(named).c_str());
 }
 
 std::string ZqConfig::get_server_address() {

@@ -49,6 +49,9 @@ class ZqConfig : public std::map<std::string, std::string> {
 
     // True only for the value "true".
     static bool is_tesk_enabled();
+    // For an administrator, while the daemon is not enabled: the value, and the files that may set
+    // it, with the reason for each that cannot be read.
+    static std::string why_disabled();
 
     // "address:port" of the notification server.
     static std::string get_server_address();

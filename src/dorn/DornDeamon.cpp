@@ -19,6 +19,7 @@
 #include "core/Exception.h"
 #include "core/FreedMemory.h"
 #include "core/Log.h"
+#include "core/Version.h"
 #include "dorn/Dorn.h"
 #include "dorn/LocalEndpoints.h"
 #include "net/Poll.h"
@@ -78,8 +79,9 @@ void DornDeamon::step(std::optional<LocalEndpoints>& endpoints) {
         warn_of_low_limit();
         log_little_memory();
     }
-    if (endpoints->empty()) return;
     endpoints->open();
+    if (!started_) log_start(*endpoints);
+    if (endpoints->empty()) return;
     hostLog_.report();
     strangerLog_.report();
     serve(*endpoints);
@@ -114,6 +116,16 @@ void DornDeamon::warn_of_low_limit() const {
         Log::write(Log::WARNING, "%zu open files at most leave room for %zu hosts only",
                    descriptorLimit(), budget.connections());
     }
+}
+
+void DornDeamon::log_start(const LocalEndpoints& endpoints) {
+    const std::string addresses = endpoints.listeningOn();
+    if (addresses.empty() && !endpoints.empty()) return;
+    Log::write(Log::NOTICE,
+               "teskd %s has started; listening on %s; machines: %zu; notification server: %s",
+               version(), addresses.empty() ? "nothing" : addresses.c_str(), lines_,
+               ZqConfig::get_server_address().c_str());
+    started_ = true;
 }
 
 // A list with a mistake is rejected as a whole, and only this machine may connect: a part of it

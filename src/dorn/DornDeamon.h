@@ -59,6 +59,8 @@ class DornDeamon : public Thread {
     void log_little_memory() const;
     // How many hosts may be connected at a time.
     std::size_t most_connections() const;
+    // Once, as soon as hosts can connect or if there is no address on which they could.
+    void log_start(const LocalEndpoints& endpoints);
     void read_allowed_hosts();
     // False, and logged, for a host that is not on the list.
     bool may_connect(const Socket& connection);
@@ -82,6 +84,7 @@ class DornDeamon : public Thread {
     // Used by this thread only.
     std::size_t listeners_ = 0;
     std::chrono::steady_clock::time_point nextReturn_;
+    bool started_ = false;                // the start is logged
     std::optional<AddressList> allowed_;  // without a list, every host
 
     StopEvent stopEvent_;

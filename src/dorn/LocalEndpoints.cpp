@@ -70,6 +70,15 @@ void LocalEndpoints::giveUpTheRest() {
     untried_ = 0;
 }
 
+std::string LocalEndpoints::listeningOn() const {
+    std::string addresses;
+    for (const Endpoint& endpoint : listening_) {
+        if (!addresses.empty()) addresses += ", ";
+        addresses += endpoint.address;
+    }
+    return addresses;
+}
+
 std::list<Socket*> LocalEndpoints::listeners() const {
     std::list<Socket*> sockets;
     for (const Endpoint& endpoint : listening_) sockets.push_back(endpoint.socket.get());

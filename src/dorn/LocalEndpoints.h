@@ -39,6 +39,9 @@ class LocalEndpoints {
     // Milliseconds until the next round; -1 when every address is listened on.
     int untilNextRound() const;
 
+    // The addresses that hosts can connect to now, separated by commas.
+    std::string listeningOn() const;
+
     // For Socket::select.
     std::list<Socket*> listeners() const;
 

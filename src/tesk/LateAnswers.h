@@ -62,6 +62,8 @@ class LateAnswers {
     void forget() { *this = LateAnswers(log_, memory_); }
     // Whether a request was begun since forget().
     bool hasAsked() const { return hasAsked_; }
+    // The ID of the request that was begun last; none if it has no known one.
+    std::optional<int> askedId() const { return request_.id; }
     enum class Kind { REQUEST, PROBE };
     // Makes the request the open one. Call before it is written.
     void begin(const TeskPacket& request, Kind kind = Kind::REQUEST);

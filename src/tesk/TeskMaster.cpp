@@ -5,9 +5,12 @@
 #include <exception>
 #include <limits>
 #include <new>
+#include <optional>
+#include <string>
 
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
+#include "core/Text.h"
 #include "packet/PacketHandle.h"
 #include "telnet/Telnet.h"
 #include "tesk/TeskController.h"
@@ -120,8 +123,33 @@ bool TeskMaster::run_link() {
 // Not logged for a link that was stopped on purpose.
 void TeskMaster::report(const char* problem) {
     if (!isRunning()) return;
+    told_ = Told::BROKEN;
     attempt("A failed link was not reported", [this, problem] {
         failureLog_.warning("The link to '%s' has failed: %s", get_identity().c_str(), problem);
+    });
+}
+
+void TeskMaster::log_silence(const TeskPacket& packet) {
+    if (told_ == Told::SILENT) return;
+    attempt("A machine's silence was not reported", [this, &packet] {
+        const std::optional<int> id = late_.askedId();
+        const std::string asked = id ? text::format("request %d", *id) : "a text";
+        const bool told =
+            stateLog_.warning("'%s' has not answered %s within %lu ms", get_identity().c_str(),
+                              asked.c_str(), static_cast<unsigned long>(packet.getAnswerTimeout()));
+        if (told) told_ = Told::SILENT;
+    });
+}
+
+void TeskMaster::log_answers() {
+    if (told_ == Told::ANSWERS) return;
+    attempt("A machine's answer was not reported", [this] {
+        const std::string name = get_identity();
+        const bool told =
+            told_ == Told::NOTHING
+                ? stateLog_.notice("'%s' on serial port %d answers", name.c_str(), port_)
+                : stateLog_.notice("'%s' on serial port %d answers again", name.c_str(), port_);
+        if (told) told_ = Told::ANSWERS;
     });
 }
 
@@ -166,10 +194,12 @@ bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
         late_.read(telnet.getInputStream(), packet, get_identity());
         connected_ = true;
         controller_.bind(*this, packet.get_code_id());
+        log_answers();
         acknowledge(telnet, packet.get_id());
     } catch (const ReadTimeoutException&) {
         answered = false;
         late_.timedOut();
+        log_silence(packet);
     }
     telnet.limitTime(0);
     return answered;

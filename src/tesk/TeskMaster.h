@@ -80,6 +80,10 @@ class TeskMaster : public Thread, public PacketContainer {
     static constexpr int LINES_PER_SECOND = 8;
 
     void report(const char* problem);
+    // Logs that the machine does not answer, once until it answers again.
+    void log_silence(const TeskPacket& packet);
+    // Logs that the machine answers: its first answer, and the first one after a failure.
+    void log_answers();
     // Fails a request that must not be written; true if it was one.
     bool refuse_if_unsendable(TeskPacket& packet);
     void refuse(TeskPacket& packet, const char* reason, const char* error);
@@ -116,10 +120,14 @@ class TeskMaster : public Thread, public PacketContainer {
     StopEvent stopEvent_{StopEvent::Opening::WHEN_AWAITED};
     // Used by the master's thread only.
     TeskPacket acknowledgement_;
-    bool probing_ = false;             // a probe is due or in progress
+    bool probing_ = false;  // a probe is due or in progress
+    // What the log says of the machine.
+    enum class Told { NOTHING, ANSWERS, SILENT, BROKEN };
+    Told told_ = Told::NOTHING;
     LogSource log_{LINES_PER_SECOND};  // lines that the machine or its serial-port server causes
     LogSource failureLog_;             // lines about failures of the link
-    LateAnswers late_{log_};           // of this run
+    LogSource stateLog_{LINES_PER_SECOND};  // whether the machine answers
+    LateAnswers late_{log_};                // of this run
 };
 
 }  // namespace teskd

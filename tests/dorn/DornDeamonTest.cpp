@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <semaphore>
@@ -45,11 +46,14 @@ TEST_F(DornDeamonTest, HasItsName) {
     EXPECT_EQ("DornDeamon", deamon().getName());
 }
 
-TEST_F(DornDeamonTest, WithoutEndpointsItEndsAtOnceWithoutAWord) {
+TEST_F(DornDeamonTest, WithoutEndpointsItSaysSoAndEndsAtOnce) {
     configure("", "5001");
     start();
     deamon().awaitEnd();
-    EXPECT_EQ((std::vector{LogEntry{181, "Thread 'DornDeamon' Terminated"}}), log_.lines());
+    EXPECT_THAT(log_.lines(),
+                testing::ElementsAre(
+                    testing::Field(&LogEntry::text, testing::HasSubstr("listening on nothing; ")),
+                    LogEntry{181, "Thread 'DornDeamon' Terminated"}));
 }
 
 TEST_F(DornDeamonTest, ServesEveryHostThatConnects) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <utility>
 
 #include "gateway/Gateway.h"
 #include "support/TempDir.h"
@@ -21,6 +22,33 @@ DaemonProcess::Options runOnce(std::vector<std::string> arguments = {}) {
 int exitCode(DaemonProcess& daemon) {
     const auto status = daemon.waitForExit();
     return status ? status->code : -1;
+}
+
+// Each of these says that something works; there is nothing to say about what does not.
+TEST(Process, AGoodStartCanBeToldFromTheLog) {
+    Gateway gateway(2);
+    gateway.startKnown();
+    const std::string started =
+        "teskd " PROJECT_VERSION " has started; listening on 127.0.0.1:" +
+        std::to_string(gateway.daemon().port()) +
+        "; machines: 2; notification server: 127.0.0.1:" + std::to_string(gateway.server().port());
+    const auto notice = [&gateway](const std::string& text) {
+        return gateway.log().waitForLine(
+            [&text](const LogLine& line) { return line.priority == 181 && line.text == text; });
+    };
+    EXPECT_TRUE(notice(started)) << gateway.log().dump();
+    EXPECT_TRUE(notice("'ZA000000001' on serial port 1 answers")) << gateway.log().dump();
+    EXPECT_TRUE(notice("'ZA000000002' on serial port 2 answers")) << gateway.log().dump();
+    EXPECT_CLEAN_STOP(gateway.daemon());
+    EXPECT_EQ(1U, gateway.log().count(" has started; "));
+}
+
+TEST(Process, AStartThatServesNobodySaysSo) {
+    Gateway gateway(0, Config().set("IP_ADDRESS", "IP_LOCAL", ","), {.waitUntilListening = false});
+    gateway.start();
+    EXPECT_TRUE(gateway.log().waitFor("has started; listening on nothing; machines: 0;"))
+        << gateway.log().dump();
+    EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
 TEST(Process, AnyOtherArgumentPrintsTheUsageAndFails) {
@@ -82,6 +110,14 @@ class Disabled : public testing::TestWithParam<const char*> {
         if (*GetParam() != '\0') config.set("INTERNAL", "TESKv2_ENABLE", GetParam());
         return config;
     }
+    // The line of a daemon whose main file holds config().
+    static std::string why(const DaemonProcess& daemon) {
+        const std::string value = *GetParam() == '\0' ? "false" : GetParam();
+        const std::string root = daemon.root();
+        return "teskd is disabled: [INTERNAL] TESKv2_ENABLE is \"" + value +
+               "\", not \"true\"; it is set in " + root + "/etc/tesk_v2.ini or " + root +
+               "/config/config.ini (No such file or directory)\n";
+    }
 };
 
 TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
@@ -91,6 +127,7 @@ TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
     daemon.start();
     EXPECT_EQ(7, exitCode(daemon));
     EXPECT_EQ("0: " + daemonProgram() + "\n", daemon.standardOutput());
+    EXPECT_EQ(why(daemon), daemon.standardError());
     EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
 }
 
@@ -107,13 +144,42 @@ TEST_P(Disabled, WithoutTheOtherProgramFails) {
     daemon.start();
     EXPECT_EQ(kFailure, exitCode(daemon));
     EXPECT_EQ("", daemon.standardOutput());
-    EXPECT_EQ("", daemon.standardError());
+    EXPECT_EQ(why(daemon) + "teskd cannot become " +
+                  (daemon.root() / "usr/bin/notrunning").string() + ": No such file or directory\n",
+              daemon.standardError());
     EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
 }
 
 INSTANTIATE_TEST_SUITE_P(Process, Disabled,
                          testing::Values("", "TRUE", "True", "1", "false", "true yes"),
                          [](const auto& test) { return "Value" + std::to_string(test.index); });
+
+// TESKD_ROOT names a directory that has no settings, or none at all.
+TEST(Process, AWrongRootIsToldOnStandardError) {
+    DaemonProcess::Options options = runOnce();
+    options.arguments = std::exchange(options.emulator, {});
+    options.arguments.insert(options.arguments.begin(), "TESKD_ROOT=/nowhere");
+    options.arguments.push_back(std::exchange(options.program, "/usr/bin/env"));
+    DaemonProcess daemon(options, withoutMachines());
+    daemon.start();
+    EXPECT_EQ(kFailure, exitCode(daemon));
+    EXPECT_EQ(
+        "teskd is disabled: [INTERNAL] TESKv2_ENABLE is \"false\", not \"true\"; it is set in "
+        "/nowhere/etc/tesk_v2.ini (No such file or directory) or /nowhere/config/config.ini (No "
+        "such file or directory)\n"
+        "teskd cannot become /nowhere/usr/bin/notrunning: No such file or directory\n",
+        daemon.standardError());
+}
+
+TEST(Process, ASettingsFileThatMayNotBeReadIsToldOnStandardError) {
+    DaemonProcess daemon(runOnce(), withoutMachines());
+    writeFile(daemon.root() / "config/config.ini", std::string(2 * 1024 * 1024, '\n'));
+    daemon.config().remove("INTERNAL", "TESKv2_ENABLE");
+    daemon.start();
+    EXPECT_EQ(kFailure, exitCode(daemon));
+    EXPECT_THAT(daemon.standardError(),
+                testing::HasSubstr("/config/config.ini (File too large)\n"));
+}
 
 TEST(Process, WritesTheUpdateStampsAndTheDump) {
     Gateway gateway(1, Config().set("INTERNAL", "SW_UPDATE_B", "211231235959"));

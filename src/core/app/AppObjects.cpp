@@ -8,6 +8,7 @@
 #include "core/DescriptorLimit.h"
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "core/StandardError.h"
 #include "core/Timer.h"
 #include "core/app/PacketTypes.h"
 #include "dorn/DornDeamon.h"
@@ -67,7 +68,9 @@ class AppObjects {
     Timer timer;
 };
 
+// Says so on standard error, too, for whoever started it: the service, a shell, the init script.
 [[noreturn]] void giveUpStarting(const Exception& e) {
+    StandardError::inherited().write("teskd cannot start: ", e.text());
     Log::write(Log::ERROR, "Cannot start: %s", e.text());
     std::exit(EXIT_FAILURE);
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <string>
 #include <unistd.h>
 
 #include "aams/Aams.h"
@@ -15,6 +16,7 @@
 #include "core/Exception.h"
 #include "core/FreedMemory.h"
 #include "core/Log.h"
+#include "core/StandardError.h"
 #include "core/SystemPath.h"
 #include "core/app/AppObjects.h"
 #include "dorn/DornDeamon.h"
@@ -67,10 +69,14 @@ sigset_t termination() {
     sigprocmask(SIG_BLOCK, &signals, &maskBefore);
 }
 
-// Restores the signal mask for the other program; a pending SIGTERM ends the process here.
+// Restores the signal mask for the other program; a pending SIGTERM ends the process here. Standard
+// error gets the reason, since the log is not open.
 [[noreturn]] void becomeNotRunning(const char* name) {
+    StandardError::inherited().write("teskd is disabled: ", ZqConfig::why_disabled());
     sigprocmask(SIG_SETMASK, &maskBefore, nullptr);
-    execl(systemPath("/usr/bin/notrunning").c_str(), name, nullptr);
+    const std::string program = systemPath("/usr/bin/notrunning");
+    execl(program.c_str(), name, nullptr);
+    StandardError::inherited().write("teskd cannot become ", program + ": " + std::strerror(errno));
     std::exit(FAILURE);
 }
 
