@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <regex>
+#include <unistd.h>
 
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -15,6 +16,9 @@ using testing::HasSubstr;
 
 class Checkconf : public testing::Test {
   protected:
+    static constexpr char kSound[] =
+        "TESKv2_ENABLE=true\nMAC_ADDR_eth0=00:11:22:33:44:55\nZQ_MODEL=ZQ7\n";
+
     // Below the directory that the checker is told to look under.
     void write(const std::string& file, const std::string& text) { writeFile(root_ / file, text); }
 
@@ -32,8 +36,12 @@ class Checkconf : public testing::Test {
             output_.erase(at, rootName().size());
         }
     }
-    // The findings alone, for a main file with this text.
+    // The findings alone, for a main file with this text. Unless the test has a file behind it,
+    // that enables the daemon and tells it who it is.
     std::string findings(const std::string& text) {
+        if (!std::filesystem::exists(root_ / "config/config.ini")) {
+            write("config/config.ini", kSound);
+        }
         write("etc/tesk_v2.ini", text);
         run({"--quiet", "--root", rootName()});
         return output_;
@@ -49,7 +57,8 @@ class Checkconf : public testing::Test {
 TEST_F(Checkconf, TellsEveryKeyAndWhereItCameFrom) {
     write("etc/tesk_v2.ini",
           "a comment\n\nTESKv2_ENABLE = "
-          "true\nZQ_CONFIG_FILE=site.ini\n[AAMS]\nTMP_APP_COLLEGATI=5\n");
+          "true\nZQ_CONFIG_FILE=site.ini\nMAC_ADDR_eth0=00:11:22:33:44:55\nZQ_MODEL=ZQ7\n"
+          "[AAMS]\nTMP_APP_COLLEGATI=5\n");
     write("config/.sw_update.ini", "[INTERNAL]\nSW_UPDATE_B=260315120000\n");
     write("config/site.ini", "[AAMS]\n\nTMP_APP_COLLEGATI=7\n[PORT_ASYNC2]\nPARITY=EVEN\n");
     run({"--root", rootName()});
@@ -63,7 +72,7 @@ TEST_F(Checkconf, TellsEveryKeyAndWhereItCameFrom) {
         "[AAMS] INVIO_NO_APP_COLLEGATI    1                  default\n"
         "[AAMS] TMP_APP_ACCENSIONE        2                  default\n"
         "[AAMS] TMP_APP_COLLEGATI         7                  /config/site.ini:3\n"
-        "[INTERNAL] MAC_ADDR_eth0         ff:ff:ff:ff:ff:00  default\n"
+        "[INTERNAL] MAC_ADDR_eth0         00:11:22:33:44:55  /etc/tesk_v2.ini:5\n"
         "[INTERNAL] MAC_ADDR_eth1         ff:ff:ff:ff:ff:01  default\n"
         "[INTERNAL] SW_UPDATE_A           YYMMDDHHMMSS       default\n"
         "[INTERNAL] SW_UPDATE_B           260315120000       /config/.sw_update.ini:2\n"
@@ -72,7 +81,7 @@ TEST_F(Checkconf, TellsEveryKeyAndWhereItCameFrom) {
         "[INTERNAL] ZQ_CONFIG_FILE        site.ini           /etc/tesk_v2.ini:4\n"
         "[INTERNAL] ZQ_CONNECTION_TYPE    9                  default\n"
         "[INTERNAL] ZQ_MANUFACTURER_ID    ZEPH WLT           default\n"
-        "[INTERNAL] ZQ_MODEL              <unknown>          default\n"
+        "[INTERNAL] ZQ_MODEL              ZQ7                /etc/tesk_v2.ini:6\n"
         "[INTERNAL] ZQ_SW_VERSION         <unknown           default\n"
         "[IP_ADDRESS] IP_LOCAL            *                  default\n"
         "[IP_ADDRESS] IP_SERVER           192.168.0.1        default\n"
@@ -112,7 +121,8 @@ TEST_F(Checkconf, TellsEveryKeyAndWhereItCameFrom) {
 }
 
 TEST_F(Checkconf, FilesGivenAreMergedInTheirOrder) {
-    write("a", "ZQ_MODEL=first\nZQ_SW_VERSION=1\n");
+    write("a",
+          "ZQ_MODEL=first\nZQ_SW_VERSION=1\nTESKv2_ENABLE=true\nMAC_ADDR_eth0=00:11:22:33:44:55\n");
     write("b", "ZQ_MODEL=second\n");
     run({root_ / "a", root_ / "b"});
     EXPECT_EQ(0, status_);
@@ -151,6 +161,7 @@ TEST_F(Checkconf, SpoiledHeadersAndCarriageReturnsAreFound) {
 }
 
 TEST_F(Checkconf, ValuesThatDoNotConvertAreFound) {
+    write("config/config.ini", "ZQ_MODEL=ZQ7\n");
     EXPECT_EQ(
         R"json(/etc/tesk_v2.ini:1: [INTERNAL] TESKv2_ENABLE: "yes" is neither true nor false; the daemon stays disabled
 /etc/tesk_v2.ini:2: [INTERNAL] MAC_ADDR_eth0: "00:11" is no hardware address of six pairs of digits
@@ -179,7 +190,7 @@ TEST_F(Checkconf, LineSettingsThatMeanSomethingElseAreFound) {
 /etc/tesk_v2.ini:8: [PORT_ASYNC2] FLOWCONTROL: "ODD" is no flow control; it is taken for XON/XOFF
 /etc/tesk_v2.ini:10: [PORT_ASYNC3] PARITY: "260" is no parity from 1 to 5
 /etc/tesk_v2.ini:11: [PORT_ASYNC3] FLOWCONTROL: "5" is no flow control from 1 to 3
-/etc/tesk_v2.ini:14: [PORT_ASYNC4] FLOWCONTROL: "none" is no line setting
+/etc/tesk_v2.ini:14: [PORT_ASYNC4] FLOWCONTROL: "none" is no flow control; No Flow, XON/XOFF, CTS/RTS or a number from 1 to 3 is one
 )json",
         findings(
             "[PORT_ASYNC1]\nPARITY=SPACE\nFLOWCONTROL=MARK\nDATASIZE=+8\nBAUDRATE=99999999999\n"
@@ -192,6 +203,7 @@ TEST_F(Checkconf, LineSettingsThatMeanSomethingElseAreFound) {
 }
 
 TEST_F(Checkconf, ValuesThatTheDaemonTakesSilentlyForSomethingElseAreFound) {
+    write("config/config.ini", "TESKv2_ENABLE=true\nMAC_ADDR_eth0=00:11:22:33:44:55\n");
     EXPECT_EQ(
         R"json(/etc/tesk_v2.ini:1: [INTERNAL] ZQ_MODEL: "-" separates the fields of the identification, so that hosts read the rest as the next field
 /etc/tesk_v2.ini:2: [INTERNAL] ZQ_SW_VERSION: longer than 30 characters; hosts that ask for the version see no more
@@ -208,11 +220,10 @@ TEST_F(Checkconf, ValuesThatTheDaemonTakesSilentlyForSomethingElseAreFound) {
 TEST_F(Checkconf, ANamedFileThatIsNamedTooLateIsFound) {
     write("config/config.ini", "ZQ_CONFIG_FILE=other.ini\n");
     EXPECT_EQ("/config/config.ini:1: [INTERNAL] ZQ_CONFIG_FILE: comes too late to choose a file\n",
-              findings("TESKv2_ENABLE=true\n"));
+              findings(kSound));
 }
 
 TEST_F(Checkconf, KeysThatAreSetTwiceInOneFileAreFound) {
-    write("config/config.ini", "ZQ_MODEL=c\n");
     EXPECT_EQ(
         "/etc/tesk_v2.ini:4: [INTERNAL] ZQ_MODEL was set in line 1 already, to another value\n",
         findings("ZQ_MODEL=a\n[AAMS]\n[INTERNAL]\nZQ_MODEL=b\nZQ_MODEL=b\n"));
@@ -245,7 +256,7 @@ TEST_F(Checkconf, AddressesThatAreNoneAreFound) {
 /etc/tesk_v2.ini:7: [PORT_ASYNC2] IP_ADDRESS: "*" is no IPv4 address; names are not looked up
 )json",
         findings("[IP_ADDRESS]\nIP_SERVER=server\nUDP_SERVER=0\nIP_LOCAL=*,300.1.1.1\n"
-                 "TCP_LOCAL=1,2,3\n[PORT_ASYNC2]\nIP_ADDRESS=*\n"));
+                 "TCP_LOCAL=5001,5002,5003\n[PORT_ASYNC2]\nIP_ADDRESS=*\n"));
 }
 
 TEST_F(Checkconf, AllowedHostsThatKeepEverybodyAwayAreFound) {
@@ -267,7 +278,7 @@ TEST_F(Checkconf, AllowedHostsThatKeepEverybodyAwayAreFound) {
 
 TEST_F(Checkconf, AllowedHostsUnderAnotherNameAreFound) {
     EXPECT_EQ(
-        R"json(/etc/tesk_v2.ini:1: unknown key "HOSTS_ALLOWED" in [INTERNAL]
+        R"json(/etc/tesk_v2.ini:1: unknown key "HOSTS_ALLOWED" in [INTERNAL]; it belongs to [IP_ADDRESS]
 /etc/tesk_v2.ini:3: unknown key "Hosts_Allowed" in [IP_ADDRESS]; did you mean [IP_ADDRESS] HOSTS_ALLOWED?
 /etc/tesk_v2.ini:4: stores nothing: no "=" behind HOSTS_ALLOWED
 )json",
@@ -325,25 +336,110 @@ TEST_F(Checkconf, AllAddressesAndOneOnTheSamePortAreFound) {
     EXPECT_EQ(
         "/etc/tesk_v2.ini:2: [IP_ADDRESS] IP_LOCAL: the port of 127.0.0.1:5001 is taken already\n",
         findings("[IP_ADDRESS]\nIP_LOCAL=0.0.0.0 127.0.0.1\n"));
-    EXPECT_EQ("/etc/tesk_v2.ini:3: [IP_ADDRESS] TCP_LOCAL: the port of *:7 is taken already\n",
-              findings("[IP_ADDRESS]\nIP_LOCAL=127.0.0.1 127.0.0.2 *\nTCP_LOCAL=7 8 7\n"));
+    EXPECT_EQ("/etc/tesk_v2.ini:3: [IP_ADDRESS] TCP_LOCAL: the port of *:5007 is taken already\n",
+              findings("[IP_ADDRESS]\nIP_LOCAL=127.0.0.1 127.0.0.2 *\nTCP_LOCAL=5007 5008 5007\n"));
 }
 
 TEST_F(Checkconf, FilesThatAreNotThereAreFound) {
     run({"-q", "--root", rootName()});
     EXPECT_EQ(1, status_);
-    EXPECT_EQ("/etc/tesk_v2.ini: no configuration file is there\n", output_);
+    EXPECT_THAT(output_, HasSubstr("/etc/tesk_v2.ini: no configuration file is there\n"));
+    EXPECT_THAT(output_,
+                HasSubstr("TESKv2_ENABLE: no file sets it to true; the daemon is disabled\n"));
     EXPECT_EQ("/etc/tesk_v2.ini:1: [INTERNAL] ZQ_CONFIG_FILE: there is no file /config/gone.ini\n",
-              findings("ZQ_CONFIG_FILE=gone.ini\n"));
+              findings("ZQ_CONFIG_FILE=gone.ini\n" + std::string(kSound)));
+    std::filesystem::remove(root_ / "config/config.ini");
     std::filesystem::create_directories(root_ / "config/config.ini");
     EXPECT_EQ(
         "/config/config.ini: the file cannot be read, is none, or is larger than 1 MiB: unless a "
         "later one has HOSTS_ALLOWED, only this machine itself may connect\n",
-        findings("TESKv2_ENABLE=true\n"));
+        findings(kSound));
+}
+
+TEST_F(Checkconf, ADisabledDaemonIsFound) {
+    write("config/config.ini", "MAC_ADDR_eth0=00:11:22:33:44:55\nZQ_MODEL=ZQ7\n");
+    EXPECT_EQ("/etc/tesk_v2.ini:1: [INTERNAL] TESKv2_ENABLE: \"false\": the daemon is disabled\n",
+              findings("TESKv2_ENABLE=false\n"));
+    EXPECT_EQ(1, status_);
+    EXPECT_THAT(findings("[AAMS]\nTESKv2_ENABLE\n"),
+                testing::StartsWith("default: [INTERNAL] TESKv2_ENABLE: no file sets it to true; "
+                                    "the daemon is disabled\n"));
+    EXPECT_EQ("", findings("TESKv2_ENABLE=true\n"));
+    EXPECT_EQ(0, status_);
+}
+
+TEST_F(Checkconf, AGatewayThatCannotBeToldFromAnotherIsFound) {
+    write("config/config.ini", "TESKv2_ENABLE=true\n");
+    EXPECT_EQ(
+        R"json(default: [INTERNAL] MAC_ADDR_eth0: "ff:ff:ff:ff:ff:00" is no card's own address; hosts and the notification server cannot tell this gateway from another one
+default: [INTERNAL] ZQ_MODEL: no file sets it; hosts and the notification server are told "<unknown>"
+)json",
+        findings(""));
+    for (const char* nobodys : {"00:00:00:00:00:00", "FF:FF:FF:FF:FF:FF", "01:00:5e:00:00:01"}) {
+        EXPECT_THAT(findings("ZQ_MODEL=ZQ7\nMAC_ADDR_eth0=" + std::string(nobodys) + "\n"),
+                    testing::StartsWith("/etc/tesk_v2.ini:2: [INTERNAL] MAC_ADDR_eth0: \"" +
+                                        std::string(nobodys) + "\" is no card's own address"));
+    }
+    EXPECT_EQ("", findings("ZQ_MODEL=ZQ7\nMAC_ADDR_eth0=02:42:ac:11:00:02\n"));
+}
+
+// The owners of the files below are this test's user; the service is another one.
+TEST_F(Checkconf, FilesThatAnotherUserHasLeftAreFound) {
+    namespace fs = std::filesystem;
+    const std::string accounts = "root:x:0:0::/:/bin/sh\nteskd:x:64999:64999::/:/bin/false\nme:x:" +
+                                 std::to_string(getuid()) + ":" + std::to_string(getgid()) +
+                                 "::/:/bin/sh\n";
+    write("tmp/dump_map.ini", "stale");
+    write("config/.sw_update.ini", "");
+    fs::permissions(root_ / "config/.sw_update.ini", fs::perms(0600));
+    fs::permissions(root_ / "tmp", fs::perms(01777));
+    EXPECT_EQ("", findings("")) << "there is no service here";
+    write("etc/passwd", accounts);
+    EXPECT_EQ(
+        "/config/.sw_update.ini: the service (user teskd) may not read and write it; change its "
+        "owner to teskd\n"
+        "/tmp/dump_map.ini: left by another user; the service (user teskd) cannot replace it, so "
+        "it may be stale; delete it\n",
+        findings(""));
+    fs::permissions(root_ / "config/.sw_update.ini", fs::perms(0666));
+    fs::permissions(root_ / "tmp", fs::perms(0777));
+    EXPECT_EQ("", findings("")) << "the service may replace both";
+    fs::permissions(root_ / "tmp", fs::perms(01777));
+    write("etc/default/teskd", "# a comment\nRUN_AS=\"me\"\n");
+    EXPECT_EQ("", findings("")) << "both are the service's own";
+}
+
+TEST_F(Checkconf, PortsThatTheServiceMayNotListenOnAreFound) {
+    EXPECT_EQ(
+        "/etc/tesk_v2.ini:2: [IP_ADDRESS] TCP_LOCAL: 1023 is a privileged port; the service, an "
+        "ordinary user, may not listen there\n",
+        findings("[IP_ADDRESS]\nTCP_LOCAL=1023\n"));
+    EXPECT_EQ("", findings("[IP_ADDRESS]\nTCP_LOCAL=1024\n"));
+}
+
+TEST_F(Checkconf, AMachineOnAPortOfTheDaemonsOwnIsFound) {
+    EXPECT_EQ(
+        "/etc/tesk_v2.ini:2: [PORT_ASYNC1] TCP_PORT: on 127.0.0.1:5001 the daemon itself listens "
+        "for hosts\n",
+        findings("[PORT_ASYNC1]\nTCP_PORT=5001\n"));
+    EXPECT_EQ(
+        "/etc/tesk_v2.ini:3: [IP_ADDRESS] TCP_LOCAL: on 127.0.0.1:2300 the daemon itself listens "
+        "for hosts\n",
+        findings("[IP_ADDRESS]\nIP_LOCAL=127.0.0.1\nTCP_LOCAL=2300\n"));
+    EXPECT_EQ("", findings("[IP_ADDRESS]\nIP_LOCAL=10.0.0.1\n[PORT_ASYNC1]\nTCP_PORT=5001\n"));
+    EXPECT_EQ("", findings("[PORT_ASYNC1]\nIP_ADDRESS=10.0.0.2\nTCP_PORT=5001\n"));
+}
+
+TEST_F(Checkconf, AKeyUnderTheWrongSectionNamesTheRightOne) {
+    EXPECT_EQ(
+        R"json(/etc/tesk_v2.ini:1: unknown key "Tcp_Local" in [INTERNAL]; it belongs to [IP_ADDRESS]
+/etc/tesk_v2.ini:3: unknown key "PARITY" in [AAMS]; it belongs to the section of a serial port
+)json",
+        findings("Tcp_Local=1\n[AAMS]\nPARITY=ODD\n"));
 }
 
 TEST_F(Checkconf, OutputThatIsNotTakenIsNotClean) {
-    write("etc/tesk_v2.ini", "TESKv2_ENABLE=true\n");
+    write("etc/tesk_v2.ini", kSound);
     ChildProcess::Options options;
     options.command = {"sh", "-c", CHECKCONF " --root " + rootName() + " > /dev/full"};
     ChildProcess child(options);

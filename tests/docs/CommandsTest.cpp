@@ -69,7 +69,9 @@ TEST(Commands, ThatNoPageHasAnyMoreAreNotListed) {
 }
 
 TEST(Commands, ThatNeedAGatewayRun) {
-    Gateway gateway(1);
+    Gateway gateway(1, Config()
+                           .set("INTERNAL", "MAC_ADDR_eth0", "02:00:00:00:00:01")
+                           .set("INTERNAL", "ZQ_MODEL", "ZQ7"));
     gateway.startKnown();
     TempDir temp;
     std::string log;

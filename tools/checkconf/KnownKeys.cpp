@@ -61,6 +61,15 @@ std::string similar(const std::string& text) {
     return {};
 }
 
+std::string sectionsOf(const std::string& name) {
+    for (const auto& [key, value] : keys()) {
+        const std::string section = sectionOf(key);
+        if (!sameLetters(key.substr(section.size() + 1), name)) continue;
+        return section.starts_with("[PORT_ASYNC") ? "the section of a serial port" : section;
+    }
+    return {};
+}
+
 bool name(const std::string& name) {
     return std::any_of(keys().begin(), keys().end(), [&](const auto& entry) {
         return entry.first.substr(sectionOf(entry.first).size() + 1) == name;

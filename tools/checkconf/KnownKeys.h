@@ -14,6 +14,9 @@ bool section(const std::string& header);
 bool key(const std::string& key);
 // The known key or section that differs in capitals only; empty when there is none.
 std::string similar(const std::string& text);
+// The sections that have this name, whatever its capitals: "[AAMS]", or "the section of a serial
+// port"; empty when none has.
+std::string sectionsOf(const std::string& name);
 // Whether this is a name that the daemon reads in some section.
 bool name(const std::string& name);
 

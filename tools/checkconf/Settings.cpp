@@ -147,7 +147,10 @@ void Settings::checkKey(const std::string& key, const Place& place) {
     if (!known::section(section) || known::key(key)) return;
     const std::string name = key.substr(std::min(section.size() + 1, key.size()));
     if (looksLikeComment(name)) return;
-    find(place, "unknown key " + quoted(name) + " in " + section + suggestion(key));
+    std::string hint = suggestion(key);
+    const std::string right = known::sectionsOf(name);
+    if (hint.empty() && !right.empty()) hint = "; it belongs to " + right;
+    find(place, "unknown key " + quoted(name) + " in " + section + hint);
 }
 
 }  // namespace checkconf

@@ -24,8 +24,9 @@ using teskd::ZqConfig;
 namespace {
 
 constexpr long kHighestPort = 65535;
+constexpr long kHighestPrivilegedPort = 1023;
 constexpr long kHighestNumber = std::numeric_limits<std::int32_t>::max();
-constexpr char kEnable[] = "[INTERNAL] TESKv2_ENABLE";
+constexpr char kMac[] = "[INTERNAL] MAC_ADDR_eth0";  // of both, the one that others are told
 constexpr char kModel[] = "[INTERNAL] ZQ_MODEL";
 constexpr char kVersion[] = "[INTERNAL] ZQ_SW_VERSION";
 constexpr char kMaker[] = "[INTERNAL] ZQ_MANUFACTURER_ID";
@@ -77,6 +78,7 @@ std::optional<int> wordNumber(const std::string& word) {
 
 std::vector<Finding> ValueChecks::run() {
     enable();
+    identity();
     texts();
     numbers();
     server();
@@ -96,9 +98,27 @@ std::string ValueChecks::set(const std::string& key, const std::string& other) c
 }
 
 void ValueChecks::enable() {
-    const std::string text = value(kEnable);
-    if (text == "true" || text == "false") return;
-    find(kEnable, quoted(text) + " is neither true nor false; the daemon stays disabled");
+    const std::string text = value(teskd::KEY_ENABLE);
+    if (text == "true") return;
+    if (settings_.isDefault(teskd::KEY_ENABLE)) {
+        return find(teskd::KEY_ENABLE, "no file sets it to true; the daemon is disabled");
+    }
+    if (text == "false") return find(teskd::KEY_ENABLE, "\"false\": the daemon is disabled");
+    find(teskd::KEY_ENABLE, quoted(text) + " is neither true nor false; the daemon stays disabled");
+}
+
+// What hosts and the notification server know a gateway by. An address of several cards, as the
+// default is, or of none is not this machine's own.
+void ValueChecks::identity() {
+    static const std::regex nobodys("[0-9a-f][13579bdf]:.*|(00:){5}00", std::regex::icase);
+    if (std::regex_match(value(kMac), nobodys)) {
+        find(kMac, quoted(value(kMac)) +
+                       " is no card's own address; hosts and the notification server cannot tell "
+                       "this gateway from another one");
+    }
+    if (!settings_.isDefault(kModel)) return;
+    find(kModel,
+         "no file sets it; hosts and the notification server are told " + quoted(value(kModel)));
 }
 
 // A host finds the fields of the identification by what separates them.
@@ -166,7 +186,13 @@ void ValueChecks::listeners() {
     for (const std::string& host : addresses) {
         if (host != kEveryAddress) address(kLocal, host);
     }
-    for (const std::string& port : ports) tcpPort(kLocalPorts, port);
+    for (const std::string& port : ports) {
+        tcpPort(kLocalPorts, port);
+        if (!isNumber(port, 1, kHighestPrivilegedPort)) continue;
+        find(kLocalPorts, port +
+                              " is a privileged port; the service, an ordinary user, may not "
+                              "listen there");
+    }
     if (ports.empty()) find(kLocalPorts, "no port to listen on");
     if (ports.size() > addresses.size()) {
         find(kLocalPorts, "more ports than addresses in " + std::string(kLocal) +
@@ -255,6 +281,7 @@ void ValueChecks::machine(int n) {
     }
     serverAddress(host);
     tcpPort(port, value(port));
+    ownPort(n);
     lineSetting(n, "BAUDRATE", 1, kHighestNumber);
     lineSetting(n, "DATASIZE", 5, 8);
     lineSetting(n, "STOPSIZE", 1, 3);
@@ -262,10 +289,34 @@ void ValueChecks::machine(int n) {
     lineWord(portKey(n, "FLOWCONTROL"), {"flow control", {"No Flow", "XON/XOFF", "CTS/RTS"}});
 }
 
+// There the daemon would be its own serial-port server.
+void ValueChecks::ownPort(int n) {
+    const std::string host = value(portKey(n, "IP_ADDRESS"));
+    const std::string port = portKey(n, "TCP_PORT");
+    for (const std::string& endpoint :
+         ZqConfig::pair_endpoints(value(kLocal), value(kLocalPorts))) {
+        const std::size_t colon = endpoint.rfind(':');
+        const std::string own = endpoint.substr(0, colon);
+        const bool everywhere = own == kEveryAddress || own == kAnyAddress;
+        const bool same = own == host || (everywhere && host.starts_with("127."));
+        if (!same || endpoint.substr(colon + 1) != value(port)) continue;
+        find(set(port, kLocalPorts),
+             "on " + host + ":" + value(port) + " the daemon itself listens for hosts");
+    }
+}
+
 void ValueChecks::lineSetting(int n, const char* name, long lowest, long highest) {
     const std::string key = portKey(n, name);
     const std::string text = value(key);
     if (!isNumber(text, lowest, highest)) find(key, noNumber(text, lowest, highest));
+}
+
+std::string ValueChecks::listed(const LineWords& words) {
+    std::string list;
+    for (const std::string& word : words.values) {
+        if (word != kSpace) list += (list.empty() ? "" : ", ") + word;
+    }
+    return list + " or a number from 1 to " + std::to_string(words.values.size()) + " is one";
 }
 
 // A word of the setting, or its number. The daemon takes the words of both settings for each.
@@ -279,7 +330,7 @@ void ValueChecks::lineWord(const std::string& key, const LineWords& words) {
             key, quoted(text) + " is no " + words.name + " from 1 to " + std::to_string(highest));
     }
     const std::optional<int> number = wordNumber(text);
-    if (!number) return find(key, quoted(text) + " is no line setting");
+    if (!number) return find(key, quoted(text) + " is no " + words.name + "; " + listed(words));
     const bool beyond = *number > highest;
     const std::string taken = beyond ? "" : words.values[static_cast<std::size_t>(*number) - 1];
     if (text == taken || (text == kNone && *number == 1)) return;

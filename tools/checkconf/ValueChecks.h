@@ -25,7 +25,11 @@ class ValueChecks {
         std::vector<std::string> values;
     };
 
+    // The words that the daemon takes for what they say.
+    static std::string listed(const LineWords& words);
+
     void enable();
+    void identity();
     void texts();
     void numbers();
     void server();
@@ -35,6 +39,7 @@ class ValueChecks {
     void allowedHost(const std::string& item);
     void machines();
     void machine(int n);
+    void ownPort(int n);
     void macAddresses();
 
     // The one of two keys that a file sets, so that a finding about both stands where it can be

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <utility>
 
+#include "checkconf/FileOwners.h"
 #include "checkconf/Settings.h"
 #include "checkconf/ValueChecks.h"
 #include "config/ConfigDefaults.h"
@@ -67,6 +69,7 @@ void mergeUnder(const std::string& root, Settings& settings, std::vector<Finding
         const checkconf::Place place{root + teskd::MAIN_FILE, 0};
         findings.emplace_back(place, "no configuration file is there");
     }
+    for (Finding& finding : checkconf::checkOwners(root)) findings.push_back(std::move(finding));
 }
 
 void printSettings(const Settings& settings) {
