@@ -78,9 +78,11 @@ TEST(Install, TheServiceServesAndLogsUntilItIsRemoved) {
         EXPECT_TRUE(fs::is_symlink(root / link)) << link;
     }
 
+    EXPECT_EQ("", readFile(root / "var/log/teskd.log")) << "there is a log from the start";
+
     const auto systemLog = startSystemLog(root);
     Service service(root);
-    service.start(splitWords(root.unitSetting("ExecStart")));
+    service.start(root.unitCommand());
     ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1)) << service.story();
     HostClient host(service.port());
     host.request(1, named("\1", "ZA000000001"));
@@ -99,8 +101,8 @@ TEST(Install, TheServiceServesAndLogsUntilItIsRemoved) {
     EXPECT_TRUE(logged(": Generating automatique request for slot machine: 'SlotMachine_1'\n"));
     EXPECT_TRUE(
         logged(": Unable to set date and time: ZqConfigException: Operation not permitted\n"));
-    EXPECT_THAT(readFile(log),
-                HasSubstr(" /usr/sbin/teskd[" + std::to_string(service.pid()) + "]: "));
+    EXPECT_THAT(readFile(log), HasSubstr(" teskd[" + std::to_string(service.pid()) + "]: "));
+    EXPECT_THAT(readFile(log), Not(HasSubstr("packet is being freed"))) << "a debug line";
     EXPECT_TRUE(eventually([&root] {
         return readFile(root / "var/log/syslog").find("somebody else") != std::string::npos;
     }));
@@ -117,11 +119,41 @@ TEST(Install, TheServiceServesAndLogsUntilItIsRemoved) {
     fs::remove(root / "config/config.ini");
     fs::remove(root / "etc/rsyslog.conf");
     root.dpkg({"--remove", "teskd", "teskd-tools"});
-    EXPECT_THAT(withoutConfiguration(beyond(root.content(), before)), IsEmpty());
+    EXPECT_THAT(withoutConfiguration(beyond(root.content(), before)),
+                testing::ElementsAre("var/log/teskd.log"));
     EXPECT_TRUE(fs::exists(root / "etc/tesk_v2.ini"));
     EXPECT_TRUE(fs::exists(root / "config/.sw_update.ini"));
     root.dpkg({"--purge", "teskd", "teskd-tools"});
     EXPECT_THAT(beyond(root.content(), before), IsEmpty());
+}
+
+// However the daemon was started, its lines bear its name and process id; the rule's one switch
+// adds the debug lines.
+TEST(Install, LinesBearOneTagAndDebugLinesAreKeptIfAskedFor) {
+    InstalledRoot root;
+    root.install({"teskd"});
+    const fs::path rule = root / "etc/rsyslog.d/teskd.conf";
+    std::string text = readFile(rule);
+    const std::string info = "\nlocal6.info\t";
+    ASSERT_NE(std::string::npos, text.find(info));
+    text.replace(text.find(info), info.size(), "\nlocal6.debug\t");
+    writeFile(rule, text);
+    const auto systemLog = startSystemLog(root);
+    Service service(root);
+    service.start({"/usr/sbin/teskd"});
+    ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1)) << service.story();
+    const auto logged = [&root](const char* part) {
+        return eventually([&root, part] {
+            return readFile(root / "var/log/teskd.log").find(part) != std::string::npos;
+        });
+    };
+    EXPECT_TRUE(logged("' on serial port 1 answers\n"));
+    EXPECT_TRUE(logged("packet is being freed"));
+    const std::string tag = " teskd[" + std::to_string(service.pid()) + "]: ";
+    EXPECT_TRUE(service.stop().ok()) << service.story();
+    stop(*systemLog);
+    std::istringstream lines(readFile(root / "var/log/teskd.log"));
+    for (std::string line; std::getline(lines, line);) EXPECT_THAT(line, HasSubstr(tag));
 }
 
 TEST(Install, AMachineWithoutServicesGetsThePackageAndLosesItAgain) {
@@ -132,7 +164,8 @@ TEST(Install, AMachineWithoutServicesGetsThePackageAndLosesItAgain) {
     EXPECT_TRUE(fs::is_directory(root / "config"));
     root.install({"teskd"});  // again, as an upgrade does
     root.dpkg({"--remove", "teskd"});
-    EXPECT_THAT(withoutConfiguration(beyond(root.content(), before)), IsEmpty());
+    EXPECT_THAT(withoutConfiguration(beyond(root.content(), before)),
+                testing::ElementsAre("var/log/teskd.log"));
     writeFile(root / "config/config.ini", "ZQ_MODEL=kept\n");
     root.dpkg({"--purge", "teskd"});
     EXPECT_THAT(beyond(root.content(), before),

@@ -39,7 +39,7 @@ void linkAll(const fs::path& root, const fs::path& directory,
 constexpr char kPrograms[] = R"(
     awk basename cat chgrp chmod chown cp cut date diff deb-systemd-helper deb-systemd-invoke dirname
     dpkg dpkg-deb dpkg-query dpkg-split dpkg-trigger env find getent grep gzip head id install ln
-    logger ls mkdir mktemp mv nice perl ps readlink rm rmdir run-parts sed setpriv sh sleep sort stat
+    logger ls mkdir mkfifo mktemp mv nice perl ps readlink rm rmdir run-parts sed setpriv sh sleep sort stat
     systemctl tail tar test touch tr true uname wc which xargs xz
 )";
 
@@ -166,8 +166,9 @@ std::string InstalledRoot::run(const Words& command) {
 }
 
 void InstalledRoot::useBusyBox() {
-    for (const char* name : {"usr/bin/cat", "usr/bin/grep", "usr/bin/id", "usr/bin/rm",
-                             "usr/bin/sh", "usr/bin/sleep", "usr/sbin/start-stop-daemon"}) {
+    for (const char* name :
+         {"usr/bin/cat", "usr/bin/chown", "usr/bin/grep", "usr/bin/id", "usr/bin/mkfifo",
+          "usr/bin/rm", "usr/bin/sh", "usr/bin/sleep", "usr/sbin/start-stop-daemon"}) {
         fs::remove(root_ / name);
         fs::create_symlink("/host/usr/bin/busybox", root_ / name);
     }
@@ -247,6 +248,12 @@ std::string InstalledRoot::unitSetting(const std::string& name) const {
         if (line.starts_with(name + "=")) value = line.substr(name.size() + 1);
     }
     return value;
+}
+
+Words InstalledRoot::unitCommand() const {
+    Words words = splitWords(unitSetting("ExecStart"));
+    if (words.at(0).starts_with('@')) words.erase(words.begin());
+    return words;
 }
 
 }  // namespace teskd::test

@@ -58,6 +58,8 @@ class InstalledRoot {
     std::filesystem::path unit() const { return root_ / "lib/systemd/system/teskd.service"; }
     // The value of a setting in it; the last one when there are several.
     std::string unitSetting(const std::string& name) const;
+    // What the unit starts, by the name that it gives the process.
+    Words unitCommand() const;
 
   private:
     Words sandbox(const Words& writable) const;

@@ -31,7 +31,7 @@ std::string exposure(const fs::path& root) {
                                       : splitWords(text.substr(found + label.size())).front();
 }
 
-// The files of the package, and the units of this machine that they refer to.
+// The files of the package, and the units and the program of this machine that they refer to.
 class Unit : public testing::Test {
   protected:
     Unit() {
@@ -40,6 +40,8 @@ class Unit : public testing::Test {
         for (const fs::directory_entry& entry : fs::directory_iterator("/lib/systemd/system")) {
             if (entry.path().extension() == ".target") fs::copy(entry.path(), units);
         }
+        fs::create_directory(files_ / "bin");
+        fs::copy_file("/bin/sh", files_ / "bin/sh");
     }
 
     const TempDir files_;
@@ -98,7 +100,7 @@ TEST_F(ServiceRun, WithWhatTheUnitLeavesItTheDaemonDoesAllItsWork) {
     const UnitFilter filter(root_.unit());
     Service service(root_);
     Words command = {"env", "ASAN_OPTIONS=detect_leaks=0"};  // which would trace the process
-    const Words daemon = splitWords(root_.unitSetting("ExecStart"));
+    const Words daemon = root_.unitCommand();
     command.insert(command.end(), daemon.begin(), daemon.end());
     service.start(command, {.filter = filter.file(), .writable = writablePaths()});
     ASSERT_TRUE(service.machine().journal().waitForAcknowledgements(1)) << service.story();
@@ -112,8 +114,10 @@ TEST_F(ServiceRun, WithWhatTheUnitLeavesItTheDaemonDoesAllItsWork) {
     EXPECT_TRUE(service.stop().ok()) << service.story();
 }
 
-// Does what the test says, line after line, and says how each line ended.
+// Does what the test says, line after line, and says how each line ended. Beside it is a process
+// that has ended and is not reaped.
 constexpr char kOperator[] =
+    "sh -c 'sleep 0 & echo $! >/run/unreaped; echo $$ >/run/stranger; exec sleep 9999' &\n"
     "n=0\n"
     "while n=$((n + 1)); do\n"
     "    while [ ! -e /run/order.$n ]; do sleep 0.02; done\n"
@@ -206,6 +210,61 @@ TEST_P(InitScript, APidFileOfAProcessThatIsGoneKeepsNothingFromStarting) {
     EXPECT_TRUE(listens());
     EXPECT_EQ(0, order("stop")) << said();
     EXPECT_FALSE(somebodyListens(service_.port()));
+}
+
+// In a container process 1 may reap nobody, and numbers of processes come again when it is
+// restarted.
+TEST_P(InitScript, AProcessThatHasEndedOrIsAnotherProgramIsNotTheDaemon) {
+    constexpr int kEndedByItself = 1;
+    for (const char* name : {"run/unreaped", "run/stranger"}) {
+        ASSERT_TRUE(eventually(
+            [&] { return fs::exists(root_ / name) && !readFile(root_ / name).empty(); }));
+        const std::string number = readFile(root_ / name);
+        writeFile(root_ / "run/teskd.pid", number);
+        EXPECT_EQ(kEndedByItself, order("status")) << said();
+        EXPECT_EQ(0, order("stop")) << said();
+        EXPECT_EQ(kNotRunning, order("status")) << said();
+        EXPECT_EQ(number, readFile(root_ / name));
+    }
+    EXPECT_EQ(0, order("start")) << said();
+    writeFile(root_ / "run/teskd.pid", readFile(root_ / "run/stranger"));
+    EXPECT_EQ(kEndedByItself, order("status")) << "it was started at another time: " << said();
+}
+
+TEST_P(InitScript, AStartThatFailsSaysWhy) {
+    writeFile(root_ / "config/config.ini", "[INTERNAL]\nTESKv2_ENABLE=yes\n");
+    EXPECT_EQ(1, order("start"));
+    EXPECT_THAT(said(), HasSubstr("failed"));
+    EXPECT_THAT(said(), HasSubstr("\nteskd is disabled: [INTERNAL] TESKv2_ENABLE is \"yes\", not "
+                                  "\"true\"; it is set in /etc/tesk_v2.ini or /config/config.ini\n"
+                                  "teskd cannot become /usr/bin/notrunning: No such file or "
+                                  "directory\n"));
+    EXPECT_FALSE(hasPidFile());
+    EXPECT_EQ(kNotRunning, order("status"));
+
+    service_.configure();
+    EXPECT_EQ(0, order("start")) << said();
+    EXPECT_TRUE(listens());
+    EXPECT_EQ(0, order("stop")) << said();
+}
+
+TEST_P(InitScript, ADisabledDaemonsProgramIsStoppedAndReplaced) {
+    writeFile(root_ / "config/config.ini", "");
+    writeScript(root_ / "usr/bin/notrunning", "exec sleep 9999");
+    EXPECT_EQ(1, order("start"));
+    EXPECT_THAT(said(), HasSubstr("\nteskd is disabled: "));
+    const std::string before = pidFile();
+    EXPECT_EQ(kNotRunning, order("status"));
+    EXPECT_THAT(said(), HasSubstr("teskd is disabled; sleep runs in its place."));
+    EXPECT_EQ(0, order("stop")) << said();
+    EXPECT_FALSE(hasPidFile());
+
+    EXPECT_EQ(1, order("start"));
+    service_.configure();
+    EXPECT_EQ(0, order("start")) << said();
+    EXPECT_TRUE(listens());
+    EXPECT_EQ(0, order("status")) << said();
+    EXPECT_EQ(0, order("stop")) << said();
 }
 
 // Only the service and root read what it writes, as under systemd.
