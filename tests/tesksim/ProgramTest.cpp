@@ -124,8 +124,11 @@ TEST(TesksimProgram, TellsWhatWasExpectedOfAnArgument) {
         {{"--port", "x"}, "--port: Value x not in range 0 to 65535"},
         {{"--silent", "x"}, "--silent: Value x not in range 1 to 99"},
         {{"--seed", "x"}, "--seed: Value x not in range 0 to 4294967295"},
+        {{"--machines", "2", "--port", "2100", "--port", "2100"}, "two machines are on port 2100"},
         {{"--command", "bogus"}, "error: bogus: no such command"},
-        {{"--command", "show"}, "error: show: no such machine"},
+        {{"--command", "show"}, "error: show: a machine is wanted; they are 1 to "},
+        {{"--command", "silent x"}, "error: silent x: 'x' is no machine; they are 1 to "},
+        {{"--command", "silent 1x"}, "error: silent 1x: '1x' is no machine; they are 1 to "},
         {{"--command", "length 1 abc"}, "error: length 1 abc: a whole number is wanted"},
         {{"--command", "length 1 99999999999"}, "a whole number is wanted"},
         {{"--command", "code-id 1"}, "1 to 11 characters are wanted"}};

@@ -33,12 +33,18 @@ void setTty(Machine::Options& options, const std::string& tty) {
     }
 }
 
-// A tty has one machine.
-void requireDifferentTtys(const Scenario& scenario) {
+// Where a machine is, as a user calls it; empty for a port that the system chooses.
+std::string endpointOf(const Machine::Options& options) {
+    if (!options.tty.empty()) return options.tty;
+    if (!options.ptyLink.empty()) return options.ptyLink;
+    return options.port == 0 ? "" : "port " + std::to_string(options.port);
+}
+
+// A tty or a port has one machine.
+void requireDifferentEndpoints(const Scenario& scenario) {
     std::set<std::string> seen;
     for (const MachineScenario& machine : scenario.machines) {
-        const Machine::Options& options = machine.options;
-        const std::string& name = options.tty.empty() ? options.ptyLink : options.tty;
+        const std::string name = endpointOf(machine.options);
         if (name.empty() || seen.insert(name).second) continue;
         throw std::invalid_argument("two machines are on " + name);
     }
@@ -114,7 +120,7 @@ Scenario CommandLine::scenario() const {
         result.machines.push_back(machine);
     }
     if (seed) result.seed = *seed;
-    requireDifferentTtys(result);
+    requireDifferentEndpoints(result);
     return result;
 }
 

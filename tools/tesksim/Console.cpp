@@ -86,9 +86,23 @@ std::string describe(Machine& machine) {
 }  // namespace
 
 std::string Console::help() {
-    return "start N | stop N | show N | ok N | silent N | refuse N | deaf N | disconnect N\n"
-           "slow N MS | dribble N MS | length N ERROR | cut N BYTES\n"
-           "code-id N TEXT | body N CODE TEXT | help | quit";
+    return "N is the number of a machine, from 1 on.\n"
+           "  show N            its port, CodeId, connection and counts\n"
+           "  stop N, start N   stop listening and drop the connection; listen again\n"
+           "  disconnect N      drop the connection once\n"
+           "  code-id N TEXT    its name, up to 11 characters\n"
+           "  body N CODE TEXT  what it answers to the message CODE\n"
+           "Faults, which last until \"ok N\":\n"
+           "  silent N          send no answer\n"
+           "  slow N MS         wait MS milliseconds before an answer\n"
+           "  dribble N MS      send a byte every MS milliseconds\n"
+           "  length N ERROR    add ERROR to the length field\n"
+           "  cut N BYTES       close the connection after so many bytes of an answer\n"
+           "  refuse N          accept no connection\n"
+           "  deaf N            read nothing\n"
+           "  ok N              end its faults\n"
+           "help                this text\n"
+           "quit                end the program";
 }
 
 std::string Console::execute(const std::string& line) {
@@ -122,12 +136,13 @@ std::string Console::command(const std::string& verb, Machine& machine,
 }
 
 Machine& Console::machineNumber(const std::string& text) {
-    std::size_t used = 0;
-    const unsigned long number = text.empty() ? 0 : std::stoul(text, &used);
-    if (number == 0 || used != text.size() || number > machines_.size()) {
-        throw std::out_of_range("no such machine");
-    }
-    return *machines_[number - 1];
+    std::size_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = error == std::errc() && end == text.data() + text.size();
+    if (whole && number > 0 && number <= machines_.size()) return *machines_[number - 1];
+    throw std::out_of_range(
+        (text.empty() ? "a machine is wanted" : "'" + text + "' is no machine") +
+        std::string("; they are 1 to ") + std::to_string(machines_.size()));
 }
 
 }  // namespace tesksim
