@@ -91,7 +91,7 @@ TEST(StopEvent, WakesEverybodyWhoPolls) {
 
 TEST(StopEvent, SettingAndClearingAtOnceLeavesFlagAndDescriptorInAgreement) {
     StopEvent event;
-    const Deadline enough;  // a busy machine gets through fewer rounds
+    const Deadline enough(std::chrono::seconds(10));  // a busy machine gets through fewer rounds
     for (int round = 0; round < 3000 && !enough.passed(); ++round) {
         std::atomic<int> ready = 0;
         const auto line = [&] {

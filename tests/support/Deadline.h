@@ -23,8 +23,8 @@ class Timeout : public std::runtime_error {
 // there for emulators and sanitizers.
 int timeScale();
 
-// How long a test waits for something that is going to happen.
-inline constexpr std::chrono::milliseconds kPatience{10000};
+// How long a test waits for something that is going to happen, on a busy machine, too.
+inline constexpr std::chrono::milliseconds kPatience{30000};
 
 class Deadline {
   public:

@@ -27,7 +27,7 @@ class Journal {
   public:
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
-    static constexpr Milliseconds kPatience{10000};
+    static constexpr Milliseconds kPatience{30000};
     // Of each text between half as many bytes and so many are kept.
     static constexpr std::size_t kMostText = std::size_t{1024} * 1024;
     // So many messages, of so many bytes together, and line settings are kept.
