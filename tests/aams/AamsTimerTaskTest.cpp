@@ -324,7 +324,7 @@ TEST(AamsPassOverNobody, IsNotReportedButCounts) {
 // Real machines on the loopback interface.
 class AamsPollOfMachines : public testing::Test {
   protected:
-    AamsPollOfMachines() {
+    AamsPollOfMachines() : references_(packet_counter) {
         park.makeAllKnown();
         for (std::size_t n = 1; n <= 3; ++n) {
             park.machine(n).answers().setBody(113, "100~200~1~100~200~0");
@@ -332,13 +332,21 @@ class AamsPollOfMachines : public testing::Test {
     }
     ~AamsPollOfMachines() noexcept override { park.shutDown(); }
 
-    // Runs a pass and waits until every machine has been asked and has its acknowledgement.
+    // Runs a pass and waits until every machine has been asked and its poll has ended.
     void pass() {
         task.run();
         ++passes_;
         for (std::size_t n = 1; n <= 3; ++n) {
             EXPECT_TRUE(park.machine(n).journal().waitForAcknowledgements(passes_));
         }
+        awaitEndOfPolls();
+    }
+
+    // A machine has its acknowledgement before its poll ends, so this waits until the references to
+    // the polls are gone. The board keeps one to each notification; `others` stay as well.
+    void awaitEndOfPolls(std::size_t others = 0) {
+        EXPECT_TRUE(eventually(
+            [&] { return packet_counter == references_ + others + board.frames().size(); }));
     }
 
     EngineConfig config{0};
@@ -350,6 +358,7 @@ class AamsPollOfMachines : public testing::Test {
     Aams::AamsTimerTask task{aams};
 
   private:
+    const std::size_t references_;
     std::size_t passes_ = 0;
 };
 
@@ -391,6 +400,7 @@ TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) 
         for (const std::size_t other : {2U, 3U}) {
             EXPECT_TRUE(park.machine(other).journal().waitForAcknowledgements(n));
         }
+        awaitEndOfPolls(5);  // four to the request, one to the poll behind it
         // Each pass but the first, without the first machine, and but the second, which waits for
         // the poll that the first has opened.
         EXPECT_TRUE(board.waitFor(n > 2 ? n - 2 : 0));
@@ -400,6 +410,7 @@ TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) 
     EXPECT_EQ("completed", host.outcome());
     EXPECT_TRUE(park.machine(1).journal().waitForAcknowledgements(2));
     EXPECT_TRUE(board.waitFor(4));
+    awaitEndOfPolls(1);  // the test's own
     task.run();
     EXPECT_TRUE(park.machine(1).journal().waitForAcknowledgements(3));
     EXPECT_TRUE(board.waitFor(5));
