@@ -2,7 +2,7 @@
 
 #include <poll.h>
 #include <stdexcept>
-#include <thread>
+#include <unistd.h>
 #include <utility>
 
 #include "host/Frame.h"
@@ -60,6 +60,13 @@ Request requestTo(int type, const std::string& machine) {
     }
 }
 
+std::string frameOf(const Request& request) {
+    teskhost::Frame frame;
+    frame.type = request.type;
+    frame.body = request.body;
+    return frame.encode();
+}
+
 std::string readAnswer(int fd) {
     std::string answer;
     char buffer[65536];
@@ -72,6 +79,14 @@ std::string readAnswer(int fd) {
         patience = QUIET;
     }
     return answer;
+}
+
+// The answer comes whole and at once.
+bool isAnswered(int fd) {
+    char answer[4096];
+    pollfd entry{fd, POLLIN, 0};
+    const int patience = static_cast<int>(test::kPatience.count());
+    return ::poll(&entry, 1, patience) > 0 && ::read(fd, answer, sizeof answer) > 0;
 }
 
 }  // namespace
@@ -87,25 +102,20 @@ Gateway::Gateway(const Setup& setup, std::size_t idleHosts)
 }
 
 // The daemon has a short queue for those who connect, and the system lets who does not fit wait for
-// a second: each is seen to be served, by a thread of its own, before the next one comes.
+// a second: each is answered once before the next one comes.
 void Gateway::connectIdle(std::size_t count) {
-    const std::size_t before = daemon_.threadCount();
+    const std::string version = frameOf(Request::version());
     while (idle_.size() < count) {
         idle_.push_back(connectTo(daemon_.port()));
-        const test::Deadline deadline;
-        while (daemon_.threadCount() < before + idle_.size()) {
-            if (deadline.passed()) throw test::Timeout("the daemon does not serve its hosts");
-            std::this_thread::yield();
+        const int host = idle_.back().get();
+        if (!writeAll(host, version) || !isAnswered(host)) {
+            throw test::Timeout("the daemon does not serve its hosts");
         }
     }
 }
 
 std::string Gateway::requestOf(std::size_t host) const {
-    const Request request = requestTo(setup_.type, Lines::codeIdOf(host % setup_.machines));
-    teskhost::Frame frame;
-    frame.type = request.type;
-    frame.body = request.body;
-    return frame.encode();
+    return frameOf(requestTo(setup_.type, Lines::codeIdOf(host % setup_.machines)));
 }
 
 Conversation Gateway::capture() {
