@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "gateway/Gateway.h"
+#include "gateway/UnfinishedHosts.h"
 #include "support/Bytes.h"
 
 namespace teskd::test {
@@ -131,19 +132,7 @@ TEST_F(HostFault, UnfinishedBodiesOfTheLargestKindAreBoundedTogether) {
     Frame frame = versionRequest(1);
     frame.body = std::string(16'777'215, 'x');
     const std::string unfinished = frame.encode().substr(0, frame.body.size());
-    std::vector<HostClient> hosts;
-    for (int i = 0; i < 12; ++i) hosts.push_back(gateway_.host());
-    std::vector<std::jthread> senders;
-    for (HostClient& host : hosts) {
-        senders.emplace_back([&host, &unfinished] {
-            try {
-                host.connection().sendAll(unfinished, 3s);
-            } catch (const std::exception&) {
-                // Not read to the end.
-            }
-        });
-    }
-    senders.clear();
+    const std::vector<HostClient> hosts = connectUnfinished(gateway_, 12, unfinished);
     expectService();
     const std::size_t after = gateway_.daemon().residentKilobytes();
     std::cout << "12 unfinished bodies of 16 MiB: " << (after - before) / 1024 << " MiB\n";

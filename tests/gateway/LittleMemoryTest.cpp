@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 #include <iostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "gateway/Gateway.h"
+#include "gateway/UnfinishedHosts.h"
 #include "support/Deadline.h"
 #include "support/TempDir.h"
 
@@ -78,19 +78,7 @@ TEST_F(LittleMemory, IsNotFilledByUnfinishedBodies) {
     frame.type = 7;
     frame.body = std::string(1'040'000, 'x');
     const std::string unfinished = frame.encode().substr(0, 1'000'000);
-    std::vector<HostClient> hosts;
-    std::vector<std::jthread> senders;
-    for (int i = 0; i < 12; ++i) hosts.push_back(gateway_.host());
-    for (HostClient& host : hosts) {
-        senders.emplace_back([&host, &unfinished] {
-            try {
-                host.connection().sendAll(unfinished, 3s);
-            } catch (const std::exception&) {
-                // Not read to the end.
-            }
-        });
-    }
-    senders.clear();
+    const std::vector<HostClient> hosts = connectUnfinished(gateway_, 12, unfinished);
     expectVersion(first);
     const std::size_t after = gateway_.daemon().residentKilobytes();
     std::cout << "12 unfinished bodies of 1 MB: " << after - before << " kB more\n";
