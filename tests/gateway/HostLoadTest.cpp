@@ -135,7 +135,7 @@ class Limit {
 };
 
 // Sanitizers need more address space than any limit leaves them.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef TESKD_SANITIZED
 
 std::size_t virtualKilobytes(pid_t pid) {
     const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");

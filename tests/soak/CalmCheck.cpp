@@ -36,7 +36,7 @@ constexpr std::size_t kLargeRequest = std::size_t{8} * 1024 * 1024;
 // allocator keeps beside it.
 constexpr std::size_t kMostGrowth = 48 * 1024;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TESKD_SANITIZED
 constexpr bool kMemoryIsPlain = false;
 #else
 constexpr bool kMemoryIsPlain = true;

@@ -25,7 +25,7 @@ constexpr std::uint64_t kStream = 9000;
 constexpr char kFewDescriptors[] = "ulimit -n 300";
 constexpr std::uint32_t kFirstGreedyHost = 0x20;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TESKD_SANITIZED
 constexpr bool kReportsOnError = true;  // which must be read then
 #else
 constexpr bool kReportsOnError = false;
