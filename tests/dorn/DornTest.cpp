@@ -669,20 +669,37 @@ class Unwritable : public DornPacket {
     const std::function<void()> problem_;
 };
 
+// A connection of its own making, for packets that the daemon would not make.
+class LoneDorn {
+  public:
+    explicit LoneDorn(CreatePacket create = createPacket)
+        : dorn_(connection(), {link_.park().controller(), link_.engine(), create, stop_, count_,
+                               LogSource::unlimited(), memory_}) {}
+
+    Dorn& dorn() { return dorn_; }
+    Connection& client() { return pair_.client; }
+
+  private:
+    Socket connection() const {
+        Socket socket(AF_INET, SOCK_STREAM, 0);
+        socket.setDescriptor(::dup(pair_.server.fd()));
+        return socket;
+    }
+
+    HostLink link_;
+    const StopEvent stop_;
+    ConnectionCount count_;
+    TcpPair pair_;
+    HostMemory memory_{HostLimits(0)};
+    Dorn dorn_;
+};
+
 // What the host gets, and what is logged, when somebody else's thread completes the packet.
 std::string received(const std::function<void()>& problem) {
-    HostLink link;
-    const StopEvent stop;
-    ConnectionCount count;
-    TcpPair pair;
-    Socket connection(AF_INET, SOCK_STREAM, 0);
-    connection.setDescriptor(::dup(pair.server.fd()));
-    HostMemory memory{HostLimits(0)};
-    Dorn dorn(connection, {link.park().controller(), link.engine(), createPacket, stop, count,
-                           LogSource::unlimited(), memory});
+    LoneDorn lone;
     const PacketHandle<Unwritable> packet(new Unwritable(problem));
-    dorn.packetCompleted(packet.pointer());
-    return pair.client.readUntilClosed();
+    lone.dorn().packetCompleted(packet.pointer());
+    return lone.client().readUntilClosed();
 }
 
 // A request that throws when it is offered: the first of them, the daemon's own exception.
@@ -696,18 +713,9 @@ class Unservable : public DornPacket {
 };
 
 TEST(DornTest, ARequestThatThrowsIsAnsweredAsFailedWhateverItThrows) {
-    HostLink link;
-    const StopEvent stop;
-    ConnectionCount count;
-    TcpPair pair;
-    Socket connection(AF_INET, SOCK_STREAM, 0);
-    connection.setDescriptor(::dup(pair.server.fd()));
-    HostMemory memory{HostLimits(0)};
-    const CreatePacket unservable = [](int) -> DornPacket* { return new Unservable; };
-    Dorn dorn(connection, {link.park().controller(), link.engine(), unservable, stop, count,
-                           LogSource::unlimited(), memory});
-    ASSERT_EQ(0, dorn.start());
-    HostClient host(std::move(pair.client));
+    LoneDorn lone([](int) -> DornPacket* { return new Unservable; });
+    ASSERT_EQ(0, lone.dorn().start());
+    HostClient host(std::move(lone.client()));
     host.sendRaw(request(7, 1) + request(7, 2));
     for (std::uint32_t id = 1; id <= 2; ++id) {
         const Frame answer = host.readFrame();
@@ -716,7 +724,7 @@ TEST(DornTest, ARequestThatThrowsIsAnsweredAsFailedWhateverItThrows) {
         EXPECT_EQ("", answer.body);
     }
     host.connection().shutdownWrite();
-    dorn.awaitEnd();
+    lone.dorn().awaitEnd();
 }
 
 TEST(DornTest, AnAnswerThatCannotBeWrittenEndsItsConnectionAndConcernsNobodyElse) {
