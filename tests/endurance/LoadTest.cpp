@@ -138,7 +138,7 @@ TEST_F(Load, ManyHostsAtOnceAreAllServedAndLeaveNothingBehind) {
     hosts.clear();
     ASSERT_TRUE(eventually([&] { return daemon().threadCount() == threads; }, 30s))
         << daemon().threadCount();
-    EXPECT_TRUE(eventually([&] { return daemon().openDescriptors() == descriptors; }))
+    EXPECT_TRUE(eventually([&] { return daemon().openDescriptors() <= descriptors; }))
         << daemon().openDescriptors() << " instead of " << descriptors;
     const auto isBack = [&] {
         return daemon().residentKilobytes() <= memory + kMostKilobytesAfterwards;

@@ -94,7 +94,7 @@ TEST(Month, DescriptorsThreadsAndMemoryAreFlat) {
     report("month_descriptors", static_cast<double>(daemon.openDescriptors()), "");
     report("month_memory_early", static_cast<double>(memory), "KiB");
     report("month_memory_late", static_cast<double>(daemon.residentKilobytes()), "KiB");
-    EXPECT_TRUE(eventually([&] { return daemon.openDescriptors() == descriptors; }))
+    EXPECT_TRUE(eventually([&] { return daemon.openDescriptors() <= descriptors; }))
         << daemon.openDescriptors() << " descriptors instead of " << descriptors;
     if (!kSanitized) {
         EXPECT_LE(daemon.residentKilobytes(), memory + kFlatKilobytes);

@@ -91,6 +91,21 @@ std::vector<std::string> threadNames(pid_t pid) {
     return result;
 }
 
+std::vector<std::uint64_t> workersBlockedSignals(pid_t pid) {
+    constexpr char kLabel[] = "SigBlk:";
+    const std::string mainThread = std::to_string(pid);
+    std::vector<std::uint64_t> result;
+    for (const fs::path& task : entries(directoryOf(pid) / "task")) {
+        if (task.filename() == mainThread) continue;
+        std::ifstream status(task / "status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.rfind(kLabel, 0) != 0) continue;
+            result.push_back(std::stoull(line.substr(sizeof kLabel - 1), nullptr, 16));
+        }
+    }
+    return result;
+}
+
 std::string executable(pid_t pid) {
     std::error_code error;
     return fs::read_symlink(directoryOf(pid) / "exe", error).string();

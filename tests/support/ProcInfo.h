@@ -17,6 +17,8 @@ std::size_t openDescriptors(pid_t pid);
 std::size_t threadCount(pid_t pid);
 // Names of all threads, as the kernel shows them.
 std::vector<std::string> threadNames(pid_t pid);
+// The masks of blocked signals, a bit for each from signal 1 on, of all threads but the main one.
+std::vector<std::uint64_t> workersBlockedSignals(pid_t pid);
 // The file the process executes; empty when unknown.
 std::string executable(pid_t pid);
 // IPv4 TCP ports on which the process itself listens.
