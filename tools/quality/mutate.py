@@ -27,7 +27,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 WORK = ROOT / "build/mutants"
 # The folders of src/, each standing on those before it.
 FOLDERS = ["core", "packet", "config", "net", "telnet", "tesk", "dorn", "aams"]
-# Tests of the daemon as a program: the folder of tests/ and what has to be built for it.
+# Tests of the daemon as a program: the folder of tests/system/ and what has to be built for it.
 SYSTEM = {
     "gateway": ["gateway_tests", "teskd"],
     "noise": ["noise_tests"],
@@ -107,10 +107,10 @@ class Tree:
                 "--bind", str(self.build), str(self.build), "--chdir", str(self.path),
                 "sh", "-c", 'ip address add 203.0.113.1/32 dev lo && exec "$@"', "sh", *command]
 
-    def run(self, folder, bound, *options):
-        """Whether the tests of a folder pass within so many seconds. One that fails is given another chance,
+    def run(self, stage, bound, *options):
+        """Whether the tests of a stage pass within so many seconds. One that fails is given another chance,
         so that a busy machine kills no mutant."""
-        command = ["ctest", "--test-dir", str(self.build / "tests" / folder), "--parallel", str(self.jobs * 3),
+        command = ["ctest", "--test-dir", str(self.build / "tests" / stage.path), "--parallel", str(self.jobs * 3),
                    "--repeat", "until-pass:2", "--timeout", "60", *options]
         if self.broken:
             command += ["--exclude-regex", "^(" + "|".join(map(re.escape, self.broken)) + ")( |$)"]
@@ -138,11 +138,11 @@ class Tree:
                 continue
             print(f"Running the tests of {stage.folder} without a defect ...", flush=True)
             began = time.monotonic()
-            passed, output = self.run(stage.folder, 3600)
+            passed, output = self.run(stage, 3600)
             self.bounds[stage.folder] = FREE_SECONDS + 4 * (time.monotonic() - began)
             if not passed:
                 self.broken += failed_tests(output)
-                if not self.run(stage.folder, 3600)[0]:
+                if not self.run(stage, 3600)[0]:
                     sys.exit(f"Tests of {stage.folder} fail without a defect:\n{output[-2000:]}")
             kept.write_text(json.dumps({"digest": digest, "bounds": self.bounds, "broken": self.broken}))
 
@@ -150,7 +150,8 @@ class Tree:
 class Stage:
     """The tests of a folder, and what has to be built for them."""
 
-    def __init__(self, folder, targets):
+    def __init__(self, group, folder, targets):
+        self.path = f"{group}/{folder}"
         self.folder = folder
         self.targets = targets
 
@@ -158,8 +159,8 @@ class Stage:
 def stages_of(file):
     """The stages that a mutant of this file meets, in their order."""
     folder = file.split("/")[1]
-    units = [Stage(name, [f"{name}_tests"]) for name in FOLDERS[FOLDERS.index(folder):]]
-    return units + [Stage(name, targets) for name, targets in SYSTEM.items()]
+    units = [Stage("unit", name, [f"{name}_tests"]) for name in FOLDERS[FOLDERS.index(folder):]]
+    return units + [Stage("system", name, targets) for name, targets in SYSTEM.items()]
 
 
 def failed_tests(output):
@@ -194,7 +195,7 @@ def kill(tree, mutant):
         if stage.folder not in SYSTEM and stamp(tree, stage) == before:
             continue
         try:
-            if not tree.run(stage.folder, tree.bounds[stage.folder], "--stop-on-failure")[0]:
+            if not tree.run(stage, tree.bounds[stage.folder], "--stop-on-failure")[0]:
                 return f"{stage.folder} tests"
         except Hang:
             return f"{stage.folder} tests (time)"

@@ -7,7 +7,7 @@ import unittest
 
 from walkthrough import PAGE, SECTIONS, Stale, blocks, change, targets
 
-TREE = pathlib.Path(__file__).resolve().parents[2]
+TREE = pathlib.Path(__file__).resolve().parents[3]
 
 SECTION = """## A new setting
 
