@@ -31,12 +31,44 @@ std::vector<std::smatch> allMatches(const std::string& text, const std::regex& p
     return {std::sregex_iterator(text.begin(), text.end(), pattern), std::sregex_iterator()};
 }
 
+// Name, section and source of each page.
+struct ManPage {
+    std::string name;
+    char section;
+    std::string source;
+};
+
+const std::vector<ManPage>& manPages() {
+    static const std::vector<ManPage> pages = {
+        {"dornctl", '1', TESKD_SOURCE "/tools/dornctl/dornctl.1"},
+        {"tesk_v2.ini", '5', kSettingsPage},
+        {"teskd", '8', kDaemonPage},
+        {"teskd-checkconf", '1', TESKD_SOURCE "/tools/checkconf/teskd-checkconf.1"},
+        {"tesksim", '1', TESKD_SOURCE "/tools/tesksim/tesksim.1"},
+    };
+    return pages;
+}
+
 TEST(ManPage, IsSoundInTheEyesOfTheFormatter) {
     InstalledRoot root;
     root.unpack("teskd");
-    for (const char* page : {"man5/tesk_v2.ini.5", "man8/teskd.8"}) {
-        EXPECT_EQ("", root.run({"/host/usr/bin/mandoc", "-T", "lint", "-W", "style",
-                                std::string("/usr/share/man/") + page}));
+    root.unpack("teskd-tools");
+    for (const ManPage& page : manPages()) {
+        const std::string file =
+            std::string("/usr/share/man/man") + page.section + "/" + page.name + "." + page.section;
+        EXPECT_EQ("", root.run({"/host/usr/bin/mandoc", "-T", "lint", "-W", "style", file}));
+    }
+}
+
+TEST(ManPage, RefersToEveryOtherPageInItsLastSection) {
+    for (const ManPage& page : manPages()) {
+        const std::string text = readFile(page.source);
+        const std::string last = text.substr(text.find(".Sh SEE ALSO\n"));
+        for (const ManPage& other : manPages()) {
+            const std::string reference = ".Xr " + other.name + " " + other.section + "\n";
+            const bool found = replaced(last, " ,\n", "\n").find(reference) != std::string::npos;
+            EXPECT_EQ(other.name != page.name, found) << page.name << ": " << reference;
+        }
     }
 }
 
