@@ -26,7 +26,7 @@ std::string success() {
 }  // namespace
 
 std::string mac_field() {
-    return field(ZqConfig::get_mac_string(INTERFACE));
+    return field(ZqConfig::get_mac_string(ZqConfig::IDENTIFYING_INTERFACE));
 }
 
 std::string failure(const char* code) {

@@ -15,8 +15,6 @@ class AamsCache;
 // "00" for success, otherwise the one listed at each function.
 namespace aamsreply {
 
-constexpr const char* INTERFACE = "eth0";
-
 // "-" and the hardware address.
 std::string mac_field();
 // mac_field, "-" and the code.

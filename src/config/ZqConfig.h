@@ -82,6 +82,9 @@ class ZqConfig : public std::map<std::string, std::string> {
     // Minutes from start to the first polling pass.
     static int get_tmp_app_accensione();
 
+    // The interface whose hardware address tells hosts and the notification server which gateway
+    // this is.
+    static constexpr const char* IDENTIFYING_INTERFACE = "eth0";
     // The configured hardware address of an interface, without its colons.
     static std::string get_mac_string(const std::string& interface);
     // The same as six bytes; bytes that the text does not have are left unchanged.

@@ -18,7 +18,6 @@ using namespace dornframe;
 
 namespace {
 
-constexpr const char* INTERFACE = "eth0";
 constexpr std::size_t BODY_BLOCK = 16384;
 constexpr std::size_t SKIPPED_BLOCK = 1024;  // on the stack
 
@@ -54,7 +53,7 @@ DornPacket::DornPacket(std::uint8_t type) {
     set_constant();
     header_[OFFSET_TYPE] = static_cast<char>(type);
     std::array<std::uint8_t, STATION_SIZE> address{};
-    ZqConfig::get_mac_bytes(INTERFACE, address);
+    ZqConfig::get_mac_bytes(ZqConfig::IDENTIFYING_INTERFACE, address);
     std::copy(address.begin(), address.end(), header_.begin() + OFFSET_STATION);
 }
 
