@@ -13,6 +13,7 @@
 #include "core/Attempt.h"
 #include "core/Exception.h"
 #include "core/Log.h"
+#include "dorn/DornFrame.h"
 #include "dorn/DornPacket.h"
 #include "dorn/FrameReader.h"
 #include "dorn/HostInputStream.h"
@@ -34,7 +35,6 @@ constexpr std::chrono::milliseconds STOP_GRACE(1500);
 // Memory that a request takes until it is answered, its body not included.
 constexpr std::size_t REQUEST_COST = 1024;
 constexpr const char* NOT_WHOLE = "A request was not whole in time";
-constexpr const char* CLOSED = "Remote Peer closed the connection.";
 constexpr const char* STOPPED = "The connection is stopped";
 constexpr useconds_t POLL_PAUSE = 10'000;  // microseconds before a failed poll is retried
 constexpr int RELEASES_PER_SECOND = 2;     // logged, of packets that could not be read
@@ -225,16 +225,14 @@ void Dorn::host_is_gone(Goal goal) {
     isGone_ = true;
     context_.controller.withdraw(&pending_);
     context_.engine.withdraw(&pending_);
-    if (goal == Goal::room) {
-        throw SocketConnectionClosedException(CLOSED);
-    }
+    if (goal == Goal::room) dornframe::throw_closed();
 }
 
 // When the rest of the request has not arrived, it never will: there is no use in waiting for room.
 void Dorn::host_has_finished() {
     hasFinished_ = true;
     if (held_ + connection_.getInputStream().available() >= frameSize_) return;
-    throw SocketConnectionClosedException(CLOSED);
+    dornframe::throw_closed();
 }
 
 // When the daemon stops, owed answers have STOP_GRACE; then the connection is shut down.

@@ -1,6 +1,12 @@
 #include "dorn/DornFrame.h"
 
+#include "core/Exception.h"
+
 namespace teskd::dornframe {
+
+void throw_closed() {
+    throw SocketConnectionClosedException("Remote Peer closed the connection.");
+}
 
 std::uint8_t checksum(std::string_view bytes, std::uint8_t seed) {
     std::uint8_t sum = seed;

@@ -47,6 +47,10 @@ enum class Kind : std::uint8_t {
     timedOut = 0xFE,  // no answer in time
 };
 
+// Says that the host has disconnected, within a frame or between two.
+// @throws SocketConnectionClosedException
+[[noreturn]] void throw_closed();
+
 // The running sum over the bytes, continued from seed.
 std::uint8_t checksum(std::string_view bytes, std::uint8_t seed = 0);
 

@@ -39,10 +39,6 @@ std::size_t capacity_for(std::size_t part, std::size_t whole) {
     return capacity;
 }
 
-[[noreturn]] void throwClosed() {
-    throw SocketConnectionClosedException("Remote Peer closed the connection.");
-}
-
 }  // namespace
 
 DornPacket::DornPacket() : DornPacket(0) {}
@@ -93,7 +89,7 @@ void DornPacket::check_start(InputStream& in) {
 
 void DornPacket::read_header(InputStream& in) {
     constexpr int SIZE = HEADER_SIZE;
-    if (in.readFully(header_.data(), SIZE) < SIZE) throwClosed();
+    if (in.readFully(header_.data(), SIZE) < SIZE) throw_closed();
 }
 
 // The buffer grows with the bytes that arrive: a large length field alone must not allocate memory.
@@ -113,7 +109,7 @@ void DornPacket::read_body(InputStream& in) {
         const int n = in.readFully(body_.data() + start, static_cast<int>(block));
         if (static_cast<std::size_t>(n) == block) continue;
         body_.resize(start + static_cast<std::size_t>(n));
-        throwClosed();
+        throw_closed();
     }
 }
 
@@ -121,7 +117,7 @@ void DornPacket::skip_body(InputStream& in, std::size_t size) {
     std::array<char, SKIPPED_BLOCK> block{};
     while (size > 0) {
         const int n = in.read(block.data(), static_cast<int>(std::min(size, block.size())));
-        if (n < 1) throwClosed();
+        if (n < 1) throw_closed();
         const auto count = static_cast<std::size_t>(n);
         droppedSum_ = checksum({block.data(), count}, droppedSum_);
         size -= count;
@@ -130,7 +126,7 @@ void DornPacket::skip_body(InputStream& in, std::size_t size) {
 
 void DornPacket::read_checksum(InputStream& in) {
     const int received = in.read();
-    if (received == -1) throwClosed();
+    if (received == -1) throw_closed();
     checksum_ = static_cast<std::uint8_t>(received);
     const auto computed = static_cast<std::uint8_t>(compute_checksum() + droppedSum_);
     if (checksum_ == computed) return;

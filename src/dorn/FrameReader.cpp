@@ -55,9 +55,7 @@ FrameReader::Header FrameReader::peek_header() {
     input_.mark(SIZE);
     const int peeked = input_.readFully(header.data(), SIZE);
     input_.reset();
-    if (peeked < SIZE) {
-        throw SocketConnectionClosedException("Remote Peer closed the connection.");
-    }
+    if (peeked < SIZE) throw_closed();
     return header;
 }
 
