@@ -12,6 +12,7 @@ namespace teskd::dornbody {
 
 namespace {
 
+constexpr std::size_t NAME_SIZE = 11;
 constexpr std::size_t DATE_SIZE = 11;
 constexpr std::size_t ENTRY_NAME_SIZE = 8;
 // The count of values is a 16-bit field; further values are dropped.
@@ -19,13 +20,25 @@ constexpr std::size_t MOST_VALUES = std::numeric_limits<std::uint16_t>::max();
 
 }  // namespace
 
+std::string name_field(std::string_view name) {
+    return text::zeroFilled(name, NAME_SIZE);
+}
+
+std::string name_at(std::string_view body, std::size_t offset) {
+    return text::untilZero(body.substr(offset, NAME_SIZE));
+}
+
+std::string date_field(const TeskPacket& answer) {
+    return text::zeroFilled(answer.get_date(), DATE_SIZE);
+}
+
 std::string head(const TeskPacket& answer, const std::string& date, std::uint32_t targets,
                  std::uint32_t sequence) {
     std::string bytes = date;
     bytes.push_back(static_cast<char>(targets));
     bytes.push_back(static_cast<char>(sequence));
     bytes.push_back(1);
-    bytes += text::zeroFilled(answer.get_date(), DATE_SIZE);
+    bytes += date_field(answer);
     bytes.push_back(static_cast<char>(DornPacket::outcome_number(answer.get_outcome())));
     return bytes;
 }

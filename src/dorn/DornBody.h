@@ -17,6 +17,15 @@ namespace dornbody {
 constexpr char ITEM_SEPARATOR = '~';
 constexpr char VALUE_SEPARATOR = '!';
 
+// The field with a machine's name: 11 bytes, zero-filled.
+std::string name_field(std::string_view name);
+// The name in such a field. The end of the body may cut it. @throws std::out_of_range for an offset
+// beyond the body
+std::string name_at(std::string_view body, std::size_t offset);
+
+// The field with the date of a machine's answer: 11 bytes, zero-filled.
+std::string date_field(const TeskPacket& answer);
+
 // The 23 bytes in front of a single machine's answer: date, target count, sequence number, 1, the
 // answer's date, outcome number. See DornPacketType1.
 std::string head(const TeskPacket& answer, const std::string& date, std::uint32_t targets,

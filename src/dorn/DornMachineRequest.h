@@ -29,9 +29,6 @@ class TeskMaster;
 // Locks: answerLock_, held while a frame is written to the stream so that frames keep their order.
 class DornMachineRequest : public DornPacket, public PacketEventListener {
   public:
-    // Name fields of bodies are this long, zero-filled.
-    static constexpr std::size_t NAME_SIZE = 11;
-
     void notifyFailed() override;
     void notifyError(const Exception& e) override;
     // Writes the oldest frame that was not written yet.

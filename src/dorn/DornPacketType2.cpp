@@ -28,7 +28,7 @@ DornMachineRequest::Question DornPacketType2::decode(std::string body) const {
     Question question;
     question.payload = text::untilZero(body.substr(0, FIELD_SIZE)) + dornbody::ITEM_SEPARATOR +
                        text::untilZero(body.substr(FIELD_SIZE, FIELD_SIZE));
-    question.name = text::untilZero(body.substr(OFFSET_NAME, NAME_SIZE));
+    question.name = dornbody::name_at(body, OFFSET_NAME);
     question.id = MESSAGE_ID;
     question.timeout = LONG_TIMEOUT;
     return question;
@@ -43,7 +43,7 @@ std::vector<std::string> DornPacketType2::encode(const TeskPacket& answer,
         std::string body = progress.date;
         body.push_back(static_cast<char>(pages.count()));
         body.push_back(static_cast<char>(page + 1));
-        body += text::zeroFilled(answer.get_date(), NAME_SIZE);
+        body += dornbody::date_field(answer);
         body.push_back(static_cast<char>(outcome_number(answer.get_outcome())));
         bodies.push_back(body + pages.entries(page));
     }

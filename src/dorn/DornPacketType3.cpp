@@ -2,6 +2,7 @@
 
 #include "core/BigEndian.h"
 #include "core/Text.h"
+#include "dorn/DornBody.h"
 
 namespace teskd {
 
@@ -18,7 +19,7 @@ DornMachineRequest::Question DornPacketType3::decode(std::string body) const {
     Question question;
     question.payload = text::format("%d~%d", int{bigendian::read16(body, 0)},
                                     int{bigendian::read16(body, OFFSET_Y)});
-    question.name = text::untilZero(body.substr(OFFSET_NAME, NAME_SIZE));
+    question.name = dornbody::name_at(body, OFFSET_NAME);
     question.id = MESSAGE_ID;
     question.timeout = LONG_TIMEOUT;
     return question;

@@ -35,7 +35,7 @@ DornMachineRequest::Question DornPacketType4::decode(std::string body) const {
     question.payload = text::untilZero(fields.substr(0, FIELD_SIZE)) + dornbody::ITEM_SEPARATOR +
                        text::untilZero(fields.substr(FIELD_SIZE, FIELD_SIZE));
     question.every_machine = record[OFFSET_SELECTOR] == 0;
-    question.name = text::untilZero(fields.substr(OFFSET_NAME, NAME_SIZE));
+    question.name = dornbody::name_at(fields, OFFSET_NAME);
     question.id = MESSAGE_ID;
     question.timeout = LONG_TIMEOUT;
     return question;
@@ -53,7 +53,7 @@ std::vector<std::string> DornPacketType4::encode(const TeskPacket& answer,
         body.push_back(static_cast<char>(progress.sequence++));
         body.push_back(static_cast<char>(outcome_number(answer.get_outcome())));
         body.push_back(1);
-        body += text::zeroFilled(answer.get_date(), NAME_SIZE);
+        body += dornbody::date_field(answer);
         bodies.push_back(body + pages.entries(page));
     }
     return bodies;

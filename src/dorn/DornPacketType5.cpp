@@ -21,7 +21,7 @@ DornMachineRequest::Question DornPacketType5::decode(std::string body) const {
     require_size(body, BODY_SIZE);
     Question question;
     question.every_machine = body.front() == 0;
-    question.name = text::untilZero(body.substr(OFFSET_NAME, NAME_SIZE));
+    question.name = dornbody::name_at(body, OFFSET_NAME);
     question.id = static_cast<unsigned char>(body[OFFSET_ID]);
     return question;
 }

@@ -1,10 +1,9 @@
 #include "dorn/DornPacketType6.h"
 
-#include <string_view>
 #include <utility>
 
 #include "core/BigEndian.h"
-#include "core/Text.h"
+#include "dorn/DornBody.h"
 
 namespace teskd {
 
@@ -17,7 +16,7 @@ constexpr std::size_t OFFSET_PAYLOAD = 15;
 DornMachineRequest::Question DornPacketType6::decode(std::string body) const {
     require_size(body, OFFSET_PAYLOAD);
     Question question;
-    question.name = text::untilZero(std::string_view(body).substr(0, NAME_SIZE));
+    question.name = dornbody::name_at(body, 0);
     body.erase(0, OFFSET_PAYLOAD);
     question.payload = std::move(body);
     question.raw = true;

@@ -2,7 +2,7 @@
 
 #include <list>
 
-#include "core/Text.h"
+#include "dorn/DornBody.h"
 #include "tesk/TeskController.h"
 #include "tesk/TeskMaster.h"
 
@@ -10,10 +10,8 @@ namespace teskd {
 
 namespace {
 
-constexpr std::size_t NAME_SIZE = 11;
-
 std::string record(const std::string& name, const TeskMaster& machine) {
-    std::string bytes = text::zeroFilled(name, NAME_SIZE);
+    std::string bytes = dornbody::name_field(name);
     bytes.push_back(static_cast<char>(machine.get_port()));
     bytes.push_back(0);
     bytes.push_back(machine.is_connected() ? 0 : 1);

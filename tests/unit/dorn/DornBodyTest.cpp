@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 
 #include "dorn/DornBody.h"
@@ -22,6 +23,24 @@ std::string pairs(std::size_t count) {
 
 std::size_t entriesOf(const dornbody::Pages& pages, std::size_t page) {
     return static_cast<unsigned char>(pages.entries(page).at(0));
+}
+
+TEST(DornBodyName, FillsElevenBytesWithZeroOrIsCut) {
+    EXPECT_BYTES("ZA1" + bytes("00 00 00 00 00 00 00 00"), dornbody::name_field("ZA1"));
+    EXPECT_BYTES("ZA000000001", dornbody::name_field("ZA000000001"));
+    EXPECT_BYTES("ZA000000001", dornbody::name_field("ZA0000000012"));
+}
+
+TEST(DornBodyName, IsReadUpToItsFirstZeroByteOrTheEndOfItsField) {
+    EXPECT_EQ("ZA1", dornbody::name_at("--ZA1" + bytes("00") + "rest", 2));
+    EXPECT_EQ("ZA000000001", dornbody::name_at("--ZA0000000012", 2));
+    EXPECT_EQ("", dornbody::name_at(bytes("00") + "ZA1", 0));
+}
+
+TEST(DornBodyName, MayBeCutByTheEndOfTheBody) {
+    EXPECT_EQ("ZA1", dornbody::name_at("--ZA1", 2));
+    EXPECT_EQ("", dornbody::name_at("--", 2));
+    EXPECT_THROW(dornbody::name_at("-", 2), std::out_of_range);
 }
 
 TEST(DornBodyHead, IsTheDateTheCountsOneTheAnswersDateAndTheOutcome) {
