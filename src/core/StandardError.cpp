@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -11,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/BrokenPipe.h"
 #include "core/Descriptor.h"
 
 namespace teskd {
@@ -40,9 +40,8 @@ bool takesLine(int fd) {
 
 }  // namespace
 
-// Handles SIGPIPE, so that writing to a pipe whose reader has gone does not end the process.
 StandardError::StandardError(int fd) : fd_(fd) {
-    std::signal(SIGPIPE, [](int) {});
+    surviveBrokenPipes();
 }
 
 StandardError& StandardError::inherited() {

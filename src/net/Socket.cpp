@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <linux/sockios.h>
 #include <netinet/in.h>
@@ -11,6 +10,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "core/BrokenPipe.h"
 #include "core/StopEvent.h"
 #include "net/Poll.h"
 #include "net/SocketAddress.h"
@@ -24,8 +24,6 @@ constexpr const char* SELECT =
     "static void Socket::select(std::list<Socket*, std::allocator<Socket*> >&, "
     "std::list<Socket*, std::allocator<Socket*> >&, "
     "std::list<Socket*, std::allocator<Socket*> >&, timeval*)";
-
-void ignoreSignal(int) {}
 
 constexpr std::int64_t LONGEST_WAIT = 1'000'000;  // seconds
 
@@ -57,8 +55,7 @@ void Socket::initAttributes() {
     descriptor_.reset(::socket(domain_, type_ | SOCK_CLOEXEC, protocol_));
     if (!descriptor_.isOpen()) throwSocketError("void Socket::initAttributes()");
     rebuildStreams();
-    // A write to a disconnected peer then fails with EPIPE instead of ending the process.
-    std::signal(SIGPIPE, ignoreSignal);
+    surviveBrokenPipes();
 }
 
 Socket::Socket(const Socket& source)

@@ -1,0 +1,11 @@
+#include "core/BrokenPipe.h"
+
+#include <csignal>
+
+namespace teskd {
+
+void surviveBrokenPipes() {
+    std::signal(SIGPIPE, [](int) {});
+}
+
+}  // namespace teskd
