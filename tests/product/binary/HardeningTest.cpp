@@ -24,7 +24,7 @@ std::string elf(const std::string& question) {
     return readelf.standardOutput();
 }
 
-TEST(DaemonFile, NeedsNoLibraryButThoseOfCAndCpp) {
+TEST(Hardening, NeedsNoLibraryButThoseOfCAndCpp) {
     static const std::regex library(R"(\(NEEDED\)\s+Shared library: \[([^\]]+)\])");
     const std::string dynamic = elf("--dynamic");
     std::set<std::string> needed;
@@ -38,23 +38,23 @@ TEST(DaemonFile, NeedsNoLibraryButThoseOfCAndCpp) {
     EXPECT_THAT(needed, testing::Each(testing::MatchesRegex("ld[0-9a-z-]*\\.so\\..*")));
 }
 
-TEST(DaemonFile, MayBeLoadedAnywhere) {
+TEST(Hardening, MayBeLoadedAnywhere) {
     EXPECT_THAT(elf("--file-header"), ContainsRegex("Type: +DYN"));
     EXPECT_THAT(elf("--dynamic"), ContainsRegex("FLAGS_1.*PIE"));
 }
 
-TEST(DaemonFile, HasATableOfCallsThatIsReadOnlyOnceItRuns) {
+TEST(Hardening, HasATableOfCallsThatIsReadOnlyOnceItRuns) {
     EXPECT_THAT(elf("--program-headers"), HasSubstr("GNU_RELRO"));
     EXPECT_THAT(elf("--dynamic"), HasSubstr("BIND_NOW"));
 }
 
-TEST(DaemonFile, HasNoExecutableStackAndNothingThatIsWritableAndExecutable) {
+TEST(Hardening, HasNoExecutableStackAndNothingThatIsWritableAndExecutable) {
     const std::string headers = elf("--program-headers");
     EXPECT_THAT(headers, ContainsRegex("GNU_STACK .* RW  "));
     EXPECT_THAT(headers, Not(ContainsRegex(" RWE ")));
 }
 
-TEST(DaemonFile, GuardsItsStackAndChecksItsBuffers) {
+TEST(Hardening, GuardsItsStackAndChecksItsBuffers) {
     const std::string symbols = elf("--dyn-syms");
     EXPECT_THAT(symbols, HasSubstr("__stack_chk_fail"));
     EXPECT_THAT(symbols, ContainsRegex("__[a-z]+_chk@"));

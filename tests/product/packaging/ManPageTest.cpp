@@ -105,7 +105,7 @@ std::map<std::string, std::string> defaults() {
     return settings;
 }
 
-TEST(SettingsPage, HasEverySettingWithItsDefault) {
+TEST(ManPageOfSettings, HasEverySettingWithItsDefault) {
     std::map<std::string, std::string> documented;
     for (const auto& [key, text] : documentedSettings()) {
         if (!text.starts_with('\n')) documented[key] = text.substr(0, text.find('\n'));
@@ -114,7 +114,7 @@ TEST(SettingsPage, HasEverySettingWithItsDefault) {
 }
 
 // Settings are read by names that the sources have as they are in the files, whole or in two parts.
-TEST(SettingsPage, HasEverySettingThatTheSourcesName) {
+TEST(ManPageOfSettings, HasEverySettingThatTheSourcesName) {
     std::string source;
     for (const char* file : {"ConfigDefaults.h", "ConfigDefaults.cpp", "ZqConfig.cpp"}) {
         source += readFile(TESKD_SOURCE "/src/config/" + std::string(file));
@@ -132,7 +132,7 @@ TEST(SettingsPage, HasEverySettingThatTheSourcesName) {
     }
 }
 
-TEST(SettingsPage, HasUnitRangeAndWrongValuesOfEverySetting) {
+TEST(ManPageOfSettings, HasUnitRangeAndWrongValuesOfEverySetting) {
     for (const auto& [key, text] : documentedSettings()) {
         for (const char* part : {"Unit:", "Range:", "wrong value"}) {
             EXPECT_THAT(replaced(text, "\n", " "), HasSubstr(part)) << key;
@@ -267,7 +267,7 @@ LogLines writtenLines() {
     return lines;
 }
 
-TEST(DaemonPage, HasEveryLineOfTheLogAndNoOther) {
+TEST(ManPageOfDaemon, HasEveryLineOfTheLogAndNoOther) {
     EXPECT_EQ(writtenLines(), documentedLines());
 }
 

@@ -32,9 +32,9 @@ std::string exposure(const fs::path& root) {
 }
 
 // The files of the package, and the units and the program of this machine that they refer to.
-class Unit : public testing::Test {
+class ServiceUnit : public testing::Test {
   protected:
-    Unit() {
+    ServiceUnit() {
         outputOf({"dpkg-deb", "--extract", packageFile("teskd"), files_.path()});
         const fs::path units = files_ / "lib/systemd/system";
         for (const fs::directory_entry& entry : fs::directory_iterator("/lib/systemd/system")) {
@@ -47,13 +47,13 @@ class Unit : public testing::Test {
     const TempDir files_;
 };
 
-TEST_F(Unit, IsExposedAsLittleAsTheDocumentationSays) {
+TEST_F(ServiceUnit, IsExposedAsLittleAsTheDocumentationSays) {
     const std::string figure = exposure(files_.path());
     EXPECT_LE(std::stod(figure), kMostExposure);
     EXPECT_THAT(readFile(TESKD_SOURCE "/docs/operation.md"), HasSubstr("**" + figure + "**"));
 }
 
-TEST_F(Unit, IsWellFormed) {
+TEST_F(ServiceUnit, IsWellFormed) {
     ChildProcess verification({.command = {"systemd-analyze", "--man=no", "verify", "teskd.service",
                                            "--root=" + files_.path().string()}});
     const auto status = verification.waitForExit();
@@ -62,7 +62,7 @@ TEST_F(Unit, IsWellFormed) {
     EXPECT_EQ("", verification.standardOutput() + verification.standardError());
 }
 
-TEST_F(Unit, LeavesNoPrivilegeButTheClock) {
+TEST_F(ServiceUnit, LeavesNoPrivilegeButTheClock) {
     const std::string unit = readFile(files_ / "lib/systemd/system/teskd.service");
     for (const char* line : {"\nCapabilityBoundingSet=CAP_SYS_TIME\n", "\nNoNewPrivileges=yes\n",
                              "\nAmbientCapabilities=CAP_SYS_TIME\n", "\nUser=teskd\n",
@@ -132,15 +132,15 @@ std::string nameOf(const testing::TestParamInfo<Programs>& info) {
 }
 
 // In a root of its own with processes of its own, where no user but root exists.
-class InitScript : public ServiceRun, public testing::WithParamInterface<Programs> {
+class ServiceInitScript : public ServiceRun, public testing::WithParamInterface<Programs> {
   protected:
-    InitScript() {
+    ServiceInitScript() {
         if (GetParam() == Programs::BusyBoxs) root_.useBusyBox();
         writeFile(root_ / "etc/default/teskd", "RUN_AS=root\n");
         operator_ = root_.start({"/bin/sh", "-c", kOperator}, {.alone = true});
         service_.configure();
     }
-    ~InitScript() override { operator_->signal(SIGKILL); }
+    ~ServiceInitScript() override { operator_->signal(SIGKILL); }
 
     // The status with which the script ends.
     int order(const std::string& action) {
@@ -165,12 +165,12 @@ class InitScript : public ServiceRun, public testing::WithParamInterface<Program
     int orders_ = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(, InitScript, testing::Values(Programs::Debians, Programs::BusyBoxs),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(, ServiceInitScript,
+                         testing::Values(Programs::Debians, Programs::BusyBoxs), nameOf);
 
 constexpr int kNotRunning = 3;
 
-TEST_P(InitScript, StartsReportsRestartsAndStops) {
+TEST_P(ServiceInitScript, StartsReportsRestartsAndStops) {
     EXPECT_EQ(kNotRunning, order("status"));
     EXPECT_EQ(0, order("start")) << said();
     EXPECT_EQ(0, order("status")) << said();
@@ -193,7 +193,7 @@ TEST_P(InitScript, StartsReportsRestartsAndStops) {
     EXPECT_EQ(3, order("nonsense"));
 }
 
-TEST_P(InitScript, SaysWhatItDoes) {
+TEST_P(ServiceInitScript, SaysWhatItDoes) {
     order("start");
     EXPECT_THAT(said(), HasSubstr("Starting"));
     order("stop");
@@ -202,7 +202,7 @@ TEST_P(InitScript, SaysWhatItDoes) {
 }
 
 // After a power cut, on a machine that keeps /run.
-TEST_P(InitScript, APidFileOfAProcessThatIsGoneKeepsNothingFromStarting) {
+TEST_P(ServiceInitScript, APidFileOfAProcessThatIsGoneKeepsNothingFromStarting) {
     constexpr int kEndedByItself = 1;
     writeFile(root_ / "run/teskd.pid", "99999\n");
     EXPECT_EQ(kEndedByItself, order("status"));
@@ -214,7 +214,7 @@ TEST_P(InitScript, APidFileOfAProcessThatIsGoneKeepsNothingFromStarting) {
 
 // In a container process 1 may reap nobody, and numbers of processes come again when it is
 // restarted.
-TEST_P(InitScript, AProcessThatHasEndedOrIsAnotherProgramIsNotTheDaemon) {
+TEST_P(ServiceInitScript, AProcessThatHasEndedOrIsAnotherProgramIsNotTheDaemon) {
     constexpr int kEndedByItself = 1;
     for (const char* name : {"run/unreaped", "run/stranger"}) {
         ASSERT_TRUE(eventually(
@@ -231,7 +231,7 @@ TEST_P(InitScript, AProcessThatHasEndedOrIsAnotherProgramIsNotTheDaemon) {
     EXPECT_EQ(kEndedByItself, order("status")) << "it was started at another time: " << said();
 }
 
-TEST_P(InitScript, AStartThatFailsSaysWhy) {
+TEST_P(ServiceInitScript, AStartThatFailsSaysWhy) {
     writeFile(root_ / "config/config.ini", "[INTERNAL]\nTESKv2_ENABLE=yes\n");
     EXPECT_EQ(1, order("start"));
     EXPECT_THAT(said(), HasSubstr("failed"));
@@ -248,7 +248,7 @@ TEST_P(InitScript, AStartThatFailsSaysWhy) {
     EXPECT_EQ(0, order("stop")) << said();
 }
 
-TEST_P(InitScript, ADisabledDaemonsProgramIsStoppedAndReplaced) {
+TEST_P(ServiceInitScript, ADisabledDaemonsProgramIsStoppedAndReplaced) {
     writeFile(root_ / "config/config.ini", "");
     writeScript(root_ / "usr/bin/notrunning", "exec sleep 9999");
     EXPECT_EQ(1, order("start"));
@@ -268,7 +268,7 @@ TEST_P(InitScript, ADisabledDaemonsProgramIsStoppedAndReplaced) {
 }
 
 // Only the service and root read what it writes, as under systemd.
-TEST_P(InitScript, WhatTheDaemonWritesIsPrivate) {
+TEST_P(ServiceInitScript, WhatTheDaemonWritesIsPrivate) {
     order("start");
     ASSERT_TRUE(listens());
     const fs::path dump = root_ / "tmp/dump_map.ini";
@@ -277,7 +277,7 @@ TEST_P(InitScript, WhatTheDaemonWritesIsPrivate) {
     EXPECT_EQ(0, order("stop")) << said();
 }
 
-TEST(Scripts, AreSoundShell) {
+TEST(ServiceScripts, AreSoundShell) {
     for (const char* script : {"teskd.init", "debian/postinst", "debian/prerm", "debian/postrm"}) {
         outputOf({"shellcheck", "--severity=style", "--exclude=SC1091", "--shell=sh",
                   std::string(TESKD_SOURCE "/packaging/") + script});

@@ -36,7 +36,7 @@ TEST(Config, RemovedKeysAreNotWritten) {
     EXPECT_EQ(std::string::npos, config.text().find("TESKv2_ENABLE"));
 }
 
-TEST(TempDir, IsGoneWithItsContent) {
+TEST(ConfigTempDir, IsGoneWithItsContent) {
     std::filesystem::path path;
     {
         const TempDir directory;

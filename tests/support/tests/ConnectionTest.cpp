@@ -78,7 +78,7 @@ TEST(Connection, AvailableDataIsReadWithoutWaiting) {
     EXPECT_EQ("abc", pair.server.readAvailable());
 }
 
-TEST(Listener, RefusesOnceClosed) {
+TEST(ConnectionListener, RefusesOnceClosed) {
     Listener listener;
     EXPECT_FALSE(listener.pendingWithin(0ms));
     Connection client = Connection::to(listener.port());
@@ -90,7 +90,7 @@ TEST(Listener, RefusesOnceClosed) {
     EXPECT_THROW(Connection::connectEventually(port, 30ms), Timeout);
 }
 
-TEST(Deadline, EventuallyAsksUntilItIsTrueOrTooLate) {
+TEST(ConnectionDeadline, EventuallyAsksUntilItIsTrueOrTooLate) {
     int asked = 0;
     EXPECT_TRUE(eventually([&] { return ++asked == 3; }));
     EXPECT_EQ(3, asked);

@@ -51,7 +51,7 @@ TEST_F(ConsoleTest, TellsWhatItDoesNotUnderstand) {
     EXPECT_TRUE(console_.done());
 }
 
-TEST(PortFile, HasALineForEveryMachine) {
+TEST(ConsolePortFile, HasALineForEveryMachine) {
     const teskd::test::TempDir directory;
     writePortFile(directory / "ports", {2100, 2200});
     EXPECT_EQ("1 2100\n2 2200\n", teskd::test::readFile(directory / "ports"));

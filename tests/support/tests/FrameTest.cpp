@@ -52,7 +52,7 @@ TEST(Frame, TheWrongSizeIsNoFrame) {
     EXPECT_FALSE(parseFrame(kEmptyType5.substr(0, 42)).has_value());
 }
 
-TEST(HostClient, SendsRequestsAndReadsFrames) {
+TEST(FrameHostClient, SendsRequestsAndReadsFrames) {
     Listener listener;
     HostClient host(listener.port());
     Connection daemon = listener.accept();
@@ -67,7 +67,7 @@ TEST(HostClient, SendsRequestsAndReadsFrames) {
     EXPECT_EQ(5, host.readFrame().type);
 }
 
-TEST(HostClient, NamesHaveElevenBytes) {
+TEST(FrameHostClient, NamesHaveElevenBytes) {
     EXPECT_BYTES(std::string("ABC\0\0\0\0\0\0\0\0", 11), name11("ABC"));
     EXPECT_BYTES("SlotMachine", name11("SlotMachine_1"));
 }

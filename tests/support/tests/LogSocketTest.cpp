@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(LogLine, IsTakenApart) {
+TEST(LogSocketLine, IsTakenApart) {
     const auto line = parseLogLine("<180>Nov  1 09:08:07 /usr/bin/teskd[123]: Lost: all");
     ASSERT_TRUE(line.has_value());
     EXPECT_EQ(180, line->priority);
@@ -22,20 +22,20 @@ TEST(LogLine, IsTakenApart) {
     EXPECT_EQ("Lost: all", line->text);
 }
 
-TEST(LogLine, MayLackTheProcessId) {
+TEST(LogSocketLine, MayLackTheProcessId) {
     const auto line = parseLogLine("<13>Nov  1 09:08:07 me: text");
     ASSERT_TRUE(line.has_value());
     EXPECT_EQ("me", line->ident);
     EXPECT_EQ(0, line->pid);
 }
 
-TEST(LogLine, MayHaveAnEmptyText) {
+TEST(LogSocketLine, MayHaveAnEmptyText) {
     const auto line = parseLogLine("<13>Nov  1 09:08:07 me: ");
     ASSERT_TRUE(line.has_value());
     EXPECT_EQ("", line->text);
 }
 
-TEST(LogLine, OtherFormsAreRefused) {
+TEST(LogSocketLine, OtherFormsAreRefused) {
     for (const char* text : {"", "text", "<>Nov  1 09:08:07 me: x", "<1", "<180>me: x",
                              "<180>Nov  1 09:08:07 me", "<180>Nov  1 09:08:07 me[x]: y"}) {
         EXPECT_FALSE(parseLogLine(text).has_value()) << text;

@@ -71,7 +71,7 @@ TEST(Message, OtherBytesAreSkippedAndKept) {
     EXPECT_EQ("hello 1~ 113~0007 113~00ag ", parser.junk());
 }
 
-TEST(Answer, ItsLengthCountsEveryByte) {
+TEST(MessageAnswer, ItsLengthCountsEveryByte) {
     Answer answer{.id = 123, .date = "210315", .codeId = "XN42", .outcome = "00", .body = "OK"};
     EXPECT_EQ("123~001A~210315~XN42~00~OK", encode(answer));
     EXPECT_EQ("123~001B~210315~XN42~00~OK", encode(answer, 1));
@@ -80,14 +80,14 @@ TEST(Answer, ItsLengthCountsEveryByte) {
     EXPECT_EQ("123~0017~210315~XN42~00", encode(answer));
 }
 
-TEST(Answer, TheTrailerFollowsTheBody) {
+TEST(MessageAnswer, TheTrailerFollowsTheBody) {
     const std::string trailer(268, 't');
     const Answer answer{.id = 7, .date = "D", .codeId = "XP1", .outcome = "00", .trailer = trailer};
     EXPECT_EQ("7~011C~D~XP1~00~" + trailer, encode(answer));
     EXPECT_EQ(0x11CU, encode(answer).size());
 }
 
-TEST(AnswerTable, FillsInRequestIdAndCodeId) {
+TEST(MessageAnswerTable, FillsInRequestIdAndCodeId) {
     AnswerTable table;
     const Message request{113, "", ""};
     EXPECT_EQ("113~002F~15.03.21~ZA1~00~100~200~1~100~200~0", table.answerTo(request, "ZA1", 3));
@@ -97,7 +97,7 @@ TEST(AnswerTable, FillsInRequestIdAndCodeId) {
     EXPECT_NE("113~001A~15.03.21~ZA1~00~B", table.answerTo(request, "ZA1", 0));
 }
 
-TEST(AnswerTable, TakesLiteralsAndCallbacks) {
+TEST(MessageAnswerTable, TakesLiteralsAndCallbacks) {
     AnswerTable table;
     table.setLiteral(5, "anything");
     table.setCallback(

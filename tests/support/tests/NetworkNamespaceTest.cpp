@@ -87,9 +87,9 @@ TEST(NetworkNamespace, AddressesComeAndGo) {
 }
 
 // Two networks with a cable between them.
-class Cable : public testing::Test {
+class NetworkNamespaceCable : public testing::Test {
   protected:
-    Cable() {
+    NetworkNamespaceCable() {
         here_.addCable("eth0", there_, "eth1");
         here_.addAddress("eth0", "10.1.0.1/24");
         there_.addAddress("eth1", "10.1.0.2/24");
@@ -99,7 +99,7 @@ class Cable : public testing::Test {
     const NetworkNamespace there_;
 };
 
-TEST_F(Cable, JoinsTwoNetworks) {
+TEST_F(NetworkNamespaceCable, JoinsTwoNetworks) {
     UdpPeer server = there_.in([] { return UdpPeer(0, "10.1.0.2"); });
     Listener listener = there_.in([] { return Listener("10.1.0.2"); });
     Connection client =
@@ -111,7 +111,7 @@ TEST_F(Cable, JoinsTwoNetworks) {
     EXPECT_EQ("back", client.readExactly(4));
 }
 
-TEST_F(Cable, PulledItCarriesNothingUntilItIsBack) {
+TEST_F(NetworkNamespaceCable, PulledItCarriesNothingUntilItIsBack) {
     Listener listener = there_.in([] { return Listener("10.1.0.2"); });
     Connection client =
         here_.in([&] { return Connection::between("", "10.1.0.2", listener.port()); });
@@ -123,7 +123,7 @@ TEST_F(Cable, PulledItCarriesNothingUntilItIsBack) {
     EXPECT_EQ("late", served.readExactly(4));
 }
 
-TEST_F(Cable, TheDaemonsHostsComeOverIt) {
+TEST_F(NetworkNamespaceCable, TheDaemonsHostsComeOverIt) {
     DaemonProcess daemon({.program = FAKE_DAEMON});
     here_.in([&daemon] { daemon.start(); });
     EXPECT_NO_THROW(here_.in([&daemon] { return Connection::to(daemon.port()); }));

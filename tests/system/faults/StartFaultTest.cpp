@@ -169,7 +169,7 @@ class DisabledDaemon {
     FaultyGateway gateway_;
 };
 
-TEST(MainFault, AForeignExceptionLeavesALineAndDoesNotLookLikeSuccess) {
+TEST(StartFaultInMain, AForeignExceptionLeavesALineAndDoesNotLookLikeSuccess) {
     const std::uint64_t last = DisabledDaemon(0).allocations();
     ASSERT_GT(last, 2U);
     for (const std::uint64_t number : {last, last - 1}) {
@@ -188,7 +188,7 @@ std::uint64_t firstOfMain() {
 
 // The log is opened right behind the look at the switch, where the other one says that it is
 // disabled.
-TEST(MainFault, ALogThatCannotBeOpenedIsReportedAndKeepsNothingFromStarting) {
+TEST(StartFaultInMain, ALogThatCannotBeOpenedIsReportedAndKeepsNothingFromStarting) {
     const std::uint64_t opening = firstOfMain() + 1;
     FaultyGateway gateway;
     gateway.faults().order(Call::allocation, ENOMEM, opening);
@@ -199,7 +199,7 @@ TEST(MainFault, ALogThatCannotBeOpenedIsReportedAndKeepsNothingFromStarting) {
 }
 
 // The first of each kind are made while the daemon's objects are, before main.
-TEST(MainFault, ObjectsThatCannotBeMadeLeaveALineAndDoNotLookLikeSuccess) {
+TEST(StartFaultInMain, ObjectsThatCannotBeMadeLeaveALineAndDoNotLookLikeSuccess) {
     const auto endOf = [](Call call, int error) {
         FaultyGateway gateway;
         gateway.faults().order(call, error, 1);

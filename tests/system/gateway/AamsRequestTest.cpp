@@ -124,9 +124,9 @@ struct Change {
     const char* logged;
 };
 
-class ChangedParameters : public testing::TestWithParam<Change> {};
+class AamsRequestChangedParameters : public testing::TestWithParam<Change> {};
 
-TEST_P(ChangedParameters, AreStoredUpToTheFirstBadField) {
+TEST_P(AamsRequestChangedParameters, AreStoredUpToTheFirstBadField) {
     const auto& [body, parameters, logged] = GetParam();
     Gateway gateway(0, Config().polling(30, 7));
     gateway.start();
@@ -150,7 +150,7 @@ std::string nameOfChange(const testing::TestParamInfo<Change>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    AamsRequest506, ChangedParameters,
+    AamsRequest506, AamsRequestChangedParameters,
     testing::Values(
         Change{"-10!1!0!5", "10!1!0!5",
                "tmp_app_collegati = 10, invio_app_collegati = 1, invio_no_app_collegati = 0, "

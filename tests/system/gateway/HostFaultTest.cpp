@@ -188,15 +188,15 @@ TEST_F(HostFault, HalfOpenHostsDoNotKeepOthersOut) {
 }
 
 // 200 serial ports, with a known machine that no longer answers on the first of them.
-class HostBesideManyPorts : public testing::Test {
+class HostFaultBesideManyPorts : public testing::Test {
   protected:
-    HostBesideManyPorts() {
+    HostFaultBesideManyPorts() {
         machine_.start();
         gateway_.start();
         EXPECT_TRUE(machine_.journal().waitForAcknowledgements(1));
         machine_.setFaults({.silent = true});
     }
-    ~HostBesideManyPorts() noexcept override = default;
+    ~HostFaultBesideManyPorts() noexcept override = default;
     void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
 
     static Config ports(std::uint16_t first) {
@@ -229,7 +229,7 @@ class HostBesideManyPorts : public testing::Test {
 };
 
 // The version request behind them is read only when they have been.
-TEST_F(HostBesideManyPorts, WithThirtyOpenRequestsDoesNotWaitForTheBodyOfAnother) {
+TEST_F(HostFaultBesideManyPorts, WithThirtyOpenRequestsDoesNotWaitForTheBodyOfAnother) {
     takePool();
     HostClient host = gateway_.host();
     for (int n = 0; n < 30; ++n) host.request(1, named("\1", "ZA000000001"));
@@ -240,7 +240,7 @@ TEST_F(HostBesideManyPorts, WithThirtyOpenRequestsDoesNotWaitForTheBodyOfAnother
     EXPECT_EQ(7, answer.type);
 }
 
-class HostWithMachine : public testing::Test {
+class HostFaultWithMachine : public testing::Test {
   protected:
     void SetUp() override { gateway_.startKnown(); }
     void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
@@ -249,7 +249,7 @@ class HostWithMachine : public testing::Test {
     Gateway gateway_{1};
 };
 
-TEST_F(HostWithMachine, AnswersOwedAreWrittenAfterTheHostHasFinishedSending) {
+TEST_F(HostFaultWithMachine, AnswersOwedAreWrittenAfterTheHostHasFinishedSending) {
     machine().setFaults({.delay = 300ms});
     HostClient host = gateway_.host();
     for (std::uint32_t i = 0; i < 3; ++i) host.request(1, std::string(1, '\0'), 0, i);
@@ -262,7 +262,7 @@ TEST_F(HostWithMachine, AnswersOwedAreWrittenAfterTheHostHasFinishedSending) {
     EXPECT_TRUE(host.connection().closedByPeer());
 }
 
-TEST_F(HostWithMachine, OneThatDisconnectsWithAnswersOwedHarmsNobody) {
+TEST_F(HostFaultWithMachine, OneThatDisconnectsWithAnswersOwedHarmsNobody) {
     machine().setFaults({.delay = 200ms});
     for (const bool withReset : {false, true}) {
         HostClient leaver = gateway_.host();
@@ -280,7 +280,7 @@ TEST_F(HostWithMachine, OneThatDisconnectsWithAnswersOwedHarmsNobody) {
     EXPECT_TRUE(gateway_.log().waitForCount("Thread 'Dorn' Terminated", 3));
 }
 
-TEST_F(HostWithMachine, HostsThatAreResetLeaveOnlyTheRequestInTheExchange) {
+TEST_F(HostFaultWithMachine, HostsThatAreResetLeaveOnlyTheRequestInTheExchange) {
     DaemonProcess& daemon = gateway_.daemon();
     const std::size_t threads = idleThreads() + 2;  // the machine's, and a timer now and then
     const std::size_t descriptors = daemon.openDescriptors();
@@ -329,7 +329,7 @@ int timerOf(std::uint16_t local, std::uint16_t remote) {
 }
 
 // A peer that vanishes without a word must not hold a place for ever.
-TEST_F(HostWithMachine, BothKindsOfConnectionAreKeptAlive) {
+TEST_F(HostFaultWithMachine, BothKindsOfConnectionAreKeptAlive) {
     constexpr int kKeepAlive = 2;
     HostClient host = gateway_.host();
     host.request(1, std::string(1, '\0'));
@@ -340,7 +340,7 @@ TEST_F(HostWithMachine, BothKindsOfConnectionAreKeptAlive) {
     EXPECT_TRUE(eventually([&] { return timerOf(0, machine().port()) == kKeepAlive; }));
 }
 
-TEST_F(HostWithMachine, OneThatStopsReadingDoesNotHoldTheMachineForOthers) {
+TEST_F(HostFaultWithMachine, OneThatStopsReadingDoesNotHoldTheMachineForOthers) {
     machine().answers().setBody(120, std::string(60000, 'x'));
     HostClient lazy = gateway_.host();
     const std::string body = named("", "ZA000000001", std::string(4, '\0') + "120~0008");

@@ -93,9 +93,10 @@ TEST(HostRequestFailure, ABodyThatIsTooShortFailsAndReachesNoMachine) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-class VersionText : public testing::TestWithParam<std::pair<const char*, std::string>> {};
+class HostRequestFailureVersionText
+    : public testing::TestWithParam<std::pair<const char*, std::string>> {};
 
-TEST_P(VersionText, FillsThirtyBytes) {
+TEST_P(HostRequestFailureVersionText, FillsThirtyBytes) {
     const auto& [version, answer] = GetParam();
     Gateway gateway(0, Config().set("INTERNAL", "ZQ_SW_VERSION", version));
     gateway.start();
@@ -107,7 +108,7 @@ TEST_P(VersionText, FillsThirtyBytes) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-INSTANTIATE_TEST_SUITE_P(Type7, VersionText,
+INSTANTIATE_TEST_SUITE_P(Type7, HostRequestFailureVersionText,
                          testing::Values(std::pair{"2.10.3",
                                                    "2.10.3" + std::string(24, '\0') + bytes("7C")},
                                          std::pair{"1234567890123456789012345678901234",

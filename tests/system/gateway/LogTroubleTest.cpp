@@ -80,7 +80,7 @@ class FullPipe {
     UniqueFd writer_;
 };
 
-TEST(StandardErrorTrouble, AFullOneStopsNeitherTheEngineNorTheDaemonsEnd) {
+TEST(LogTroubleOfStandardError, AFullOneStopsNeitherTheEngineNorTheDaemonsEnd) {
     const FullPipe error;
     Gateway gateway(0, {}, {.standardError = error.writer()});
     gateway.start();
@@ -93,7 +93,7 @@ TEST(StandardErrorTrouble, AFullOneStopsNeitherTheEngineNorTheDaemonsEnd) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-TEST(StandardErrorTrouble, AFullOneStopsNothingWhenItHasEveryLogLine) {
+TEST(LogTroubleOfStandardError, AFullOneStopsNothingWhenItHasEveryLogLine) {
     const FullPipe error;
     Gateway gateway(1, {}, {.arguments = {"--debug"}, .standardError = error.writer()});
     gateway.startKnown();

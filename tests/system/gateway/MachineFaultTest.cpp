@@ -157,9 +157,9 @@ TEST(MachineFault, GarbageInAnAnswerFailsTheRequestAndNothingElse) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-class Disagreement : public testing::TestWithParam<tesksim::Negotiation> {};
+class MachineFaultDisagreement : public testing::TestWithParam<tesksim::Negotiation> {};
 
-TEST_P(Disagreement, AServerWithoutLineControlIsLeftAloneUntilTheNextPoll) {
+TEST_P(MachineFaultDisagreement, AServerWithoutLineControlIsLeftAloneUntilTheNextPoll) {
     Gateway gateway(1);
     tesksim::Machine& machine = gateway.machine(1);
     machine.setFaults({.negotiation = GetParam()});
@@ -179,7 +179,7 @@ TEST_P(Disagreement, AServerWithoutLineControlIsLeftAloneUntilTheNextPoll) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-INSTANTIATE_TEST_SUITE_P(MachineFault, Disagreement,
+INSTANTIATE_TEST_SUITE_P(MachineFault, MachineFaultDisagreement,
                          testing::Values(tesksim::Negotiation::Refuse, tesksim::Negotiation::Mute),
                          [](const auto& test) { return test.index == 0 ? "Refusing" : "Mute"; });
 

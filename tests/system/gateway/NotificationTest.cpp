@@ -230,11 +230,12 @@ TEST_F(NotificationLater, AServerThatComesLaterGetsWhatIsSentThen) {
     EXPECT_EQ(0U, gateway_.log().count("Unandled")) << gateway_.log().dump();
 }
 
-class DamagedAnswer : public NotificationLater, public testing::WithParamInterface<const char*> {};
+class NotificationDamagedAnswer : public NotificationLater,
+                                  public testing::WithParamInterface<const char*> {};
 
 // It fails its notification, so a good answer is too late then; one that is too short to be
 // anybody's fails none. What is sent later is answered.
-TEST_P(DamagedAnswer, FailsAtMostItsOwnNotification) {
+TEST_P(NotificationDamagedAnswer, FailsAtMostItsOwnNotification) {
     gateway_.start();
     Notifications notifications(gateway_.server());
     const Frame question = notifications.take(2);
@@ -255,11 +256,11 @@ TEST_P(DamagedAnswer, FailsAtMostItsOwnNotification) {
     EXPECT_EQ(nobodys ? 2U : 1U, gateway_.log().count(kChanged)) << gateway_.log().dump();
 }
 
-INSTANTIATE_TEST_SUITE_P(NotificationLater, DamagedAnswer,
+INSTANTIATE_TEST_SUITE_P(NotificationLater, NotificationDamagedAnswer,
                          testing::Values("empty", "short", "cut", "checksum"),
                          [](const auto& test) { return std::string(test.param); });
 
-TEST(NotificationServer, ThatCannotBeReachedIsLoggedAndHarmsNothingElse) {
+TEST(NotificationToAServer, ThatCannotBeReachedIsLoggedAndHarmsNothingElse) {
     Config config;
     config.set("IP_ADDRESS", "IP_SERVER", "*");
     Gateway gateway(1, config);

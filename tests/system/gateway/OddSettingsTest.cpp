@@ -64,7 +64,7 @@ void expectPromptStop(Gateway& gateway) {
 }
 
 // Machine 1 is one of many; the others have no endpoint.
-class ManyPorts : public testing::Test {
+class OddSettingsManyPorts : public testing::Test {
   protected:
     static void expectServiceOf(int ports, const std::string& limit) {
         Gateway gateway(1, {}, {.disk = {.before = limit}});
@@ -78,19 +78,19 @@ class ManyPorts : public testing::Test {
     }
 };
 
-TEST_F(ManyPorts, MoreThanTheSoftLimitOfDescriptorsAreServed) {
+TEST_F(OddSettingsManyPorts, MoreThanTheSoftLimitOfDescriptorsAreServed) {
     expectServiceOf(1100, "ulimit -Sn 1024");
 }
 
-TEST_F(ManyPorts, MoreThanTheHardLimitOfDescriptorsDoNotEndIt) {
+TEST_F(OddSettingsManyPorts, MoreThanTheHardLimitOfDescriptorsDoNotEndIt) {
     expectServiceOf(1100, "ulimit -n 1024");
 }
 
-TEST_F(ManyPorts, AFewDescriptorsServeManyPortsThatHaveNoMachine) {
+TEST_F(OddSettingsManyPorts, AFewDescriptorsServeManyPortsThatHaveNoMachine) {
     expectServiceOf(300, "ulimit -n 64");
 }
 
-TEST_F(ManyPorts, AMegabyteOfThemDoesNotEndIt) {
+TEST_F(OddSettingsManyPorts, AMegabyteOfThemDoesNotEndIt) {
     expectServiceOf(150'000, ":");
 }
 
@@ -106,7 +106,7 @@ void PrintTo(const Addresses& addresses, std::ostream* out) {
 }
 
 // A daemon that is to listen on a megabyte of addresses; one of them is there.
-class ManyAddresses : public testing::TestWithParam<Addresses> {
+class OddSettingsManyAddresses : public testing::TestWithParam<Addresses> {
   protected:
     // A busy machine takes long to try so many addresses.
     static void start(Gateway& gateway) {
@@ -122,7 +122,7 @@ class ManyAddresses : public testing::TestWithParam<Addresses> {
     }
 };
 
-TEST_P(ManyAddresses, HostsAreServedAndTheLogIsNotFilledAndTheStopIsInTime) {
+TEST_P(OddSettingsManyAddresses, HostsAreServedAndTheLogIsNotFilledAndTheStopIsInTime) {
     const Clock::time_point begun = Clock::now();
     Gateway gateway(1, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()),
                     {.waitUntilListening = false});
@@ -140,7 +140,7 @@ TEST_P(ManyAddresses, HostsAreServedAndTheLogIsNotFilledAndTheStopIsInTime) {
     EXPECT_LE(lines, mostLinesSince(begun));
 }
 
-TEST_P(ManyAddresses, ItEndsInTimeWhenItHasJustBegun) {
+TEST_P(OddSettingsManyAddresses, ItEndsInTimeWhenItHasJustBegun) {
     Gateway gateway(0, with("IP_ADDRESS", "IP_LOCAL", GetParam().list()),
                     {.waitUntilListening = false});
     start(gateway);
@@ -148,7 +148,7 @@ TEST_P(ManyAddresses, ItEndsInTimeWhenItHasJustBegun) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    OfEachKind, ManyAddresses,
+    OfEachKind, OddSettingsManyAddresses,
     testing::Values(
         Addresses{"NoAddresses", [] { return std::string(kHere) + "," + repeated("1,"); }},
         Addresses{"ForeignOnes", [] { return std::string(kHere) + "," + addressesIn(10); }},
@@ -171,9 +171,9 @@ void PrintTo(const Odd& odd, std::ostream* out) {
     *out << "[" << odd.section << "] " << odd.key << "=" << odd.head << odd.text;
 }
 
-class OddValue : public testing::TestWithParam<Odd> {};
+class OddSettingsValue : public testing::TestWithParam<Odd> {};
 
-TEST_P(OddValue, DoesNotKeepItFromServingAndEnding) {
+TEST_P(OddSettingsValue, DoesNotKeepItFromServingAndEnding) {
     Gateway gateway(0, with(GetParam().section, GetParam().key, GetParam().value()));
     gateway.start();
     expectVersion(gateway);
@@ -185,7 +185,7 @@ constexpr char kLowest[] = "-2147483648";
 constexpr char kFormat[] = "%s%n%s%n%d";
 
 INSTANTIATE_TEST_SUITE_P(
-    OfEachKey, OddValue,
+    OfEachKey, OddSettingsValue,
     testing::Values(
         Odd{"SLOT_MACHINE", "PORT_ASYNC", "1,", kMegabyte},
         Odd{"SLOT_MACHINE", "PORT_ASYNC", "-1,0,x,-2147483648,2147483647,99999999999999999999"},
@@ -210,7 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
         Odd{"INTERNAL", "SW_UPDATE_B", "x", kMegabyte},
         Odd{"INTERNAL", "TESK_CONNECTION_TYPE", "-", kMegabyte}));
 
-TEST(LargeFile, IsSkippedWithAWarning) {
+TEST(OddSettingsLargeFile, IsSkippedWithAWarning) {
     Gateway gateway(0, {}, {.configFile = "config/config.ini"});
     const auto file = gateway.daemon().root() / "etc/tesk_v2.ini";
     writeFile(file, "ZQ_CONFIG_FILE=none\n" + std::string(1 << 20, '\n'));

@@ -102,7 +102,7 @@ TEST(Process, EveryLogLineNamesProgramProcessAndFacility) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-class Disabled : public testing::TestWithParam<const char*> {
+class ProcessDisabled : public testing::TestWithParam<const char*> {
   protected:
     static Config config() {
         Config config = withoutMachines();
@@ -120,7 +120,7 @@ class Disabled : public testing::TestWithParam<const char*> {
     }
 };
 
-TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
+TEST_P(ProcessDisabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
     DaemonProcess daemon(runOnce({"--debug"}), config());
     fs::create_directories(daemon.root() / "usr/bin");
     fs::copy_file(SHOW_ARGUMENTS, daemon.root() / "usr/bin/notrunning");
@@ -131,7 +131,7 @@ TEST_P(Disabled, BecomesTheOtherProgramWithItsNameAsTheOnlyArgument) {
     EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
 }
 
-TEST_P(Disabled, TheOtherProgramMayBeTerminated) {
+TEST_P(ProcessDisabled, TheOtherProgramMayBeTerminated) {
     DaemonProcess daemon(runOnce(), config());
     writeScript(daemon.root() / "usr/bin/notrunning", "exec cat /proc/self/status");
     daemon.start();
@@ -139,7 +139,7 @@ TEST_P(Disabled, TheOtherProgramMayBeTerminated) {
     EXPECT_THAT(daemon.standardOutput(), testing::HasSubstr("SigBlk:\t0000000000000000\n"));
 }
 
-TEST_P(Disabled, WithoutTheOtherProgramFails) {
+TEST_P(ProcessDisabled, WithoutTheOtherProgramFails) {
     DaemonProcess daemon(runOnce(), config());
     daemon.start();
     EXPECT_EQ(kFailure, exitCode(daemon));
@@ -150,7 +150,7 @@ TEST_P(Disabled, WithoutTheOtherProgramFails) {
     EXPECT_TRUE(daemon.log().lines().empty()) << daemon.log().dump();
 }
 
-INSTANTIATE_TEST_SUITE_P(Process, Disabled,
+INSTANTIATE_TEST_SUITE_P(Process, ProcessDisabled,
                          testing::Values("", "TRUE", "True", "1", "false", "true yes"),
                          [](const auto& test) { return "Value" + std::to_string(test.index); });
 

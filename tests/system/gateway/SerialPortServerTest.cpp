@@ -81,9 +81,10 @@ struct Settings {
     tcflag_t software;  // of IXON
 };
 
-class LineSettings : public SerialPortServer, public testing::WithParamInterface<Settings> {};
+class SerialPortServerLineSettings : public SerialPortServer,
+                                     public testing::WithParamInterface<Settings> {};
 
-TEST_P(LineSettings, ReachTheLine) {
+TEST_P(SerialPortServerLineSettings, ReachTheLine) {
     const Settings& wanted = GetParam();
     Config config;
     config.set("PORT_ASYNC1", "BAUDRATE", wanted.baudrate)
@@ -104,7 +105,7 @@ TEST_P(LineSettings, ReachTheLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    SerialPortServer, LineSettings,
+    SerialPortServer, SerialPortServerLineSettings,
     testing::Values(Settings{"9600", "1", "No Flow", "19200n82,rtscts", B9600, 0, 0, 0},
                     Settings{"19200", "2", "No Flow", "9600n81", B19200, CSTOPB, 0, 0},
                     Settings{"38400", "1", "XON/XOFF", "9600n81", B38400, 0, 0, IXON},

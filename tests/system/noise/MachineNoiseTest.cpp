@@ -25,7 +25,7 @@ constexpr int kLineControl = 0x2C;
 const std::string kAgreement = bytes("FF FD 2C");
 
 // One serial port, whose server is played by hand.
-class LineNoise : public testing::Test {
+class MachineNoiseOnLine : public testing::Test {
   protected:
     void TearDown() override { EXPECT_CLEAN_STOP(gateway_->daemon()); }
 
@@ -58,23 +58,23 @@ class LineNoise : public testing::Test {
     std::unique_ptr<Gateway> gateway_;
 };
 
-TEST_F(LineNoise, EndsWithoutABeginningAreLoggedAFewTimesASecond) {
+TEST_F(MachineNoiseOnLine, EndsWithoutABeginningAreLoggedAFewTimesASecond) {
     expectBounded(bytes("FF F0"));
 }
 
-TEST_F(LineNoise, BytesThatAreNoCommandsAreLoggedAFewTimesASecond) {
+TEST_F(MachineNoiseOnLine, BytesThatAreNoCommandsAreLoggedAFewTimesASecond) {
     expectBounded(bytes("FF 41"));
 }
 
-TEST_F(LineNoise, UnknownSubnegotiationsAreLoggedAFewTimesASecond) {
+TEST_F(MachineNoiseOnLine, UnknownSubnegotiationsAreLoggedAFewTimesASecond) {
     expectBounded(bytes("FF FA 18 01 41 42 FF F0"));
 }
 
-TEST_F(LineNoise, UnknownLineControlIsLoggedAFewTimesASecond) {
+TEST_F(MachineNoiseOnLine, UnknownLineControlIsLoggedAFewTimesASecond) {
     expectBounded(bytes("FF FA 2C 6B 30 FF F0"));
 }
 
-TEST_F(LineNoise, UnknownOptionsLeaveFewLines) {
+TEST_F(MachineNoiseOnLine, UnknownOptionsLeaveFewLines) {
     Connection server = startAndAccept();
     std::string offers;
     for (int option = 0; option < 256; ++option) {
@@ -91,7 +91,7 @@ TEST_F(LineNoise, UnknownOptionsLeaveFewLines) {
     flood.expectFew();
 }
 
-TEST_F(LineNoise, AnEndlessAnswerLeavesFewLines) {
+TEST_F(MachineNoiseOnLine, AnEndlessAnswerLeavesFewLines) {
     Connection server = startAndAccept();
     const Flood flood(*gateway_, [&] {
         try {
@@ -104,7 +104,7 @@ TEST_F(LineNoise, AnEndlessAnswerLeavesFewLines) {
 }
 
 // The link ends with the first connection that brings no answer, whatever hosts ask.
-TEST_F(LineNoise, ConnectionsThatAreClosedAtOnceLeaveFewLines) {
+TEST_F(MachineNoiseOnLine, ConnectionsThatAreClosedAtOnceLeaveFewLines) {
     Connection server = startAndAccept();
     server.close();
     HostClient host = gateway_->host();
@@ -147,7 +147,7 @@ TEST(MachineNoise, GarbageBehindEveryAnswerLeavesFewLines) {
 }
 
 // An ordinary start of a link has more lines than most sources, and none is left out.
-TEST_F(LineNoise, EveryConfirmedLineSettingIsLogged) {
+TEST_F(MachineNoiseOnLine, EveryConfirmedLineSettingIsLogged) {
     Connection server = startAndAccept();
     std::string confirmations;
     for (const int setting : {101, 102, 103, 104, 105, 106, 107}) {

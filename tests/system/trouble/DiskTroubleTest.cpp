@@ -276,7 +276,7 @@ TEST_F(DiskTrouble, TheOtherProgramIsStillSubjectToTheLimitOfFiles) {
 }
 
 // Somebody was at the dump's name before the daemon.
-class PlantedDump : public DiskTrouble {
+class DiskTroublePlantedDump : public DiskTrouble {
   protected:
     fs::path at(Gateway& gateway, const std::string& file) {
         return gateway.daemon().root() / file;
@@ -290,7 +290,7 @@ class PlantedDump : public DiskTrouble {
     }
 };
 
-TEST_F(PlantedDump, ALinkIsReplaced) {
+TEST_F(DiskTroublePlantedDump, ALinkIsReplaced) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, "etc/victim"), kPrecious);
     fs::create_symlink("../etc/victim", at(gateway, kDumpFile));
@@ -301,7 +301,7 @@ TEST_F(PlantedDump, ALinkIsReplaced) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, ALinkThatCannotBeReplacedIsNotFollowed) {
+TEST_F(DiskTroublePlantedDump, ALinkThatCannotBeReplacedIsNotFollowed) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, "etc/victim"), kPrecious);
     fs::create_symlink("../etc/victim", at(gateway, kDumpFile));
@@ -312,7 +312,7 @@ TEST_F(PlantedDump, ALinkThatCannotBeReplacedIsNotFollowed) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, ALinkToNothingCreatesNothing) {
+TEST_F(DiskTroublePlantedDump, ALinkToNothingCreatesNothing) {
     Gateway gateway = gatewayOn({});
     fs::create_symlink("../etc/victim", at(gateway, kDumpFile));
     blockTemporaryName(gateway);
@@ -322,7 +322,7 @@ TEST_F(PlantedDump, ALinkToNothingCreatesNothing) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, ALinkAtTheTemporaryNameIsNotFollowed) {
+TEST_F(DiskTroublePlantedDump, ALinkAtTheTemporaryNameIsNotFollowed) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, "etc/victim"), kPrecious);
     fs::create_symlink("../etc/victim", at(gateway, std::string(kDumpFile) + ".teskd.tmp"));
@@ -332,7 +332,7 @@ TEST_F(PlantedDump, ALinkAtTheTemporaryNameIsNotFollowed) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, AFifoIsReplaced) {
+TEST_F(DiskTroublePlantedDump, AFifoIsReplaced) {
     Gateway gateway = gatewayOn({});
     plantFifo(at(gateway, kDumpFile));
     gateway.start();
@@ -341,7 +341,7 @@ TEST_F(PlantedDump, AFifoIsReplaced) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, AFifoThatCannotBeReplacedBlocksNobody) {
+TEST_F(DiskTroublePlantedDump, AFifoThatCannotBeReplacedBlocksNobody) {
     Gateway gateway = gatewayOn({});
     plantFifo(at(gateway, kDumpFile));
     blockTemporaryName(gateway);
@@ -351,7 +351,7 @@ TEST_F(PlantedDump, AFifoThatCannotBeReplacedBlocksNobody) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, WhoReadsFromAFifoThatCannotBeReplacedGetsNothing) {
+TEST_F(DiskTroublePlantedDump, WhoReadsFromAFifoThatCannotBeReplacedGetsNothing) {
     Gateway gateway = gatewayOn({});
     plantFifo(at(gateway, kDumpFile));
     blockTemporaryName(gateway);
@@ -363,7 +363,7 @@ TEST_F(PlantedDump, WhoReadsFromAFifoThatCannotBeReplacedGetsNothing) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, ADirectoryStaysWithAllThatIsInIt) {
+TEST_F(DiskTroublePlantedDump, ADirectoryStaysWithAllThatIsInIt) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, kDumpFile) / "file", kPrecious);
     gateway.start();
@@ -372,7 +372,7 @@ TEST_F(PlantedDump, ADirectoryStaysWithAllThatIsInIt) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, ASecondNameOfSomebodysFileDoesNotLeadToIt) {
+TEST_F(DiskTroublePlantedDump, ASecondNameOfSomebodysFileDoesNotLeadToIt) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, "etc/victim"), kPrecious);
     fs::create_hard_link(at(gateway, "etc/victim"), at(gateway, kDumpFile));
@@ -383,7 +383,7 @@ TEST_F(PlantedDump, ASecondNameOfSomebodysFileDoesNotLeadToIt) {
     expectService(gateway);
 }
 
-TEST_F(PlantedDump, ASecondNameThatCannotBeReplacedIsLeftAlone) {
+TEST_F(DiskTroublePlantedDump, ASecondNameThatCannotBeReplacedIsLeftAlone) {
     Gateway gateway = gatewayOn({});
     writeFile(at(gateway, "etc/victim"), kPrecious);
     fs::create_hard_link(at(gateway, "etc/victim"), at(gateway, kDumpFile));
@@ -395,7 +395,7 @@ TEST_F(PlantedDump, ASecondNameThatCannotBeReplacedIsLeftAlone) {
 }
 
 // The main file is no file that can be read; the configured one stands in for it.
-class MainFileTrouble : public DiskTrouble {
+class DiskTroubleMainFile : public DiskTrouble {
   protected:
     Gateway gateway_ = gatewayOn({}, "config/config.ini");
     const fs::path main_ = gateway_.daemon().root() / "etc/tesk_v2.ini";
@@ -407,18 +407,18 @@ class MainFileTrouble : public DiskTrouble {
     }
 };
 
-TEST_F(MainFileTrouble, Missing) {
+TEST_F(DiskTroubleMainFile, Missing) {
     expectServiceWithoutIt();
     EXPECT_FALSE(fs::exists(main_));
 }
 
-TEST_F(MainFileTrouble, MissingWithItsDirectory) {
+TEST_F(DiskTroubleMainFile, MissingWithItsDirectory) {
     fs::remove(main_.parent_path());
     expectServiceWithoutIt();
     EXPECT_FALSE(fs::exists(main_.parent_path()));
 }
 
-TEST_F(MainFileTrouble, Unreadable) {
+TEST_F(DiskTroubleMainFile, Unreadable) {
     writeFile(main_, "ZQ_CONFIG_FILE=none\n");
     fs::permissions(main_, fs::perms::none);
     expectServiceWithoutIt();
@@ -426,18 +426,18 @@ TEST_F(MainFileTrouble, Unreadable) {
     EXPECT_EQ("ZQ_CONFIG_FILE=none\n", readFile(main_));
 }
 
-TEST_F(MainFileTrouble, ADirectory) {
+TEST_F(DiskTroubleMainFile, ADirectory) {
     writeFile(main_ / "file", kPrecious);
     expectServiceWithoutIt();
     EXPECT_EQ(kPrecious, readFile(main_ / "file"));
 }
 
-TEST_F(MainFileTrouble, AFifo) {
+TEST_F(DiskTroubleMainFile, AFifo) {
     ASSERT_EQ(0, ::mkfifo(main_.c_str(), 0666));
     expectServiceWithoutIt();
 }
 
-TEST_F(MainFileTrouble, Huge) {
+TEST_F(DiskTroubleMainFile, Huge) {
     constexpr std::uintmax_t kTerabyte = std::uintmax_t{1} << 40;
     writeFile(main_, "ZQ_CONFIG_FILE=none\n");
     fs::resize_file(main_, kTerabyte);

@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(Unsynced, PowerCut,
                          testing::Values(Unsynced::Kept, Unsynced::Lost, Unsynced::Half),
                          nameOfMode);
 
-TEST(OrderOfCalls, TheFileIsOnTheDiskBeforeItGetsItsNameAndTheNameAfterwards) {
+TEST(PowerCutOrderOfCalls, TheFileIsOnTheDiskBeforeItGetsItsNameAndTheNameAfterwards) {
     const TempDir directory;
     const std::string path = directory / "file.ini";
     const PowerCutResult result = runUntilPowerCut(

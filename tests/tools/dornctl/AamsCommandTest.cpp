@@ -175,7 +175,7 @@ TEST_F(AamsCommand, SetClockTellsWhenTheGatewayCannot) {
     EXPECT_TRUE(gateway_.log().waitFor("Unable to set date and time"));
 }
 
-TEST(DornctlChecks, OfAHealthyMachineAreASuccessAndThoseOfAnUnknownOneAreNot) {
+TEST(AamsCommandChecks, OfAHealthyMachineAreASuccessAndThoseOfAnUnknownOneAreNot) {
     Gateway gateway(1);
     gateway.startKnown();
     const std::uint16_t port = gateway.daemon().port();

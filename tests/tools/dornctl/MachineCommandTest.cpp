@@ -203,7 +203,7 @@ TEST_F(MachineCommand, PagesWithoutEntriesAndEntriesWithoutValuesAreShown) {
     EXPECT_NE(std::string::npos, list.find("ERRORS\nRESETS       1      5\n")) << list;
 }
 
-TEST(DornctlPages, ThoseOfSeveralMachinesAreJoinedForEachOfThem) {
+TEST(MachineCommandPages, ThoseOfSeveralMachinesAreJoinedForEachOfThem) {
     constexpr std::size_t kMachines = 4;
     constexpr std::size_t kEntries = 21000;  // on 83 pages
     Gateway gateway(kMachines);
@@ -266,7 +266,7 @@ constexpr char kHead[] =
     "machine        serial port  state\n"
     "-------------  -----------  ";
 
-TEST(DornctlMachines, ShowTheWholeNameOfOneThatHasNotAnswered) {
+TEST(MachineCommandMachines, ShowTheWholeNameOfOneThatHasNotAnswered) {
     Gateway gateway(2);
     gateway.machine(1).setFaults({.silent = true});
     gateway.machine(2).setFaults({.silent = true});
@@ -279,7 +279,7 @@ TEST(DornctlMachines, ShowTheWholeNameOfOneThatHasNotAnswered) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-TEST(DornctlMachines, TellThatOneWasAskedWhenAnotherHasAnsweredAPoll) {
+TEST(MachineCommandMachines, TellThatOneWasAskedWhenAnotherHasAnsweredAPoll) {
     Gateway gateway(2);
     gateway.machine(1).setFaults({.silent = true});
     gateway.start();

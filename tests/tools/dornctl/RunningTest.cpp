@@ -44,7 +44,7 @@ int statusAfterANotification(ChildProcess& tool) {
     return tool.waitForExit().value_or(ExitStatus{}).code;
 }
 
-TEST(DornctlListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
+TEST(RunningListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
     const TempDir directory;
     const std::string file = directory / "kept.jsonl";
     ChildProcess::Options options;
@@ -98,12 +98,12 @@ std::string answerToTheTimeQuestion(const std::vector<std::string>& more) {
     return nlohmann::json::parse(tool.standardOutput(), nullptr, false).value("answer", "none");
 }
 
-TEST(DornctlListen, SetsNoClockUnlessItIsAskedTo) {
+TEST(RunningListen, SetsNoClockUnlessItIsAskedTo) {
     EXPECT_EQ("", answerToTheTimeQuestion({}));
     EXPECT_THAT(answerToTheTimeQuestion({"--set-clock"}), testing::MatchesRegex("[0-9]{12}"));
 }
 
-TEST(DornctlListen, MarksWhatTheGatewaySendsAgain) {
+TEST(RunningListen, MarksWhatTheGatewaySendsAgain) {
     ChildProcess::Options options;
     options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
     ChildProcess tool(options);
@@ -131,7 +131,7 @@ TEST(DornctlListen, MarksWhatTheGatewaySendsAgain) {
     expectCleanEnd(tool, SIGTERM);
 }
 
-TEST(DornctlListen, TellsWhatIsNoNotificationAndGoesOn) {
+TEST(RunningListen, TellsWhatIsNoNotificationAndGoesOn) {
     ChildProcess::Options options;
     options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
     ChildProcess tool(options);
@@ -145,7 +145,7 @@ TEST(DornctlListen, TellsWhatIsNoNotificationAndGoesOn) {
     EXPECT_EQ("", tool.standardOutput());
 }
 
-TEST(DornctlListen, TellsWhoSentWhatIsNoNotificationInFewHarmlessCharacters) {
+TEST(RunningListen, TellsWhoSentWhatIsNoNotificationInFewHarmlessCharacters) {
     ChildProcess::Options options;
     options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
     ChildProcess tool(options);
@@ -166,14 +166,14 @@ TEST(DornctlListen, TellsWhoSentWhatIsNoNotificationInFewHarmlessCharacters) {
     EXPECT_LT(tool.standardError().size(), 400U);
 }
 
-TEST(DornctlListen, EndsWhenItsOutputTakesNoMore) {
+TEST(RunningListen, EndsWhenItsOutputTakesNoMore) {
     ChildProcess::Options options;
     options.command = {"sh", "-c", DORNCTL " listen --bind 127.0.0.1:0 > /dev/full"};
     ChildProcess tool(options);
     EXPECT_EQ(1, statusAfterANotification(tool));
 }
 
-TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
+TEST(RunningListen, EndsWhenItsFileTakesNoMore) {
     EXPECT_EQ(1, dornctl({"listen", "--bind", "127.0.0.1:0", "--keep", "/none/file"}).status);
 
     ChildProcess::Options options;
@@ -184,7 +184,7 @@ TEST(DornctlListen, EndsWhenItsFileTakesNoMore) {
                 testing::EndsWith("dornctl: the output or the file cannot be written\n"));
 }
 
-TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
+TEST(RunningWatch, ShowsTheTableAgainUntilItIsEnded) {
     Gateway gateway(1);
     gateway.startKnown();
     const std::uint16_t port = gateway.daemon().port();
@@ -210,7 +210,7 @@ TEST(DornctlWatch, ShowsTheTableAgainUntilItIsEnded) {
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-TEST(DornctlWatch, EndsWhileTheGatewayOwesItAnAnswer) {
+TEST(RunningWatch, EndsWhileTheGatewayOwesItAnAnswer) {
     for (const int signal : {SIGINT, SIGTERM}) {
         Listener silent;
         ChildProcess tool(dornctlCommand(silent.port(), {"watch", "--timeout", "86400000"}));
@@ -230,7 +230,7 @@ std::string onTerminal(const std::string& environment, const std::string& argume
     return terminal.standardOutput();
 }
 
-TEST(DornctlColours, AreForTerminalsThatWantThem) {
+TEST(RunningColours, AreForTerminalsThatWantThem) {
     Gateway gateway(1);
     gateway.machine(1).setFaults({.silent = true});
     gateway.start();
@@ -249,7 +249,7 @@ TEST(DornctlColours, AreForTerminalsThatWantThem) {
 }
 
 // "script" gives the tool a terminal.
-TEST(DornctlProgress, IsShownOnATerminalOrWhenItIsAskedFor) {
+TEST(RunningProgress, IsShownOnATerminalOrWhenItIsAskedFor) {
     Gateway gateway(2);
     gateway.startKnown();
     const std::string command = std::string(DORNCTL) +

@@ -11,7 +11,7 @@ using teskhost::Request;
 const std::string kName = "ZA01" + std::string(7, '\0');
 const std::string kNoName(11, '\0');
 
-TEST(HostRequest, BodiesOfTheEightTypes) {
+TEST(RequestBytes, BodiesOfTheEightTypes) {
     EXPECT_BYTES(bytes("01") + kName, Request::counters("ZA01").body);
     EXPECT_BYTES(bytes("00") + kNoName, Request::counters("").body);
     EXPECT_BYTES("01.03.26B" + std::string(7, '\0') + kName,
@@ -26,7 +26,7 @@ TEST(HostRequest, BodiesOfTheEightTypes) {
     EXPECT_BYTES("", Request::machines().body);
 }
 
-TEST(HostRequest, BodyOfAnAamsRequest) {
+TEST(RequestBytes, BodyOfAnAamsRequest) {
     EXPECT_EQ(0xFE, Request::aams(506, "5!1!0!2").type);
     EXPECT_BYTES(bytes("00 00 00 10") + "506-0010-5!1!0!2", Request::aams(506, "5!1!0!2").body);
 }

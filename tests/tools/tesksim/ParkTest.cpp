@@ -57,7 +57,7 @@ TEST(Park, TheExampleWithTroubleStartsWithAMachineThatRefuses) {
 }
 
 // A pseudo-terminal keeps speed and stop bits.
-TEST(SerialLine, IsSetOnTheDeviceThatAMachineSpeaksOn) {
+TEST(ParkSerialLine, IsSetOnTheDeviceThatAMachineSpeaksOn) {
     const tesksim::Pty device("");
     tesksim::Machine machine(
         {.tty = device.name(), .line = tesksim::SerialLine::parse("9600 8N2")});
@@ -70,7 +70,7 @@ TEST(SerialLine, IsSetOnTheDeviceThatAMachineSpeaksOn) {
     EXPECT_EQ(0U, settings.c_lflag & (ECHO | ICANON));
 }
 
-TEST(LiveView, ATerminalShowsTheMachinesAboveTheLatestMessages) {
+TEST(ParkLiveView, ATerminalShowsTheMachinesAboveTheLatestMessages) {
     std::ostringstream out;
     tesksim::LiveView view(out, true, {"ZA000000001", "ZB000000002"});
     view.show(2, tesksim::Machine::Event::Connected, "");

@@ -119,7 +119,7 @@ TEST(Scenario, AFileWithoutAnEndIsRefused) {
     }
 }
 
-TEST(Meters, TheSameSeedMovesTheSameWayHoweverOftenItIsAsked) {
+TEST(ScenarioMeters, TheSameSeedMovesTheSameWayHoweverOftenItIsAsked) {
     const Meters::Options options = {
         .totalIn = 100, .totalOut = 50, .every = 10ms, .mostIn = 500, .mostOut = 400};
     Meters often(options, 5);
@@ -147,7 +147,7 @@ FaultSchedule::Entry silentFrom(int at) {
     return entry;
 }
 
-TEST(FaultSchedule, FaultsComeAndGo) {
+TEST(ScenarioFaultSchedule, FaultsComeAndGo) {
     FaultSchedule::Entry entry = silentFrom(10);
     entry.last = 5ms;
     FaultSchedule schedule({entry}, 1);
@@ -156,13 +156,13 @@ TEST(FaultSchedule, FaultsComeAndGo) {
     EXPECT_EQ(std::nullopt, schedule.nextChange());
 }
 
-TEST(FaultSchedule, FaultsWithoutAnEndStay) {
+TEST(ScenarioFaultSchedule, FaultsWithoutAnEndStay) {
     FaultSchedule schedule({silentFrom(10)}, 1);
     EXPECT_EQ("-SS", silences(schedule, {0, 10, 100000}));
     EXPECT_EQ(std::nullopt, schedule.nextChange());
 }
 
-TEST(FaultSchedule, FaultsComeAgainWhenTheSeedSays) {
+TEST(ScenarioFaultSchedule, FaultsComeAgainWhenTheSeedSays) {
     FaultSchedule::Entry entry = silentFrom(10);
     entry.last = 5ms;
     entry.againMin = 20ms;

@@ -146,7 +146,7 @@ CaptureFile& elsewhere(CaptureFile& capture) {
 
 const std::vector<std::string> kFound = {"dorn.request", "dorn.answer", "aams.period", "tesk.id"};
 
-TEST(Ports, FramesAreFoundByTheirLooksOnOtherPorts) {
+TEST(LinksOnPorts, FramesAreFoundByTheirLooksOnOtherPorts) {
     CaptureFile capture;
     const Shown shown = tshark(elsewhere(capture), kFound);
     EXPECT_EQ("dorn.request=1", shown.line(1));
@@ -157,7 +157,7 @@ TEST(Ports, FramesAreFoundByTheirLooksOnOtherPorts) {
     EXPECT_EQ("dorn.request=1", shown.line(6));
 }
 
-TEST(Ports, PreferencesSayWhichPortsAreWhose) {
+TEST(LinksOnPorts, PreferencesSayWhichPortsAreWhose) {
     CaptureFile capture;
     const Shown shown = tshark(elsewhere(capture), kFound,
                                {"-o", "dorn.tcp_ports:46001", "-o", "dorn.udp_ports:46002", "-o",

@@ -220,9 +220,9 @@ std::size_t allocated() {
 }
 
 // Whatever a reading is made of, the cache holds no more than 4 MiB of memory.
-class FullCache : public testing::TestWithParam<std::pair<std::size_t, std::size_t>> {};
+class AamsCacheFull : public testing::TestWithParam<std::pair<std::size_t, std::size_t>> {};
 
-TEST_P(FullCache, TakesFourMebibytesOfMemory) {
+TEST_P(AamsCacheFull, TakesFourMebibytesOfMemory) {
     const auto [messageSize, errorCount] = GetParam();
     const std::string message(messageSize, 'x');
     const Texts errors(errorCount, "31");
@@ -234,7 +234,7 @@ TEST_P(FullCache, TakesFourMebibytesOfMemory) {
     EXPECT_LE(allocated() - before, 4'300'000U);
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEachKind, FullCache,
+INSTANTIATE_TEST_SUITE_P(OfEachKind, AamsCacheFull,
                          testing::Values(std::pair(0, 0), std::pair(40, 0), std::pair(40, 30),
                                          std::pair(1000, 2), std::pair(16384, 0),
                                          std::pair(1 << 20, 2)));

@@ -11,10 +11,10 @@
 namespace teskd::test {
 namespace {
 
-class AamsAnswer : public testing::Test {
+class AamsNotifyBackTest : public testing::Test {
   protected:
-    AamsAnswer() { engine.start(); }
-    ~AamsAnswer() noexcept override {}
+    AamsNotifyBackTest() { engine.start(); }
+    ~AamsNotifyBackTest() noexcept override {}
 
     // An answer to the notification made at the start.
     void answer(const std::string& text) { engine.board.answer(0, payload(text)); }
@@ -27,7 +27,7 @@ class AamsAnswer : public testing::Test {
     Engine engine;
 };
 
-TEST_F(AamsAnswer, OfCode2ChangesTheParametersAndLogsThem) {
+TEST_F(AamsNotifyBackTest, OfCode2ChangesTheParametersAndLogsThem) {
     answer("002-0010-5!0!1!7");
     EXPECT_EQ("5!0!1!7", parameters());
     EXPECT_EQ(1U, log.count({182,
@@ -36,12 +36,12 @@ TEST_F(AamsAnswer, OfCode2ChangesTheParametersAndLogsThem) {
                              "tmp_app_accensione = 7"}));
 }
 
-TEST_F(AamsAnswer, OfCode2KeepsWhatStandsInFrontOfABadField) {
+TEST_F(AamsNotifyBackTest, OfCode2KeepsWhatStandsInFrontOfABadField) {
     answer("002-000C-5!0x");
     EXPECT_EQ("5!0!1!2", parameters());
 }
 
-TEST_F(AamsAnswer, OfCode1SetsTheDate) {
+TEST_F(AamsNotifyBackTest, OfCode1SetsTheDate) {
     answer("001-0015-210704120000");
     ASSERT_EQ(1U, date.requests().size());
     std::tm parts{};
@@ -53,7 +53,7 @@ TEST_F(AamsAnswer, OfCode1SetsTheDate) {
     EXPECT_EQ(12, parts.tm_hour);
 }
 
-TEST_F(AamsAnswer, OfCode1WithoutThePrivilegeIsLogged) {
+TEST_F(AamsNotifyBackTest, OfCode1WithoutThePrivilegeIsLogged) {
     date.failWith(EPERM);
     answer("001-0015-210704120000");
     EXPECT_EQ(1U, log.count({180,
@@ -62,7 +62,7 @@ TEST_F(AamsAnswer, OfCode1WithoutThePrivilegeIsLogged) {
     EXPECT_EQ(1U, engine.board.frames().size());  // and nobody is told
 }
 
-TEST_F(AamsAnswer, OfCodes3To5ChangesNothing) {
+TEST_F(AamsNotifyBackTest, OfCodes3To5ChangesNothing) {
     for (const char* const code : {"003", "004", "005"}) {
         testing::internal::CaptureStderr();
         answer(std::string(code) + "-0010-5!0!1!7");
@@ -71,7 +71,7 @@ TEST_F(AamsAnswer, OfCodes3To5ChangesNothing) {
     EXPECT_EQ("3!1!1!2", parameters());
 }
 
-TEST_F(AamsAnswer, OfAnotherCodeIsReported) {
+TEST_F(AamsNotifyBackTest, OfAnotherCodeIsReported) {
     testing::internal::CaptureStderr();
     answer("007-0010-5!0!1!7");
     answer("000-0008");
@@ -84,7 +84,7 @@ TEST_F(AamsAnswer, OfAnotherCodeIsReported) {
     EXPECT_EQ("3!1!1!2", parameters());
 }
 
-TEST_F(AamsAnswer, WithoutABodyAsksForNothing) {
+TEST_F(AamsNotifyBackTest, WithoutABodyAsksForNothing) {
     log.clear();
     for (const char* const text : {"001-0008", "002-0008"}) answer(text);
     EXPECT_TRUE(log.lines().empty());
@@ -92,7 +92,7 @@ TEST_F(AamsAnswer, WithoutABodyAsksForNothing) {
     EXPECT_EQ("3!1!1!2", parameters());
 }
 
-TEST_F(AamsAnswer, OfNothingAtAllIsOfNoCode) {
+TEST_F(AamsNotifyBackTest, OfNothingAtAllIsOfNoCode) {
     testing::internal::CaptureStderr();
     engine.board.answer(0, "");
     engine.board.answer(0, std::string(300, '\xFF'));
@@ -100,13 +100,13 @@ TEST_F(AamsAnswer, OfNothingAtAllIsOfNoCode) {
               testing::internal::GetCapturedStderr());
 }
 
-TEST_F(AamsAnswer, ToOneNotificationMayHaveTheCodeOfAnother) {
+TEST_F(AamsNotifyBackTest, ToOneNotificationMayHaveTheCodeOfAnother) {
     answer("001-0015-210704120000");
     EXPECT_EQ(1U, date.requests().size());
     EXPECT_EQ("3!1!1!2", parameters());
 }
 
-TEST_F(AamsAnswer, ThatDoesNotComeChangesNothing) {
+TEST_F(AamsNotifyBackTest, ThatDoesNotComeChangesNothing) {
     Aams::AamsNotifyBack listener(engine.aams);
     const PacketHandle<AamsPacket> notice(new AamsPacket);
     log.clear();
@@ -117,7 +117,7 @@ TEST_F(AamsAnswer, ThatDoesNotComeChangesNothing) {
     EXPECT_EQ("3!1!1!2", parameters());
 }
 
-TEST_F(AamsAnswer, OfAnotherClassIsIgnored) {
+TEST_F(AamsNotifyBackTest, OfAnotherClassIsIgnored) {
     Aams::AamsNotifyBack listener(engine.aams);
     const PacketHandle<Packet> stranger(new Packet);
     testing::internal::CaptureStderr();

@@ -417,7 +417,7 @@ TEST(Aams507, ATextThatIsNoDateDoesNothing) {
     }
 }
 
-TEST(AamsRequest, AnInvalidCodeIsReportedAndTheBodyStays) {
+TEST(AamsAnyRequest, AnInvalidCodeIsReportedAndTheBodyStays) {
     for (const char* const code : {"500", "508", "000", "001", "999"}) {
         Engine engine;
         engine.start();
@@ -433,7 +433,7 @@ TEST(AamsRequest, AnInvalidCodeIsReportedAndTheBodyStays) {
     }
 }
 
-TEST(AamsRequest, WithoutTheBodyItNeedsIsFailedAndTheNextIsServed) {
+TEST(AamsAnyRequest, WithoutTheBodyItNeedsIsFailedAndTheNextIsServed) {
     for (const char* const code : {"503", "504", "506", "507"}) {
         LogRecorder log;
         const RecordedDate date;
@@ -448,7 +448,7 @@ TEST(AamsRequest, WithoutTheBodyItNeedsIsFailedAndTheNextIsServed) {
     }
 }
 
-TEST(AamsRequest, GarbageIsAnInvalidCodeAndTheNextIsServed) {
+TEST(AamsAnyRequest, GarbageIsAnInvalidCodeAndTheNextIsServed) {
     Engine engine;
     engine.start();
     for (const std::string& garbage :
@@ -462,7 +462,7 @@ TEST(AamsRequest, GarbageIsAnInvalidCodeAndTheNextIsServed) {
     EXPECT_EQ(kMac + "-0B", bodyOf(engine.askText("502-0008"), 502));
 }
 
-TEST(AamsRequest, ACodeOfAnyNumberIsReportedAsItReads) {
+TEST(AamsAnyRequest, ACodeOfAnyNumberIsReportedAsItReads) {
     Engine engine;
     engine.start();
     testing::internal::CaptureStderr();

@@ -43,10 +43,10 @@ class KeepsPolls : public Aams::AamsTimerTask {
 };
 
 // A pass whose outcomes the test gives itself: the link is shut down, so nobody else does.
-class AamsPass : public testing::Test {
+class AamsTimerTaskPass : public testing::Test {
   protected:
-    AamsPass() { engine.controller.shut_down(); }
-    ~AamsPass() noexcept override {}
+    AamsTimerTaskPass() { engine.controller.shut_down(); }
+    ~AamsTimerTaskPass() noexcept override {}
 
     // The second pass, of which three polls are open.
     void beginReportedPass() {
@@ -66,7 +66,7 @@ class AamsPass : public testing::Test {
     KeepsPolls kept{engine.aams};
 };
 
-TEST_F(AamsPass, PollsEveryMachineAndLogsIt) {
+TEST_F(AamsTimerTaskPass, PollsEveryMachineAndLogsIt) {
     const LogRecorder log;
     task.run();
     std::vector<LogEntry> polls;
@@ -79,7 +79,7 @@ TEST_F(AamsPass, PollsEveryMachineAndLogsIt) {
 }
 
 // The machines refuse every poll on the spot, so a name can be moved between two polls.
-TEST_F(AamsPass, PollsEveryMachineOnceWhenANameMovesMeanwhile) {
+TEST_F(AamsTimerTaskPass, PollsEveryMachineOnceWhenANameMovesMeanwhile) {
     class MovesAName : public Aams::AamsTimerTask {
       public:
         explicit MovesAName(Engine& engine) : AamsTimerTask(engine.aams), engine_(engine) {}
@@ -105,7 +105,7 @@ TEST_F(AamsPass, PollsEveryMachineOnceWhenANameMovesMeanwhile) {
     }
 }
 
-TEST_F(AamsPass, PollsTheOtherMachinesAndEndsWhenMemoryFailsForOne) {
+TEST_F(AamsTimerTaskPass, PollsTheOtherMachinesAndEndsWhenMemoryFailsForOne) {
     class Counts : public Aams::AamsTimerTask {
       public:
         using AamsTimerTask::AamsTimerTask;
@@ -138,12 +138,12 @@ TEST_F(AamsPass, PollsTheOtherMachinesAndEndsWhenMemoryFailsForOne) {
     EXPECT_EQ(3, counting.refusals);  // no machine is left out for good
 }
 
-TEST_F(AamsPass, TheFirstOneIsNeverReported) {
+TEST_F(AamsTimerTaskPass, TheFirstOneIsNeverReported) {
     task.run();
     EXPECT_EQ(0U, reports());
 }
 
-TEST_F(AamsPass, ALaterOneThatNobodyAnsweredIsReportedOnce) {
+TEST_F(AamsTimerTaskPass, ALaterOneThatNobodyAnsweredIsReportedOnce) {
     task.run();
     task.run();
     EXPECT_EQ(1U, reports());
@@ -153,7 +153,7 @@ TEST_F(AamsPass, ALaterOneThatNobodyAnsweredIsReportedOnce) {
     EXPECT_EQ(kMac + "-00-4", report());
 }
 
-TEST_F(AamsPass, ThatNobodyAnsweredIsNotReportedAgainstTheParameters) {
+TEST_F(AamsTimerTaskPass, ThatNobodyAnsweredIsNotReportedAgainstTheParameters) {
     engine.start();
     engine.askText("506-0011-10!1!0!5");
     task.run();
@@ -161,7 +161,7 @@ TEST_F(AamsPass, ThatNobodyAnsweredIsNotReportedAgainstTheParameters) {
     EXPECT_EQ(0U, reports());
 }
 
-TEST_F(AamsPass, IsNotListenedToAgainstTheParameters) {
+TEST_F(AamsTimerTaskPass, IsNotListenedToAgainstTheParameters) {
     engine.start();
     engine.askText("506-0011-10!0!1!5");
     task.run();
@@ -169,7 +169,7 @@ TEST_F(AamsPass, IsNotListenedToAgainstTheParameters) {
     EXPECT_EQ(0U, reports());
 }
 
-TEST_F(AamsPass, EndsWithTheLastAnswerWhateverItIs) {
+TEST_F(AamsTimerTaskPass, EndsWithTheLastAnswerWhateverItIs) {
     beginReportedPass();
     kept.timedOut();
     kept.failed();
@@ -179,7 +179,7 @@ TEST_F(AamsPass, EndsWithTheLastAnswerWhateverItIs) {
     EXPECT_EQ(kMac + "-00-4", report());
 }
 
-TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedWithTheNewestReadings) {
+TEST_F(AamsTimerTaskPass, ThatSomebodyAnsweredIsReportedWithTheNewestReadings) {
     engine.read(reading("100~200~1~100~200~0"));
     beginReportedPass();
     kept.answered();
@@ -193,13 +193,13 @@ TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedWithTheNewestReadings) {
     EXPECT_EQ(kMac + "-00-4", withoutStamp(body.substr(0, body.size() - message.size())));
 }
 
-TEST_F(AamsPass, ThatSomebodyAnsweredIsReportedAlsoWithoutReadings) {
+TEST_F(AamsTimerTaskPass, ThatSomebodyAnsweredIsReportedAlsoWithoutReadings) {
     beginReportedPass();
     for (int n = 1; n <= 3; ++n) kept.answered();
     EXPECT_EQ(kMac + "-0B", report());
 }
 
-TEST_F(AamsPass, LeavesOutAMachineWhoseLastPollIsOpen) {
+TEST_F(AamsTimerTaskPass, LeavesOutAMachineWhoseLastPollIsOpen) {
     for (const std::size_t open : {3U, 3U}) {
         kept.run();
         EXPECT_EQ(open, kept.open());
@@ -216,7 +216,7 @@ TEST_F(AamsPass, LeavesOutAMachineWhoseLastPollIsOpen) {
     }
 }
 
-TEST_F(AamsPass, IsReportedOnceThoughItEndsAfterTheNextOne) {
+TEST_F(AamsTimerTaskPass, IsReportedOnceThoughItEndsAfterTheNextOne) {
     beginReportedPass();
     kept.answered();
     kept.answered();
@@ -232,7 +232,7 @@ TEST_F(AamsPass, IsReportedOnceThoughItEndsAfterTheNextOne) {
     EXPECT_EQ(kMac + "-00-4", report());
 }
 
-TEST_F(AamsPass, DoesNotWaitForThePollsOfThePreviousOne) {
+TEST_F(AamsTimerTaskPass, DoesNotWaitForThePollsOfThePreviousOne) {
     beginReportedPass();
     kept.timedOut();
     kept.run();
@@ -246,7 +246,7 @@ TEST_F(AamsPass, DoesNotWaitForThePollsOfThePreviousOne) {
 }
 
 // As after a start, when the server's parameters come while the first pass runs.
-TEST_F(AamsPass, WaitsForThePollsOfOneThatIsNotReported) {
+TEST_F(AamsTimerTaskPass, WaitsForThePollsOfOneThatIsNotReported) {
     kept.run();
     kept.answered();
     kept.run();  // polls the first machine and waits for the other two as well
@@ -259,7 +259,7 @@ TEST_F(AamsPass, WaitsForThePollsOfOneThatIsNotReported) {
     EXPECT_EQ(kMac + "-0B", report());
 }
 
-TEST_F(AamsPass, IsNotReportedWhenItPolledNobody) {
+TEST_F(AamsTimerTaskPass, IsNotReportedWhenItPolledNobody) {
     beginReportedPass();
     kept.run();
     EXPECT_EQ(0U, reports());
@@ -267,7 +267,7 @@ TEST_F(AamsPass, IsNotReportedWhenItPolledNobody) {
     EXPECT_EQ(1U, reports());
 }
 
-TEST_F(AamsPass, ParametersThatChangeMeanwhileDecideAtItsEnd) {
+TEST_F(AamsTimerTaskPass, ParametersThatChangeMeanwhileDecideAtItsEnd) {
     engine.start();
     beginReportedPass();
     kept.timedOut();
@@ -277,7 +277,7 @@ TEST_F(AamsPass, ParametersThatChangeMeanwhileDecideAtItsEnd) {
     EXPECT_EQ(0U, reports());
 }
 
-TEST_F(AamsPass, TheStateFollowsThePasses) {
+TEST_F(AamsTimerTaskPass, TheStateFollowsThePasses) {
     engine.read(reading("100~200~1~100~200~-1"));
     engine.start();
     const auto state = [this] {
@@ -292,7 +292,7 @@ TEST_F(AamsPass, TheStateFollowsThePasses) {
     }
 }
 
-TEST_F(AamsPass, TakesThePeriodFromTheParameters) {
+TEST_F(AamsTimerTaskPass, TakesThePeriodFromTheParameters) {
     EXPECT_EQ(0U, task.getPeriod());
     task.run();
     EXPECT_EQ(180'000U, task.getPeriod());
@@ -305,12 +305,12 @@ TEST_F(AamsPass, TakesThePeriodFromTheParameters) {
     EXPECT_EQ(4'294'967'295U, task.getPeriod());
 }
 
-TEST_F(AamsPass, TasksHaveTheirNames) {
+TEST_F(AamsTimerTaskPass, TasksHaveTheirNames) {
     EXPECT_EQ("AamsTimerTask", task.getName());
     EXPECT_EQ("AamsNtpTimerTask", Aams::AamsNtpTimerTask(engine.aams).getName());
 }
 
-TEST(AamsPassOverNobody, IsNotReportedButCounts) {
+TEST(AamsTimerTaskPassOverNobody, IsNotReportedButCounts) {
     Engine engine(0);
     Aams::AamsTimerTask task(engine.aams);
     task.run();
@@ -322,15 +322,15 @@ TEST(AamsPassOverNobody, IsNotReportedButCounts) {
 }
 
 // Real machines on the loopback interface.
-class AamsPollOfMachines : public testing::Test {
+class AamsTimerTaskPollOfMachines : public testing::Test {
   protected:
-    AamsPollOfMachines() : references_(packet_counter) {
+    AamsTimerTaskPollOfMachines() : references_(packet_counter) {
         park.makeAllKnown();
         for (std::size_t n = 1; n <= 3; ++n) {
             park.machine(n).answers().setBody(113, "100~200~1~100~200~0");
         }
     }
-    ~AamsPollOfMachines() noexcept override { park.shutDown(); }
+    ~AamsTimerTaskPollOfMachines() noexcept override { park.shutDown(); }
 
     // Runs a pass and waits until every machine has been asked and its poll has ended.
     void pass() {
@@ -362,14 +362,14 @@ class AamsPollOfMachines : public testing::Test {
     std::size_t passes_ = 0;
 };
 
-TEST_F(AamsPollOfMachines, SendsTheQuestionForTheCounters) {
+TEST_F(AamsTimerTaskPollOfMachines, SendsTheQuestionForTheCounters) {
     pass();
     for (std::size_t n = 1; n <= 3; ++n) {
         EXPECT_EQ("113~0008150~000C~113", park.machine(n).journal().dataReceived());
     }
 }
 
-TEST_F(AamsPollOfMachines, TheSecondPassIsReportedWhenAllHaveAnswered) {
+TEST_F(AamsTimerTaskPollOfMachines, TheSecondPassIsReportedWhenAllHaveAnswered) {
     pass();
     pass();
     ASSERT_TRUE(board.waitFor(1));
@@ -383,14 +383,14 @@ TEST_F(AamsPollOfMachines, TheSecondPassIsReportedWhenAllHaveAnswered) {
     EXPECT_EQ(1U, board.frames().size());
 }
 
-TEST_F(AamsPollOfMachines, TheContextIsThatOfAPassFromTheFirstOn) {
+TEST_F(AamsTimerTaskPollOfMachines, TheContextIsThatOfAPassFromTheFirstOn) {
     park.machine(1).answers().setBody(113, "100~200~1~100~200~-1");
     pass();
     ASSERT_TRUE(board.waitFor(1));
     EXPECT_TRUE(board.bodies(5).at(0).starts_with(kMac + "-04-35-113~0035~"));
 }
 
-TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) {
+TEST_F(AamsTimerTaskPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) {
     park.machine(1).setFaults({.silent = true});
     const Request host(120);
     park.controller().send(MachinePark::nameOf(1), host.packet());
@@ -418,7 +418,7 @@ TEST_F(AamsPollOfMachines, AMachineHasOneOpenPollHoweverLongAHostsRequestTakes) 
     EXPECT_EQ(5U, board.frames().size());
 }
 
-TEST_F(AamsPollOfMachines, APassThatSomeAnsweredIsReportedWhenTheOthersFailed) {
+TEST_F(AamsTimerTaskPollOfMachines, APassThatSomeAnsweredIsReportedWhenTheOthersFailed) {
     pass();
     park.machine(2).setFaults({.closeAfter = 5});
     task.run();
@@ -428,10 +428,10 @@ TEST_F(AamsPollOfMachines, APassThatSomeAnsweredIsReportedWhenTheOthersFailed) {
 
 // By the clock of the test, which never stands on the very time at which a task is due: a timer
 // does not sleep then.
-class AamsTimes : public testing::Test {
+class AamsTimerTaskTimes : public testing::Test {
   protected:
-    AamsTimes() { engine.controller.shut_down(); }
-    ~AamsTimes() noexcept override {}
+    AamsTimerTaskTimes() { engine.controller.shut_down(); }
+    ~AamsTimerTaskTimes() noexcept override {}
 
     // A microsecond after the start, when the date was asked for.
     void start() {
@@ -465,7 +465,7 @@ class AamsTimes : public testing::Test {
     Engine engine;
 };
 
-TEST_F(AamsTimes, TheDateIsAskedForAtOnceAndAtItsPeriod) {
+TEST_F(AamsTimerTaskTimes, TheDateIsAskedForAtOnceAndAtItsPeriod) {
     start();
     ASSERT_EQ(1U, questions());
     EXPECT_EQ(kMac, engine.board.bodies(1)[0]);
@@ -475,7 +475,7 @@ TEST_F(AamsTimes, TheDateIsAskedForAtOnceAndAtItsPeriod) {
     EXPECT_EQ(2U, questions());
 }
 
-TEST_F(AamsTimes, TheFirstPassComesAfterItsDelayAndTheOthersAtTheirPeriod) {
+TEST_F(AamsTimerTaskTimes, TheFirstPassComesAfterItsDelayAndTheOthersAtTheirPeriod) {
     start();
     after(2 * kMinute - 2);
     EXPECT_EQ(0U, passes());
@@ -487,7 +487,7 @@ TEST_F(AamsTimes, TheFirstPassComesAfterItsDelayAndTheOthersAtTheirPeriod) {
     EXPECT_EQ(2U, passes());
 }
 
-TEST_F(AamsTimes, Request506ChangesThePeriodFromTheNextPassAndNothingBefore) {
+TEST_F(AamsTimerTaskTimes, Request506ChangesThePeriodFromTheNextPassAndNothingBefore) {
     start();
     engine.askText("506-0010-1!1!1!9");
     after(2 * kMinute - 2);
@@ -498,7 +498,7 @@ TEST_F(AamsTimes, Request506ChangesThePeriodFromTheNextPassAndNothingBefore) {
     EXPECT_EQ(2U, passes());
 }
 
-TEST_F(AamsTimes, NoPeriodEndsThePolling) {
+TEST_F(AamsTimerTaskTimes, NoPeriodEndsThePolling) {
     start();
     after(2 * kMinute);
     for (const char* const none : {"0", "-3", "-2147483647"}) {
@@ -511,7 +511,7 @@ TEST_F(AamsTimes, NoPeriodEndsThePolling) {
     }
 }
 
-TEST_F(AamsTimes, Request506BringsAPassNearThatWasFarAway) {
+TEST_F(AamsTimerTaskTimes, Request506BringsAPassNearThatWasFarAway) {
     start();
     after(2 * kMinute);
     engine.askText("506-0019-2147483646!1!1!2");
@@ -528,7 +528,7 @@ TEST_F(AamsTimes, Request506BringsAPassNearThatWasFarAway) {
     EXPECT_EQ(4U, passes());
 }
 
-TEST_F(AamsTimes, Request506BringsAFirstPassNearThatWasFarAway) {
+TEST_F(AamsTimerTaskTimes, Request506BringsAFirstPassNearThatWasFarAway) {
     start();
     answer("002-0014-5!1!1!71582");
     after(60 * kMinute);
@@ -540,7 +540,7 @@ TEST_F(AamsTimes, Request506BringsAFirstPassNearThatWasFarAway) {
     EXPECT_EQ(1U, passes());
 }
 
-TEST_F(AamsTimes, Request506NeverPutsAPassOff) {
+TEST_F(AamsTimerTaskTimes, Request506NeverPutsAPassOff) {
     start();
     after(2 * kMinute);
     for (int n = 0; n < 9; ++n) {
@@ -550,7 +550,7 @@ TEST_F(AamsTimes, Request506NeverPutsAPassOff) {
     EXPECT_EQ(4U, passes());
 }
 
-TEST_F(AamsTimes, TheAnswerToNotification2SchedulesThePassesAnew) {
+TEST_F(AamsTimerTaskTimes, TheAnswerToNotification2SchedulesThePassesAnew) {
     start();
     answer("002-0010-5!1!1!1");
     after(kMinute - 1);
@@ -565,7 +565,7 @@ TEST_F(AamsTimes, TheAnswerToNotification2SchedulesThePassesAnew) {
     EXPECT_EQ(3U, passes());
 }
 
-TEST_F(AamsTimes, AnAnswerToNotification2WithABadFieldSchedulesByTheValuesAsTheyStand) {
+TEST_F(AamsTimerTaskTimes, AnAnswerToNotification2WithABadFieldSchedulesByTheValuesAsTheyStand) {
     start();
     answer("002-000C-5!x");
     EXPECT_EQ(1U, log.count({182,
@@ -580,7 +580,7 @@ TEST_F(AamsTimes, AnAnswerToNotification2WithABadFieldSchedulesByTheValuesAsThey
     EXPECT_EQ(2U, passes());
 }
 
-TEST_F(AamsTimes, AClockSetBackRunsBothTasksAtTheNextPass) {
+TEST_F(AamsTimerTaskTimes, AClockSetBackRunsBothTasksAtTheNextPass) {
     start();
     engine.clock.step(-60 * kMinute);
     const std::size_t before = engine.clock.readings();
@@ -590,13 +590,13 @@ TEST_F(AamsTimes, AClockSetBackRunsBothTasksAtTheNextPass) {
     expectOneOfEachAndTheNextPassInTime();
 }
 
-TEST_F(AamsTimes, AClockSetForwardRunsEachDueTaskOnce) {
+TEST_F(AamsTimerTaskTimes, AClockSetForwardRunsEachDueTaskOnce) {
     start();
     engine.clock.step(24 * 60 * kMinute);
     expectOneOfEachAndTheNextPassInTime();
 }
 
-TEST_F(AamsTimes, AFailingReportOfAPassIsLoggedAndThePassesGoOn) {
+TEST_F(AamsTimerTaskTimes, AFailingReportOfAPassIsLoggedAndThePassesGoOn) {
     start();
     after(2 * kMinute);  // the first pass, which is never reported
     ASSERT_EQ(1U, passes());
@@ -609,7 +609,7 @@ TEST_F(AamsTimes, AFailingReportOfAPassIsLoggedAndThePassesGoOn) {
     EXPECT_EQ(std::vector<std::string>{kMac + "-00-4"}, engine.board.bodies(4));
 }
 
-TEST_F(AamsTimes, AStandardExceptionOfTheQuestionForTheDateIsLoggedAndItIsAskedAgain) {
+TEST_F(AamsTimerTaskTimes, AStandardExceptionOfTheQuestionForTheDateIsLoggedAndItIsAskedAgain) {
     start();
     engine.board.failWith("no room");
     after(7200 * kSecond + 1);

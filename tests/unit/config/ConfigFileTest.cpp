@@ -247,13 +247,13 @@ TEST_F(ConfigFileTest, AMissingDirectoryIsAFailure) {
 }
 
 // A directory in which nobody but its owner can make files.
-class LockedDirectory : public ConfigFileTest {
+class ConfigFileLockedDirectory : public ConfigFileTest {
   protected:
-    LockedDirectory() {
+    ConfigFileLockedDirectory() {
         writeFile(path, "a longer old content");
         ::chmod(path.c_str(), 0666);
     }
-    ~LockedDirectory() override { ::chmod(directory.path().c_str(), 0777); }
+    ~ConfigFileLockedDirectory() override { ::chmod(directory.path().c_str(), 0777); }
 
     using Write = bool (*)(const std::string&, const std::string&);
     bool writeAsNobody(Write write, mode_t mode = 0555) {
@@ -263,36 +263,36 @@ class LockedDirectory : public ConfigFileTest {
     }
 };
 
-TEST_F(LockedDirectory, AFileIsUpdatedInPlace) {
+TEST_F(ConfigFileLockedDirectory, AFileIsUpdatedInPlace) {
     EXPECT_TRUE(writeAsNobody(ConfigFile::update));
     EXPECT_EQ("new", readFile(path));
 }
 
-TEST_F(LockedDirectory, AFileIsNotReplaced) {
+TEST_F(ConfigFileLockedDirectory, AFileIsNotReplaced) {
     EXPECT_FALSE(writeAsNobody(ConfigFile::replace));
     EXPECT_EQ(EACCES, errno);
     EXPECT_EQ("a longer old content", readFile(path));
 }
 
-TEST_F(LockedDirectory, AFileBeyondTheReadingLimitIsTruncatedAsWell) {
+TEST_F(ConfigFileLockedDirectory, AFileBeyondTheReadingLimitIsTruncatedAsWell) {
     writeFile(path, std::string(1'048'577, 'x'));
     EXPECT_TRUE(writeAsNobody(ConfigFile::update));
     EXPECT_EQ(3U, fs::file_size(path));
 }
 
-TEST_F(LockedDirectory, AMissingFileCannotBeMade) {
+TEST_F(ConfigFileLockedDirectory, AMissingFileCannotBeMade) {
     fs::remove(path);
     EXPECT_FALSE(writeAsNobody(ConfigFile::update));
     EXPECT_EQ(EACCES, errno);
 }
 
-TEST_F(LockedDirectory, SomebodyElsesFileInAStickyDirectoryIsNotReplaced) {
+TEST_F(ConfigFileLockedDirectory, SomebodyElsesFileInAStickyDirectoryIsNotReplaced) {
     EXPECT_FALSE(writeAsNobody(ConfigFile::replace, 01777));
     EXPECT_EQ("a longer old content", readFile(path));
     EXPECT_EQ(1U, fileCount());
 }
 
-TEST_F(LockedDirectory, SomebodyElsesFilesInAStickyDirectoryAreNotWrittenTo) {
+TEST_F(ConfigFileLockedDirectory, SomebodyElsesFilesInAStickyDirectoryAreNotWrittenTo) {
     writeFile(path + ".teskd.tmp", "precious");
     EXPECT_FALSE(writeAsNobody(ConfigFile::replace, 01777));
     EXPECT_EQ("a longer old content", readFile(path));

@@ -15,21 +15,21 @@ using testing::IsEmpty;
 constexpr std::int32_t kLowest = -2147483647 - 1;
 constexpr std::int32_t kHighest = 2147483647;
 
-TEST(SplitDroppingEmpty, SplitsAtAnyOfTheSeparators) {
+TEST(TextSplitDroppingEmpty, SplitsAtAnyOfTheSeparators) {
     EXPECT_THAT(text::splitDroppingEmpty("1, 2;3", " ,;"), ElementsAre("1", "2", "3"));
 }
 
-TEST(SplitDroppingEmpty, DropsEmptyPieces) {
+TEST(TextSplitDroppingEmpty, DropsEmptyPieces) {
     EXPECT_THAT(text::splitDroppingEmpty("==a==b==", "="), ElementsAre("a", "b"));
     EXPECT_THAT(text::splitDroppingEmpty("", "="), IsEmpty());
     EXPECT_THAT(text::splitDroppingEmpty("===", "="), IsEmpty());
 }
 
-TEST(SplitDroppingEmpty, KeepsATextWithoutSeparatorsWhole) {
+TEST(TextSplitDroppingEmpty, KeepsATextWithoutSeparatorsWhole) {
     EXPECT_THAT(text::splitDroppingEmpty("a b", "="), ElementsAre("a b"));
 }
 
-TEST(TakePiece, CutsTheFirstPieceOffWhatIsLeft) {
+TEST(TextTakePiece, CutsTheFirstPieceOffWhatIsLeft) {
     std::string_view rest = "::0a:1b";
     EXPECT_EQ(text::takePiece(rest, ":"), "0a");
     EXPECT_EQ(rest, ":1b");
@@ -38,24 +38,24 @@ TEST(TakePiece, CutsTheFirstPieceOffWhatIsLeft) {
     EXPECT_EQ(rest, "");
 }
 
-TEST(SplitFields, KeepsEmptyFields) {
+TEST(TextSplitFields, KeepsEmptyFields) {
     EXPECT_THAT(text::splitFields("a~~b~", '~'), ElementsAre("a", "", "b", ""));
     EXPECT_THAT(text::splitFields("~", '~'), ElementsAre("", ""));
 }
 
-TEST(SplitFields, AnEmptyTextHasNoField) {
+TEST(TextSplitFields, AnEmptyTextHasNoField) {
     EXPECT_THAT(text::splitFields("", '~'), IsEmpty());
     EXPECT_THAT(text::splitFields("a", '~'), ElementsAre("a"));
 }
 
-TEST(Trim, TakesTheSetOffBothEnds) {
+TEST(TextTrim, TakesTheSetOffBothEnds) {
     EXPECT_EQ("a b", text::trim(" \t a b\t ", " \t"));
     EXPECT_EQ("a\r", text::trim(" a\r", " \t"));
     EXPECT_EQ("", text::trim(" \t", " \t"));
     EXPECT_EQ("", text::trim("", " \t"));
 }
 
-TEST(UntilZero, EndsAtTheFirstZeroByteOrAtTheEnd) {
+TEST(TextUntilZero, EndsAtTheFirstZeroByteOrAtTheEnd) {
     using namespace std::string_view_literals;
     EXPECT_EQ("ab", text::untilZero("ab\0cd"sv));
     EXPECT_EQ("abcd", text::untilZero("abcd"));
@@ -63,14 +63,14 @@ TEST(UntilZero, EndsAtTheFirstZeroByteOrAtTheEnd) {
     EXPECT_EQ("", text::untilZero(""));
 }
 
-TEST(ZeroFilled, PadsOrCutsToTheSize) {
+TEST(TextZeroFilled, PadsOrCutsToTheSize) {
     using namespace std::string_literals;
     EXPECT_EQ("ab\0\0"s, text::zeroFilled("ab", 4));
     EXPECT_EQ("abcd"s, text::zeroFilled("abcdef", 4));
     EXPECT_EQ(""s, text::zeroFilled("ab", 0));
 }
 
-TEST(ToInt, ReadsAsFarAsItGoes) {
+TEST(TextToInt, ReadsAsFarAsItGoes) {
     EXPECT_EQ(12, text::toInt("12"));
     EXPECT_EQ(12, text::toInt("  12abc"));
     EXPECT_EQ(-7, text::toInt("-7"));
@@ -80,13 +80,13 @@ TEST(ToInt, ReadsAsFarAsItGoes) {
     EXPECT_EQ(10, text::toInt("010"));
 }
 
-TEST(ToInt, ReadsOtherBases) {
+TEST(TextToInt, ReadsOtherBases) {
     EXPECT_EQ(255, text::toInt("ff", 16));
     EXPECT_EQ(255, text::toInt("0xFF", 16));
     EXPECT_EQ(1, text::toInt("1g", 16));
 }
 
-TEST(ToInt, SaturatesAtThirtyTwoBits) {
+TEST(TextToInt, SaturatesAtThirtyTwoBits) {
     EXPECT_EQ(kHighest, text::toInt("2147483647"));
     EXPECT_EQ(kHighest, text::toInt("2147483648"));
     EXPECT_EQ(kHighest, text::toInt("99999999999999999999999999"));
@@ -96,14 +96,14 @@ TEST(ToInt, SaturatesAtThirtyTwoBits) {
     EXPECT_EQ(kHighest, text::toInt("ffffffff", 16));
 }
 
-TEST(ParseNumber, TellsHowManyCharactersItRead) {
+TEST(TextParseNumber, TellsHowManyCharactersItRead) {
     EXPECT_EQ(4U, text::parseNumber(" -12x", 10).consumed);
     EXPECT_EQ(0U, text::parseNumber("x12", 10).consumed);
     EXPECT_EQ(0U, text::parseNumber("", 10).consumed);
     EXPECT_EQ(2U, text::parseNumber(std::string_view("12345").substr(0, 2), 10).consumed);
 }
 
-TEST(ParseNumber, StopsAtTheLimitsOf32Bits) {
+TEST(TextParseNumber, StopsAtTheLimitsOf32Bits) {
     EXPECT_EQ(2147483647, text::parseNumber("2147483647", 10).value);
     EXPECT_EQ(2147483647, text::parseNumber("2147483648", 10).value);
     EXPECT_EQ(-2147483647 - 1, text::parseNumber("-2147483648", 10).value);
@@ -111,13 +111,13 @@ TEST(ParseNumber, StopsAtTheLimitsOf32Bits) {
     EXPECT_EQ(2147483647, text::parseNumber("99999999999999999999999999", 10).value);
 }
 
-TEST(Format, IsPrintfIntoAString) {
+TEST(TextFormat, IsPrintfIntoAString) {
     EXPECT_EQ("port 7: \"x\"", text::format("port %d: \"%s\"", 7, "x"));
     EXPECT_EQ("", text::format("%s", ""));
     EXPECT_EQ(std::string(5000, ' ') + "x", text::format("%5001s", "x"));
 }
 
-TEST(ParseNumber, ANumberIsReadWhereItStandsHoweverLongTheTextIs) {
+TEST(TextParseNumber, ANumberIsReadWhereItStandsHoweverLongTheTextIs) {
     const std::string digits(1'000'000, '7');
     text::Number number;
     bool failed = true;
@@ -131,7 +131,7 @@ TEST(ParseNumber, ANumberIsReadWhereItStandsHoweverLongTheTextIs) {
     EXPECT_EQ(1'000'000U, number.consumed);
 }
 
-TEST(ParseNumber, WhatStandsInFrontOfANumberCountsOnlyWithTheNumber) {
+TEST(TextParseNumber, WhatStandsInFrontOfANumberCountsOnlyWithTheNumber) {
     EXPECT_EQ(8U, text::parseNumber(" \t\n\v\f\r-1", 10).consumed);
     EXPECT_EQ(0U, text::parseNumber("  -", 10).consumed);
     EXPECT_EQ(0U, text::parseNumber("+-1", 10).consumed);

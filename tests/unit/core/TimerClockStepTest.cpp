@@ -198,7 +198,7 @@ struct Limited {
     Limited() { self = &task; }
 };
 
-TEST(TimerOverDays, AFixedRateTaskRunsEveryMinuteOfThreeDaysWithoutDrift) {
+TEST(TimerClockStepOverDays, AFixedRateTaskRunsEveryMinuteOfThreeDaysWithoutDrift) {
     const LogRecorder log;
     Limited limited;
     Timer timer("T", limited.clock);
@@ -214,7 +214,7 @@ TEST(TimerOverDays, AFixedRateTaskRunsEveryMinuteOfThreeDaysWithoutDrift) {
     }
 }
 
-TEST(TimerOverDays, AFixedDelayTaskRunsAtLeastAMinuteApart) {
+TEST(TimerClockStepOverDays, AFixedDelayTaskRunsAtLeastAMinuteApart) {
     const LogRecorder log;
     Limited limited;
     Timer timer("T", limited.clock);

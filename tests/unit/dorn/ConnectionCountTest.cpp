@@ -54,9 +54,9 @@ TEST(ConnectionCountTest, SeveralThreadsMayWait) {
 }
 
 // Places that are given back one by one.
-class ManyConnections : public testing::Test {
+class ConnectionCountOfMany : public testing::Test {
   protected:
-    ~ManyConnections() noexcept override = default;
+    ~ConnectionCountOfMany() noexcept override = default;
 
     void come(std::size_t hosts) {
         for (; hosts > 0; --hosts) places_.emplace_back(count_);
@@ -69,7 +69,7 @@ class ManyConnections : public testing::Test {
     std::list<ConnectionCount::Place> places_;
 };
 
-TEST_F(ManyConnections, HaveGoneWhenHalfOfThemHaveAndOnceMore) {
+TEST_F(ConnectionCountOfMany, HaveGoneWhenHalfOfThemHaveAndOnceMore) {
     come(20);
     leave(9);
     EXPECT_FALSE(count_.haveGone());
@@ -81,7 +81,7 @@ TEST_F(ManyConnections, HaveGoneWhenHalfOfThemHaveAndOnceMore) {
     EXPECT_TRUE(count_.haveGone());
 }
 
-TEST_F(ManyConnections, AreThoseThatWereThereSinceTheyWentLast) {
+TEST_F(ConnectionCountOfMany, AreThoseThatWereThereSinceTheyWentLast) {
     EXPECT_FALSE(count_.areMany());
     come(7);
     EXPECT_FALSE(count_.areMany());
@@ -95,7 +95,7 @@ TEST_F(ManyConnections, AreThoseThatWereThereSinceTheyWentLast) {
     EXPECT_FALSE(count_.areMany());
 }
 
-TEST_F(ManyConnections, AreNotAFew) {
+TEST_F(ConnectionCountOfMany, AreNotAFew) {
     come(7);
     leave(7);
     EXPECT_FALSE(count_.haveGone());

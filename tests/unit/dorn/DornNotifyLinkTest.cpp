@@ -22,21 +22,21 @@ using namespace std::chrono_literals;
 // sends them, receives them and answers them may be late by the other half.
 const std::chrono::milliseconds kPatient = 3s * timeScale();
 
-class SilentServer : public NotifyFixture {
+class DornNotifyLinkToASilentServer : public NotifyFixture {
   protected:
-    SilentServer() : NotifyFixture(kPatient) {
+    DornNotifyLinkToASilentServer() : NotifyFixture(kPatient) {
         configure("127.0.0.1", server().port());
         begin();
     }
 };
 
-TEST_F(SilentServer, LeavesALine) {
+TEST_F(DornNotifyLinkToASilentServer, LeavesALine) {
     const Sent sent(notify(), 0, 1);
     EXPECT_EQ("failed", sent.outcome());
     EXPECT_TRUE(log_.waitFor({180, "Notifications that the server has left unanswered: 1"}));
 }
 
-TEST_F(SilentServer, HasTheTimeOfEachPacketCountedFromItsOwnSending) {
+TEST_F(DornNotifyLinkToASilentServer, HasTheTimeOfEachPacketCountedFromItsOwnSending) {
     const Sent first(notify(), 0, 1);
     EXPECT_EQ(1U, receivedB());
     std::this_thread::sleep_for(kPatient / 2);
@@ -49,7 +49,7 @@ TEST_F(SilentServer, HasTheTimeOfEachPacketCountedFromItsOwnSending) {
     EXPECT_GE(Clock::now() - begun, kPatient);
 }
 
-TEST_F(SilentServer, GetsNoMoreTimeByForeignDatagrams) {
+TEST_F(DornNotifyLinkToASilentServer, GetsNoMoreTimeByForeignDatagrams) {
     const Sent sent(notify(), 0, 1);
     receivedB();
     const auto ended = [&] {
@@ -60,7 +60,7 @@ TEST_F(SilentServer, GetsNoMoreTimeByForeignDatagrams) {
     EXPECT_EQ("failed", sent.outcome());
 }
 
-TEST_F(SilentServer, IsTriedFromAnotherSocketWhenNothingElseIsPending) {
+TEST_F(DornNotifyLinkToASilentServer, IsTriedFromAnotherSocketWhenNothingElseIsPending) {
     std::uint16_t before = 0;
     {
         const Sent sent(notify(), 0, 1);
@@ -73,7 +73,7 @@ TEST_F(SilentServer, IsTriedFromAnotherSocketWhenNothingElseIsPending) {
 }
 
 // There is always one that waits, so the socket has to be given a chance to become free.
-TEST_F(SilentServer, IsTriedFromAnotherSocketThoughPacketsKeepComing) {
+TEST_F(DornNotifyLinkToASilentServer, IsTriedFromAnotherSocketThoughPacketsKeepComing) {
     std::list<Sent> sent;
     std::vector<std::uint16_t> ports;
     const auto renewed = [&] {
@@ -84,7 +84,7 @@ TEST_F(SilentServer, IsTriedFromAnotherSocketThoughPacketsKeepComing) {
     EXPECT_TRUE(eventually(renewed));
 }
 
-TEST_F(SilentServer, ThatAnswersAgainKeepsItsSocket) {
+TEST_F(DornNotifyLinkToASilentServer, ThatAnswersAgainKeepsItsSocket) {
     const Sent lost(notify(), 0, 1);
     receivedB();
     std::this_thread::sleep_for(kPatient / 2);
@@ -98,15 +98,15 @@ TEST_F(SilentServer, ThatAnswersAgainKeepsItsSocket) {
     EXPECT_EQ(before, server().senderPort());
 }
 
-class LinkWithAnswers : public NotifyFixture {
+class DornNotifyLinkWithAnswers : public NotifyFixture {
   protected:
-    LinkWithAnswers() {
+    DornNotifyLinkWithAnswers() {
         configure("127.0.0.1", server().port());
         begin();
     }
 };
 
-TEST_F(LinkWithAnswers, ADatagramThatCameWhileNothingWasPendingCostsNothing) {
+TEST_F(DornNotifyLinkWithAnswers, ADatagramThatCameWhileNothingWasPendingCostsNothing) {
     for (const char* stray :
          {"", "x", "a stray datagram that is longer than the header of a frame"}) {
         expectWorks();
@@ -115,7 +115,7 @@ TEST_F(LinkWithAnswers, ADatagramThatCameWhileNothingWasPendingCostsNothing) {
     }
 }
 
-TEST_F(LinkWithAnswers, AsManyAsTheSocketHoldsCostNothingEither) {
+TEST_F(DornNotifyLinkWithAnswers, AsManyAsTheSocketHoldsCostNothingEither) {
     expectWorks();
     for (int i = 0; i < 2000; ++i) server().reply(std::string(300, 'x'));
     expectWorks();
@@ -139,7 +139,7 @@ class Hungry : public Note {
     std::atomic<bool> hungry_{true};
 };
 
-TEST_F(LinkWithAnswers, WhatThereIsNoMemoryToSendIsTriedOnceASecondAndHarmsNoOther) {
+TEST_F(DornNotifyLinkWithAnswers, WhatThereIsNoMemoryToSendIsTriedOnceASecondAndHarmsNoOther) {
     const Sent before(notify(), 0, 1);
     EXPECT_EQ(1U, receivedB());
     const Clock::time_point start = Clock::now();
@@ -163,7 +163,7 @@ class Overfed : public Note {
     void read(InputStream&) override { throw std::bad_alloc(); }
 };
 
-TEST_F(LinkWithAnswers, AnAnswerForWhichThereIsNoMemoryFailsItsNotificationAndNoOther) {
+TEST_F(DornNotifyLinkWithAnswers, AnAnswerForWhichThereIsNoMemoryFailsItsNotificationAndNoOther) {
     const Sent overfed(notify(), new Overfed(0, 1, "note"));
     const Sent other(notify(), 0, 2);
     EXPECT_EQ(1U, receivedB());
@@ -196,7 +196,8 @@ class HeldUp : public Hungry {
     const std::size_t n_;
 };
 
-TEST_F(LinkWithAnswers, WhatCouldNotBeSentIsTriedAgainWhereverTheThreadIsHeldUpMeanwhile) {
+TEST_F(DornNotifyLinkWithAnswers,
+       WhatCouldNotBeSentIsTriedAgainWhereverTheThreadIsHeldUpMeanwhile) {
     std::list<DornNotify> notifiers;
     std::list<Sent> sent;
     for (std::uint32_t n = 1; n <= 16; ++n) {
@@ -214,8 +215,10 @@ TEST_F(LinkWithAnswers, WhatCouldNotBeSentIsTriedAgainWhereverTheThreadIsHeldUpM
     }
 }
 
+class DornNotifyLinkTest : public NotifyFixture {};
+
 // Too many lines of other failures stand in front of it in its second.
-TEST_F(NotifyFixture, ThatTheServerCannotBeReachedIsLoggedOnceALineIsFree) {
+TEST_F(DornNotifyLinkTest, ThatTheServerCannotBeReachedIsLoggedOnceALineIsFree) {
     configure("127.0.0.1", server().port());
     std::list<Sent> tooLong;
     for (std::uint32_t b = 1; b <= 6; ++b) {
@@ -232,9 +235,9 @@ TEST_F(NotifyFixture, ThatTheServerCannotBeReachedIsLoggedOnceALineIsFree) {
 }
 
 // The notifier in one network and the server in another.
-class ServerInAnotherNetwork : public NotifyFixture {
+class DornNotifyLinkToAnotherNetwork : public NotifyFixture {
   protected:
-    ServerInAnotherNetwork() {
+    DornNotifyLinkToAnotherNetwork() {
         here_.addCable("eth0", there_, "eth1");
         there_.addAddress("eth1", "10.1.0.2/24");
         there_.in([this] { openServer(0, "10.1.0.2"); });
@@ -251,7 +254,7 @@ class ServerInAnotherNetwork : public NotifyFixture {
     const NetworkNamespace there_;
 };
 
-TEST_F(ServerInAnotherNetwork, IsReachedFromTheAddressThatTheMachineHasNow) {
+TEST_F(DornNotifyLinkToAnotherNetwork, IsReachedFromTheAddressThatTheMachineHasNow) {
     here().addAddress("eth0", "10.1.0.1/24");
     expectWorks();
     EXPECT_EQ("10.1.0.1", server().senderHost());
@@ -261,7 +264,7 @@ TEST_F(ServerInAnotherNetwork, IsReachedFromTheAddressThatTheMachineHasNow) {
     EXPECT_EQ("10.1.0.9", server().senderHost());
 }
 
-TEST_F(ServerInAnotherNetwork, GetsWhatWaitedUntilThereWasAWay) {
+TEST_F(DornNotifyLinkToAnotherNetwork, GetsWhatWaitedUntilThereWasAWay) {
     std::list<Sent> sent;
     for (std::uint32_t b = 1; b <= 3; ++b) sent.emplace_back(notify(), 0, b);
     EXPECT_TRUE(log_.waitForText(kUnreachable));
@@ -272,7 +275,7 @@ TEST_F(ServerInAnotherNetwork, GetsWhatWaitedUntilThereWasAWay) {
     for (const Sent& each : sent) EXPECT_EQ("completed", each.outcome());
 }
 
-TEST_F(ServerInAnotherNetwork, GetsTheLatest256OfThoseThatWaited) {
+TEST_F(DornNotifyLinkToAnotherNetwork, GetsTheLatest256OfThoseThatWaited) {
     std::list<Sent> sent;
     for (std::uint32_t b = 0; b < 300; ++b) sent.emplace_back(notify(), 0, b);
     auto dropped = sent.begin();
@@ -289,7 +292,7 @@ TEST_F(ServerInAnotherNetwork, GetsTheLatest256OfThoseThatWaited) {
     for (; dropped != sent.end(); ++dropped) EXPECT_EQ("completed", dropped->outcome());
 }
 
-TEST_F(ServerInAnotherNetwork, GetsWhatTheWayWasLostFor) {
+TEST_F(DornNotifyLinkToAnotherNetwork, GetsWhatTheWayWasLostFor) {
     here().addAddress("eth0", "10.1.0.1/24");
     expectWorks();
     here().takeDown("eth0");

@@ -33,7 +33,7 @@ void expectAllTaken(HostClient& host) {
     EXPECT_EQ(4711U, host.readFrame().identifierB);
 }
 
-TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsNothingOfABodyThatIsDecoded) {
+TEST(DornRoomTest, ARequestThatWaitsForAMachineKeepsNothingOfABodyThatIsDecoded) {
     HostLink link(1);
     link.machine(1).setFaults({.silent = true});
     const std::string large =
@@ -46,7 +46,7 @@ TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsNothingOfABodyThatIsDecode
 }
 
 // The text of the message to the machine, and what it is written from.
-TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
+TEST(DornRoomTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
     HostLink link(1);
     link.machine(1).setFaults({.silent = true});
     link.host().sendRaw(request(2, 1, std::string(16, '\0') + "ZA000000001"));
@@ -60,7 +60,7 @@ TEST(DornMemoryTest, ARequestThatWaitsForAMachineKeepsItsTextOnce) {
 }
 
 // 40 MiB have been read then, in a pool of 8.
-TEST(DornMemoryTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
+TEST(DornRoomTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
     HostLink link(1);
     link.machine(1).setFaults({.silent = true});
     const std::string large =
@@ -69,7 +69,7 @@ TEST(DornMemoryTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
     expectAllTaken(link.host());
 }
 
-TEST(DornMemoryTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
+TEST(DornRoomTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
     HostLink link(4);
     StopEvent wake;
     HostMemory::Account other(link.memory(), wake);
@@ -87,7 +87,7 @@ TEST(DornMemoryTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
 }
 
 // A machine with so little memory that a body of 512 KiB is the largest that is read.
-class DornWithLittleMemory : public testing::Test {
+class DornRoomWithLittleMemory : public testing::Test {
   protected:
     static constexpr std::size_t kLargest = 524'288;
 
@@ -95,7 +95,7 @@ class DornWithLittleMemory : public testing::Test {
     HostLink link_{1, {}, kMebibyte};
 };
 
-TEST_F(DornWithLittleMemory, AnswersARequestThatIsTooLargeAsFailedAndGoesOn) {
+TEST_F(DornRoomWithLittleMemory, AnswersARequestThatIsTooLargeAsFailedAndGoesOn) {
     const std::string frames = request(7, 1, std::string(kLargest + 1, 'x')) + request(7, 2);
     const std::size_t before = allocated();
     link_.host().sendRaw(frames);
@@ -111,7 +111,7 @@ TEST_F(DornWithLittleMemory, AnswersARequestThatIsTooLargeAsFailedAndGoesOn) {
     EXPECT_LT(allocated(), before + kLargest / 2);
 }
 
-TEST_F(DornWithLittleMemory, AsksNoMachineForARequestThatIsTooLarge) {
+TEST_F(DornRoomWithLittleMemory, AsksNoMachineForARequestThatIsTooLarge) {
     link_.host().sendRaw(
         request(6, 1, "ZA000000001" + std::string(4, '\0') + std::string(kLargest, 'x')));
     EXPECT_EQ(0xAB, link_.host().readFrame(60s).kind);
@@ -121,19 +121,19 @@ TEST_F(DornWithLittleMemory, AsksNoMachineForARequestThatIsTooLarge) {
     EXPECT_TRUE(link_.machine(1).journal().waitForAcknowledgements(1));
 }
 
-TEST_F(DornWithLittleMemory, KeepsNothingOfABodyThatIsTooLarge) {
+TEST_F(DornRoomWithLittleMemory, KeepsNothingOfABodyThatIsTooLarge) {
     const std::size_t before = allocated();
     link_.host().connection().sendAll(
         request(7, 1, std::string(16'777'215, 'x')).substr(0, 16'000'000), 60s);
     EXPECT_LT(allocated(), before + kMebibyte / 2);
 }
 
-TEST_F(DornWithLittleMemory, TakesTheLargestBody) {
+TEST_F(DornRoomWithLittleMemory, TakesTheLargestBody) {
     link_.host().connection().sendAll(request(7, 1, std::string(kLargest, 'x')), 60s);
     EXPECT_EQ(0x81, link_.host().readFrame(60s).kind);
 }
 
-TEST_F(DornWithLittleMemory, DoesNotAnswerATooLargeRequestWithAWrongChecksum) {
+TEST_F(DornRoomWithLittleMemory, DoesNotAnswerATooLargeRequestWithAWrongChecksum) {
     std::string damaged = request(7, 1, std::string(kLargest + 1, 'x'));
     ++damaged.back();
     link_.host().sendRaw(damaged + request(7, 2));
@@ -143,7 +143,7 @@ TEST_F(DornWithLittleMemory, DoesNotAnswerATooLargeRequestWithAWrongChecksum) {
         log_.count({181, "ProtocolErrorException: Invalid Checksum (Was: 0x0d, should be: 0x0c)"}));
 }
 
-TEST_F(DornWithLittleMemory, AHostThatLeavesWithinATooLargeRequestHasGone) {
+TEST_F(DornRoomWithLittleMemory, AHostThatLeavesWithinATooLargeRequestHasGone) {
     link_.host().sendRaw(request(7, 1, std::string(kLargest + 1, 'x')).substr(0, kLargest));
     link_.host().close();
     EXPECT_TRUE(
@@ -153,7 +153,7 @@ TEST_F(DornWithLittleMemory, AHostThatLeavesWithinATooLargeRequestHasGone) {
     EXPECT_TRUE(link_.allEnded());
 }
 
-TEST_F(DornWithLittleMemory, ATooLargeRequestThatIsNotWholeInTimeEndsItsConnection) {
+TEST_F(DornRoomWithLittleMemory, ATooLargeRequestThatIsNotWholeInTimeEndsItsConnection) {
     HostLink link(0, {.body = 500ms}, kMebibyte);
     link.host().sendRaw(request(7, 1, std::string(kLargest + 1, 'x')).substr(0, kLargest));
     EXPECT_TRUE(
@@ -162,9 +162,9 @@ TEST_F(DornWithLittleMemory, ATooLargeRequestThatIsNotWholeInTimeEndsItsConnecti
 }
 
 // A host that lets answers of two megabytes wait, and others beside it.
-class DornBesideASlowReader : public testing::Test {
+class DornRoomBesideASlowReader : public testing::Test {
   protected:
-    DornBesideASlowReader() : slow_(link_.connectNarrow()) {
+    DornRoomBesideASlowReader() : slow_(link_.connectNarrow()) {
         link_.machine(1).answers().setLiteral(
             120, "120~1E8480~15.03.21~ZA000000001~00~" + std::string(kAnswer - 35, 'x'));
     }
@@ -193,7 +193,7 @@ class DornBesideASlowReader : public testing::Test {
 const LogEntry kGivenUp{
     180, "Exception was received: IOException: SocketException: The host does not keep up"};
 
-TEST_F(DornBesideASlowReader, ALargeRequestFindsItsRoom) {
+TEST_F(DornRoomBesideASlowReader, ALargeRequestFindsItsRoom) {
     ask(*slow_, 3);
     link_.host().connection().sendAll(request(7, 2, std::string(12 * kMebibyte, 'x')), 60s);
     EXPECT_EQ(2U, link_.host().readFrame().identifierB);
@@ -202,7 +202,7 @@ TEST_F(DornBesideASlowReader, ALargeRequestFindsItsRoom) {
 }
 
 // Its answers wait for it meanwhile, so that no further request of it is read.
-TEST_F(DornBesideASlowReader, HoldsUpNobodyBehindItInTheLineForRoom) {
+TEST_F(DornRoomBesideASlowReader, HoldsUpNobodyBehindItInTheLineForRoom) {
     StopEvent wake;
     HostMemory::Account other(link_.memory(), wake);
     const HostMemory::Room most = other.take(15 * kMebibyte / 2);
@@ -218,7 +218,7 @@ TEST_F(DornBesideASlowReader, HoldsUpNobodyBehindItInTheLineForRoom) {
     EXPECT_TRUE(eventually(findsRoom, 60s));
 }
 
-TEST_F(DornBesideASlowReader, HostsThatReadTakeNothingFromIt) {
+TEST_F(DornRoomBesideASlowReader, HostsThatReadTakeNothingFromIt) {
     ask(*slow_, 3);
     const auto prompt = link_.connect();
     for (int i = 0; i < 5; ++i) {
@@ -229,7 +229,7 @@ TEST_F(DornBesideASlowReader, HostsThatReadTakeNothingFromIt) {
     EXPECT_EQ(100'000U, slow_->connection().readExactly(100'000).size());
 }
 
-TEST_F(DornBesideASlowReader, TheOneForWhomMostWaitsGivesWayAndNobodyElse) {
+TEST_F(DornRoomBesideASlowReader, TheOneForWhomMostWaitsGivesWayAndNobodyElse) {
     ask(*slow_, 3);
     StopEvent wake;
     HostMemory::Account less(link_.memory(), wake);

@@ -430,7 +430,7 @@ TEST(SocketSelect, AnEndlessTimeoutWaits) {
     EXPECT_EQ("1", select.result());
 }
 
-TEST(HighDescriptors, SocketsConnectReadWriteAndSelect) {
+TEST(SocketHighDescriptors, SocketsConnectReadWriteAndSelect) {
     const HighDescriptors high;
     ASSERT_TRUE(high.granted()) << "this test needs 2048 descriptors";
     ClientAndPeer pair;
@@ -449,7 +449,7 @@ TEST(HighDescriptors, SocketsConnectReadWriteAndSelect) {
     EXPECT_EQ('i', pair.client.getInputStream().read());
 }
 
-TEST(HighDescriptors, ReadsAndWritesWaitForStopEventsAndTime) {
+TEST(SocketHighDescriptors, ReadsAndWritesWaitForStopEventsAndTime) {
     const HighDescriptors high;
     ASSERT_TRUE(high.granted()) << "this test needs 2048 descriptors";
     ClientAndPeer pair;

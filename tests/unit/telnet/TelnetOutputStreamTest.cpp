@@ -64,7 +64,7 @@ TEST_F(TelnetOutputStreamTest, CommandsThatNobodyFlushesLeaveBeforeTooManyOfThem
     EXPECT_EQ(65'536U, inner.bytes.size());
 }
 
-TEST(TelnetData, IsWhateverHasTheCommandByteInPairsOnly) {
+TEST(TelnetOutputStreamData, IsWhateverHasTheCommandByteInPairsOnly) {
     for (const char* const data :
          {"", "41", "FF FF", "41 FF FF 42", "FF FF FF FF", "FF FF 41 FF FF"}) {
         EXPECT_TRUE(TelnetOutputStream::isData(bytes(data))) << data;

@@ -33,15 +33,15 @@ LogEntry droppedBytes(int count) {
                      " bytes that 'ZA000000001' sent after the time-out were dropped"};
 }
 
-class LateAnswer : public MasterFixture {};
+class LateAnswersTest : public MasterFixture {};
 
 // Time of a request, in milliseconds, in which the test has the machine send a part of the answer.
 const std::uint32_t kLateInTime = 2000 * static_cast<std::uint32_t>(timeScale());
 
 // A run without time-outs whose machine says more than it was asked.
-class UnaskedAnswer : public MasterFixture {};
+class LateAnswersUnasked : public MasterFixture {};
 
-TEST_F(UnaskedAnswer, ThatComesBeforeARequestIsDropped) {
+TEST_F(LateAnswersUnasked, ThatComesBeforeARequestIsDropped) {
     inject(kAnswer115);
     const Request request(115);
     sendUnanswered(request);
@@ -52,7 +52,7 @@ TEST_F(UnaskedAnswer, ThatComesBeforeARequestIsDropped) {
     EXPECT_EQ(1U, log.count(unaskedBytes(37)));
 }
 
-TEST_F(UnaskedAnswer, ToTheRequestBeforeIsDroppedWhereverItComes) {
+TEST_F(LateAnswersUnasked, ToTheRequestBeforeIsDroppedWhereverItComes) {
     EXPECT_EQ("completed", ask(113));
     inject(kAnswer113);
     const Request next(115);
@@ -68,7 +68,7 @@ TEST_F(UnaskedAnswer, ToTheRequestBeforeIsDroppedWhereverItComes) {
     EXPECT_EQ(2U, log.count(unaskedAnswer(113)));
 }
 
-TEST_F(UnaskedAnswer, ThatHalfArrivedBeforeARequestIsNobodysAnswer) {
+TEST_F(LateAnswersUnasked, ThatHalfArrivedBeforeARequestIsNobodysAnswer) {
     inject(kAnswer113.substr(0, 7));
     const Request next(115);
     sendUnanswered(next);
@@ -79,7 +79,7 @@ TEST_F(UnaskedAnswer, ThatHalfArrivedBeforeARequestIsNobodysAnswer) {
 }
 
 // In one piece with the answer, and for ever.
-TEST_F(UnaskedAnswer, OfAMachineThatAnswersTwiceShiftsNothing) {
+TEST_F(LateAnswersUnasked, OfAMachineThatAnswersTwiceShiftsNothing) {
     machine().answers().setBody(113, "4711");
     machine().answers().setBody(115, "0815");
     for (int i = 0; i < 10; ++i) {
@@ -97,7 +97,7 @@ TEST_F(UnaskedAnswer, OfAMachineThatAnswersTwiceShiftsNothing) {
 }
 
 // Once, and no later answer is shifted by it.
-TEST_F(UnaskedAnswer, WithAnIdThatNobodyAskedWithIsDropped) {
+TEST_F(LateAnswersUnasked, WithAnIdThatNobodyAskedWithIsDropped) {
     machine().answers().setBody(113, "4711");
     machine().answers().setBody(115, "0815");
     machine().setFaults({.garbageBefore = "456~0025~15.03.21~ZA000000001~00~9999"}, 1);
@@ -114,7 +114,7 @@ TEST_F(UnaskedAnswer, WithAnIdThatNobodyAskedWithIsDropped) {
     EXPECT_EQ(0U, received(6).find("115~0008150~000C~115113~0008150~000C~113"));
 }
 
-TEST_F(UnaskedAnswer, ThatARequestWaitsBehindDoesNotBindTheMachine) {
+TEST_F(LateAnswersUnasked, ThatARequestWaitsBehindDoesNotBindTheMachine) {
     const Request next(115);
     sendUnanswered(next);
     inject("456~0025~15.03.21~ZA000000009~00~4711");
@@ -126,7 +126,7 @@ TEST_F(UnaskedAnswer, ThatARequestWaitsBehindDoesNotBindTheMachine) {
 }
 
 // Nobody knows where the next answer begins.
-TEST_F(UnaskedAnswer, WithoutAProperHeaderEndsTheRun) {
+TEST_F(LateAnswersUnasked, WithoutAProperHeaderEndsTheRun) {
     for (const std::string answer :
          {"abc~001A~210315~ZA000000001~00", "5~15.03.21~ZA000000001~00~4711", "~~~ZA~00"}) {
         const Request request(115);
@@ -142,7 +142,7 @@ TEST_F(UnaskedAnswer, WithoutAProperHeaderEndsTheRun) {
 }
 
 // A text of a host that is no message may be answered with any ID.
-TEST_F(UnaskedAnswer, IsNoneThatComesBehindARequestWithoutAHeader) {
+TEST_F(LateAnswersUnasked, IsNoneThatComesBehindARequestWithoutAHeader) {
     for (const char* const text : {"???", "7~?", "1130~008?", "113~008?"}) {
         const Request raw(0);
         raw.packet()->set_raw();
@@ -157,7 +157,7 @@ TEST_F(UnaskedAnswer, IsNoneThatComesBehindARequestWithoutAHeader) {
     }
 }
 
-TEST_F(LateAnswer, ThatComesBeforeTheNextRequestIsDropped) {
+TEST_F(LateAnswersTest, ThatComesBeforeTheNextRequestIsDropped) {
     timeOut(113);
     inject(kAnswer113);
     const Request next(115);
@@ -171,7 +171,7 @@ TEST_F(LateAnswer, ThatComesBeforeTheNextRequestIsDropped) {
 }
 
 // However long ago the time-out was.
-TEST_F(LateAnswer, IsDroppedBeforeEveryLaterRequestOfTheRun) {
+TEST_F(LateAnswersTest, IsDroppedBeforeEveryLaterRequestOfTheRun) {
     timeOut(113);
     EXPECT_EQ("completed", ask(115));
     EXPECT_EQ("completed", ask(117));
@@ -182,7 +182,7 @@ TEST_F(LateAnswer, IsDroppedBeforeEveryLaterRequestOfTheRun) {
 }
 
 // A machine that adds a byte to every answer.
-TEST_F(LateAnswer, BytesBeforeEveryRequestAreLoggedAFewTimesASecond) {
+TEST_F(LateAnswersTest, BytesBeforeEveryRequestAreLoggedAFewTimesASecond) {
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 60; ++i) {
         inject("x");
@@ -199,7 +199,7 @@ TEST_F(LateAnswer, BytesBeforeEveryRequestAreLoggedAFewTimesASecond) {
 }
 
 // The machine greets whoever connects with its answer 120.
-TEST_F(LateAnswer, IsNoneInTheNextRun) {
+TEST_F(LateAnswersTest, IsNoneInTheNextRun) {
     timeOut(120);
     machine().disconnect();
     EXPECT_TRUE(journal().waitForDisconnection());
@@ -212,7 +212,7 @@ TEST_F(LateAnswer, IsNoneInTheNextRun) {
     EXPECT_FALSE(log.waitForText("dropped", std::chrono::milliseconds(0)));
 }
 
-TEST_F(UnaskedAnswer, ThatIsThereAtTheConnectionIsNoAnswerToAnotherRequest) {
+TEST_F(LateAnswersUnasked, ThatIsThereAtTheConnectionIsNoAnswerToAnotherRequest) {
     machine().disconnect();
     EXPECT_TRUE(journal().waitForDisconnection());
     EXPECT_EQ("error", ask(113).substr(0, 5));
@@ -226,7 +226,7 @@ TEST_F(UnaskedAnswer, ThatIsThereAtTheConnectionIsNoAnswerToAnotherRequest) {
     EXPECT_EQ("113~0008150~000C~113", received(1));
 }
 
-TEST_F(LateAnswer, ThatComesBehindTheNextRequestIsDropped) {
+TEST_F(LateAnswersTest, ThatComesBehindTheNextRequestIsDropped) {
     timeOut(113);
     const Request next(115);
     sendUnanswered(next);
@@ -243,7 +243,7 @@ TEST_F(LateAnswer, ThatComesBehindTheNextRequestIsDropped) {
     EXPECT_TRUE(connected());
 }
 
-TEST_F(LateAnswer, MayArriveInOnePieceWithTheRightOne) {
+TEST_F(LateAnswersTest, MayArriveInOnePieceWithTheRightOne) {
     timeOut(113);
     const Request next(115);
     sendUnanswered(next);
@@ -253,7 +253,7 @@ TEST_F(LateAnswer, MayArriveInOnePieceWithTheRightOne) {
     EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
 }
 
-TEST_F(LateAnswer, BindsNobodyAndLeavesNoTrace) {
+TEST_F(LateAnswersTest, BindsNobodyAndLeavesNoTrace) {
     timeOut(113);
     const Request next(115);
     sendUnanswered(next);
@@ -266,7 +266,7 @@ TEST_F(LateAnswer, BindsNobodyAndLeavesNoTrace) {
     EXPECT_EQ("ZA000000001", next.packet()->get_code_id());
 }
 
-TEST_F(LateAnswer, LeavesNoTraceInARequestThatTimesOutToo) {
+TEST_F(LateAnswersTest, LeavesNoTraceInARequestThatTimesOutToo) {
     timeOut(113);
     const Request next(115, kShortTime);
     sendUnanswered(next);
@@ -277,7 +277,7 @@ TEST_F(LateAnswer, LeavesNoTraceInARequestThatTimesOutToo) {
     EXPECT_EQ("", next.packet()->get_body());
 }
 
-TEST_F(LateAnswer, MayBeOneOfMany) {
+TEST_F(LateAnswersTest, MayBeOneOfMany) {
     timeOut(113);
     timeOut(117);
     timeOut(113);
@@ -296,7 +296,7 @@ TEST_F(LateAnswer, MayBeOneOfMany) {
 
 // Eight late answers, a byte each ten milliseconds: three seconds, longer than the time that is
 // given. The first of them is whole in that time, on a busy machine, too.
-TEST_F(LateAnswer, StartsNoNewTime) {
+TEST_F(LateAnswersTest, StartsNoNewTime) {
     std::string late;
     for (int id = 201; id <= 208; ++id) {
         timeOut(id);
@@ -308,7 +308,7 @@ TEST_F(LateAnswer, StartsNoNewTime) {
     EXPECT_TRUE(log.waitFor(droppedAnswer(201)));
 }
 
-TEST_F(LateAnswer, ThatWasSeenIsExpectedNoMore) {
+TEST_F(LateAnswersTest, ThatWasSeenIsExpectedNoMore) {
     timeOut(113);
     const Request next(115);
     sendUnanswered(next);
@@ -321,7 +321,7 @@ TEST_F(LateAnswer, ThatWasSeenIsExpectedNoMore) {
 }
 
 // IDs are the codes of commands, so most late answers are of this kind.
-class LateAnswerOfTheSameId : public MasterFixture {
+class LateAnswersOfTheSameId : public MasterFixture {
   protected:
     static std::string answer(const std::string& body) {
         return "115~0025~15.03.21~ZA000000001~00~" + body;
@@ -341,7 +341,7 @@ class LateAnswerOfTheSameId : public MasterFixture {
     }
 };
 
-TEST_F(LateAnswerOfTheSameId, IsTakenForTheSameQuestion) {
+TEST_F(LateAnswersOfTheSameId, IsTakenForTheSameQuestion) {
     timeOutList("a");
     const List again("a");
     sendUnanswered(again);
@@ -349,7 +349,7 @@ TEST_F(LateAnswerOfTheSameId, IsTakenForTheSameQuestion) {
     EXPECT_EQ("LATE", again.body());
 }
 
-TEST_F(LateAnswerOfTheSameId, IsNotTakenForAnotherQuestion) {
+TEST_F(LateAnswersOfTheSameId, IsNotTakenForAnotherQuestion) {
     timeOutList("a");
     const List other("b");
     sendUnanswered(other);
@@ -360,7 +360,7 @@ TEST_F(LateAnswerOfTheSameId, IsNotTakenForAnotherQuestion) {
     EXPECT_EQ("0815", other.body());
 }
 
-TEST_F(LateAnswerOfTheSameId, ShiftsNobodyInTheQueue) {
+TEST_F(LateAnswersOfTheSameId, ShiftsNobodyInTheQueue) {
     timeOutList("a");
     const List first("b");
     const List second("c");
@@ -380,7 +380,7 @@ TEST_F(LateAnswerOfTheSameId, ShiftsNobodyInTheQueue) {
 }
 
 // Taken for the second question, which is the same; the second answer then comes behind the third.
-TEST_F(LateAnswerOfTheSameId, ThatWasTakenLeavesTheOwnAnswerToBeDropped) {
+TEST_F(LateAnswersOfTheSameId, ThatWasTakenLeavesTheOwnAnswerToBeDropped) {
     timeOutList("a");
     const List again("a");
     const List other("b");
@@ -397,7 +397,7 @@ TEST_F(LateAnswerOfTheSameId, ThatWasTakenLeavesTheOwnAnswerToBeDropped) {
     EXPECT_EQ("0815", other.body());
 }
 
-TEST_F(LateAnswerOfTheSameId, ThatIsLostCostsOneRequest) {
+TEST_F(LateAnswersOfTheSameId, ThatIsLostCostsOneRequest) {
     machine().answers().setBody(115, "0815");
     timeOutList("a");
     const List second("b", 1000);
@@ -411,7 +411,7 @@ TEST_F(LateAnswerOfTheSameId, ThatIsLostCostsOneRequest) {
     }
 }
 
-TEST_F(LateAnswerOfTheSameId, ThatCameWhileNothingWasAskedCostsNothing) {
+TEST_F(LateAnswersOfTheSameId, ThatCameWhileNothingWasAskedCostsNothing) {
     machine().answers().setBody(115, "0815");
     timeOutList("a");
     inject(answer("LATE"));
@@ -422,7 +422,7 @@ TEST_F(LateAnswerOfTheSameId, ThatCameWhileNothingWasAskedCostsNothing) {
 }
 
 // The second request is not expected any more, but its answer is no other request's.
-TEST_F(LateAnswerOfTheSameId, IsKnownByItsIdWhereNobodyExpectsIt) {
+TEST_F(LateAnswersOfTheSameId, IsKnownByItsIdWhereNobodyExpectsIt) {
     timeOutList("a");
     const List second("b", kShortTime);
     sendUnanswered(second);
@@ -436,7 +436,7 @@ TEST_F(LateAnswerOfTheSameId, IsKnownByItsIdWhereNobodyExpectsIt) {
     EXPECT_EQ("4711", other.packet()->get_body());
 }
 
-TEST_F(LateAnswer, TheRestOfWhichComesBeforeTheNextRequestIsDropped) {
+TEST_F(LateAnswersTest, TheRestOfWhichComesBeforeTheNextRequestIsDropped) {
     const Request first(113, kLateInTime);
     sendUnanswered(first);
     inject("113~002");
@@ -447,7 +447,7 @@ TEST_F(LateAnswer, TheRestOfWhichComesBeforeTheNextRequestIsDropped) {
     EXPECT_EQ(1U, log.count(droppedBytes(30)));
 }
 
-TEST_F(LateAnswer, TheRestOfWhichComesBehindTheNextRequestEndsTheRun) {
+TEST_F(LateAnswersTest, TheRestOfWhichComesBehindTheNextRequestEndsTheRun) {
     const Request first(113, kLateInTime);
     sendUnanswered(first);
     inject("113~002");
@@ -659,7 +659,7 @@ TEST_F(LateAnswersOrder, IsNotKnownByAnAnswerThatMayBeTheOpenRequestsOwn) {
     EXPECT_EQ("OWN1", ask(201, "c", answer(201, "OWN1")));
 }
 
-TEST_F(LateAnswer, ToARawRequestIsKnownByTheNumberInFront) {
+TEST_F(LateAnswersTest, ToARawRequestIsKnownByTheNumberInFront) {
     const Request raw(0, kShortTime);
     raw.packet()->set_raw();
     raw.packet()->set_body("113~0008");
@@ -673,7 +673,7 @@ TEST_F(LateAnswer, ToARawRequestIsKnownByTheNumberInFront) {
     EXPECT_EQ(1U, log.count(droppedAnswer(113)));
 }
 
-TEST_F(LateAnswer, IsNotTakenForThatOfARawRequest) {
+TEST_F(LateAnswersTest, IsNotTakenForThatOfARawRequest) {
     timeOut(113);
     const Request raw(0);
     raw.packet()->set_raw();
@@ -685,7 +685,7 @@ TEST_F(LateAnswer, IsNotTakenForThatOfARawRequest) {
     EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
 }
 
-TEST_F(LateAnswer, ToNothingIsAcceptedByARawRequestWithoutANumber) {
+TEST_F(LateAnswersTest, ToNothingIsAcceptedByARawRequestWithoutANumber) {
     timeOut(113);
     timeOut(117);
     const Request raw(0);
@@ -700,7 +700,7 @@ TEST_F(LateAnswer, ToNothingIsAcceptedByARawRequestWithoutANumber) {
 }
 
 // Nobody can know its ID, so any that nobody asked with may be it.
-class LateAnswerToATextWithoutAHeader : public MasterFixture {
+class LateAnswersToATextWithoutAHeader : public MasterFixture {
   protected:
     struct Text : Request {
         explicit Text(const std::string& text, std::uint32_t timeout = kLongTime)
@@ -722,7 +722,7 @@ class LateAnswerToATextWithoutAHeader : public MasterFixture {
     }
 };
 
-TEST_F(LateAnswerToATextWithoutAHeader, IsNoAnswerToARequestWithAnotherId) {
+TEST_F(LateAnswersToATextWithoutAHeader, IsNoAnswerToARequestWithAnotherId) {
     timeOutText("???");
     const Request next(115);
     sendUnanswered(next);
@@ -733,7 +733,7 @@ TEST_F(LateAnswerToATextWithoutAHeader, IsNoAnswerToARequestWithAnotherId) {
     EXPECT_EQ("0815", next.packet()->get_body());
 }
 
-TEST_F(LateAnswerToATextWithoutAHeader, IsTakenForTheSameText) {
+TEST_F(LateAnswersToATextWithoutAHeader, IsTakenForTheSameText) {
     timeOutText("???");
     journal().clear();
     const Text again("???");
@@ -742,7 +742,7 @@ TEST_F(LateAnswerToATextWithoutAHeader, IsTakenForTheSameText) {
     EXPECT_EQ("4711", again.body());
 }
 
-TEST_F(LateAnswerToATextWithoutAHeader, IsNotTakenForAnotherText) {
+TEST_F(LateAnswersToATextWithoutAHeader, IsNotTakenForAnotherText) {
     timeOutText("???");
     const Text other("!!!");
     sendText(other);
@@ -753,7 +753,7 @@ TEST_F(LateAnswerToATextWithoutAHeader, IsNotTakenForAnotherText) {
     EXPECT_EQ("0815", other.body());
 }
 
-TEST_F(LateAnswerToATextWithoutAHeader, TheRestOfWhichEndsTheRun) {
+TEST_F(LateAnswersToATextWithoutAHeader, TheRestOfWhichEndsTheRun) {
     const Text cut("???", kLateInTime);
     sendText(cut);
     inject(kAnswer113.substr(0, 7));

@@ -277,9 +277,9 @@ TEST_F(TeskControllerTest, MaximaStayWithTheMachineThatIsRenamed) {
     EXPECT_EQ(5, controller->get_maximum("AA", "k"));
 }
 
-class TwoMachines : public TeskControllerTest {
+class TeskControllerOfTwoMachines : public TeskControllerTest {
   protected:
-    TwoMachines() {
+    TeskControllerOfTwoMachines() {
         one.start();
         two.start();
         config.serialPorts({one.port(), two.port()});
@@ -295,7 +295,7 @@ class TwoMachines : public TeskControllerTest {
     tesksim::Machine two{{.codeId = "ZA000000002"}};
 };
 
-TEST_F(TwoMachines, AreKnownByTheirCodeIdsFromTheirFirstAnswerOn) {
+TEST_F(TeskControllerOfTwoMachines, AreKnownByTheirCodeIdsFromTheirFirstAnswerOn) {
     EXPECT_EQ("completed", ask("SlotMachine_2"));
     EXPECT_TRUE(controller->is_connected("ZA000000002"));
     EXPECT_EQ(2, controller->get_port("ZA000000002"));
@@ -309,7 +309,7 @@ TEST_F(TwoMachines, AreKnownByTheirCodeIdsFromTheirFirstAnswerOn) {
     EXPECT_EQ(0U, one.journal().connections());
 }
 
-TEST_F(TwoMachines, ThatAreSwappedAreFoundAgain) {
+TEST_F(TeskControllerOfTwoMachines, ThatAreSwappedAreFoundAgain) {
     EXPECT_EQ("completed", ask("SlotMachine_1"));
     EXPECT_EQ("completed", ask("SlotMachine_2"));
     one.setCodeId("ZA000000002");
@@ -324,7 +324,7 @@ TEST_F(TwoMachines, ThatAreSwappedAreFoundAgain) {
 
 // Asked again and again while the names change hands. By name the first is asked twice in every
 // other round, since the name of the second is its own by then.
-TEST_F(TwoMachines, WithOneCodeIdGoOnAnswering) {
+TEST_F(TeskControllerOfTwoMachines, WithOneCodeIdGoOnAnswering) {
     two.setCodeId("ZA000000001");
     for (int round = 0; round < 20; ++round) {
         for (const std::string& name : controller->get_identities()) {
@@ -335,7 +335,7 @@ TEST_F(TwoMachines, WithOneCodeIdGoOnAnswering) {
     EXPECT_EQ(10U, two.journal().requests().size());
 }
 
-TEST_F(TwoMachines, WithOneCodeIdAreAskedOnceEach) {
+TEST_F(TeskControllerOfTwoMachines, WithOneCodeIdAreAskedOnceEach) {
     two.setCodeId("ZA000000001");
     for (int round = 0; round < 20; ++round) {
         for (TeskMaster* const machine : controller->get_machines()) {
@@ -348,7 +348,7 @@ TEST_F(TwoMachines, WithOneCodeIdAreAskedOnceEach) {
     EXPECT_EQ(20U, two.journal().requests().size());
 }
 
-TEST_F(TwoMachines, AreReachedOnceFoundWhateverTheyAreCalledBy) {
+TEST_F(TeskControllerOfTwoMachines, AreReachedOnceFoundWhateverTheyAreCalledBy) {
     TeskMaster& machine = controller->find("SlotMachine_2");
     EXPECT_EQ("completed", ask("SlotMachine_2"));
     EXPECT_THROW(controller->find("SlotMachine_2"), UnknownCodeIdException);
@@ -361,7 +361,7 @@ TEST_F(TwoMachines, AreReachedOnceFoundWhateverTheyAreCalledBy) {
     EXPECT_EQ(2U, controller->get_machines().size());
 }
 
-TEST_F(TwoMachines, ThatShowEachOthersFixedNamesGoOnAnswering) {
+TEST_F(TeskControllerOfTwoMachines, ThatShowEachOthersFixedNamesGoOnAnswering) {
     one.setCodeId("SlotMachine_2");
     two.setCodeId("SlotMachine_1");
     for (int round = 0; round < 10; ++round) {
@@ -373,7 +373,7 @@ TEST_F(TwoMachines, ThatShowEachOthersFixedNamesGoOnAnswering) {
     EXPECT_EQ(2, controller->get_port("SlotMachine_1"));
 }
 
-TEST_F(TwoMachines, AnswerSideBySide) {
+TEST_F(TeskControllerOfTwoMachines, AnswerSideBySide) {
     one.setFaults({.silent = true});
     const Request never(113);
     controller->send("SlotMachine_1", never.packet());

@@ -21,7 +21,7 @@ class Unwritable : public TeskPacket {
     const std::function<void()> problem_;
 };
 
-class MasterFailure : public MasterFixture {
+class TeskMasterFailure : public MasterFixture {
   protected:
     // How a request that throws this ends.
     std::string outcomeOf(std::function<void()> problem) {
@@ -41,17 +41,17 @@ class MasterFailure : public MasterFixture {
     }
 };
 
-TEST_F(MasterFailure, OfMemoryIsToldWithoutANewText) {
+TEST_F(TeskMasterFailure, OfMemoryIsToldWithoutANewText) {
     EXPECT_EQ("error: std::bad_alloc", outcomeOf([] { throw std::bad_alloc(); }));
     expectLineAndService("std::bad_alloc");
 }
 
-TEST_F(MasterFailure, OfAnyOtherKindIsToldAsOneOfTheLink) {
+TEST_F(TeskMasterFailure, OfAnyOtherKindIsToldAsOneOfTheLink) {
     EXPECT_EQ("error: TeskException: why", outcomeOf([] { throw std::runtime_error("why"); }));
     expectLineAndService("why");
 }
 
-TEST_F(MasterFailure, OfTheDaemonsOwnKindIsToldAsItIs) {
+TEST_F(TeskMasterFailure, OfTheDaemonsOwnKindIsToldAsItIs) {
     EXPECT_EQ("error: why", outcomeOf([] { throw Exception("why"); }));
     expectLineAndService("why");
 }

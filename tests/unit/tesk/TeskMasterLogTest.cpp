@@ -9,7 +9,7 @@
 namespace teskd::test {
 namespace {
 
-class MasterLog : public MasterFixture {
+class TeskMasterLog : public MasterFixture {
   protected:
     const LogEntry answers{181, "'ZA000000001' on serial port 1 answers"};
     // The line about a request that timed out.
@@ -21,14 +21,14 @@ class MasterLog : public MasterFixture {
     const LogEntry answersAgain{181, "'ZA000000001' on serial port 1 answers again"};
 };
 
-TEST_F(MasterLog, TellsTheFirstAnswerOfAMachineOnce) {
+TEST_F(TeskMasterLog, TellsTheFirstAnswerOfAMachineOnce) {
     EXPECT_EQ("completed", ask(113));
     EXPECT_EQ("completed", ask(114));
     EXPECT_EQ(1U, log.count(answers));
     EXPECT_EQ(0U, log.count(answersAgain));
 }
 
-TEST_F(MasterLog, TellsWhatAMachineHasNotAnsweredAndHowLongOnceUntilItAnswersAgain) {
+TEST_F(TeskMasterLog, TellsWhatAMachineHasNotAnsweredAndHowLongOnceUntilItAnswersAgain) {
     for (int silence = 1; silence <= 2; ++silence) {
         timeOut(114);
         timeOut(114);
@@ -39,7 +39,7 @@ TEST_F(MasterLog, TellsWhatAMachineHasNotAnsweredAndHowLongOnceUntilItAnswersAga
     }
 }
 
-TEST_F(MasterLog, TellsThatAHostsTextWithoutAKnownIdIsNotAnswered) {
+TEST_F(TeskMasterLog, TellsThatAHostsTextWithoutAKnownIdIsNotAnswered) {
     const Request request(0, kShortTime);
     request.packet()->set_raw();
     request.packet()->set_body("HELLO");
@@ -48,7 +48,7 @@ TEST_F(MasterLog, TellsThatAHostsTextWithoutAKnownIdIsNotAnswered) {
     EXPECT_EQ(1U, log.count(unanswered("a text")));
 }
 
-TEST_F(MasterLog, TellsThatAMachineAnswersAgainBehindAFailureOfItsLink) {
+TEST_F(TeskMasterLog, TellsThatAMachineAnswersAgainBehindAFailureOfItsLink) {
     machine().setFaults({.closeAfter = 5}, 1);
     EXPECT_THAT(ask(113), testing::StartsWith("error: "));
     awaitEndOfRun();
@@ -56,7 +56,7 @@ TEST_F(MasterLog, TellsThatAMachineAnswersAgainBehindAFailureOfItsLink) {
     EXPECT_EQ(1U, log.count(answersAgain));
 }
 
-TEST_F(MasterLog, IsNotFilledByAMachineThatFailsEverySecondRequest) {
+TEST_F(TeskMasterLog, IsNotFilledByAMachineThatFailsEverySecondRequest) {
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 20; ++i) {
         constexpr std::uint32_t kVeryShortTime = 20;

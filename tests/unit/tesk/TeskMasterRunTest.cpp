@@ -38,9 +38,9 @@ const std::string kDown = "error: TeskException: The link is shut down";
 
 using WhenLost = TeskController::WhenLost;
 
-class MasterRun : public testing::Test {
+class TeskMasterRun : public testing::Test {
   protected:
-    ~MasterRun() noexcept override = default;
+    ~TeskMasterRun() noexcept override = default;
 
     void build(std::uint16_t tcpPort, WhenLost whenLost = WhenLost::WAIT) {
         config.serialPorts({tcpPort});
@@ -68,7 +68,7 @@ class MasterRun : public testing::Test {
     std::optional<TeskController> controller;
 };
 
-TEST_F(MasterRun, StartsWithTheLineSettingsInTheirOrder) {
+TEST_F(TeskMasterRun, StartsWithTheLineSettingsInTheirOrder) {
     tesksim::Machine machine{{.greeting = kDoComPort + "113~0025~15.03.21~ZA000000001~00~4711"}};
     machine.setFaults({.silent = true});
     machine.start();
@@ -89,7 +89,7 @@ TEST_F(MasterRun, StartsWithTheLineSettingsInTheirOrder) {
     EXPECT_EQ("113~0008150~000C~113", machine.journal().dataReceived());
 }
 
-TEST_F(MasterRun, ThatCannotConnectIsTriedAgainByTheNextRequest) {
+TEST_F(TeskMasterRun, ThatCannotConnectIsTriedAgainByTheNextRequest) {
     tesksim::Machine machine;
     machine.setFaults({.refuse = true});
     machine.start();
@@ -104,7 +104,7 @@ TEST_F(MasterRun, ThatCannotConnectIsTriedAgainByTheNextRequest) {
     EXPECT_TRUE(controller->is_connected("ZA000000001"));
 }
 
-TEST_F(MasterRun, EndsWhenTheServerKnowsNoLineControl) {
+TEST_F(TeskMasterRun, EndsWhenTheServerKnowsNoLineControl) {
     tesksim::Machine machine;
     machine.setFaults({.negotiation = tesksim::Negotiation::Refuse});
     machine.start();
@@ -124,7 +124,7 @@ TEST_F(MasterRun, EndsWhenTheServerKnowsNoLineControl) {
     EXPECT_EQ(2U, machine.journal().connections());
 }
 
-TEST_F(MasterRun, ThatCannotStartReportsTheRequest) {
+TEST_F(TeskMasterRun, ThatCannotStartReportsTheRequest) {
     tesksim::Machine machine;
     machine.start();
     build(machine.port());
@@ -143,7 +143,7 @@ TEST_F(MasterRun, ThatCannotStartReportsTheRequest) {
     EXPECT_EQ(1U, machine.journal().requests().size());
 }
 
-TEST_F(MasterRun, IsOneForManySendersAtOnce) {
+TEST_F(TeskMasterRun, IsOneForManySendersAtOnce) {
     constexpr int kSenders = 8;
     for (int round = 0; round < 20; ++round) {
         Listener server;
@@ -167,7 +167,7 @@ TEST_F(MasterRun, IsOneForManySendersAtOnce) {
 }
 
 // Every run fails at once, so requests meet it at its start, at its end and in between.
-TEST_F(MasterRun, StrandsNoRequestThatComesWhileItFails) {
+TEST_F(TeskMasterRun, StrandsNoRequestThatComesWhileItFails) {
     tesksim::Machine machine;
     build(machine.port());  // nobody listens
     std::vector<std::jthread> senders;
@@ -222,7 +222,7 @@ class AsksAtRelease : public PacketEventListener {
 };
 
 // Nobody else comes who would start a run for the request that comes while one ends.
-TEST_F(MasterRun, StrandsNoRequestThatComesAtAnyMomentOfItsEnd) {
+TEST_F(TeskMasterRun, StrandsNoRequestThatComesAtAnyMomentOfItsEnd) {
     tesksim::Machine machine;
     build(machine.port());      // nobody listens
     std::thread([] {}).join();  // the thread sanitizer has a thread of its own from the first on
@@ -243,7 +243,7 @@ TEST_F(MasterRun, StrandsNoRequestThatComesAtAnyMomentOfItsEnd) {
     EXPECT_LT(5U, moments);
 }
 
-TEST_F(MasterRun, StrandsNoRequestOfAListenerThatIsToldOfTheFailure) {
+TEST_F(TeskMasterRun, StrandsNoRequestOfAListenerThatIsToldOfTheFailure) {
     class AsksOnce : public PacketEventListener {
       public:
         AsksOnce(TeskController& controller, const Request& next)
@@ -268,7 +268,7 @@ TEST_F(MasterRun, StrandsNoRequestOfAListenerThatIsToldOfTheFailure) {
     EXPECT_TRUE(second.outcome().starts_with(kRefused)) << second.outcome();
 }
 
-TEST_F(MasterRun, MayBeRepeatedAThousandTimesAndLeavesNothingBehind) {
+TEST_F(TeskMasterRun, MayBeRepeatedAThousandTimesAndLeavesNothingBehind) {
     tesksim::Machine machine{{.greeting = kSpoilt}};
     machine.setFaults({.silent = true});
     machine.start();
@@ -288,7 +288,7 @@ TEST_F(MasterRun, MayBeRepeatedAThousandTimesAndLeavesNothingBehind) {
     EXPECT_TRUE(eventually([&] { return openDescriptors(::getpid()) <= descriptors; }));
 }
 
-TEST_F(MasterRun, EndsPromptlyWhileItConnects) {
+TEST_F(TeskMasterRun, EndsPromptlyWhileItConnects) {
     const FullBacklog server;
     build(server.port());
     const Request request(113);
@@ -302,7 +302,7 @@ TEST_F(MasterRun, EndsPromptlyWhileItConnects) {
     EXPECT_EQ(kDown, ask());
 }
 
-TEST_F(MasterRun, EndsPromptlyWhileItNegotiates) {
+TEST_F(TeskMasterRun, EndsPromptlyWhileItNegotiates) {
     EXPECT_TRUE(oneOfAFew([this] {
         Listener server;
         build(server.port());
@@ -320,7 +320,7 @@ TEST_F(MasterRun, EndsPromptlyWhileItNegotiates) {
 }
 
 // A machine that has answered once, asked anew by itself when it fails.
-class LostMachine : public MasterRun {
+class TeskMasterRunLostMachine : public TeskMasterRun {
   protected:
     void SetUp() override {
         machine.start();
@@ -344,7 +344,7 @@ class LostMachine : public MasterRun {
     tesksim::Machine machine{{.greeting = kDoComPort + "120~0025~15.03.21~ZA000000001~00~4711"}};
 };
 
-TEST_F(LostMachine, IsKnownAgainBehindARequestThatTimedOut) {
+TEST_F(TeskMasterRunLostMachine, IsKnownAgainBehindARequestThatTimedOut) {
     timeOut();
     EXPECT_TRUE(machine.journal().waitForAcknowledgements(1));
     EXPECT_TRUE(known());
@@ -352,7 +352,7 @@ TEST_F(LostMachine, IsKnownAgainBehindARequestThatTimedOut) {
     EXPECT_EQ(1U, machine.journal().connections());  // still the first
 }
 
-TEST_F(LostMachine, IsKnownAgainBehindALinkThatBroke) {
+TEST_F(TeskMasterRunLostMachine, IsKnownAgainBehindALinkThatBroke) {
     machine.disconnect(true);
     EXPECT_TRUE(machine.journal().waitForDisconnection());
     const Request request(115);
@@ -364,7 +364,7 @@ TEST_F(LostMachine, IsKnownAgainBehindALinkThatBroke) {
 }
 
 // Once for each failure, however often.
-TEST_F(LostMachine, IsAskedOnceForEachFailure) {
+TEST_F(TeskMasterRunLostMachine, IsAskedOnceForEachFailure) {
     std::string expected;
     for (std::size_t n = 1; n <= 5; ++n) {
         timeOut();
@@ -374,7 +374,7 @@ TEST_F(LostMachine, IsAskedOnceForEachFailure) {
     EXPECT_EQ(expected, machine.journal().dataReceived());
 }
 
-TEST_F(LostMachine, IsAskedNoMoreWhenItFailsAgain) {
+TEST_F(TeskMasterRunLostMachine, IsAskedNoMoreWhenItFailsAgain) {
     machine.setFaults({.closeAfter = 20});
     const Request request(115);
     controller->send("ZA000000001", request.packet());
@@ -389,7 +389,7 @@ TEST_F(LostMachine, IsAskedNoMoreWhenItFailsAgain) {
 }
 
 // The machine answers the question and breaks off before it is acknowledged, for ever.
-TEST_F(MasterRun, AsksNoMoreWhereTheAcknowledgementOfAKnownMachineFails) {
+TEST_F(TeskMasterRun, AsksNoMoreWhereTheAcknowledgementOfAKnownMachineFails) {
     Listener server;
     build(server.port(), WhenLost::ASK);
     const Request request(113);
@@ -412,7 +412,7 @@ TEST_F(MasterRun, AsksNoMoreWhereTheAcknowledgementOfAKnownMachineFails) {
     EXPECT_EQ("error", lost.outcome().substr(0, 5));
 }
 
-TEST_F(LostMachine, ServesARequestThatComesMeanwhile) {
+TEST_F(TeskMasterRunLostMachine, ServesARequestThatComesMeanwhile) {
     machine.setFaults({.silent = true}, 2);
     const Request first(115, kShortTime);
     controller->send("ZA000000001", first.packet());
@@ -427,7 +427,7 @@ TEST_F(LostMachine, ServesARequestThatComesMeanwhile) {
 }
 
 // A host's text with the ID of the question, but other bytes, has no answer.
-TEST_F(LostMachine, IsKnownAgainBehindATextWithTheIdOfTheQuestion) {
+TEST_F(TeskMasterRunLostMachine, IsKnownAgainBehindATextWithTheIdOfTheQuestion) {
     machine.setFaults({.silent = true}, 1);
     const Request text(0, kShortTime);
     text.packet()->set_raw();
@@ -440,7 +440,7 @@ TEST_F(LostMachine, IsKnownAgainBehindATextWithTheIdOfTheQuestion) {
 }
 
 // Its own answer is the same question's from then on.
-TEST_F(LostMachine, OwesOneAnswerToTheQuestionBehindALateOne) {
+TEST_F(TeskMasterRunLostMachine, OwesOneAnswerToTheQuestionBehindALateOne) {
     machine.setFaults({.silent = true}, 3);
     const Request text(0, kShortTime);
     text.packet()->set_raw();
@@ -459,7 +459,7 @@ TEST_F(LostMachine, OwesOneAnswerToTheQuestionBehindALateOne) {
     EXPECT_EQ("4711", poll.packet()->get_body());
 }
 
-TEST_F(LostMachine, DoesNotDelayTheShutdown) {
+TEST_F(TeskMasterRunLostMachine, DoesNotDelayTheShutdown) {
     machine.setFaults({.silent = true});
     const Request request(115, kShortTime);
     controller->send("ZA000000001", request.packet());
@@ -471,7 +471,7 @@ TEST_F(LostMachine, DoesNotDelayTheShutdown) {
 }
 
 // It is nothing new that it cannot be reached.
-TEST_F(MasterRun, AsksNoMachineAnewThatWasNotKnown) {
+TEST_F(TeskMasterRun, AsksNoMachineAnewThatWasNotKnown) {
     tesksim::Machine machine;
     machine.setFaults({.closeAfter = 20});
     machine.start();
@@ -503,7 +503,7 @@ class PausesAtRelease : public PacketEventListener {
 };
 
 // Wherever the thread is held up: only a request whose time is up before it is written ends a run.
-TEST_F(MasterRun, OutlivesAnAnswerThatIsAcknowledgedBehindTheTimeOfItsRequest) {
+TEST_F(TeskMasterRun, OutlivesAnAnswerThatIsAcknowledgedBehindTheTimeOfItsRequest) {
     tesksim::Machine machine{{.greeting = kDoComPort + "120~0025~15.03.21~ZA000000001~00~4711"}};
     machine.start();
     build(machine.port());
@@ -549,7 +549,7 @@ class SlowServer {
 };
 
 // Every line end is a flush of its own, and each gets on a little.
-TEST_F(MasterRun, GivesARequestThatIsWrittenSlowlyItsTimeAndNoMore) {
+TEST_F(TeskMasterRun, GivesARequestThatIsWrittenSlowlyItsTimeAndNoMore) {
     Listener listener;
     build(listener.port());
     const Request request(0, 1000);
@@ -565,7 +565,7 @@ TEST_F(MasterRun, GivesARequestThatIsWrittenSlowlyItsTimeAndNoMore) {
     EXPECT_EQ(kUnwritten, waiting.outcome());
 }
 
-TEST_F(MasterRun, GivesARequestThatNobodyReadsItsTimeAndNoMore) {
+TEST_F(TeskMasterRun, GivesARequestThatNobodyReadsItsTimeAndNoMore) {
     Listener listener;
     const int few = 4096;  // bytes that the server's system holds
     ::setsockopt(listener.fd(), SOL_SOCKET, SO_RCVBUF, &few, sizeof few);
@@ -580,7 +580,7 @@ TEST_F(MasterRun, GivesARequestThatNobodyReadsItsTimeAndNoMore) {
 }
 
 // Its answer may come without any limit; a server that takes nothing has ten seconds.
-TEST_F(MasterRun, GivesARequestWithoutATimeALongerTimeToBeWritten) {
+TEST_F(TeskMasterRun, GivesARequestWithoutATimeALongerTimeToBeWritten) {
     Listener listener;
     build(listener.port());
     const Request request(0, 0);
@@ -594,7 +594,7 @@ TEST_F(MasterRun, GivesARequestWithoutATimeALongerTimeToBeWritten) {
     EXPECT_EQ("error", request.outcome().substr(0, 5));
 }
 
-TEST_F(MasterRun, EndsPromptlyWhileItWaitsForAnAnswer) {
+TEST_F(TeskMasterRun, EndsPromptlyWhileItWaitsForAnAnswer) {
     tesksim::Machine machine;
     machine.setFaults({.silent = true});
     machine.start();
@@ -609,7 +609,7 @@ TEST_F(MasterRun, EndsPromptlyWhileItWaitsForAnAnswer) {
     EXPECT_EQ(1U, request.outcomes());
 }
 
-TEST_F(MasterRun, IsNoneAfterShutdown) {
+TEST_F(TeskMasterRun, IsNoneAfterShutdown) {
     tesksim::Machine machine;
     machine.start();
     build(machine.port());
@@ -622,7 +622,7 @@ TEST_F(MasterRun, IsNoneAfterShutdown) {
 }
 
 // Senders that race with the shutdown: each request ends, once.
-TEST_F(MasterRun, StrandsNoRequestThatComesWithTheShutdown) {
+TEST_F(TeskMasterRun, StrandsNoRequestThatComesWithTheShutdown) {
     for (int round = 0; round < 50; ++round) {
         tesksim::Machine machine;
         build(machine.port());

@@ -11,9 +11,9 @@ using Milliseconds = std::chrono::milliseconds;
 const std::string kAnswer113 = "113~0025~15.03.21~ZA000000001~00~4711";
 const std::string kAnswer115 = "115~0025~15.03.21~ZA000000001~00~0815";
 
-class Master : public MasterFixture {};
+class TeskMasterTest : public MasterFixture {};
 
-TEST_F(Master, SendsTheRequestAndAcknowledgesTheAnswer) {
+TEST_F(TeskMasterTest, SendsTheRequestAndAcknowledgesTheAnswer) {
     machine().answers().setBody(113, "OK");
     const Request request(113);
     request.packet()->set_body("payload");
@@ -30,7 +30,7 @@ TEST_F(Master, SendsTheRequestAndAcknowledgesTheAnswer) {
 }
 
 // A text that is no message may have an answer with any ID.
-TEST_F(Master, AcknowledgesAnIdThatIsNoNumberAsZero) {
+TEST_F(TeskMasterTest, AcknowledgesAnIdThatIsNoNumberAsZero) {
     const std::pair<const char*, const char*> dialogue[] = {
         {"???", "abc~001A~210315~ZA000000001~00"}, {"!!!", "-7~0000~210315~ZA000000001~00"}};
     for (const auto& [text, answer] : dialogue) {
@@ -45,7 +45,7 @@ TEST_F(Master, AcknowledgesAnIdThatIsNoNumberAsZero) {
     EXPECT_TRUE(journal().waitForData("???150~000A~0!!!150~000B~-7"));
 }
 
-TEST_F(Master, SendsARawRequestAsItIs) {
+TEST_F(TeskMasterTest, SendsARawRequestAsItIs) {
     const Request raw(0);
     raw.packet()->set_raw();
     raw.packet()->set_body("120~0008");
@@ -55,7 +55,7 @@ TEST_F(Master, SendsARawRequestAsItIs) {
 }
 
 // Nothing would be sent, and its answer waited for.
-TEST_F(Master, RefusesAnEmptyText) {
+TEST_F(TeskMasterTest, RefusesAnEmptyText) {
     const Request raw(0, 300);
     raw.packet()->set_raw();
     send(raw);
@@ -66,7 +66,7 @@ TEST_F(Master, RefusesAnEmptyText) {
     EXPECT_EQ("113~0008150~000C~113", received(1));
 }
 
-TEST_F(Master, SendsRequestsThatAreQueuedAtOnceOneAfterAnother) {
+TEST_F(TeskMasterTest, SendsRequestsThatAreQueuedAtOnceOneAfterAnother) {
     const Request first(113);
     const Request second(115);
     const Request third(117);
@@ -90,7 +90,7 @@ TEST_F(Master, SendsRequestsThatAreQueuedAtOnceOneAfterAnother) {
     EXPECT_EQ("113~0008150~000C~113115~0008150~000C~115117~0008150~000C~117", received(3));
 }
 
-TEST_F(Master, SendsTheNextRequestOnceTheOneBeforeHasTimedOut) {
+TEST_F(TeskMasterTest, SendsTheNextRequestOnceTheOneBeforeHasTimedOut) {
     machine().setFaults({.silent = true}, 1);
     const Request first(113, kShortTime);
     const Request second(115);
@@ -101,7 +101,7 @@ TEST_F(Master, SendsTheNextRequestOnceTheOneBeforeHasTimedOut) {
     EXPECT_EQ("113~0008115~0008150~000C~115", received(1));
 }
 
-TEST_F(Master, GoesOnAfterATimeOut) {
+TEST_F(TeskMasterTest, GoesOnAfterATimeOut) {
     EXPECT_TRUE(connected());
     const Request request(113, kShortTime);
     machine().setFaults({.silent = true}, 1);
@@ -115,7 +115,7 @@ TEST_F(Master, GoesOnAfterATimeOut) {
     EXPECT_EQ(1U, journal().connections());  // still that of the first request
 }
 
-TEST_F(Master, TakesAnIncompleteAnswerForNone) {
+TEST_F(TeskMasterTest, TakesAnIncompleteAnswerForNone) {
     machine().answers().setLiteral(113, "113~0025~15.03.21~ZA0000");
     EXPECT_EQ("failed", ask(113, kShortTime));
     EXPECT_EQ("completed", ask(115));
@@ -123,14 +123,14 @@ TEST_F(Master, TakesAnIncompleteAnswerForNone) {
 }
 
 // Three quarters of an hour at this pace.
-TEST_F(Master, IsNotHeldByAMachineThatDribbles) {
+TEST_F(TeskMasterTest, IsNotHeldByAMachineThatDribbles) {
     machine().answers().setBody(113, std::string(50'000, 'x'));
     machine().setFaults({.dribble = Milliseconds(50)}, 1);
     EXPECT_EQ("failed", ask(113, kShortTime));
     EXPECT_FALSE(connected());
 }
 
-TEST_F(Master, WaitsWithoutLimitWhenNoTimeIsGiven) {
+TEST_F(TeskMasterTest, WaitsWithoutLimitWhenNoTimeIsGiven) {
     for (const std::uint32_t timeout : {0U, 0xFFFFFFFFU}) {
         const Request request(113, timeout);
         sendUnanswered(request);
@@ -140,13 +140,13 @@ TEST_F(Master, WaitsWithoutLimitWhenNoTimeIsGiven) {
     }
 }
 
-TEST_F(Master, ChangesNoRegistrationForTheSameCodeId) {
+TEST_F(TeskMasterTest, ChangesNoRegistrationForTheSameCodeId) {
     EXPECT_EQ("completed", ask(113));
     EXPECT_EQ(std::list<std::string>{"ZA000000001"}, controller().get_identities());
     EXPECT_EQ(1, controller().get_port("ZA000000001"));
 }
 
-TEST_F(Master, IsBoundAnewWhenTheMachineIsSwapped) {
+TEST_F(TeskMasterTest, IsBoundAnewWhenTheMachineIsSwapped) {
     machine().setCodeId("ZA000000009");
     EXPECT_EQ("completed", ask(113));
     EXPECT_EQ(std::list<std::string>{"ZA000000009"}, controller().get_identities());
@@ -154,7 +154,7 @@ TEST_F(Master, IsBoundAnewWhenTheMachineIsSwapped) {
     EXPECT_THROW(connected(), UnknownCodeIdException);
 }
 
-TEST_F(Master, LeavesARequestThatWasCancelledUnsent) {
+TEST_F(TeskMasterTest, LeavesARequestThatWasCancelledUnsent) {
     const Request first(113);
     const Request second(115);
     sendUnanswered(first);
@@ -167,7 +167,7 @@ TEST_F(Master, LeavesARequestThatWasCancelledUnsent) {
     EXPECT_FALSE(second.ended());
 }
 
-TEST_F(Master, KeepsTheGreatestValueOfAKey) {
+TEST_F(TeskMasterTest, KeepsTheGreatestValueOfAKey) {
     controller().update_maximum(kName, "k", 5);
     controller().update_maximum(kName, "k", 3);
     EXPECT_EQ(5, controller().get_maximum(kName, "k"));
@@ -190,7 +190,7 @@ class AsksOn : public PacketEventListener {
     const Request& next_;
 };
 
-TEST_F(Master, MayBeAskedAgainByAListener) {
+TEST_F(TeskMasterTest, MayBeAskedAgainByAListener) {
     const Request second(115);
     AsksOn asksOn(controller(), second);
     const Request first(113);
@@ -200,7 +200,7 @@ TEST_F(Master, MayBeAskedAgainByAListener) {
     EXPECT_EQ("113~0008150~000C~113115~0008150~000C~115", received(2));
 }
 
-TEST_F(Master, TellsEverybodyThatTheConnectionWasLost) {
+TEST_F(TeskMasterTest, TellsEverybodyThatTheConnectionWasLost) {
     const Request first(113);
     const Request second(115);
     const Request third(117);
@@ -223,7 +223,7 @@ TEST_F(Master, TellsEverybodyThatTheConnectionWasLost) {
     EXPECT_EQ(1U, first.outcomes() * second.outcomes() * third.outcomes());
 }
 
-TEST_F(Master, TellsEverybodyOfAReset) {
+TEST_F(TeskMasterTest, TellsEverybodyOfAReset) {
     const Request first(113);
     const Request second(115);
     sendUnanswered(first);
@@ -239,7 +239,7 @@ struct Damage {
     const char* error;
 };
 
-TEST_F(Master, TellsEverybodyOfAnAnswerThatIsNone) {
+TEST_F(TeskMasterTest, TellsEverybodyOfAnAnswerThatIsNone) {
     const Damage damages[] = {
         {"113~1000001~15.03.21~ZA000000001~00",
          "error: TeskException: TeskConnectionErrorException: Could not read message Len"},
@@ -266,7 +266,7 @@ TEST_F(Master, TellsEverybodyOfAnAnswerThatIsNone) {
     }
 }
 
-TEST_F(Master, IsDownForGoodAfterShutdown) {
+TEST_F(TeskMasterTest, IsDownForGoodAfterShutdown) {
     const Request waiting(113);
     const Request queued(115);
     sendUnanswered(waiting);
@@ -281,7 +281,7 @@ TEST_F(Master, IsDownForGoodAfterShutdown) {
     EXPECT_EQ("113~0008", journal().dataReceived());
 }
 
-TEST_F(Master, IsDownAtOnceWhenItHasNothingToDo) {
+TEST_F(TeskMasterTest, IsDownAtOnceWhenItHasNothingToDo) {
     controller().shut_down();
     EXPECT_TRUE(journal().waitForDisconnection());
     EXPECT_FALSE(connected());

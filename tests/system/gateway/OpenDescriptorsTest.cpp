@@ -67,7 +67,7 @@ std::size_t knownMachines(HostClient& host) {
     return known;
 }
 
-TEST(Descriptors, HostsThatHoldAllTheyCanGetKeepNoMachineUnknown) {
+TEST(OpenDescriptors, HostsThatHoldAllTheyCanGetKeepNoMachineUnknown) {
     Gateway gateway(4, Config().polling(30, 30), withLimit(80));
     gateway.start();
     FirstPoll poll(gateway);
@@ -96,7 +96,7 @@ Config manyPorts(int count) {
     return config.set("SLOT_MACHINE", "PORT_ASYNC", numbers);
 }
 
-TEST(Descriptors, WithMoreLinesThanTheLimitCarriesSixteenHostsAreServedAndAWarningSaysSo) {
+TEST(OpenDescriptors, WithMoreLinesThanTheLimitCarriesSixteenHostsAreServedAndAWarningSaysSo) {
     Gateway gateway(0, manyPorts(60), withLimit(200));
     gateway.start();
     const auto line = gateway.log().waitFor(
@@ -109,7 +109,7 @@ TEST(Descriptors, WithMoreLinesThanTheLimitCarriesSixteenHostsAreServedAndAWarni
     EXPECT_CLEAN_STOP(gateway.daemon());
 }
 
-TEST(Descriptors, AHostThatLeavesMakesRoomForAnother) {
+TEST(OpenDescriptors, AHostThatLeavesMakesRoomForAnother) {
     Gateway gateway(4, Config().polling(30, 30), withLimit(80));
     gateway.start();
     std::vector<HostClient> hosts = asManyHostsAsThereCanBe(gateway, 40);
@@ -130,7 +130,7 @@ bool has(Gateway& gateway, std::size_t descriptors) {
 
 // What the budget is made of. Idle are the three standard ones, three events, the log's one, three
 // of the listener and three of the notification server.
-TEST(Descriptors, AHostTakesFourAndAMachinesLineFourFromItsFirstRequestOn) {
+TEST(OpenDescriptors, AHostTakesFourAndAMachinesLineFourFromItsFirstRequestOn) {
     constexpr std::size_t kIdle = 3 + 3 + 1 + 3 + 3;
     EXPECT_LE(kIdle, DescriptorBudget::PROCESS + DescriptorBudget::LISTENER);
     Gateway gateway(3, Config().polling(30, 30));
