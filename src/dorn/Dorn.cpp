@@ -130,7 +130,7 @@ void Dorn::log_notice(const char* problem) {
 }
 
 void Dorn::await_input() {
-    const StopEvent& stop = context_.stop;
+    const Event& stop = context_.stop;
     const Clock::time_point end = body_deadline();
     while (!stop.isSet() && (frameLog_.hasUnreported() || releaseLog_.hasUnreported())) {
         frameLog_.report();
@@ -180,7 +180,7 @@ bool Dorn::take_room(std::size_t queued) {
     return static_cast<bool>(room_);
 }
 
-bool Dorn::await(Goal goal, const StopEvent* stop, Clock::time_point deadline) {
+bool Dorn::await(Goal goal, const Event* stop, Clock::time_point deadline) {
     for (;;) {
         wake_.clear();
         // Check before sendQueued(): an answer is queued before its request stops being pending. In
@@ -204,7 +204,7 @@ short Dorn::events_for(Goal goal) const {
     return static_cast<short>(goal == Goal::room && !hasFinished_ ? POLLRDHUP : 0);
 }
 
-short Dorn::wait(short events, const StopEvent* stop, Clock::time_point deadline) {
+short Dorn::wait(short events, const Event* stop, Clock::time_point deadline) {
     pollfd entries[] = {{isGone_ ? -1 : connection_.getDescriptor(), events, 0},
                         {wake_.descriptor(), POLLIN, 0},
                         {stop == nullptr ? -1 : stop->descriptor(), POLLIN, 0}};

@@ -3,8 +3,8 @@
 
 #include <chrono>
 
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/CreatePacket.h"
@@ -47,7 +47,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
         TeskController& controller;
         PacketContainer& engine;
         CreatePacket createPacket;
-        const StopEvent& stop;  // ends every connection
+        const Event& stop;  // ends every connection
         ConnectionCount& count;
         LogSource& log;  // of all connections together
         HostMemory& memory;
@@ -95,12 +95,11 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     Clock::time_point body_deadline();
     // Sends queued answers until the goal is reached. False when the event was set or the deadline
     // has passed first.
-    bool await(Goal goal, const StopEvent* stop,
-               Clock::time_point deadline = Clock::time_point::max());
+    bool await(Goal goal, const Event* stop, Clock::time_point deadline = Clock::time_point::max());
     // The poll events of the connection to wait for, beside its end.
     short events_for(Goal goal) const;
     // Polls the connection, the wake-up and the stop once. Returns the connection's poll events.
-    short wait(short events, const StopEvent* stop, Clock::time_point deadline);
+    short wait(short events, const Event* stop, Clock::time_point deadline);
     void host_is_gone(Goal goal);
     void host_has_finished();
     void await_owed_answers();
@@ -109,7 +108,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     ConnectionCount::Place place_;  // the first member, so released after all others
     Context context_;
     Socket connection_;
-    StopEvent wake_;            // wakes this thread
+    Event wake_;                // wakes this thread
     bool isGone_ = false;       // the connection is over in both directions
     bool hasFinished_ = false;  // the host sends nothing more; detected only by await_room()
     HostMemory::Account account_;

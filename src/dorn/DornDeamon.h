@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <optional>
 
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/CreatePacket.h"
@@ -87,7 +87,7 @@ class DornDeamon : public Thread {
     bool started_ = false;                // the start is logged
     std::optional<AddressList> allowed_;  // without a list, every host
 
-    StopEvent stopEvent_;
+    Event stopEvent_;
     LogSource hostLog_{HOST_LINES_PER_SECOND};  // of all connections
     ConnectionCount connections_;
     HostMemory memory_;

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string_view>
 
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "core/Thread.h"
 #include "dorn/DornPacket.h"
 #include "packet/PacketContainer.h"
@@ -79,7 +79,7 @@ class DornNotify : public Thread, public PacketContainer {
     void log_failure(const Exception& e);
 
     const std::chrono::milliseconds answerTimeout_;
-    StopEvent wake_;  // a packet was queued, or the thread is to stop
+    Event wake_;  // a packet was queued, or the thread is to stop
     // Used by this thread only.
     std::unique_ptr<DatagramClientSocket> socket_;  // never null while something is pending
     std::unique_ptr<char[]> datagram_;              // buffer for the largest one

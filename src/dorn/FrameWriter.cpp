@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "core/Attempt.h"
+#include "core/Event.h"
 #include "core/Exception.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "net/Socket.h"
 #include "net/SocketError.h"
 

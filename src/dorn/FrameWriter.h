@@ -16,7 +16,7 @@ namespace teskd {
 
 class LogSource;
 class Socket;
-class StopEvent;
+class Event;
 
 // Each write() of a block is one frame. It sends what the socket takes without waiting and queues
 // the rest for the connection's own thread, so a thread that has an answer never waits for a host.
@@ -41,7 +41,7 @@ class FrameWriter : public OutputStream {
 
     // Refers to all of them. What is queued counts on the account. The event is set when the
     // connection's thread has something to send; the source writes the line about the failure.
-    FrameWriter(Socket& connection, StopEvent& wake, HostMemory::Account& account, LogSource& log,
+    FrameWriter(Socket& connection, Event& wake, HostMemory::Account& account, LogSource& log,
                 std::chrono::milliseconds timeout = SEND_TIMEOUT)
         : connection_(connection), wake_(wake), account_(account), log_(log), timeout_(timeout) {}
     ~FrameWriter() noexcept override = default;
@@ -80,7 +80,7 @@ class FrameWriter : public OutputStream {
     std::uint64_t acknowledged() const TESKD_REQUIRES(lock_);
 
     Socket& connection_;
-    StopEvent& wake_;
+    Event& wake_;
     HostMemory::Account& account_;
     LogSource& log_;
     std::chrono::milliseconds timeout_;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 
 namespace teskd {
 
@@ -16,7 +16,7 @@ void HostMemory::Room::release(std::size_t bytes) {
     account_->memory_.giveBack(*account_, bytes);
 }
 
-HostMemory::Account::Account(HostMemory& memory, StopEvent& wake) : memory_(memory), wake_(wake) {
+HostMemory::Account::Account(HostMemory& memory, Event& wake) : memory_(memory), wake_(wake) {
     const SynchronizedLock lock(memory_.lock_);
     memory_.accounts_.push_back(this);
 }

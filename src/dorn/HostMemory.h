@@ -11,7 +11,7 @@
 
 namespace teskd {
 
-class StopEvent;
+class Event;
 
 // Two pools of bytes that the connections share, one for requests and one for answers. Neither
 // takes from the other, so slow readers keep nobody from asking, and large requests cost nobody an
@@ -83,7 +83,7 @@ class HostMemory {
       public:
         // Refers to both. The event is set when a take() that got nothing is to be tried again, and
         // when the connection is given up.
-        Account(HostMemory& memory, StopEvent& wake);
+        Account(HostMemory& memory, Event& wake);
         // Gives back what is left.
         ~Account();
         Account(const Account&) = delete;
@@ -111,7 +111,7 @@ class HostMemory {
         friend class Room;
 
         HostMemory& memory_;
-        StopEvent& wake_;
+        Event& wake_;
         // Guarded by the memory's lock.
         std::list<Account*> ticket_{this};  // stands in the memory's line while it waits
         std::size_t held_ = 0;              // for requests

@@ -1,6 +1,6 @@
 #include "dorn/PendingAnswers.h"
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 
 namespace teskd {
 

@@ -7,7 +7,7 @@
 
 namespace teskd {
 
-class StopEvent;
+class Event;
 
 // Counts Tickets. Each received packet holds one until it has given its last answer and is freed.
 //
@@ -33,7 +33,7 @@ class PendingAnswers {
     };
 
     // Refers to the event.
-    explicit PendingAnswers(StopEvent& wake) : wake_(wake) {}
+    explicit PendingAnswers(Event& wake) : wake_(wake) {}
 
     // True when further requests may be read. A query that returns false arms the event: it is set
     // with each ticket that is released, until a query returns true.
@@ -44,7 +44,7 @@ class PendingAnswers {
   private:
     bool armUnless(bool reached) TESKD_REQUIRES(lock_);
 
-    StopEvent& wake_;
+    Event& wake_;
     Synchronized lock_;
     std::size_t count_ TESKD_GUARDED_BY(lock_) = 0;
     bool armed_ TESKD_GUARDED_BY(lock_) = false;  // the last query returned false

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <chrono>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 
 namespace teskd {
 
@@ -37,7 +37,7 @@ int Poll::wait(std::vector<pollfd>& entries, int timeout) {
     return wait(entries.data(), static_cast<nfds_t>(entries.size()), timeout);
 }
 
-int Poll::wait(int descriptor, short events, int timeout, const StopEvent* interrupt) {
+int Poll::wait(int descriptor, short events, int timeout, const Event* interrupt) {
     pollfd entries[] = {{descriptor, events, 0},
                         {interrupt == nullptr ? -1 : interrupt->descriptor(), POLLIN, 0}};
     const int ready = wait(entries, interrupt == nullptr ? 1 : 2, timeout);

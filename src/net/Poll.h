@@ -6,7 +6,7 @@
 
 namespace teskd {
 
-class StopEvent;
+class Event;
 
 // poll(2), restarted after a signal. Threads: any. Locks: none.
 class Poll {
@@ -17,9 +17,9 @@ class Poll {
     static int wait(pollfd* entries, nfds_t count, int timeout);
     static int wait(std::vector<pollfd>& entries, int timeout);
 
-    // Waits for the events on one descriptor. Fails with EINTR as soon as the stop event, if given,
+    // Waits for the events on one descriptor. Fails with EINTR as soon as the event, if given,
     // is set, even if the descriptor is ready too.
-    static int wait(int descriptor, short events, int timeout, const StopEvent* interrupt);
+    static int wait(int descriptor, short events, int timeout, const Event* interrupt);
 };
 
 }  // namespace teskd

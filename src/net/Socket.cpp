@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "core/BrokenPipe.h"
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "net/Poll.h"
 #include "net/SocketAddress.h"
 #include "net/SocketError.h"
@@ -187,7 +187,7 @@ int Socket::takePendingError() {
 }
 
 void Socket::select(std::list<Socket*>& read, std::list<Socket*>& write, std::list<Socket*>& except,
-                    timeval* timeout, const StopEvent* interrupt) {
+                    timeval* timeout, const Event* interrupt) {
     std::vector<pollfd> entries;
     append(entries, read, POLLIN);
     append(entries, write, POLLOUT);
@@ -217,7 +217,7 @@ void Socket::rebuildStreams() {
     input_ = SocketInputStream(descriptor_.get());
 }
 
-void Socket::setInterrupt(const StopEvent* interrupt) {
+void Socket::setInterrupt(const Event* interrupt) {
     interrupt_ = interrupt;
     input_.setInterrupt(interrupt);
     output_.setInterrupt(interrupt);

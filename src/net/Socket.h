@@ -15,7 +15,7 @@
 
 namespace teskd {
 
-class StopEvent;
+class Event;
 
 // Owns one descriptor and two streams on duplicates of it: three descriptors in all. Copies use the
 // same connection through their own duplicates.
@@ -74,7 +74,7 @@ class Socket {
     // empty, unless a socket is ready too.
     static void select(std::list<Socket*>& read, std::list<Socket*>& write,
                        std::list<Socket*>& except, timeval* timeout,
-                       const StopEvent* interrupt = nullptr);
+                       const Event* interrupt = nullptr);
 
     SocketInputStream& getInputStream() { return input_; }
     SocketOutputStream& getOutputStream() { return output_; }
@@ -82,10 +82,10 @@ class Socket {
     // Takes ownership of fd, even when it throws, and closes the current descriptor.
     void setDescriptor(int fd);
     // Reads, writes and connect() fail as soon as the event is set.
-    void setInterrupt(const StopEvent* interrupt);
+    void setInterrupt(const Event* interrupt);
 
   protected:
-    const StopEvent* getInterrupt() const { return interrupt_; }
+    const Event* getInterrupt() const { return interrupt_; }
 
   private:
     void rebuildStreams();
@@ -96,7 +96,7 @@ class Socket {
     SocketInputStream input_;
     SocketOutputStream output_;
     Descriptor descriptor_;
-    const StopEvent* interrupt_ = nullptr;
+    const Event* interrupt_ = nullptr;
 };
 
 }  // namespace teskd

@@ -6,7 +6,7 @@
 
 namespace teskd {
 
-class StopEvent;
+class Event;
 
 // Reads from its own duplicate of a descriptor.
 //
@@ -29,14 +29,14 @@ class SocketInputStream : public InputStream {
     int getTimeout() override { return timeout_; }
 
     // A blocked read fails as soon as the event is set. Null: no interruption.
-    void setInterrupt(const StopEvent* interrupt) { interrupt_ = interrupt; }
+    void setInterrupt(const Event* interrupt) { interrupt_ = interrupt; }
 
   private:
     void wait_for_data();
 
     Descriptor descriptor_;
     int timeout_ = 0;  // milliseconds, 0: without limit
-    const StopEvent* interrupt_ = nullptr;
+    const Event* interrupt_ = nullptr;
 };
 
 }  // namespace teskd

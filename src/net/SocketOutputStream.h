@@ -8,7 +8,7 @@
 
 namespace teskd {
 
-class StopEvent;
+class Event;
 
 // Writes to its own duplicate of a descriptor, without a buffer.
 //
@@ -39,7 +39,7 @@ class SocketOutputStream : public OutputStream {
     // deadline.
     void setDeadline(Clock::time_point deadline) { deadline_ = deadline; }
     // A blocked write fails as soon as the event is set. Null: no interruption.
-    void setInterrupt(const StopEvent* interrupt) { interrupt_ = interrupt; }
+    void setInterrupt(const Event* interrupt) { interrupt_ = interrupt; }
 
   private:
     void writeAll(const char* buffer, std::size_t len, const char* signature);
@@ -50,7 +50,7 @@ class SocketOutputStream : public OutputStream {
     Descriptor descriptor_;
     int timeout_ = 0;  // milliseconds
     Clock::time_point deadline_ = Clock::time_point::max();
-    const StopEvent* interrupt_ = nullptr;
+    const Event* interrupt_ = nullptr;
 };
 
 }  // namespace teskd

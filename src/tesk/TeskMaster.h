@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "core/Synchronized.h"
 #include "core/Thread.h"
 #include "packet/PacketContainer.h"
@@ -117,7 +117,7 @@ class TeskMaster : public Thread, public PacketContainer {
     Synchronized control_;
     bool closed_ TESKD_GUARDED_BY(control_) = false;
     // Opens its descriptor with the first run: many configured ports may have no machine.
-    StopEvent stopEvent_{StopEvent::Opening::WHEN_AWAITED};
+    Event stopEvent_{Event::Opening::WHEN_AWAITED};
     // Used by the master's thread only.
     TeskPacket acknowledgement_;
     bool probing_ = false;  // a probe is due or in progress

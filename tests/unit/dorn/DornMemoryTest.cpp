@@ -68,7 +68,7 @@ class DornMemory : public testing::Test {
     }
 
     HostLink link_;
-    const StopEvent stop_;
+    const Event stop_;
     ConnectionCount count_;
     HostMemory memory_{HostLimits(0)};
     bool hasFailed_ = false;

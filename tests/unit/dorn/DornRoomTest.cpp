@@ -7,7 +7,7 @@
 #include <string>
 
 #include "HostLink.h"
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "dorn/HostMemory.h"
 #include "support/Bytes.h"
 #include "support/Deadline.h"
@@ -71,7 +71,7 @@ TEST(DornRoomTest, ARequestHoldsRoomOnlyForWhatIsLeftOfItsBody) {
 
 TEST(DornRoomTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
     HostLink link(4);
-    StopEvent wake;
+    Event wake;
     HostMemory::Account other(link.memory(), wake);
     HostMemory::Room pool = other.take(16 * kMebibyte + 65'536);
     link.machine(1).setFaults({.silent = true});
@@ -203,7 +203,7 @@ TEST_F(DornRoomBesideASlowReader, ALargeRequestFindsItsRoom) {
 
 // Its answers wait for it meanwhile, so that no further request of it is read.
 TEST_F(DornRoomBesideASlowReader, HoldsUpNobodyBehindItInTheLineForRoom) {
-    StopEvent wake;
+    Event wake;
     HostMemory::Account other(link_.memory(), wake);
     const HostMemory::Room most = other.take(15 * kMebibyte / 2);
     link_.machine(1).setFaults({.silent = true});
@@ -231,7 +231,7 @@ TEST_F(DornRoomBesideASlowReader, HostsThatReadTakeNothingFromIt) {
 
 TEST_F(DornRoomBesideASlowReader, TheOneForWhomMostWaitsGivesWayAndNobodyElse) {
     ask(*slow_, 3);
-    StopEvent wake;
+    Event wake;
     HostMemory::Account less(link_.memory(), wake);
     HostMemory::Account alsoLess(link_.memory(), wake);
     less.addAnswer(kMebibyte);

@@ -342,7 +342,7 @@ class DornWithAFullPool : public testing::Test {
 
     LogRecorder log_;
     HostLink link_;
-    StopEvent wake_;
+    Event wake_;
     HostMemory::Account other_{link_.memory(), wake_};
     HostMemory::Room all_ = other_.take(16'777'216 + 65'536);
 };
@@ -499,7 +499,7 @@ TEST(DornTest, TheConnectionHasNoDelayAndIsKeptAlive) {
     PacketContainer notifier;
     Timer timer;
     Aams engine(park.controller(), notifier, timer);
-    StopEvent stop;
+    Event stop;
     ConnectionCount count;
     Socket connection(AF_INET, SOCK_STREAM, 0);
     connection.setDescriptor(::dup(accepted.fd()));
@@ -687,7 +687,7 @@ class LoneDorn {
     }
 
     HostLink link_;
-    const StopEvent stop_;
+    const Event stop_;
     ConnectionCount count_;
     TcpPair pair_;
     HostMemory memory_{HostLimits(0)};

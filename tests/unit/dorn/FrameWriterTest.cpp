@@ -8,8 +8,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "dorn/FrameWriter.h"
 #include "net/Poll.h"
 #include "net/Socket.h"
@@ -51,7 +51,7 @@ class FrameWriterTest : public testing::Test {
     LogRecorder log_;
     TcpPair pair_;
     Socket connection_{AF_INET, SOCK_STREAM, 0};
-    StopEvent wake_;
+    Event wake_;
     HostMemory memory_{HostLimits(0)};
     HostMemory::Account account_{memory_, wake_};
     FrameWriter writer_{connection_, wake_, account_, LogSource::unlimited(), 100ms};
@@ -212,7 +212,7 @@ class TwoFrameWriters : public FrameWriterTest {
 
     TcpPair otherPair_;
     Socket other_{AF_INET, SOCK_STREAM, 0};
-    StopEvent otherWake_;
+    Event otherWake_;
     HostMemory::Account otherAccount_{memory_, otherWake_};
     FrameWriter first_{connection_, wake_, account_, LogSource::unlimited(), 60s};
     FrameWriter second_{other_, otherWake_, otherAccount_, LogSource::unlimited(), 60s};

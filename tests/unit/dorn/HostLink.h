@@ -16,8 +16,8 @@
 #include <string>
 
 #include "aams/Aams.h"
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "core/Timer.h"
 #include "dorn/ConnectionCount.h"
 #include "dorn/Dorn.h"
@@ -75,7 +75,7 @@ class HostLink {
     Timer timer_;
     Aams engine_{park_.controller(), notifier_, timer_};
     Listener listener_;
-    StopEvent stop_;
+    Event stop_;
     LogSource hostLog_{128};
     ConnectionCount connections_;
     HostMemory memory_;

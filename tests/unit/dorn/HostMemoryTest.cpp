@@ -4,7 +4,7 @@
 #include <list>
 #include <utility>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "dorn/HostMemory.h"
 
 namespace teskd::test {
@@ -20,9 +20,9 @@ class HostMemoryTest : public testing::Test {
     ~HostMemoryTest() noexcept override = default;
 
     HostMemory memory_{HostLimits(0)};
-    StopEvent wakeOne_;
-    StopEvent wakeTwo_;
-    StopEvent wakeThree_;
+    Event wakeOne_;
+    Event wakeTwo_;
+    Event wakeThree_;
     HostMemory::Account one_{memory_, wakeOne_};
     HostMemory::Account two_{memory_, wakeTwo_};
     HostMemory::Account three_{memory_, wakeThree_};
@@ -148,7 +148,7 @@ TEST_F(HostMemoryTest, AMovedRoomIsHeldOnce) {
 TEST(HostMemoryOfManyLines, ThirtySmallRequestsLeaveRoomForOneToEveryMachine) {
     for (const std::size_t lines : {1U, 62U, 63U, 600U}) {
         HostMemory memory{HostLimits(lines)};
-        StopEvent wake;
+        Event wake;
         HostMemory::Account other(memory, wake);
         HostMemory::Account one(memory, wake);
         const HostMemory::Room all = other.take(2 * kPool);
@@ -164,7 +164,7 @@ TEST(HostMemoryOfManyLines, ThirtySmallRequestsLeaveRoomForOneToEveryMachine) {
 
 TEST(HostMemoryOfManyLines, EachAddsAMessageToTheAllowanceForRequestsAlone) {
     HostMemory memory{HostLimits(100)};
-    StopEvent wake;
+    Event wake;
     HostMemory::Account one(memory, wake);
     HostMemory::Account two(memory, wake);
     const HostMemory::Room all = one.take(2 * kPool);

@@ -4,7 +4,7 @@
 #include <list>
 #include <optional>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "dorn/PendingAnswers.h"
 
 namespace teskd::test {
@@ -14,7 +14,7 @@ class PendingAnswersTest : public testing::Test {
   protected:
     ~PendingAnswersTest() noexcept override = default;
 
-    StopEvent wake_;
+    Event wake_;
     PendingAnswers pending_{wake_};
 };
 

@@ -1,7 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "net/ClientAndPeer.h"
 #include "net/ClientSocket.h"
 #include "net/DatagramClientSocket.h"
@@ -93,7 +93,7 @@ TEST(ClientSocket, DoesNotAcceptBindOrListen) {
 
 TEST(ClientSocket, AStopEventEndsAConnectThatNobodyAnswers) {
     const FullBacklog full;
-    StopEvent stop;
+    Event stop;
     StreamClientSocket client(localAddress(full.port()), AF_INET);
     client.setInterrupt(&stop);
     BlockedCall connect([&] { return messageOf<ConnectException>([&] { client.connect(); }); });

@@ -6,7 +6,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "net/Poll.h"
 #include "support/Listener.h"
 #include "support_src/BlockedCall.h"
@@ -42,7 +42,7 @@ TEST(Poll, ADescriptorThatIsNotOpenFails) {
 }
 
 TEST(Poll, WithoutADescriptorItWaitsForTheTimeOrTheStopEvent) {
-    StopEvent stop;
+    Event stop;
     EXPECT_EQ(0, Poll::wait(-1, 0, 20, &stop));
     stop.set();
     EXPECT_EQ(-1, Poll::wait(-1, 0, 300'000, &stop));
@@ -51,7 +51,7 @@ TEST(Poll, WithoutADescriptorItWaitsForTheTimeOrTheStopEvent) {
 
 TEST(Poll, AStopEventGoesBeforeReadiness) {
     TcpPair pair;
-    StopEvent stop;
+    Event stop;
     stop.set();
     EXPECT_EQ(-1, Poll::wait(pair.client.fd(), POLLOUT, -1, &stop));
     EXPECT_EQ(EINTR, errno);

@@ -2,7 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "net/DescriptorLimit.h"
 #include "net/SocketInputStream.h"
 #include "support/Bytes.h"
@@ -226,7 +226,7 @@ TEST_F(SocketInputStreamTest, AssignmentWithoutDescriptorsIsAnError) {
 }
 
 TEST_F(SocketInputStreamTest, AStopEventEndsAWaitingRead) {
-    StopEvent stop;
+    Event stop;
     input.setInterrupt(&stop);
     BlockedCall read([&] { return messageOf<SocketException>([&] { input.read(); }); });
     EXPECT_FALSE(read.ended());
@@ -236,7 +236,7 @@ TEST_F(SocketInputStreamTest, AStopEventEndsAWaitingRead) {
 }
 
 TEST_F(SocketInputStreamTest, AStopEventEndsAReadThatHasATimeout) {
-    StopEvent stop;
+    Event stop;
     input.setInterrupt(&stop);
     input.setTimeout(300'000);
     BlockedCall read([&] { return messageOf<SocketException>([&] { readBlock(4); }); });
@@ -247,7 +247,7 @@ TEST_F(SocketInputStreamTest, AStopEventEndsAReadThatHasATimeout) {
 }
 
 TEST_F(SocketInputStreamTest, AStopEventGoesBeforeDataAndIsOverWhenCleared) {
-    StopEvent stop;
+    Event stop;
     input.setInterrupt(&stop);
     peer.sendAll("a");
     awaitBytes(1);

@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <thread>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "net/DescriptorLimit.h"
 #include "net/SendsNothing.h"
 #include "net/SocketOutputStream.h"
@@ -239,7 +239,7 @@ TEST_F(SocketOutputStreamTest, ErrorsAreTheSameWithoutWaiting) {
 }
 
 TEST_F(SocketOutputStreamTest, AStopEventEndsAWaitingWrite) {
-    StopEvent stop;
+    Event stop;
     output.setInterrupt(&stop);
     BlockedCall write(
         [&] { return messageOf<SocketException>([&] { output.write(manyBytes()); }); });

@@ -6,7 +6,7 @@
 #include <set>
 #include <unistd.h>
 
-#include "core/StopEvent.h"
+#include "core/Event.h"
 #include "net/ClientAndPeer.h"
 #include "net/DescriptorLimit.h"
 #include "net/Socket.h"
@@ -134,8 +134,8 @@ TEST(Socket, AssignmentClosesTheOldConnectionAndSharesTheNewOne) {
 TEST(Socket, AssignmentKeepsItsOwnTimeoutAndStopEvent) {
     ClientAndPeer old;
     ClientAndPeer next;
-    StopEvent own;
-    StopEvent others;
+    Event own;
+    Event others;
     old.client.setInterrupt(&own);
     next.client.setInterrupt(&others);
     old.client.getInputStream().setTimeout(77);
@@ -376,7 +376,7 @@ TEST(SocketSelect, WithoutATimeoutItWaitsForData) {
 
 TEST(SocketSelect, AStopEventEndsTheWaitWithAnEmptyReadList) {
     ClientAndPeer pair;
-    StopEvent stop;
+    Event stop;
     Sockets read{&pair.client};
     Sockets none;
     BlockedCall select([&] {
@@ -453,7 +453,7 @@ TEST(SocketHighDescriptors, ReadsAndWritesWaitForStopEventsAndTime) {
     const HighDescriptors high;
     ASSERT_TRUE(high.granted()) << "this test needs 2048 descriptors";
     ClientAndPeer pair;
-    StopEvent stop;
+    Event stop;
     ASSERT_LE(1024, stop.descriptor());
     const std::string many(std::size_t{32} * 1024 * 1024, 'x');
     pair.client.getOutputStream().setTimeout(50);

@@ -9,8 +9,8 @@
 #include <optional>
 #include <vector>
 
+#include "core/Event.h"
 #include "core/LogSource.h"
-#include "core/StopEvent.h"
 #include "net/ClientAndPeer.h"
 #include "net/FullBacklog.h"
 #include "support/Bytes.h"
@@ -156,7 +156,7 @@ TEST(TelnetConnect, ARefusalIsAnError) {
 
 TEST(TelnetConnect, AStopEventEndsAConnectThatNobodyAnswers) {
     const FullBacklog full;
-    StopEvent stop;
+    Event stop;
     Telnet telnet(localAddress(full.port()), LogSource::unlimited());
     telnet.setInterrupt(&stop);
     BlockedCall connect([&] { return messageOf<ConnectException>([&] { telnet.connect(); }); });
@@ -169,7 +169,7 @@ TEST(TelnetConnect, AStopEventEndsAConnectThatNobodyAnswers) {
 
 TEST(TelnetConnect, AStopEventEndsTheWaitForTheServersNegotiation) {
     Line line;
-    StopEvent stop;
+    Event stop;
     line.telnet->setInterrupt(&stop);
     BlockedCall connect(
         [&] { return messageOf<SocketException>([&] { line.telnet->connect(); }); });
@@ -788,7 +788,7 @@ TEST(TelnetOutput, AFlushThatFailedSendsNothingTwice) {
 // A server that never reads again holds the client no longer than until it is stopped.
 TEST(TelnetOutput, AStopEventEndsAFlushThatWaits) {
     Line line;
-    StopEvent stop;
+    Event stop;
     line.telnet->setInterrupt(&stop);
     line.agree();
     line.fill();

@@ -5,8 +5,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include "core/Event.h"
 #include "core/Exception.h"
-#include "core/StopEvent.h"
 #include "support/Deadline.h"
 #include "support/ProcInfo.h"
 #include "support/UniqueFd.h"
@@ -14,19 +14,19 @@
 namespace teskd::test {
 namespace {
 
-bool readable(const StopEvent& event, int milliseconds = 0) {
+bool readable(const Event& event, int milliseconds = 0) {
     pollfd wanted{event.descriptor(), POLLIN, 0};
     return ::poll(&wanted, 1, milliseconds) == 1 && (wanted.revents & POLLIN) != 0;
 }
 
-TEST(StopEvent, StartsClear) {
-    const StopEvent event;
+TEST(Event, StartsClear) {
+    const Event event;
     EXPECT_FALSE(event.isSet());
     EXPECT_FALSE(readable(event));
 }
 
-TEST(StopEvent, StaysSetUntilCleared) {
-    StopEvent event;
+TEST(Event, StaysSetUntilCleared) {
+    Event event;
     event.set();
     EXPECT_TRUE(event.isSet());
     EXPECT_TRUE(readable(event));
@@ -36,8 +36,8 @@ TEST(StopEvent, StaysSetUntilCleared) {
     EXPECT_FALSE(readable(event));
 }
 
-TEST(StopEvent, CanBeSetAgain) {
-    StopEvent event;
+TEST(Event, CanBeSetAgain) {
+    Event event;
     event.set();
     event.clear();
     event.set();
@@ -45,17 +45,17 @@ TEST(StopEvent, CanBeSetAgain) {
     EXPECT_TRUE(readable(event));
 }
 
-TEST(StopEvent, SettingItOftenNeverBlocks) {
-    StopEvent event;
+TEST(Event, SettingItOftenNeverBlocks) {
+    Event event;
     for (int i = 0; i < 100'000; ++i) event.set();
     EXPECT_TRUE(readable(event));
     event.clear();
     EXPECT_FALSE(readable(event));
 }
 
-TEST(StopEvent, OpenedWhenAwaitedItHasNoDescriptorBefore) {
+TEST(Event, OpenedWhenAwaitedItHasNoDescriptorBefore) {
     const std::size_t before = openDescriptors(::getpid());
-    StopEvent event(StopEvent::Opening::WHEN_AWAITED);
+    Event event(Event::Opening::WHEN_AWAITED);
     event.set();
     event.clear();
     EXPECT_EQ(before, openDescriptors(::getpid()));
@@ -67,16 +67,16 @@ TEST(StopEvent, OpenedWhenAwaitedItHasNoDescriptorBefore) {
     EXPECT_EQ(descriptor, event.descriptor());
 }
 
-TEST(StopEvent, OpenedWhenAwaitedItShowsWhatWasSetBefore) {
-    StopEvent event(StopEvent::Opening::WHEN_AWAITED);
+TEST(Event, OpenedWhenAwaitedItShowsWhatWasSetBefore) {
+    Event event(Event::Opening::WHEN_AWAITED);
     event.set();
     EXPECT_TRUE(readable(event));
     event.clear();
     EXPECT_FALSE(readable(event));
 }
 
-TEST(StopEvent, WakesEverybodyWhoPolls) {
-    StopEvent event;
+TEST(Event, WakesEverybodyWhoPolls) {
+    Event event;
     std::atomic<int> woken = 0;
     const auto pollLong = [&] {
         if (readable(event, static_cast<int>(kPatience.count()))) ++woken;
@@ -89,8 +89,8 @@ TEST(StopEvent, WakesEverybodyWhoPolls) {
     EXPECT_EQ(2, woken);
 }
 
-TEST(StopEvent, SettingAndClearingAtOnceLeavesFlagAndDescriptorInAgreement) {
-    StopEvent event;
+TEST(Event, SettingAndClearingAtOnceLeavesFlagAndDescriptorInAgreement) {
+    Event event;
     const Deadline enough(std::chrono::seconds(10));  // a busy machine gets through fewer rounds
     for (int round = 0; round < 3000 && !enough.passed(); ++round) {
         std::atomic<int> ready = 0;
@@ -110,21 +110,21 @@ TEST(StopEvent, SettingAndClearingAtOnceLeavesFlagAndDescriptorInAgreement) {
     }
 }
 
-TEST(StopEvent, GivesItsDescriptorsBack) {
+TEST(Event, GivesItsDescriptorsBack) {
     const std::size_t before = openDescriptors(::getpid());
-    { const StopEvent event; }
+    { const Event event; }
     EXPECT_EQ(before, openDescriptors(::getpid()));
 }
 
-TEST(StopEvent, OutOfDescriptorsIsAnIOException) {
-    EXPECT_NO_THROW(StopEvent());
+TEST(Event, OutOfDescriptorsIsAnIOException) {
+    EXPECT_NO_THROW(Event());
     rlimit limit{};
     ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &limit));
     const UniqueFd next(::dup(0));
     rlimit none = limit;
     none.rlim_cur = static_cast<rlim_t>(next.get());
     ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
-    EXPECT_THROW(StopEvent(), IOException);
+    EXPECT_THROW(Event(), IOException);
     ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 

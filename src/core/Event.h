@@ -9,23 +9,23 @@
 namespace teskd {
 
 // Once set, it stays set, and its descriptor readable, until it is cleared; every thread that polls
-// the descriptor wakes up. Uses an eventfd: unlike writing to a pipe, setting it needs no memory,
-// so no stop is lost.
+// the descriptor wakes up. It stops threads, or wakes one that has something to do. Uses an
+// eventfd: unlike writing to a pipe, setting it needs no memory, so it is never lost.
 //
 // The descriptor is opened by the constructor or, for an owner that may never wait, by the first
 // call of descriptor().
 //
-// Owner: the object whose threads it stops; must outlive everything that polls it.
-// Threads: every operation from any thread. Locks: its own, so that flag and descriptor change
-// together.
-class StopEvent {
+// Owner: the object whose threads wait for it, or that stops them; must outlive everything that
+// polls it. Threads: every operation from any thread. Locks: its own, so that flag and descriptor
+// change together.
+class Event {
   public:
     enum class Opening { NOW, WHEN_AWAITED };
 
     // @throws IOException when it is opened now and no descriptors are left
-    explicit StopEvent(Opening opening = Opening::NOW);
-    StopEvent(const StopEvent&) = delete;
-    StopEvent& operator=(const StopEvent&) = delete;
+    explicit Event(Opening opening = Opening::NOW);
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
 
     void set();
     void clear();
