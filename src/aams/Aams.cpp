@@ -26,10 +26,16 @@ constexpr const char* TOTAL_IN = "CNTTOTIN";
 constexpr const char* TOTAL_OUT = "CNTTOTOT";
 constexpr const char* CLOSED_GAMES = "CNTCL";
 
-// The report of this check repeats the reading and adds its time stamp.
-constexpr const char* COUNTER_WENT_BACK = "38";
-
 constexpr useconds_t RETRY_PAUSE = 500'000;  // microseconds
+
+aamsreply::Identity identity() {
+    return {ZqConfig::get_model(),
+            ZqConfig::get_sw_version(),
+            ZqConfig::get_sw_update(),
+            ZqConfig::get_manufacturer_id(),
+            ZqConfig::get_tesk_connection_type(),
+            ZqConfig::get_zq_connection_type()};
+}
 
 }  // namespace
 
@@ -104,12 +110,11 @@ void Aams::hasten_polling() {
 
 // Requests the parameters, and identifies the gateway when its software was updated.
 void Aams::announce() {
-    const PacketHandle<AamsPacketU2> question(new AamsPacketU2);
+    const PacketHandle<AamsPacketU2> question(new AamsPacketU2(aamsreply::address(mac())));
     send_notification(*question);
     if (!ZqConfig::is_sw_updated()) return;
-    const PacketHandle<AamsPacketU3> identification(new AamsPacketU3);
-    handle_identification(*identification);
-    send_notification(*identification);
+    const PacketHandle<AamsPacketU3> report(new AamsPacketU3(identification()));
+    send_notification(*report);
 }
 
 void Aams::send_notification(AamsPacketU& notification) {
@@ -162,31 +167,53 @@ void Aams::report_invalid_code(std::int32_t code_id) {
     codeLog_.standardError("Invalid request code id: ", std::to_string(code_id));
 }
 
+std::string Aams::mac() {
+    return ZqConfig::get_mac_string(ZqConfig::IDENTIFYING_INTERFACE);
+}
+
+aamsreply::Origin Aams::origin() {
+    return {mac(), ZqConfig::get_current_date_time()};
+}
+
+std::string Aams::identification() {
+    return aamsreply::or_failure(mac, "0A",
+                                 [] { return aamsreply::identification(origin(), identity()); });
+}
+
+std::string Aams::connected_list() const {
+    return aamsreply::connected_list(origin(), cache_, state_);
+}
+
 void Aams::handle_identification(AamsPacket& request) {
-    request.set_body(aamsreply::identification());
+    request.set_body(identification());
 }
 
 void Aams::handle_connected_list(AamsPacket& request) {
-    request.set_body(aamsreply::connected_list(cache_, state_));
+    request.set_body(connected_list());
 }
 
 void Aams::handle_slot_readings(AamsPacket& request) {
-    request.set_body(aamsreply::slot_readings(cache_, request.get_body()));
+    request.set_body(aamsreply::slot_readings(origin(), cache_, request.get_body()));
 }
 
 void Aams::handle_slot_errors(AamsPacket& request) {
-    request.set_body(aamsreply::slot_errors(cache_, request.get_body(), state_));
+    request.set_body(aamsreply::slot_errors(origin(), cache_, request.get_body(), state_));
 }
 
 void Aams::handle_get_external_parameters(AamsPacket& request) {
-    request.set_body(aamsreply::external_parameters(parameters()));
+    request.set_body(aamsreply::or_failure(
+        mac, "0F", [this] { return aamsreply::external_parameters(origin(), parameters()); }));
+}
+
+void Aams::handle_set_external_parameters(AamsPacket& request) {
+    const std::string text = request.get_body();
+    request.clear_body();
+    set_external_parameters(text);
 }
 
 // Parsing stops at the first bad field, and the fields before it take effect. The answer does not
 // report the error; the host sees the outcome when it requests the parameters.
-void Aams::handle_set_external_parameters(AamsPacket& request) {
-    const std::string body = request.get_body();
-    request.clear_body();
+void Aams::set_external_parameters(const std::string& text) {
     ExternalParameters changed;
     bool readable = true;
     bool same = false;
@@ -194,7 +221,7 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
         const SynchronizedLock lock(parametersLock_);
         const ExternalParameters before = parameters_;
         try {
-            parameters_.parse(body);
+            parameters_.parse(text);
         } catch (const Exception&) {
             readable = false;
         }
@@ -212,11 +239,16 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
 void Aams::handle_set_date_time(AamsPacket& request) {
     const std::string date = request.get_body();
     request.clear_body();
+    if (!set_date_time(date)) request.set_body(aamsreply::date_not_set(mac()));
+}
+
+bool Aams::set_date_time(const std::string& date) {
     try {
         ZqConfig::set_current_date_time(date, dateLog_);
+        return true;
     } catch (const Exception& e) {
-        request.set_body(aamsreply::date_not_set());
         dateLog_.warning("Unable to set date and time: %s", e.getMessage().c_str());
+        return false;
     }
 }
 
@@ -225,14 +257,13 @@ void Aams::packetCompleted(Packet* packet) {
     attempt("A reading was not checked", [this, &reading] { check_reading(*reading); });
 }
 
-void Aams::check_reading(TeskPacket& reading) {
-    const std::string context = text::format("%02d", static_cast<int>(reading.get_context()));
-    const std::string code = reading.get_code_id();
-    const std::string message = reading.to_string();
-    const std::list<std::string> errors = check_counters(reading);
-    const std::string stamp = ZqConfig::get_current_date_time();
-    cache_.add_reading(code, context, stamp, message, errors);
-    for (const std::string& error : errors) report_failed_check(context, error, stamp, message);
+void Aams::check_reading(const TeskPacket& answer) {
+    const AamsCache::Reading reading{text::format("%02d", static_cast<int>(answer.get_context())),
+                                     ZqConfig::get_current_date_time(), answer.to_string(),
+                                     check_counters(answer)};
+    cache_.add_reading(answer.get_code_id(), reading.context, reading.stamp, reading.message,
+                       reading.errors);
+    for (const std::string& error : reading.errors) report_failed_check(reading, error);
 }
 
 // The new counters are stored even when a check fails: the next reading is compared with this one.
@@ -262,16 +293,9 @@ ReadingCheck::Stored Aams::exchange_counters(const std::string& code,
     return before;
 }
 
-// Cuts the repeated message as the cache does, but does not read it from there: the cache may have
-// dropped it already to make room for other machines.
-void Aams::report_failed_check(const std::string& context, const std::string& error,
-                               const std::string& stamp, const std::string& message) {
-    const PacketHandle<AamsPacketU5> report(new AamsPacketU5);
-    std::string body = aamsreply::failed_check(context, error, message);
-    if (error == COUNTER_WENT_BACK) {
-        body += "-" + message.substr(0, AamsCache::LONGEST_MESSAGE) + "-" + stamp;
-    }
-    report->set_body(body);
+void Aams::report_failed_check(const AamsCache::Reading& reading, const std::string& error) {
+    const PacketHandle<AamsPacketU5> report(
+        new AamsPacketU5(aamsreply::failed_check(origin(), reading, error)));
     send_notification(*report);
 }
 

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "aams/AamsCache.h"
+#include "aams/AamsReply.h"
 #include "aams/ExternalParameters.h"
 #include "aams/ReadingCheck.h"
 #include "core/LogSource.h"
@@ -123,7 +124,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
         void packetError(Packet*, const Exception&) override {}
 
       private:
-        void apply(AamsPacket& answer);
+        void apply(const AamsPacket& answer);
 
         Aams& owner_;
     };
@@ -155,13 +156,23 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void handle_set_external_parameters(AamsPacket& request);
     void handle_set_date_time(AamsPacket& request);
 
-    void check_reading(TeskPacket& reading);
+    // The hardware address that identifies the gateway; with the time, what bodies are made of.
+    static std::string mac();
+    static aamsreply::Origin origin();
+    // Bodies that both a reply and a notification have.
+    static std::string identification();
+    std::string connected_list() const;
+    // What a request and the answer to a notification both do.
+    void set_external_parameters(const std::string& text);
+    // False when the clock could not be set; that is logged.
+    bool set_date_time(const std::string& date);
+
+    void check_reading(const TeskPacket& answer);
     // Runs the checks against the stored counters and stores the new ones.
     std::list<std::string> check_counters(const TeskPacket& reading);
     ReadingCheck::Stored exchange_counters(const std::string& code,
                                            const ReadingCheck::Stored& read);
-    void report_failed_check(const std::string& context, const std::string& error,
-                             const std::string& stamp, const std::string& message);
+    void report_failed_check(const AamsCache::Reading& reading, const std::string& error);
     void send_notification(AamsPacketU& notification);
 
     void report_invalid_code(std::int32_t code_id);

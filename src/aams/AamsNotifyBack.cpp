@@ -20,12 +20,13 @@ void Aams::AamsNotifyBack::packetCompleted(Packet* packet) {
     });
 }
 
-void Aams::AamsNotifyBack::apply(AamsPacket& answer) {
+void Aams::AamsNotifyBack::apply(const AamsPacket& answer) {
     switch (answer.get_code_id()) {
         case 1:
-            return owner_.handle_set_date_time(answer);
+            owner_.set_date_time(answer.get_body());
+            return;
         case 2:
-            owner_.handle_set_external_parameters(answer);
+            owner_.set_external_parameters(answer.get_body());
             return owner_.schedule_polling();
         case 3:
         case 4:

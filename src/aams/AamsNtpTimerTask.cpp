@@ -10,7 +10,7 @@ Aams::AamsNtpTimerTask::AamsNtpTimerTask(Aams& owner)
 
 void Aams::AamsNtpTimerTask::run() {
     asTimerWork([this] {
-        const PacketHandle<AamsPacketU1> question(new AamsPacketU1);
+        const PacketHandle<AamsPacketU1> question(new AamsPacketU1(aamsreply::address(mac())));
         owner_.send_notification(*question);
     });
 }

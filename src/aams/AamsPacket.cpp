@@ -12,10 +12,7 @@ AamsPacket::AamsPacket(std::int32_t code_id)
 
 void AamsPacket::read(InputStream& in) {
     DornPacket::read(in);
-    const aamspayload::Head head = aamspayload::parse(get_frame_body());
-    prefix_ = head.prefix;
-    code_id_ = head.code_id;
-    length_ = head.length;
+    code_id_ = aamspayload::code_id(get_frame_body());
 }
 
 void AamsPacket::offer_to_engine(PacketContainer& engine) {

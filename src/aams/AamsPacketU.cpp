@@ -1,6 +1,5 @@
 #include "aams/AamsPacketU.h"
 
-#include "aams/AamsReply.h"
 #include "aams/NotificationCounter.h"
 #include "packet/PacketContainer.h"
 
@@ -20,10 +19,6 @@ void AamsPacketU::send(PacketContainer& target) {
     const NotificationCounter::Value number = counter().next();
     set_identifiers(number.high, number.low);
     target.addPacket(this);
-}
-
-std::string AamsPacketU::mac_field() {
-    return aamsreply::mac_field();
 }
 
 }  // namespace teskd

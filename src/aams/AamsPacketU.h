@@ -5,8 +5,6 @@
 
 namespace teskd {
 
-class PacketContainer;
-
 // send() gives it a new pair of identifiers, by which its answer is matched.
 //
 // Owner: its references; the sender holds one until send() has returned. Threads: the sender's,
@@ -17,10 +15,9 @@ class AamsPacketU : public AamsPacket {
     virtual void send(PacketContainer& target);
 
   protected:
-    explicit AamsPacketU(std::int32_t code_id) : AamsPacket(code_id) {}
-
-    // "-" and the hardware address: the start of every body.
-    static std::string mac_field();
+    AamsPacketU(std::int32_t code_id, const std::string& body) : AamsPacket(code_id) {
+        AamsPacket::set_body(body);
+    }
 };
 
 }  // namespace teskd

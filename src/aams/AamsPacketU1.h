@@ -5,11 +5,12 @@
 
 namespace teskd {
 
-// Requests the date and time; the answer is handled like request 507.
+// Requests the date and time; the answer is handled like request 507. Its body is the hardware
+// address.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU1 : public AamsPacketU {
   public:
-    AamsPacketU1() : AamsPacketU(1) { AamsPacketU1::set_body(mac_field()); }
+    explicit AamsPacketU1(const std::string& body) : AamsPacketU(1, body) {}
 };
 
 }  // namespace teskd

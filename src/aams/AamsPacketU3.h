@@ -9,7 +9,7 @@ namespace teskd {
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU3 : public AamsPacketU {
   public:
-    AamsPacketU3() : AamsPacketU(3) {}
+    explicit AamsPacketU3(const std::string& body) : AamsPacketU(3, body) {}
 };
 
 }  // namespace teskd

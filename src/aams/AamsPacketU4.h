@@ -9,7 +9,7 @@ namespace teskd {
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU4 : public AamsPacketU {
   public:
-    AamsPacketU4() : AamsPacketU(4) {}
+    explicit AamsPacketU4(const std::string& body) : AamsPacketU(4, body) {}
 };
 
 }  // namespace teskd

@@ -5,11 +5,11 @@
 
 namespace teskd {
 
-// Reports one failed check of a counter reading; the engine sets the whole body.
+// Reports one failed check of a counter reading.
 // Threads and ownership: as AamsPacketU.
 class AamsPacketU5 : public AamsPacketU {
   public:
-    AamsPacketU5() : AamsPacketU(5) { AamsPacketU5::set_body(mac_field()); }
+    explicit AamsPacketU5(const std::string& body) : AamsPacketU(5, body) {}
 };
 
 }  // namespace teskd

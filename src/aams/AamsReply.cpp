@@ -2,97 +2,94 @@
 
 #include <vector>
 
-#include "aams/AamsCache.h"
-#include "config/ZqConfig.h"
+#include "aams/ReadingCheck.h"
 
 namespace teskd::aamsreply {
 
 namespace {
 
-constexpr const char* SUCCESS = "00";
-
 std::string field(const std::string& text) {
     return "-" + text;
 }
 
-std::string now_field() {
-    return field(ZqConfig::get_current_date_time());
-}
-
-std::string success() {
-    return mac_field() + field(SUCCESS);
+std::string success(const std::string& mac) {
+    return failure(mac, "00");
 }
 
 }  // namespace
 
-std::string mac_field() {
-    return field(ZqConfig::get_mac_string(ZqConfig::IDENTIFYING_INTERFACE));
+std::string address(const std::string& mac) {
+    return field(mac);
 }
 
-std::string failure(const char* code) {
-    return mac_field() + field(code);
+std::string failure(const std::string& mac, const char* code) {
+    return field(mac) + field(code);
 }
 
-std::string identification() {
-    return or_failure("0A", [] {
-        return success() + field(ZqConfig::get_model()) + field(ZqConfig::get_sw_version()) +
-               field(ZqConfig::get_sw_update()) + field(ZqConfig::get_manufacturer_id()) +
-               field(ZqConfig::get_tesk_connection_type()) +
-               field(ZqConfig::get_zq_connection_type()) + now_field();
-    });
+std::string identification(const Origin& origin, const Identity& identity) {
+    return success(origin.mac) + field(identity.model) + field(identity.sw_version) +
+           field(identity.sw_update) + field(identity.manufacturer_id) +
+           field(identity.tesk_connection_type) + field(identity.zq_connection_type) +
+           field(origin.now);
 }
 
-std::string connected_list(const AamsCache& cache, char state) {
+std::string connected_list(const Origin& origin, const AamsCache& cache, char state) {
     const auto codes = cache.codes();
-    if (codes.empty()) return failure("0B");
-    std::string body = success() + field(std::string(1, state));
+    if (codes.empty()) return failure(origin.mac, "0B");
+    std::string body = success(origin.mac) + field(std::string(1, state));
     for (const std::string& code : codes) {
         for (const AamsCache::Reading& reading : cache.newest(code, 1)) {
             body += field(reading.stamp) + field(reading.message);
         }
     }
-    return body + now_field();
+    return body + field(origin.now);
 }
 
-std::string slot_readings(const AamsCache& cache, const std::string& code) {
+std::string slot_readings(const Origin& origin, const AamsCache& cache, const std::string& code) {
     const std::vector<AamsCache::Reading> readings = cache.newest(code, AamsCache::MOST_READINGS);
-    if (readings.empty()) return failure("0C");
-    std::string body = success();
+    if (readings.empty()) return failure(origin.mac, "0C");
+    std::string body = success(origin.mac);
     for (const AamsCache::Reading& reading : readings) {
         body += field(reading.context) + field(reading.stamp) + field(reading.message);
     }
-    return body + now_field();
+    return body + field(origin.now);
 }
 
-std::string slot_errors(const AamsCache& cache, const std::string& code, char state) {
+std::string slot_errors(const Origin& origin, const AamsCache& cache, const std::string& code,
+                        char state) {
     std::vector<AamsCache::Reading> readings = cache.newest(code, 2);
-    if (readings.empty()) return failure("0C");
+    if (readings.empty()) return failure(origin.mac, "0C");
     readings.resize(2);  // a machine with one reading has empty texts for the one before
-    if (readings[0].errors.empty()) return failure("0E");
-    std::string body = success() + field(std::string(1, state));
+    if (readings[0].errors.empty()) return failure(origin.mac, "0E");
+    std::string body = success(origin.mac) + field(std::string(1, state));
     for (const std::string& error : readings[0].errors) body += field(error);
     for (const AamsCache::Reading& reading : readings) {
         body += field(reading.stamp) + field(reading.message);
     }
-    return body + now_field();
+    return body + field(origin.now);
 }
 
-std::string external_parameters(const ExternalParameters& parameters) {
-    return or_failure("0F",
-                      [&] { return success() + field(parameters.to_string()) + now_field(); });
+std::string external_parameters(const Origin& origin, const ExternalParameters& parameters) {
+    return success(origin.mac) + field(parameters.to_string()) + field(origin.now);
 }
 
-std::string date_not_set() {
-    return failure("FF");
+std::string date_not_set(const std::string& mac) {
+    return failure(mac, "FF");
 }
 
-std::string nobody_answered() {
-    return success() + field("4");
+std::string nobody_answered(const std::string& mac) {
+    return success(mac) + field("4");
 }
 
-std::string failed_check(const std::string& context, const std::string& error,
-                         const std::string& message) {
-    return mac_field() + field(context) + field(error) + field(message) + now_field();
+// The message is not read from the cache, which may have dropped it already to make room for other
+// machines.
+std::string failed_check(const Origin& origin, const AamsCache::Reading& reading,
+                         const std::string& error) {
+    const std::string body = field(origin.mac) + field(reading.context) + field(error) +
+                             field(reading.message) + field(origin.now);
+    if (error != ReadingCheck::COUNTER_WENT_BACK) return body;
+    return body + field(reading.message.substr(0, AamsCache::LONGEST_MESSAGE)) +
+           field(reading.stamp);
 }
 
 }  // namespace teskd::aamsreply

@@ -3,49 +3,65 @@
 
 #include <string>
 
+#include "aams/AamsCache.h"
 #include "aams/ExternalParameters.h"
 #include "core/Attempt.h"
 #include "core/Exception.h"
 
-namespace teskd {
+namespace teskd::aamsreply {
 
-class AamsCache;
+// Pure functions: they read neither the configuration nor a clock. Every body begins with "-" and
+// the hardware address; fields are joined by "-". The result code is "00" for success, otherwise
+// the one listed at each function.
 
-// Every body begins with "-" and the hardware address; fields are joined by "-". The result code is
-// "00" for success, otherwise the one listed at each function.
-namespace aamsreply {
+// Where and when a body is made.
+struct Origin {
+    std::string mac;  // the hardware address that identifies the gateway
+    std::string now;  // local time, "%y%m%d%H%M%S"
+};
 
-// "-" and the hardware address.
-std::string mac_field();
-// mac_field, "-" and the code.
-std::string failure(const char* code);
+// What tells gateways apart besides their addresses.
+struct Identity {
+    std::string model;
+    std::string sw_version;
+    std::string sw_update;  // stamp of the installed software
+    std::string manufacturer_id;
+    std::string tesk_connection_type;
+    std::string zq_connection_type;
+};
 
-// What build() returns, or the failure when it throws.
-template <class Build>
-std::string or_failure(const char* code, Build build) {
+// The hardware address alone: the body of notifications 1 and 2.
+std::string address(const std::string& mac);
+// The hardware address and the code.
+std::string failure(const std::string& mac, const char* code);
+
+// What build() returns, or the failure when it throws. mac() returns the hardware address.
+template <class Mac, class Build>
+std::string or_failure(Mac mac, const char* code, Build build) {
     std::string body;
-    attemptOr([&] { body = build(); }, [&](const Exception&) { body = failure(code); });
+    attemptOr([&] { body = build(); }, [&](const Exception&) { body = failure(mac(), code); });
     return body;
 }
 
-// 501: who this gateway is. "0A" when the configuration cannot be read.
-std::string identification();
-// 502: every machine's newest reading. "0B" when there is no machine.
-std::string connected_list(const AamsCache& cache, char state);
+// 501: who this gateway is; notification 3.
+std::string identification(const Origin& origin, const Identity& identity);
+// 502: every machine's newest reading; notification 4. "0B" when there is no machine.
+std::string connected_list(const Origin& origin, const AamsCache& cache, char state);
 // 503: a machine's readings. "0C" for a machine without any.
-std::string slot_readings(const AamsCache& cache, const std::string& code);
+std::string slot_readings(const Origin& origin, const AamsCache& cache, const std::string& code);
 // 504: the errors of a machine's newest reading. "0C" for an unknown machine, "0E" without errors.
-std::string slot_errors(const AamsCache& cache, const std::string& code, char state);
-// 505: the external parameters. "0F" when they cannot be read.
-std::string external_parameters(const ExternalParameters& parameters);
-// 507: the clock could not be set.
-std::string date_not_set();
+std::string slot_errors(const Origin& origin, const AamsCache& cache, const std::string& code,
+                        char state);
+// 505: the external parameters.
+std::string external_parameters(const Origin& origin, const ExternalParameters& parameters);
+// 507: "FF", the clock could not be set.
+std::string date_not_set(const std::string& mac);
 
 // Notification 4: no machine answered in a polling pass, which was not the first.
-std::string nobody_answered();
-// Notification 5: a failed check of a reading.
-std::string failed_check(const std::string& context, const std::string& error,
-                         const std::string& message);
+std::string nobody_answered(const std::string& mac);
+// Notification 5: a failed check of the reading. If a counter went back, the body also repeats the
+// message, cut as the cache cuts it, and the reading's time stamp.
+std::string failed_check(const Origin& origin, const AamsCache::Reading& reading,
+                         const std::string& error);
 
-}  // namespace aamsreply
-}  // namespace teskd
+}  // namespace teskd::aamsreply

@@ -145,14 +145,9 @@ std::optional<Aams::AamsTimerTask::Pass> Aams::AamsTimerTask::take_ended(std::ui
 }
 
 void Aams::AamsTimerTask::report_pass(bool answered) {
-    const PacketHandle<AamsPacketU4> report(new AamsPacketU4);
-    if (answered) {
-        owner_.handle_connected_list(*report);
-    } else if (owner_.parameters().invio_no_app_collegati) {
-        report->set_body(aamsreply::nobody_answered());
-    } else {
-        return;
-    }
+    if (!answered && !owner_.parameters().invio_no_app_collegati) return;
+    const PacketHandle<AamsPacketU4> report(
+        new AamsPacketU4(answered ? owner_.connected_list() : aamsreply::nobody_answered(mac())));
     owner_.send_notification(*report);
 }
 

@@ -49,9 +49,9 @@ std::list<std::string> ReadingCheck::errors(const Values& v, const Stored& store
     fails(v.item5 < 0, "35");
     fails(v.closedGames == 0 && !(v.item3 == v.totalIn && v.item4 == v.totalOut), "36");
     fails(v.closedGames > 0 && (v.item3 > v.totalIn || v.item4 > v.totalOut), "37");
-    fails(stored.totalIn > v.totalIn, "38");
-    fails(stored.totalOut > v.totalOut, "38");
-    fails(stored.closedGames > v.closedGames, "38");
+    fails(stored.totalIn > v.totalIn, COUNTER_WENT_BACK);
+    fails(stored.totalOut > v.totalOut, COUNTER_WENT_BACK);
+    fails(stored.closedGames > v.closedGames, COUNTER_WENT_BACK);
     if (with_trailer) return errors;
     fails(!isStep(v.item3), "39");
     fails(!isStep(v.totalIn), "40");

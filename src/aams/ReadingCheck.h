@@ -26,6 +26,9 @@ class ReadingCheck {
         std::int32_t closedGames;
     };
 
+    // The code of the checks that compare a counter with that of the reading before.
+    static constexpr const char* COUNTER_WENT_BACK = "38";
+
     // Nothing when the message body has fewer than six fields.
     static std::optional<Values> parse(std::string_view body);
 

@@ -148,44 +148,39 @@ TEST(AamsPacket, GoesToTheEngineAndNowhereElse) {
     engine.aams.removePacket(packet.pointer());
 }
 
-TEST(AamsPacketU, AsksForDateAndParametersWithTheHardwareAddress) {
-    const EngineConfig config(0);
-    AamsPacketU1 date;
+TEST(AamsPacketU, HasItsCodeAndItsBodyFromTheStart) {
+    AamsPacketU1 date("-001122AABBCC");
     EXPECT_BYTES(bytes("00 00 00 15") + "001-0015-001122AABBCC", frameOf(date).body);
     EXPECT_EQ(1, date.get_code_id());
-    AamsPacketU2 parameters;
+    AamsPacketU2 parameters("-001122AABBCC");
     EXPECT_BYTES(bytes("00 00 00 15") + "002-0015-001122AABBCC", frameOf(parameters).body);
     EXPECT_EQ(2, parameters.get_code_id());
-    AamsPacketU5 check;
-    EXPECT_BYTES(bytes("00 00 00 15") + "005-0015-001122AABBCC", frameOf(check).body);
+    AamsPacketU3 identification("-3");
+    EXPECT_BYTES(bytes("00 00 00 0A") + "003-000A-3", frameOf(identification).body);
+    EXPECT_EQ(3, identification.get_code_id());
+    AamsPacketU4 pass("-4");
+    EXPECT_BYTES(bytes("00 00 00 0A") + "004-000A-4", frameOf(pass).body);
+    EXPECT_EQ(4, pass.get_code_id());
+    AamsPacketU5 check("-5");
+    EXPECT_BYTES(bytes("00 00 00 0A") + "005-000A-5", frameOf(check).body);
     EXPECT_EQ(5, check.get_code_id());
 }
 
-TEST(AamsPacketU, TheOthersHaveNoBodyAtFirst) {
-    AamsPacketU3 identification;
-    EXPECT_BYTES("", frameOf(identification).body);
-    EXPECT_EQ(3, identification.get_code_id());
-    AamsPacketU4 pass;
-    EXPECT_BYTES("", frameOf(pass).body);
-    EXPECT_EQ(4, pass.get_code_id());
-}
-
 TEST(AamsPacketU, AnEmptyBodyLeavesTheHeadAlone) {
-    AamsPacketU1 packet;
-    packet.set_body("");
+    AamsPacketU1 packet("");
     EXPECT_BYTES(bytes("00 00 00 08") + "001-0008", frameOf(packet).body);
 }
 
 TEST(AamsPacketU, IsARegularFrameOfTheAamsType) {
-    AamsPacketU2 packet;
+    AamsPacketU2 packet("-001122AABBCC");
     EXPECT_EQ(0x81, frameOf(packet).kind);
     EXPECT_EQ(0xFE, frameOf(packet).type);
 }
 
 TEST(AamsPacketU, SendNumbersThePacketAndQueuesIt) {
     PacketContainer target;
-    const PacketHandle<AamsPacketU1> first(new AamsPacketU1);
-    const PacketHandle<AamsPacketU4> second(new AamsPacketU4);
+    const PacketHandle<AamsPacketU1> first(new AamsPacketU1("-001122AABBCC"));
+    const PacketHandle<AamsPacketU4> second(new AamsPacketU4("-4"));
     first->send(target);
     second->send(target);
     EXPECT_EQ(first.pointer(), target.nextPacket().pointer());
@@ -209,7 +204,7 @@ TEST(AamsPacketUDeathTest, TheFirstNotificationsAreNumberedOneAndTwo) {
     const auto sendTwo = [] {
         PacketContainer target;
         for (int n = 1; n <= 2; ++n) {
-            const PacketHandle<AamsPacketU1> packet(new AamsPacketU1);
+            const PacketHandle<AamsPacketU1> packet(new AamsPacketU1("-001122AABBCC"));
             packet->send(target);
             const Frame frame = frameOf(*packet);
             std::fprintf(stderr, "(%u, %u)", frame.identifierA, frame.identifierB);
