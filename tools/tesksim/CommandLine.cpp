@@ -67,7 +67,7 @@ void CommandLine::declare(CLI::App& app) {
             ->check(CLI::ExistingFile);
     app.add_option("--seed", seed, "Seed of the random numbers; default that of the scenario")
         ->check(CLI::Range(std::numeric_limits<std::uint32_t>::max()));
-    app.add_flag("-l,--live", live, "Show requests and answers");
+    app.add_flag("-l,--live", live, "Show requests, answers and faults");
     app.add_option("-m,--machines", machines, "Number of slot machines")
         ->check(CLI::Range(1, kMostMachines))
         ->excludes(file)

@@ -77,7 +77,7 @@ std::string describe(Machine& machine) {
     std::ostringstream text;
     text << (machine.isRunning() ? "running" : "stopped") << " port=" << machine.port()
          << " code-id=" << machine.codeId()
-         << (machine.journal().isConnected() ? " connected" : " alone")
+         << (machine.journal().isConnected() ? " connected" : " not connected")
          << " requests=" << machine.journal().requestCount()
          << " acknowledged=" << machine.journal().acknowledgementCount();
     return text.str();

@@ -1,6 +1,6 @@
 // What a simulated machine does wrong. A default value does nothing wrong.
 //
-// Ownership: plain values. Threads: no state. Errors: none.
+// Ownership: plain values. Threads: no state. Errors: nothing throws.
 
 #pragma once
 
@@ -31,5 +31,9 @@ struct Faults {
     bool refuse = false;                           // nobody listens on the port
     bool deaf = false;                             // nothing is read any more
 };
+
+// All of them in the words of the console, for example "silent, slow 500"; "none" if there are
+// none.
+std::string describe(const Faults& faults);
 
 }  // namespace tesksim

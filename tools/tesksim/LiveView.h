@@ -1,7 +1,7 @@
-// Shows requests and answers live: plain lines, or on a terminal a table of the machines with the
-// latest lines below it.
+// Shows requests, answers and changes of faults live: plain lines, or on a terminal a table of the
+// machines with the latest lines below it.
 //
-// Ownership: borrows the machines' names, which it copies. Threads: events may come from any
+// Ownership: the output stream is the caller's. Threads: every operation may be called from any
 // thread; one lock guards everything. Errors: nothing throws.
 
 #pragma once
@@ -22,19 +22,25 @@ class LiveView {
     // `out` must outlive the view.
     LiveView(std::ostream& out, bool onTerminal, std::vector<std::string> names);
 
-    // Machines are numbered from 1.
-    void show(std::size_t machine, Machine::Event event, const std::string& bytes);
+    // Where each machine is reached, for example "port 2100", in the order of their numbers.
+    void setEndpoints(const std::vector<std::string>& endpoints);
+    // Machines are numbered from 1; `text` is that of Machine::Observer.
+    void show(std::size_t machine, Machine::Event event, const std::string& text);
 
   private:
     struct Row {
         std::string name;
+        std::string endpoint{};
+        std::string faults = "none";
         bool connected = false;
         std::size_t asked = 0;
         std::size_t answered = 0;
     };
 
-    void count(Row& row, Machine::Event event) const;
+    void update(Row& row, Machine::Event event, const std::string& text) const;
     void redraw() const;
+    void drawRow(std::size_t number, int endpointWidth) const;
+    int endpointWidth() const;
 
     std::ostream& out_;
     const bool onTerminal_;

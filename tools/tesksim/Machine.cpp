@@ -65,12 +65,19 @@ std::string Machine::codeId() const {
 }
 
 void Machine::setFaults(const Faults& faults, std::size_t answers) {
+    Faults before;
     {
         const std::lock_guard lock(mutex_);
-        faults_ = faults;
+        before = std::exchange(faults_, faults);
         faultsLeft_ = answers;
     }
     wakeUp(wake_);
+    tellFaults(before, faults);
+}
+
+void Machine::tellFaults(const Faults& before, const Faults& after) const {
+    const std::string text = describe(after);
+    if (text != describe(before)) tell(Event::FaultsChanged, text);
 }
 
 Faults Machine::faults() const {
@@ -78,18 +85,20 @@ Faults Machine::faults() const {
     return faults_;
 }
 
-// The faults for the next answer, to a message with this ID; counts the limited ones down.
+// The faults for the answer to a message with this ID; counts down those that are limited.
 Faults Machine::takeFaults(int id) {
-    const std::lock_guard lock(mutex_);
-    Faults result = faults_;
-    if (result.onlyFor != 0 && result.onlyFor != id) return {};
-    if (faultsLeft_ > 0 && --faultsLeft_ == 0) {
-        faults_ = Faults{};
-        faults_.negotiation = result.negotiation;
-        faults_.refuse = result.refuse;
-        faults_.deaf = result.deaf;
-    }
-    return result;
+    std::unique_lock lock(mutex_);
+    const Faults taken = faults_;
+    if (taken.onlyFor != 0 && taken.onlyFor != id) return {};
+    if (faultsLeft_ == 0 || --faultsLeft_ > 0) return taken;
+    faults_ = Faults{};
+    faults_.negotiation = taken.negotiation;
+    faults_.refuse = taken.refuse;
+    faults_.deaf = taken.deaf;
+    const Faults left = faults_;
+    lock.unlock();
+    tellFaults(taken, left);
+    return taken;
 }
 
 void Machine::inject(std::string_view bytes) {
@@ -134,8 +143,8 @@ void Machine::run() {
     }
 }
 
-void Machine::tell(Event event, const std::string& bytes) const {
-    if (options_.observer) options_.observer(event, bytes);
+void Machine::tell(Event event, const std::string& text) const {
+    if (options_.observer) options_.observer(event, text);
 }
 
 void Machine::acceptOne() {

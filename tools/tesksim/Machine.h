@@ -33,10 +33,10 @@ class Session;
 
 class Machine {
   public:
-    // Repeated: an answer was sent once more, unasked.
-    enum class Event { Connected, Disconnected, Asked, Answered, Repeated };
-    // What happened, with the message's bytes when it was a message.
-    using Observer = std::function<void(Event, const std::string& bytes)>;
+    // Repeated: an answer was sent a second time, unsolicited.
+    enum class Event { Connected, Disconnected, Asked, Answered, Repeated, FaultsChanged };
+    // Gets the bytes of a message, the description of changed faults, or an empty text.
+    using Observer = std::function<void(Event, const std::string& text)>;
 
     struct Options {
         std::string codeId = "ZA000000001";
@@ -44,7 +44,8 @@ class Machine {
         std::string tty{};       // when set: speak on this tty, without telnet, not on TCP
         SerialLine line{};       // setting of the tty
         std::string ptyLink{};  // when set: speak on a pseudo-terminal, whose far end has this name
-        Observer observer{};    // sees every message on the machine's own thread
+        // Called on the machine's own thread; for FaultsChanged also on the caller's.
+        Observer observer{};
         std::string greeting{};  // sent first on every connection, exactly as it is
     };
 
@@ -95,9 +96,11 @@ class Machine {
     void dropOrders();
     void updateListener();
     Faults takeFaults(int id);
+    // Tells the observer if their description has changed.
+    void tellFaults(const Faults& before, const Faults& after) const;
     bool isStopping() const;
     bool isOnTcp() const { return options_.tty.empty() && options_.ptyLink.empty(); }
-    void tell(Event event, const std::string& bytes = {}) const;
+    void tell(Event event, const std::string& text = {}) const;
 
     const Options options_;
     std::uint16_t port_ = 0;

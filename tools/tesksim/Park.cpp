@@ -61,8 +61,8 @@ void Park::add(const MachineScenario& scenario, std::uint32_t seed, const Watche
     Machine::Options options = scenario.options;
     const std::size_t number = machines_.size() + 1;
     if (watcher) {
-        options.observer = [watcher, number](Machine::Event event, const std::string& bytes) {
-            watcher(number, event, bytes);
+        options.observer = [watcher, number](Machine::Event event, const std::string& text) {
+            watcher(number, event, text);
         };
     }
     machines_.push_back(std::make_unique<Machine>(options));

@@ -22,7 +22,7 @@ class Park {
     using Milliseconds = std::chrono::milliseconds;
     // Numbered from 1.
     using Watcher =
-        std::function<void(std::size_t machine, Machine::Event, const std::string& bytes)>;
+        std::function<void(std::size_t machine, Machine::Event, const std::string& text)>;
 
     Park(const Scenario& scenario, const Watcher& watcher);
     Park(const Park&) = delete;

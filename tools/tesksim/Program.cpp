@@ -32,10 +32,19 @@ std::vector<std::string> namesOf(const Scenario& scenario) {
     return names;
 }
 
+std::vector<std::string> endpointsOf(const Console::Machines& machines) {
+    std::vector<std::string> endpoints;
+    for (const auto& machine : machines) {
+        const std::string tty = machine->tty();
+        endpoints.push_back(tty.empty() ? "port " + std::to_string(machine->port()) : "tty " + tty);
+    }
+    return endpoints;
+}
+
 Park::Watcher watcherFor(LiveView& view, bool live) {
     if (!live) return {};
-    return [&view](std::size_t machine, Machine::Event event, const std::string& bytes) {
-        view.show(machine, event, bytes);
+    return [&view](std::size_t machine, Machine::Event event, const std::string& text) {
+        view.show(machine, event, text);
     };
 }
 
@@ -54,10 +63,12 @@ void Program::prepare() {
     for (const auto& machine : park_.machines()) {
         if (!machine->tty().empty()) requireTty(machine->tty());
     }
+    const std::vector<std::string> endpoints = endpointsOf(park_.machines());
+    view_.setEndpoints(endpoints);
     park_.start();
     for (const std::size_t number : commandLine_.silent) begin("silent " + std::to_string(number));
     for (const std::string& line : commandLine_.commands) begin(line);
-    reportEndpoints();
+    reportEndpoints(endpoints);
 }
 
 void Program::run() {
@@ -72,18 +83,12 @@ void Program::run() {
     }
 }
 
-void Program::reportEndpoints() {
+void Program::reportEndpoints(const std::vector<std::string>& endpoints) {
     std::vector<std::uint16_t> ports;
     for (const auto& machine : park_.machines()) ports.push_back(machine->port());
     if (!commandLine_.portFile.empty()) writePortFile(commandLine_.portFile, ports);
-    for (std::size_t i = 0; i < ports.size(); ++i) {
-        const std::string tty = park_.machines()[i]->tty();
-        std::cout << "machine " << i + 1;
-        if (tty.empty()) {
-            std::cout << " port " << ports[i] << '\n';
-        } else {
-            std::cout << " tty " << tty << '\n';
-        }
+    for (std::size_t i = 0; i < endpoints.size(); ++i) {
+        std::cout << "machine " << i + 1 << ' ' << endpoints[i] << '\n';
     }
     std::cout.flush();
 }

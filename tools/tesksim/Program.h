@@ -7,6 +7,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "common/UniqueFd.h"
 #include "tesksim/CommandLine.h"
@@ -26,7 +27,7 @@ class Program {
     Program(const CommandLine& commandLine, const Scenario& scenario);
 
     void prepare();
-    void reportEndpoints();
+    void reportEndpoints(const std::vector<std::string>& endpoints);
     void begin(const std::string& line);
     void obey(const std::string& line);
     // Executes the complete lines that have been read.

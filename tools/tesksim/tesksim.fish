@@ -3,7 +3,7 @@
 complete -c tesksim -f
 complete -c tesksim -l scenario -r -F -d "File that describes the machines"
 complete -c tesksim -l seed -x -d "Seed of the random numbers"
-complete -c tesksim -s l -l live -d "Show requests and answers"
+complete -c tesksim -s l -l live -d "Show requests, answers and faults"
 complete -c tesksim -s m -l machines -x -d "Number of slot machines"
 complete -c tesksim -s c -l code-id -x -d "Start of the CodeIds of the machines"
 complete -c tesksim -s f -l port-file -r -F -d "File for the TCP ports chosen"

@@ -4,7 +4,7 @@
 _arguments \
     '--scenario[file that describes the machines]:file:_files' \
     '--seed[seed of the random numbers]:number:' \
-    {-l,--live}'[show requests and answers]' \
+    {-l,--live}'[show requests, answers and faults]' \
     {-m,--machines}'[number of slot machines]:number:' \
     {-c,--code-id}'[start of the CodeIds of the machines]:text:' \
     {-f,--port-file}'[file for the TCP ports chosen]:file:_files' \

@@ -70,22 +70,54 @@ TEST(ParkSerialLine, IsSetOnTheDeviceThatAMachineSpeaksOn) {
     EXPECT_EQ(0U, settings.c_lflag & (ECHO | ICANON));
 }
 
+std::string withoutTimes(const std::string& text) {
+    return std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2} "), "");
+}
+
 TEST(ParkLiveView, ATerminalShowsTheMachinesAboveTheLatestMessages) {
     std::ostringstream out;
     tesksim::LiveView view(out, true, {"ZA000000001", "ZB000000002"});
+    view.setEndpoints({"port 2100", "tty /dev/ttyS0"});
     view.show(2, tesksim::Machine::Event::Connected, "");
+    view.show(1, tesksim::Machine::Event::FaultsChanged, "silent, slow 500");
     out.str("");
     view.show(2, tesksim::Machine::Event::Asked, "113~0008\a");
-    const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2} ");
     EXPECT_EQ(
         "\x1B[H\x1B[2J"
-        "machine     line        received answered\n"
-        "ZA000000001 alone              0        0\n"
-        "ZB000000002 connected          1        0\n"
+        "no machine     endpoint       line           received answered  fault\n"
+        " 1 ZA000000001 port 2100      not connected         0        0  silent, slow 500\n"
+        " 2 ZB000000002 tty /dev/ttyS0 connected             1        0  none\n"
         "\n"
-        "ZB000000002 connected\n"
-        "ZB000000002 <- 113~0008\\x07\n",
-        std::regex_replace(out.str(), time, ""));
+        "2 ZB000000002 connected\n"
+        "1 ZA000000001 fault: silent, slow 500\n"
+        "2 ZB000000002 <- 113~0008\\x07\n",
+        withoutTimes(out.str()));
+}
+
+TEST(ParkLiveView, ShowsThatAFaultHasEnded) {
+    std::ostringstream out;
+    tesksim::LiveView view(out, false, {"ZA000000001"});
+    view.show(1, tesksim::Machine::Event::FaultsChanged, "deaf");
+    view.show(1, tesksim::Machine::Event::FaultsChanged, "none");
+    EXPECT_EQ("1 ZA000000001 fault: deaf\n1 ZA000000001 fault: none\n", withoutTimes(out.str()));
+}
+
+TEST(ParkFaults, AreDescribedInTheWordsOfTheConsole) {
+    using namespace std::chrono_literals;
+    EXPECT_EQ("none", tesksim::describe({}));
+    EXPECT_EQ("silent", tesksim::describe({.silent = true}));
+    EXPECT_EQ(
+        "slow 500, dribble 20, length -3, cut 0",
+        tesksim::describe({.delay = 500ms, .dribble = 20ms, .lengthError = -3, .closeAfter = 0}));
+    EXPECT_EQ("garbage, repeat 0, only for 118",
+              tesksim::describe({.onlyFor = 118, .garbageAfter = "x", .repeatAfter = 0ms}));
+    EXPECT_EQ("garbage, refuses telnet options, refuse, deaf",
+              tesksim::describe({.garbageBefore = "x",
+                                 .negotiation = tesksim::Negotiation::Refuse,
+                                 .refuse = true,
+                                 .deaf = true}));
+    EXPECT_EQ("ignores telnet options",
+              tesksim::describe({.negotiation = tesksim::Negotiation::Mute}));
 }
 
 }  // namespace

@@ -58,14 +58,29 @@ TEST(TesksimProgram, ShowsWhatIsAskedAndAnsweredInPlainLines) {
     expectCleanEnd(program, SIGINT);
     const std::string lines = withoutTimes(program.standardOutput());
     EXPECT_EQ(
-        "<time> ZA000000001 connected\n"
-        "<time> ZA000000001 <- 113~0008\n"
-        "<time> ZA000000001 -> " +
+        "<time> 1 ZA000000001 connected\n"
+        "<time> 1 ZA000000001 <- 113~0008\n"
+        "<time> 1 ZA000000001 -> " +
             std::string(kAnswer) +
             "\n"
-            "<time> ZA000000001 <- 150~000C~113\n"
-            "<time> ZA000000001 disconnected\n",
+            "<time> 1 ZA000000001 <- 150~000C~113\n"
+            "<time> 1 ZA000000001 disconnected\n",
         lines.substr(lines.find('\n') + 1));
+}
+
+// The faults that the command line, the scenario and the number of answers switch on and off.
+TEST(TesksimProgram, ShowsTheFaultsOfEachMachineAndTheirEnd) {
+    const TempDir directory;
+    const std::string file = directory / "scenario.json";
+    writeFile(file, R"({"machines": [{}, {"faults": [{"at_ms": 1, "delay_ms": 100}]}]})");
+    ChildProcess program(
+        tesksim({"--live", "--scenario", file, "--command", "cut 1 5", "--command", "ok 1"}));
+    EXPECT_TRUE(prints(program, "fault: slow 100\n"));
+    expectCleanEnd(program, SIGTERM);
+    const std::string lines = withoutTimes(program.standardOutput());
+    EXPECT_THAT(lines, HasSubstr("<time> 1 ZA000000001 fault: cut 5\nok\n"
+                                 "<time> 1 ZA000000001 fault: none\nok\n"));
+    EXPECT_THAT(lines, HasSubstr("<time> 2 ZA000000001 fault: slow 100\n"));
 }
 
 TEST(TesksimProgram, SpeaksOnAPseudoTerminalUnderANameOfOurChoice) {
