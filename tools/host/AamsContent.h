@@ -1,4 +1,4 @@
-// An AAMS answer or notification of the daemon, taken apart: fields by name and counter readings.
+// A decoded AAMS answer or notification of the daemon: named fields and counter readings.
 //
 // Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
 
@@ -14,7 +14,7 @@
 namespace teskhost {
 
 struct AamsReading {
-    std::string context{};  // empty where the message does not tell it
+    std::string context{};  // empty if the message has none
     std::string stamp{};
     TeskText message{};
 };

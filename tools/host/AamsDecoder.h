@@ -1,4 +1,4 @@
-// Takes one AAMS message apart, field by field; the work behind AamsContent::decode.
+// Decodes one AAMS message field by field; implements AamsContent::decode.
 //
 // Ownership: refers to a message of the caller's, which must outlive it.
 // Threads: one user at a time. Errors: run() throws DecodeError.
@@ -16,7 +16,7 @@ class AamsDecoder {
   public:
     explicit AamsDecoder(const AamsMessage& message);
 
-    // To be called once.
+    // May be called once only.
     AamsContent run();
 
   private:
@@ -28,7 +28,7 @@ class AamsDecoder {
     void parameters();
     void failedCheck();
 
-    // Each takes the next field, unless the text is given.
+    // These add the next field, or the given text.
     void addText(const char* name, const char* key) { addText(name, key, reader_.field()); }
     void addText(const char* name, const char* key, const std::string& text);
     void addNumber(const char* name, const char* key);
@@ -36,7 +36,7 @@ class AamsDecoder {
     void addFlag(const char* name, const char* key, const std::string& text);
     void addStamp(const char* name, const char* key) { addStamp(name, key, reader_.field()); }
     void addStamp(const char* name, const char* key, const std::string& text);
-    // `words` is what the code means.
+    // `words` is the meaning of the code.
     void addCode(const char* name, const char* key, const std::string& code,
                  const std::string& words);
     void addState();
@@ -44,7 +44,7 @@ class AamsDecoder {
     void addAnswered() { addStamp("time of the answer", "answered"); }
     // False when the message reports a failure, and so has no more fields.
     bool addResult();
-    // A time and a machine's message; nothing when both are empty.
+    // Adds a time and a machine's message, unless both are empty.
     void addReading(const std::string& context);
 
     AamsReader reader_;

@@ -45,7 +45,7 @@ AamsMessage AamsMessage::decode(std::string_view data) {
     const std::string_view rest = in.rest();
     const std::size_t digits = std::min(rest.find('-'), rest.size());
     if (number(rest.substr(0, digits), 16) != size) throw DecodeError("two lengths that differ");
-    // The length's own digits count as four, also when it needs more.
+    // The length counts its own digits as four, even if there are more.
     const std::string_view body = rest.substr(digits);
     if (body.size() + kHeadSize != size) throw DecodeError("an AAMS message of a wrong length");
     return {static_cast<int>(code), std::string(body)};

@@ -1,4 +1,4 @@
-// What an AAMS frame carries: a code id, a length and a text.
+// The body of an AAMS frame: a code id, a length and a text.
 //
 // Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
 
@@ -15,7 +15,7 @@ class AamsMessage {
     AamsMessage(int code, std::string body) : code_(code), body_(std::move(body)) {}
 
     std::string encode() const;
-    // Takes exactly one message; its length fields must be right.
+    // Decodes exactly one message, with correct length fields.
     static AamsMessage decode(std::string_view data);
 
     int code() const { return code_; }

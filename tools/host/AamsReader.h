@@ -1,7 +1,7 @@
-// Takes an AAMS text apart: fields between "-", among them whole messages of slot machines, which
-// may hold any character and say their size themselves.
+// Splits an AAMS text into its fields, separated by "-". Some are complete messages of slot
+// machines, which may contain any character and have a length field.
 //
-// Ownership: refers to a text of the caller's, which must outlive it. Threads: one user at a time.
+// Ownership: refers to the caller's text, which must outlive it. Threads: one user at a time.
 // Errors: DecodeError when there is no further field.
 
 #pragma once
@@ -19,9 +19,9 @@ class AamsReader {
     bool atEnd() const { return rest_.empty(); }
     // Up to the next "-" or the end.
     std::string field();
-    // The field that field() would give.
+    // The next field, which is not consumed.
     std::string peek() const { return AamsReader(*this).field(); }
-    // A machine's message; empty when an empty field stands in its place.
+    // The next field as a machine's message; empty if the field is empty.
     std::string message();
 
   private:

@@ -1,7 +1,7 @@
-// What the codes in AAMS messages mean, in words.
+// The meanings of the codes in AAMS messages.
 //
-// Ownership: plain values. Threads: no state. Errors: nothing throws; a code that is not known is
-// called so.
+// Ownership: plain values. Threads: no state. Errors: nothing throws; an unknown code is described
+// as such.
 
 #pragma once
 
@@ -9,11 +9,11 @@
 
 namespace teskhost::aamswords {
 
-// Code ids: requests from 501 on, notifications from 1 on.
+// A code id: a request (501 and above) or a notification (1 and above).
 std::string message(int code);
-// "00" and the failures.
+// The result of a request: "00", or a failure.
 std::string result(const std::string& code);
-// The checks of a counter reading, "31" and following.
+// A check of a counter reading: "31" and above.
 std::string check(const std::string& code);
 // The state of the polling.
 std::string state(const std::string& character);

@@ -30,7 +30,7 @@ std::string twoDigits(unsigned number) {
     return number < 10 ? std::string("0").append(digits) : digits;
 }
 
-// The page's head stands before its first line only, an entry's name before its first value.
+// Only the first line has the page's head, and only the first value of an entry its name.
 void addEntry(Table& table, Table::Row& head, const TimesAnswer::Entry& entry) {
     if (entry.values.empty()) {
         table.add(joined(head, {entry.name}));

@@ -21,13 +21,12 @@ namespace teskhost {
 // One line for every answer.
 Table tableOf(const std::vector<CountersAnswer>& answers);
 Table tableOf(const std::vector<ValueAnswer>& answers);
-// What stands at the head of a page.
+// The head of a page.
 Table tableOf(const ListAnswer& page);
-// One line for every value, of the first entries only when there are more than `most`.
+// One line for every value; only the first `most` entries.
 Table entriesOf(const ListAnswer& page, std::size_t most);
 Table entriesOf(const std::vector<TimesAnswer>& pages);
-// Adds a line for every time: entry, time and digit behind the head, which stands in the first line
-// only.
+// Adds a line for every time: the head, in the first line only, then entry, time and digit.
 void addEntries(Table& table, Table::Row head, const TimesAnswer& page);
 Table tableOf(const MessageAnswer& answer);
 Table tableOf(const VersionAnswer& answer);

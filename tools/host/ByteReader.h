@@ -1,7 +1,7 @@
-// Takes a binary body apart from front to back. Numbers are big-endian.
+// Reads a binary body from front to back. Numbers are big-endian.
 //
-// Ownership: refers to bytes of the caller's, which must outlive it. Threads: one user at a time.
-// Errors: DecodeError when fewer bytes are left than asked for.
+// Ownership: refers to the caller's bytes, which must outlive it. Threads: one user at a time.
+// Errors: DecodeError if fewer bytes are left than requested.
 
 #pragma once
 
@@ -21,12 +21,12 @@ class ByteReader {
     std::uint32_t number32();
     std::int32_t signed32();
     std::string_view bytes(std::size_t count);
-    // A text field of a fixed size, without the zero bytes that fill it.
+    // A text field of a fixed size, without its padding of zero bytes.
     std::string text(std::size_t size);
     std::string_view rest() { return bytes(data_.size()); }
 
     std::size_t left() const { return data_.size(); }
-    // Throws when something is left.
+    // @throws DecodeError if bytes are left
     void expectEnd() const;
 
   private:

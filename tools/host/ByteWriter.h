@@ -1,4 +1,4 @@
-// Puts a binary body together from front to back. Numbers are big-endian.
+// Writes a binary body from front to back. Numbers are big-endian.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
 
@@ -17,7 +17,7 @@ class ByteWriter {
     ByteWriter& number16(std::uint16_t value);
     ByteWriter& number32(std::uint32_t value);
     ByteWriter& bytes(std::string_view data);
-    // A text field of a fixed size: filled with zero bytes, or cut.
+    // A text field of a fixed size: padded with zero bytes, or truncated.
     ByteWriter& text(std::string_view value, std::size_t size);
 
     const std::string& data() const { return data_; }

@@ -30,7 +30,7 @@ Addresses resolve(const Endpoint& endpoint) {
     return {found, &::freeaddrinfo};
 }
 
-// 0, or why no connection came about.
+// 0, or the error number of the failed connection.
 int awaitConnection(const tools::UniqueFd& socket, Milliseconds patience) {
     pollfd entry{socket.get(), POLLOUT, 0};
     const int ready = ::poll(&entry, 1, static_cast<int>(patience.count()));

@@ -1,8 +1,7 @@
 // Opens a host's connection to the daemon.
 //
 // Ownership: the descriptor belongs to the caller. Threads: no state.
-// Errors: std::system_error that says where the connection should have gone, or LinkError for a
-// name that cannot be resolved.
+// Errors: std::system_error with the endpoint, or LinkError for a name that cannot be resolved.
 
 #pragma once
 
@@ -13,8 +12,8 @@
 
 namespace teskhost {
 
-// A connected socket that blocks. Addresses of the name are tried one after another, for as long
-// as `patience` each; sending on the socket then waits no longer either.
+// A connected, blocking socket. The addresses of the name are tried one after another, each for at
+// most `patience`, which is also the send time-out of the socket.
 tools::UniqueFd connectTo(const Endpoint& endpoint, std::chrono::milliseconds patience);
 
 }  // namespace teskhost

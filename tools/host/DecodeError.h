@@ -1,4 +1,4 @@
-// What a decoder throws when bytes are not what they should be.
+// Thrown by decoders for invalid bytes.
 //
 // Ownership: a plain value. Threads: no state. Errors: it is one.
 

@@ -26,7 +26,7 @@ Endpoint Endpoint::parse(const std::string& text) {
     if (colon == std::string::npos || colon == 0) refuse(text);
     const std::string address = text.substr(0, colon);
     Endpoint endpoint{withoutBrackets(address)};
-    // An address that has colons itself stands in brackets, so that the port cannot be part of it.
+    // An address with colons is in brackets, so that the port is not part of it.
     const bool hasColon = endpoint.address.find(':') != std::string::npos;
     if (hasColon && address.front() != '[') refuse(text);
     const char* const end = text.data() + text.size();

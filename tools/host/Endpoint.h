@@ -1,7 +1,7 @@
-// An address and a port, as a person writes them: "192.168.0.1:5001", "gateway:5001", "[::1]:5001".
+// An address and a port, written as "192.168.0.1:5001", "gateway:5001" or "[::1]:5001".
 //
 // Ownership: a plain value. Threads: no state.
-// Errors: parse() throws std::invalid_argument, whose text says what was expected.
+// Errors: parse() throws std::invalid_argument, with what was expected.
 
 #pragma once
 
@@ -15,7 +15,7 @@ struct Endpoint {
     std::uint16_t port = 0;
 
     static Endpoint parse(const std::string& text);
-    // The same, with this port where the text has none: "gateway", "[::1]".
+    // The same, with a default port for a text without one: "gateway", "[::1]".
     static Endpoint parse(const std::string& text, std::uint16_t usualPort);
     std::string text() const;
 };

@@ -1,4 +1,4 @@
-// A decoded field: its name and its value, as a person reads them and as a program does.
+// A decoded field: name and value, in a form for people and in one for programs.
 //
 // Ownership: plain values. Threads: no state. Errors: none.
 
@@ -10,22 +10,22 @@
 namespace teskhost {
 
 struct Field {
-    // What the text that came is.
+    // The kind of the received text.
     enum class Kind {
         Text,
         Number,  // decimal
-        Flag,    // 0 for no
+        Flag,    // 0 means no
         Stamp,   // YYMMDDhhmmss
-        Code,    // characters that stand for the words
+        Code,    // a code, with its meaning in `words`
     };
 
     std::string name{};
     std::string value{};
-    // Filled in by decoders only.
-    std::string key{};  // stays the same when the name is worded anew
+    // Set by decoders only.
+    std::string key{};  // stable, unlike the name
     Kind kind = Kind::Text;
-    std::string raw{};    // as it came
-    std::string words{};  // of a code
+    std::string raw{};    // as received
+    std::string words{};  // the meaning of a code
 };
 
 using Fields = std::vector<Field>;

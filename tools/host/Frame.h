@@ -15,7 +15,7 @@ enum class Kind : std::uint8_t {
     Regular = 0x81,         // a request, or its answer
     Failed = 0xAB,          // handling the request failed
     UnknownMachine = 0xFD,  // none of the machines asked is known
-    TimedOut = 0xFE,        // a machine gave no answer in time
+    TimedOut = 0xFE,        // a machine did not answer in time
 };
 
 struct Frame {
@@ -30,7 +30,7 @@ struct Frame {
     std::string body{};
 
     std::string encode() const;
-    // Takes exactly one frame, its checksum included.
+    // Decodes exactly one frame, including its checksum.
     static Frame decode(std::string_view data);
     // The number of bytes that follow this header.
     static std::size_t sizeBehind(std::string_view header);

@@ -1,8 +1,8 @@
-// A host's connection to the daemon: frames out, frames in.
+// A host's connection to the daemon: sends and receives frames.
 //
 // Ownership: the object owns its connection. Threads: one user at a time.
-// Errors: std::system_error from the system, what connectTo() throws, LinkError when the daemon
-// closes the connection or a frame is not complete in time, DecodeError when what comes is no
+// Errors: std::system_error from the system, what connectTo() throws, LinkError if the daemon
+// closes the connection or a frame is not complete in time, DecodeError for bytes that are no
 // frame.
 
 #pragma once
@@ -33,9 +33,9 @@ class HostLink {
     std::uint32_t send(const Request& request);
     // The next frame.
     Frame receive(Milliseconds patience = kPatience);
-    // Sends a request and returns the first frame that comes back.
+    // Sends a request and returns the first frame received afterwards.
     Frame ask(const Request& request, Milliseconds patience = kPatience);
-    // Throws LinkError when the frame answers another request than this, sent with the identifier.
+    // @throws LinkError if the frame is not an answer to this request, sent with the identifier
     static void expectAnswer(const Frame& frame, const Request& request, std::uint32_t identifier);
 
   private:

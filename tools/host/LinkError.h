@@ -1,4 +1,4 @@
-// What a link throws when the daemon cannot be reached or does not answer.
+// Thrown by a link if the daemon cannot be reached or does not answer.
 //
 // Ownership: a plain value. Threads: no state. Errors: it is one.
 

@@ -15,12 +15,12 @@ struct MachinesAnswer {
     struct Machine {
         std::string name{};
         std::uint8_t port = 0;
-        bool known = false;  // its last answer came
+        bool known = false;  // it answered its last request
 
-        // Its CodeId, or the whole fixed name "SlotMachine_n" of one that has not answered yet, of
-        // which the record has the first 11 characters.
+        // Its CodeId; or "SlotMachine_n" if it has not answered yet, restored from the record,
+        // which has only the first 11 characters of that.
         std::string wholeName() const;
-        // It has answered since the gateway's start.
+        // Whether it has answered since the start of the gateway.
         bool named() const;
     };
 

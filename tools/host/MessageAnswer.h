@@ -1,4 +1,4 @@
-// The answer to a request of type 6: a machine's message as it stands.
+// The answer to a request of type 6: the unchanged message of a machine.
 //
 // Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
 
@@ -15,7 +15,7 @@ namespace teskhost {
 struct MessageAnswer {
     std::uint32_t size = 0;  // of the message, in bytes
     TeskText message{};
-    std::string bytes{};  // the message as it came
+    std::string bytes{};  // the message as received
 
     static MessageAnswer decode(std::string_view body);
 };

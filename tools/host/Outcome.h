@@ -1,4 +1,4 @@
-// The number under which a host is told the outcome of a slot machine's answer.
+// The number for the outcome of a slot machine's answer in frames to hosts.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -9,11 +9,11 @@
 
 namespace teskhost {
 
-// "0 (00)", "3 (1C)": the number, and the two characters that the machine sent for it.
+// The number and the two characters of the machine that it stands for: "0 (00)", "3 (1C)".
 std::string outcomeText(std::uint8_t number);
-// The two characters alone; empty for a number that stands for none.
+// Only the two characters; empty for an unknown number.
 std::string outcomeCharacters(std::uint8_t number);
-// The number that hosts get for two characters; 0 for characters that have none.
+// The number for the two characters of a machine; 0 for unknown ones.
 std::uint8_t outcomeNumber(const std::string& characters);
 
 }  // namespace teskhost

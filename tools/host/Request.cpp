@@ -12,7 +12,7 @@ constexpr std::size_t kNameSize = 11;
 constexpr std::size_t kFieldSize = 8;
 constexpr std::size_t kUnnamedSize = 4;
 
-// 0 asks every machine, 1 the one that is named.
+// 0 means every machine, 1 the named one.
 unsigned selector(const std::string& name) {
     return name.empty() ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-// The requests that a host can send: their types and bodies. A name that is empty stands for every
-// machine where the request allows it.
+// The requests that a host can send: their types and bodies. An empty name means every machine, if
+// the request allows that.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -25,21 +25,21 @@ struct Request {
 
     // Type 1: the counters of one machine or of all.
     static Request counters(const std::string& name);
-    // Type 2: lists of numbered values, chosen by two texts of 8 characters.
+    // Type 2: lists of numbered values, selected by two texts of 8 characters.
     static Request list(const std::string& a, const std::string& b, const std::string& name);
-    // Type 3: the same, chosen by two numbers.
+    // Type 3: the same, selected by two numbers.
     static Request list(std::uint16_t x, std::uint16_t y, const std::string& name);
     // Type 4: lists of times, of one machine or of all.
     static Request times(const std::string& a, const std::string& b, const std::string& name);
-    // Type 5: one value, by the code of the message that asks for it.
+    // Type 5: one value, by the code of the message that requests it.
     static Request value(std::uint8_t code, const std::string& name);
-    // Type 6: any message, to be sent as it stands.
+    // Type 6: any message, sent unchanged.
     static Request message(const std::string& text, const std::string& name);
     // Type 7: the software version.
     static Request version();
     // Type 8: the list of machines.
     static Request machines();
-    // An AAMS request: its code id and the text behind the "-".
+    // An AAMS request: its code id and the text after the "-".
     static Request aams(int code, const std::string& text);
 };
 

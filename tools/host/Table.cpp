@@ -14,7 +14,7 @@ constexpr char kBold[] = "\x1B[1m";
 constexpr char kRed[] = "\x1B[31m";
 constexpr char kPlain[] = "\x1B[0m";
 
-// A whole line, its newline not included.
+// A complete line, without its newline.
 std::string painted(const std::string& line, const char* colour) {
     return colour + line.substr(0, line.size() - 1) + kPlain + '\n';
 }

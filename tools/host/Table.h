@@ -1,8 +1,8 @@
-// A table of text: columns as wide as their widest cell, with their titles above. Cells are made
+// A text table: titled columns, each as wide as its widest cell. Cells are converted by
 // printable().
 //
 // Ownership: a plain value. Threads: one user at a time.
-// Errors: a row with more cells than there are columns loses the rest.
+// Errors: cells beyond the number of columns are dropped.
 
 #pragma once
 
@@ -14,8 +14,8 @@
 
 namespace teskhost {
 
-// The text with bytes that are no printable ASCII as "\x1B", since what a machine or a stranger
-// sends shall not steer the reader's terminal.
+// The text with non-printable bytes as "\x1B": received text must not contain control sequences for
+// the reader's terminal.
 std::string printable(const std::string& text);
 
 class Table {
@@ -31,12 +31,13 @@ class Table {
     // One line for every field.
     static Table ofFields(const Fields& fields);
 
-    // A row that tells of something bad is red where there are colours.
+    // A row about a failure is red if there are colours.
     enum class Tone { Plain, Bad };
     void add(Row row, Tone tone = Tone::Plain);
     std::size_t size() const { return rows_.size(); }
 
-    // Every line ends in a newline and begins with `indent` blanks. Colours are for terminals.
+    // Every line is indented by `indent` blanks and ends in a newline. Use colours for terminals
+    // only.
     std::string text(std::size_t indent = 2, bool colours = false) const;
 
   private:

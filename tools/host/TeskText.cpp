@@ -20,8 +20,8 @@ std::string_view takeField(std::string_view& text) {
     return field;
 }
 
-// Machines with one of these letters in their name sign what they send.
-bool signs(const std::string& machine) {
+// Machines whose name has one of these letters send a trailer.
+bool hasTrailer(const std::string& machine) {
     return machine.size() > 1 && (machine[1] == 'N' || machine[1] == 'P');
 }
 
@@ -49,7 +49,7 @@ TeskText TeskText::decode(std::string_view text) {
     result.outcome = text.substr(0, kOutcomeSize);
     text.remove_prefix(kOutcomeSize);
     if (!text.empty() && text.front() == kSeparator) text.remove_prefix(1);
-    result.trailer = signs(result.machine) && text.size() >= kTrailerSize;
+    result.trailer = hasTrailer(result.machine) && text.size() >= kTrailerSize;
     if (result.trailer) text.remove_suffix(kTrailerSize);
     result.body = text;
     return result;

@@ -1,5 +1,5 @@
-// A slot machine's answer in its text form: ID~Len~Date~CodeId~OO~body, and 268 bytes of trailer
-// from machines that send one.
+// The text of a slot machine's answer: ID~Len~Date~CodeId~OO~body, followed by a trailer of 268
+// bytes from some machines.
 //
 // Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
 
@@ -21,10 +21,10 @@ struct TeskText {
     bool trailer = false;
 
     static TeskText decode(std::string_view text);
-    // The size that the text at the front of `data` gives itself.
+    // The value of the length field of the text at the start of `data`.
     static std::size_t sizeOf(std::string_view data);
 
-    // The body's items, between "~".
+    // The body's items, separated by "~".
     std::vector<std::string> items() const;
 };
 

@@ -1,5 +1,5 @@
-// One page of the answer to a request of type 4: entries of a machine, each with times and a digit
-// behind every time.
+// One page of the answer to a request of type 4: entries of a machine, each with times, each
+// followed by a digit.
 //
 // Ownership: a plain value. Threads: no state. Errors: decoding throws DecodeError.
 
@@ -24,7 +24,7 @@ struct TimesAnswer {
     };
 
     std::string date{};  // of the daemon, dd.mm.yy
-    unsigned pages = 0;  // the low 8 bits, like the next
+    unsigned pages = 0;  // the low 8 bits only, as for `page`
     unsigned page = 0;   // from 1, over all machines
     std::uint8_t outcome = 0;
     std::string machineDate{};

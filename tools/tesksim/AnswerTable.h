@@ -1,4 +1,4 @@
-// What a machine answers to which request.
+// The answers of a machine, by the ID of the request.
 //
 // Ownership: plain values; callbacks are copied and must not outlive what they refer to.
 // Threads: every operation may be called from any thread; a callback runs on the machine's thread
@@ -20,15 +20,15 @@ class AnswerTable {
   public:
     using Callback = std::function<Answer(const Message&)>;
 
-    // Starts with the answers of a machine in good order, see defaultBody().
+    // Starts with the answers of a working machine, see defaultBody().
     AnswerTable() = default;
 
     void set(int code, Answer answer);
     void setBody(int code, std::string body);
-    // Sent exactly as it stands.
+    // Sends these bytes unchanged.
     void setLiteral(int code, std::string bytes);
     void setCallback(int code, Callback callback);
-    // Back to the default answer for this code.
+    // Restores the default answer for this code.
     void reset(int code);
 
     // The answer's bytes. Fields that the answer leaves open come from the request (ID) and the
@@ -42,7 +42,7 @@ class AnswerTable {
     std::map<int, Entry> entries_;  // guarded by mutex_
 };
 
-// The body that a machine in good order gives: six meters (113), event lists (115, 119), a
+// The body that a working machine answers with: six meters (113), event lists (115, 119), a
 // timetable (117), eight characters (118), and a number for every other code.
 std::string defaultBody(int code);
 

@@ -33,14 +33,14 @@ void setTty(Machine::Options& options, const std::string& tty) {
     }
 }
 
-// Where a machine is, as a user calls it; empty for a port that the system chooses.
+// The endpoint for messages; empty for a port that the system chooses.
 std::string endpointOf(const Machine::Options& options) {
     if (!options.tty.empty()) return options.tty;
     if (!options.ptyLink.empty()) return options.ptyLink;
     return options.port == 0 ? "" : "port " + std::to_string(options.port);
 }
 
-// A tty or a port has one machine.
+// Each tty or port may be used by one machine only.
 void requireDifferentEndpoints(const Scenario& scenario) {
     std::set<std::string> seen;
     for (const MachineScenario& machine : scenario.machines) {

@@ -22,7 +22,7 @@ class Console {
 
     explicit Console(Machines& machines) : machines_(machines) {}
 
-    // The start of every error message.
+    // The prefix of every error message.
     static constexpr const char* kError = "error: ";
 
     // Executes one line and returns the reply to the user, without a line end.

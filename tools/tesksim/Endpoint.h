@@ -13,7 +13,7 @@
 
 namespace tesksim {
 
-// A bound socket that does not listen: keeps the port for us while connections are refused.
+// A bound socket that does not listen: reserves the port while connections are refused.
 // Port 0 lets the kernel choose.
 tools::UniqueFd bindPort(std::uint16_t port);
 std::uint16_t portOf(const tools::UniqueFd& socket);
@@ -23,7 +23,7 @@ tools::UniqueFd listenOn(std::uint16_t port);
 // Opens a tty and makes it raw, with this line setting where it has one. Returns an invalid
 // descriptor when it cannot be opened.
 tools::UniqueFd openTty(const std::string& path, const SerialLine& line);
-// Throws when nothing that can be a tty has this name, or it is not ours to use.
+// @throws if the file is no character device, or may not be read and written
 void requireTty(const std::string& path);
 
 // A descriptor that becomes readable by wakeUp() until clearWakeUp().

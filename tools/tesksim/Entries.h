@@ -1,4 +1,4 @@
-// Lists of entries, as long as one likes, to fill pages with.
+// Lists of entries of any length, to fill the pages of an answer.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -9,9 +9,9 @@
 
 namespace tesksim {
 
-// So many entries with numbered values: "EVENT001~01=1!02=1~EVENT002~01=2!02=4..."
+// `count` entries with numbered values: "EVENT001~01=1!02=1~EVENT002~01=2!02=4..."
 std::string numberedEntries(std::size_t count);
-// So many entries with a time and a digit: "EVENT001~00:01:1~EVENT002~00:02:2..."
+// `count` entries with a time and a digit: "EVENT001~00:01:1~EVENT002~00:02:2..."
 std::string timedEntries(std::size_t count);
 
 }  // namespace tesksim

@@ -40,7 +40,7 @@ std::optional<FaultSchedule::Milliseconds> FaultSchedule::changeOf(const State& 
     return state.begin + *state.entry.last;
 }
 
-// What begins next is drawn when the faults end.
+// The time of the next begin is drawn when the faults end.
 void FaultSchedule::change(State& state) {
     state.on = !state.on;
     if (state.on) return;

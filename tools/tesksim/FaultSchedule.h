@@ -20,10 +20,11 @@ class FaultSchedule {
 
     struct Entry {
         Faults faults{};
-        Milliseconds at{0};                      // first begin, counted from the start
-        std::optional<Milliseconds> last{};      // without it the faults stay
-        std::optional<Milliseconds> againMin{};  // from one end to the next begin: a time between
-        std::optional<Milliseconds> againMax{};  // these two
+        Milliseconds at{0};                  // first begin, counted from the start
+        std::optional<Milliseconds> last{};  // duration; without it the faults stay
+        // Bounds of the random time from one end to the next begin; without them no repetition.
+        std::optional<Milliseconds> againMin{};
+        std::optional<Milliseconds> againMax{};
     };
 
     FaultSchedule(std::vector<Entry> entries, std::uint32_t seed);

@@ -65,7 +65,7 @@ void Journal::message(const Message& message) {
     });
 }
 
-// The latest stays, whatever its size.
+// Keeps the latest message, whatever its size.
 void Journal::dropOldMessages() {
     while (messages_.size() > 1 &&
            (messages_.size() > kMostMessages || messageBytes_ > kMostMessageBytes)) {

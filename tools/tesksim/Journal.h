@@ -1,9 +1,9 @@
-// What a simulated machine has received and sent, with waiting for what is to come.
+// A record of what a simulated machine has received and sent, with operations that wait for events.
 //
-// Ownership: belongs to its machine. Records stay until clear(), over reconnections too, but of a
-// machine that runs for long the oldest are dropped. They count all the same.
+// Ownership: belongs to its machine. Records stay until clear(), also across reconnections. Above
+// the limits below the oldest are dropped, but still counted.
 // Threads: every operation may be called from any thread; one lock guards all records.
-// Errors: the wait operations return no value, or false, when the time is over.
+// Errors: the wait operations return no value, or false, after the time-out.
 
 #pragma once
 
@@ -28,14 +28,14 @@ class Journal {
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
     static constexpr Milliseconds kPatience{30000};
-    // Of each text between half as many bytes and so many are kept.
+    // Bytes kept of each text: at most this many, and at least half as many once they were reached.
     static constexpr std::size_t kMostText = std::size_t{1024} * 1024;
-    // So many messages, of so many bytes together, and line settings are kept.
+    // Limits of the messages and line settings that are kept.
     static constexpr std::size_t kMostMessages = 10000;
     static constexpr std::size_t kMostMessageBytes = std::size_t{1024} * 1024;
     static constexpr std::size_t kMostSettings = 10000;
 
-    // For the machine.
+    // Called by the machine.
     void connected();
     void disconnected();
     void received(std::string_view raw);
@@ -46,21 +46,21 @@ class Journal {
 
     // Records so far.
     std::string rawReceived() const;   // with all telnet bytes
-    std::string dataReceived() const;  // without them
+    std::string dataReceived() const;  // without telnet bytes
     std::string rawSent() const;
     std::vector<Message> requests() const;
     std::vector<Message> acknowledgements() const;
-    std::vector<Message> messages() const;  // both kinds, in the order they came
+    std::vector<Message> messages() const;  // requests and acknowledgements, in order
     std::vector<LineSetting> settings() const;
     Line line() const;
-    // How many there were, dropped ones included.
+    // Counts, including dropped records.
     std::size_t requestCount() const;
     std::size_t acknowledgementCount() const;
     std::size_t connections() const;  // accepted so far
     bool isConnected() const;
     void clear();
 
-    // Waiting; `nth` counts from 1. One that was dropped does not come any more.
+    // Wait for an event; `nth` counts from 1. A dropped record is no longer found.
     std::optional<Message> waitForRequest(int id, std::size_t nth = 1,
                                           Milliseconds timeout = kPatience) const;
     bool waitForRequests(std::size_t count, Milliseconds timeout = kPatience) const;
@@ -68,7 +68,7 @@ class Journal {
     bool waitForSettings(std::size_t count, Milliseconds timeout = kPatience) const;
     bool waitForConnections(std::size_t count, Milliseconds timeout = kPatience) const;
     bool waitForDisconnection(Milliseconds timeout = kPatience) const;
-    // Until the data received contains these bytes.
+    // Waits until the received data contains these bytes.
     bool waitForData(std::string_view part, Milliseconds timeout = kPatience) const;
 
   private:
@@ -92,7 +92,7 @@ class Journal {
     std::size_t messageBytes_ = 0;
     std::size_t requests_ = 0;
     std::size_t acknowledgements_ = 0;
-    std::map<int, std::size_t> droppedRequests_;  // by their IDs
+    std::map<int, std::size_t> droppedRequests_;  // by ID
     std::deque<LineSetting> settings_;
     std::size_t settingCount_ = 0;
     Line line_;

@@ -26,7 +26,7 @@ std::string now() {
     return {text, std::strftime(text, sizeof text, "%H:%M:%S", &local)};
 }
 
-// Bytes that are no printable ASCII as "\x1B", and the end of a long message left out.
+// The text with non-printable bytes as "\x1B"; a long message is truncated.
 std::string printable(const std::string& bytes) {
     std::string text;
     for (const char c : bytes.substr(0, kLongest)) {

@@ -14,7 +14,7 @@ namespace tesksim {
 
 namespace {
 
-// How long to wait before a tty that could not be opened is tried again.
+// Interval between attempts to open a tty.
 constexpr int kTtyRetryMs = 50;
 
 }  // namespace
@@ -122,7 +122,7 @@ bool Machine::isStopping() const {
     return stopping_;
 }
 
-// Listens, or does not, as the faults have it.
+// Starts or stops listening, according to the faults.
 void Machine::updateListener() {
     if (!isOnTcp()) return;
     if (faults().refuse) {
@@ -190,7 +190,7 @@ void Machine::exchange(Session& session) {
     }
 }
 
-// Waits until something can be done; false when the peer is gone.
+// Waits for input, output or an order, and reads input. False when the peer has disconnected.
 bool Machine::awaitAndRead(Session& session) {
     const int input = faults().deaf ? 0 : POLLIN;
     const int output = session.wantsToWrite() ? POLLOUT : 0;
@@ -213,7 +213,7 @@ void Machine::answer(Session& session, const Message& request) {
     if (!faults.silent) tell(Event::Answered, text);
 }
 
-// Does what the other threads have asked for; false when the session shall end.
+// Executes orders of other threads. False when the session has to end.
 bool Machine::obeyOrders(Session& session) {
     std::unique_lock lock(mutex_);
     session.queueRaw(std::exchange(injected_, {}));
@@ -225,7 +225,7 @@ bool Machine::obeyOrders(Session& session) {
     return !ends;
 }
 
-// Orders that concern a connection mean nothing while there is none.
+// Without a connection, orders about one are discarded.
 void Machine::dropOrders() {
     const std::lock_guard lock(mutex_);
     injected_.clear();

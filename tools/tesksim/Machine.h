@@ -1,14 +1,13 @@
 // One simulated slot machine, behind a telnet endpoint of its own on 127.0.0.1, on a tty or on a
 // pseudo-terminal.
 //
-// It accepts one connection at a time, again and again, agrees to COM-PORT-OPTION, answers every
-// request from its table and records everything. It shares no code with the daemon.
+// It serves one connection after the other, agrees to COM-PORT-OPTION, answers every request from
+// its table and records everything. It shares no code with the daemon.
 //
 // Ownership: the object owns its sockets and its thread; the destructor stops it.
-// Threads: all operations may be called from any thread, start() and stop() from one at a time.
-// Journal and answers have locks of their own, everything else here has one.
-// Errors: start() and the constructor throw std::system_error; later failures of a connection
-// just close it.
+// Threads: all operations may be called from any thread, start() and stop() by one at a time.
+// Journal and answers have their own locks; one lock guards the rest. Errors: start() and the
+// constructor throw std::system_error; a connection that fails later is closed.
 
 #pragma once
 
@@ -41,15 +40,15 @@ class Machine {
     struct Options {
         std::string codeId = "ZA000000001";
         std::uint16_t port = 0;  // 0: chosen by the kernel, then kept over restarts
-        std::string tty{};       // when set: speak on this tty, without telnet, not on TCP
+        std::string tty{};       // if set: uses this tty, without telnet, instead of TCP
         SerialLine line{};       // setting of the tty
-        std::string ptyLink{};  // when set: speak on a pseudo-terminal, whose far end has this name
+        std::string ptyLink{};   // if set: uses a pseudo-terminal; the name of its slave device
         // Called on the machine's own thread; for FaultsChanged also on the caller's.
         Observer observer{};
-        std::string greeting{};  // sent first on every connection, exactly as it is
+        std::string greeting{};  // sent unchanged at the start of every connection
     };
 
-    // Binds the port, so that port() is known, but accepts nobody before start().
+    // Binds the port, so that port() is known; connections are refused until start().
     explicit Machine(Options options);
     Machine();
     ~Machine();
@@ -62,24 +61,24 @@ class Machine {
     bool isRunning() const { return thread_.joinable(); }
 
     std::uint16_t port() const { return port_; }  // 0 on a tty
-    // The name under which others open the machine's end of a serial line; empty on TCP.
+    // The name of the machine's tty; empty on TCP.
     std::string tty() const { return pty_ ? pty_->name() : options_.tty; }
     Journal& journal() { return journal_; }
     AnswerTable& answers() { return answers_; }
 
-    // The identity that answers show from now on.
+    // The CodeId in all further answers.
     void setCodeId(std::string codeId);
     std::string codeId() const;
 
-    // `answers` limits the faults of an answer to so many of them; 0 means all.
+    // The faults of answers end after this number of answers; 0 means never.
     void setFaults(const Faults& faults, std::size_t answers = 0);
     void clearFaults() { setFaults(Faults{}); }
     Faults faults() const;
 
-    // Sends bytes unasked, exactly as they are, on the present connection; they are dropped when
-    // there is none, so wait for Journal::waitForConnections first.
+    // Sends bytes unsolicited and unchanged on the current connection. Without one they are
+    // dropped, so call Journal::waitForConnections first.
     void inject(std::string_view bytes);
-    // Ends the present connection, orderly or with a reset.
+    // Closes the current connection, orderly or with a reset.
     void disconnect(bool reset = false);
 
   private:
@@ -108,7 +107,7 @@ class Machine {
     AnswerTable answers_;
     tools::UniqueFd wake_;
     std::unique_ptr<Pty> pty_;
-    tools::UniqueFd reservation_;  // keeps the port while nobody listens
+    tools::UniqueFd reservation_;  // reserves the port while connections are refused
 
     mutable std::mutex mutex_;
     // Guarded by mutex_.
@@ -119,7 +118,7 @@ class Machine {
     std::string injected_;
     Hangup hangup_ = Hangup::No;
 
-    // The machine's own thread only, while it runs.
+    // Used on the machine's own thread only, while it runs.
     tools::UniqueFd listener_;
 
     std::thread thread_;

@@ -25,7 +25,7 @@ struct Header {
     std::size_t length = 0;
 };
 
-// Whether `c` may stand at `position` of a header whose ID has `digits` digits.
+// Whether `c` is valid at `position` of a header whose ID has `digits` digits.
 bool fits(char c, std::size_t position, std::size_t digits) {
     if (position < digits) return isDigit(c);
     if (position == digits) return c == '~';

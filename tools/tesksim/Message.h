@@ -1,13 +1,13 @@
-// Messages of the slot-machine link, seen from the machine: requests and acknowledgements come
-// in, answers go out.
+// Messages of the slot-machine link, seen from the machine: requests and acknowledgements are
+// received, answers are sent.
 //
 //   request  ID~LLLL~payload                         LLLL counts the whole message
 //   answer   ID~LLLL~Date~CodeId~OO[~body][trailer]
 //
-// A request's header is 8 bytes; an ID of fewer than three digits is filled up with zero bytes.
+// A request's header is 8 bytes; an ID of fewer than three digits is padded with zero bytes.
 //
-// Ownership: plain values. Threads: no state; a parser has one user. Errors: nothing throws;
-// bytes that are no message are kept as such.
+// Ownership: plain values. Threads: no state; a parser has one user at a time. Errors: nothing
+// throws; bytes that are no message are collected as junk.
 
 #pragma once
 
@@ -23,7 +23,7 @@ inline constexpr int kAcknowledgement = 150;
 struct Message {
     int id = 0;
     std::string payload{};  // the body without its leading "~"
-    std::string raw;        // the message as it came
+    std::string raw;        // the message as received
 
     bool isAcknowledgement() const { return id == kAcknowledgement; }
 };
@@ -37,15 +37,15 @@ struct Answer {
     std::string trailer{};  // 268 bytes, or empty
 };
 
-// The answer's text, its length field increased by `lengthError`.
+// The answer's text; `lengthError` is added to its length field.
 std::string encode(const Answer& answer, int lengthError = 0);
 
-// Cuts a stream of bytes into messages.
+// Splits a byte stream into messages.
 class MessageParser {
   public:
     void feed(std::string_view data) { pending_.append(data); }
-    // The next complete message, if there is one. Bytes in front of it that belong to no message
-    // go to junk(), of which the latest are kept.
+    // The next complete message, if there is one. Bytes before it that are no message are moved to
+    // junk(), which keeps the latest of them.
     std::optional<Message> next();
     const std::string& junk() const { return junk_; }
     void reset();

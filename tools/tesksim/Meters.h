@@ -1,5 +1,5 @@
-// The meters of a machine in use: they grow with time, randomly from a seed, and stay consistent as
-// those of a working machine.
+// The meters of a machine in use: they increase randomly with time, and stay consistent with each
+// other as in a working machine. The same seed gives the same meters.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
 
@@ -19,8 +19,8 @@ class Meters {
         std::uint32_t totalOut = 0;
         std::uint32_t cleared = 0;
         std::uint32_t item5 = 0;
-        std::chrono::milliseconds every{1000};  // between two movements
-        std::uint32_t mostIn = 0;               // of one movement; a multiple of 50 is drawn
+        std::chrono::milliseconds every{1000};  // between two changes
+        std::uint32_t mostIn = 0;               // per change; a random multiple of 50
         std::uint32_t mostOut = 0;
     };
 

@@ -1,6 +1,6 @@
 // The running machines of a scenario: their answers and faults change with time.
 //
-// Ownership: the object owns the machines and what their answers are made from.
+// Ownership: the object owns the machines and the data of their answers.
 // Threads: one user at a time; the machines have their own. Errors: as Machine.
 
 #pragma once
@@ -40,7 +40,8 @@ class Park {
 
     struct Schedule {
         FaultSchedule faults;
-        std::optional<Milliseconds> change{Milliseconds(0)};  // when it is to be looked at
+        std::optional<Milliseconds> change{
+            Milliseconds(0)};  // when to apply the faults; none: never again
     };
 
     void add(const MachineScenario& scenario, std::uint32_t seed, const Watcher& watcher);

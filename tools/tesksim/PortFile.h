@@ -10,7 +10,7 @@
 
 namespace tesksim {
 
-// Replaces the file atomically, so that a reader never sees a part of it.
+// Replaces the file atomically, so that a reader never sees an incomplete one.
 void writePortFile(const std::filesystem::path& file, const std::vector<std::uint16_t>& ports);
 
 }  // namespace tesksim

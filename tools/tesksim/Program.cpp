@@ -78,7 +78,7 @@ void Program::run() {
         const auto next = park_.followSchedules();
         if (::poll(fds, 2, next ? static_cast<int>(next->count()) : -1) <= 0) continue;
         if (fds[0].revents != 0) return;
-        // Without commands it runs on until a signal comes.
+        // After the end of standard input it runs until a signal arrives.
         if (fds[1].revents != 0 && !readCommands()) fds[1].fd = -1;
     }
 }
@@ -93,7 +93,7 @@ void Program::reportEndpoints(const std::vector<std::string>& endpoints) {
     std::cout.flush();
 }
 
-// What is wrong with a command at the start ends the program.
+// An invalid command at the start ends the program.
 void Program::begin(const std::string& line) {
     const std::string answer = console_.execute(line);
     if (answer.starts_with(Console::kError)) throw std::invalid_argument(answer);

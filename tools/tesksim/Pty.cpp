@@ -20,15 +20,15 @@ namespace {
 }  // namespace
 
 Pty::Pty(std::string link)
-    : link_(std::move(link)), near_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    : link_(std::move(link)), master_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     char name[64];
-    if (!near_.valid() || ::grantpt(near_.get()) != 0 || ::unlockpt(near_.get()) != 0 ||
-        ::ptsname_r(near_.get(), name, sizeof name) != 0) {
+    if (!master_.valid() || ::grantpt(master_.get()) != 0 || ::unlockpt(master_.get()) != 0 ||
+        ::ptsname_r(master_.get(), name, sizeof name) != 0) {
         fail("pseudo-terminal");
     }
     name_ = name;
-    far_ = openTty(name_, SerialLine{});
-    if (!far_.valid()) fail(name_);
+    slave_ = openTty(name_, SerialLine{});
+    if (!slave_.valid()) fail(name_);
     if (!link_.empty()) makeLink();
 }
 
@@ -37,7 +37,7 @@ Pty::~Pty() {
 }
 
 tools::UniqueFd Pty::open() const {
-    return tools::UniqueFd(::fcntl(near_.get(), F_DUPFD_CLOEXEC, 0));
+    return tools::UniqueFd(::fcntl(master_.get(), F_DUPFD_CLOEXEC, 0));
 }
 
 void Pty::makeLink() {

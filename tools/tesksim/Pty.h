@@ -1,6 +1,6 @@
-// A pseudo-terminal whose far end a program opens like a serial device, under a name of our choice.
+// A pseudo-terminal: a program opens its slave device, under a given name, like a serial device.
 //
-// Ownership: the object owns both ends and the link with the name. Threads: one user at a time.
+// Ownership: the object owns master, slave and the link with the name. Threads: one user at a time.
 // Errors: the constructor throws std::system_error.
 
 #pragma once
@@ -13,25 +13,24 @@ namespace tesksim {
 
 class Pty {
   public:
-    // `link` becomes a symbolic link to the far end; a link that is there already is replaced, any
-    // other file is an error. Without it the far end has only the system's name.
+    // Creates the symbolic link `link` to the slave device; an existing link is replaced, any other
+    // file is an error. If it is empty, no link is created.
     explicit Pty(std::string link);
     ~Pty();
     Pty(const Pty&) = delete;
     Pty& operator=(const Pty&) = delete;
 
-    // The name of the far end.
+    // The name of the slave device: the link, or the system's name.
     const std::string& name() const { return name_; }
-    // A descriptor of the near end, the caller's own.
+    // A new descriptor of the master, which the caller owns.
     tools::UniqueFd open() const;
 
   private:
     void makeLink();
 
     const std::string link_;
-    tools::UniqueFd near_;
-    tools::UniqueFd
-        far_;  // kept open, so that the near end does not fail while nobody else has it open
+    tools::UniqueFd master_;
+    tools::UniqueFd slave_;  // kept open: reading the master fails while no slave is open
     std::string name_;
 };
 

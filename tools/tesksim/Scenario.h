@@ -1,7 +1,7 @@
-// A park of machines as a scenario file describes it; the manual page has the format.
+// The machines that a scenario file describes; the manual page has its format.
 //
 // Ownership: a plain value. Threads: no state.
-// Errors: parse() and load() throw ScenarioError, whose text says where and what was expected.
+// Errors: parse() and load() throw ScenarioError, with the place and what was expected there.
 
 #pragma once
 
@@ -26,7 +26,7 @@ class ScenarioError : public std::runtime_error {
 struct MachineScenario {
     Machine::Options options{};
     std::string date{};    // empty: today
-    bool trailer = false;  // behind the meters
+    bool trailer = false;  // after the meters
     std::optional<Meters::Options> meters{};
     std::map<int, std::string> bodies{};    // by code
     std::map<int, std::string> outcomes{};  // by code; "00" otherwise

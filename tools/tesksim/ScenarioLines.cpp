@@ -13,15 +13,15 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t kDeepest = 16;  // more than anything in a scenario
+constexpr std::size_t kDeepest = 16;  // deeper than any scenario
 
-// What JSON's parser says, without the name of its exception.
+// The error message of the JSON parser, without the name of its exception.
 std::string withoutName(const std::string& problem) {
     const std::size_t end = problem.find("] ");
     return problem.starts_with('[') && end != std::string::npos ? problem.substr(end + 2) : problem;
 }
 
-// Follows the parser through the text. The stream tells how far it has come.
+// Receives the parser's events. The position in the stream gives the line.
 class Follower : public json::json_sax_t {
   public:
     explicit Follower(const std::string& text) : text_(text), in_(text) {}
@@ -72,7 +72,7 @@ class Follower : public json::json_sax_t {
         return line_;
     }
 
-    // Members of a list have places by their numbers.
+    // The place of a list's element is its index.
     bool value() {
         if (levels_.empty() || !levels_.back().isArray) return true;
         place_ = levels_.back().place + "[" + std::to_string(levels_.back().count++) + "]";

@@ -1,7 +1,7 @@
-// The lines that a scenario's members stand in, so that a mistake can be found in its file.
+// The line numbers of a scenario's members, for error messages.
 //
 // Ownership: a plain value. Threads: no state. Errors: the constructor throws ScenarioError for a
-// text that is no JSON, and for a member that is there twice.
+// text that is no JSON, and for a duplicate member.
 
 #pragma once
 
@@ -15,12 +15,12 @@ class ScenarioLines {
   public:
     explicit ScenarioLines(const std::string& text);
 
-    // The line of the place that a problem's text begins with, such as "machines[0].port: ..."; the
-    // first line for a place that is not there.
+    // The line of the place at the start of an error message, such as "machines[0].port: ..."; the
+    // first line for an unknown place.
     std::size_t lineOf(const std::string& problem) const;
 
   private:
-    std::map<std::string, std::size_t> lines_;  // by places
+    std::map<std::string, std::size_t> lines_;  // by place
 };
 
 }  // namespace tesksim

@@ -17,7 +17,7 @@ class ScenarioReader {
     // `place` names the object in errors: "machines[1].meters".
     ScenarioReader(const nlohmann::json& object, std::string place);
 
-    // Each reads a member; without it the given value is kept.
+    // Reads a member; `value` is unchanged if there is none.
     void take(const char* name, std::string& value);
     void take(const char* name, bool& value);
     template <typename Number>
@@ -27,7 +27,7 @@ class ScenarioReader {
     }
     // The member itself; null when there is none.
     const nlohmann::json* member(const char* name);
-    // To be called last: a member that was not read is an error.
+    // Call this last: a member that was not read is an error.
     void end() const;
 
     bool has(const char* name) const { return object_.contains(name); }

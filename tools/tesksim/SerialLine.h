@@ -17,7 +17,7 @@ struct SerialLine {
     unsigned stopBits = 1;   // 1 or 2
 
     static SerialLine parse(const std::string& text);
-    // Raw, with this setting and without modem lines.
+    // Sets raw mode with this setting; modem lines are ignored.
     void apply(termios& settings) const;
 };
 

@@ -10,7 +10,7 @@ namespace tesksim {
 
 namespace {
 
-// Like write(2), but a peer that is gone is an error and not a signal.
+// Like write(2), but a disconnected peer causes an error, not a signal.
 ssize_t writeQuietly(int fd, const char* data, std::size_t size) {
     const ssize_t count = ::send(fd, data, size, MSG_NOSIGNAL);
     return count < 0 && errno == ENOTSOCK ? ::write(fd, data, size) : count;
@@ -65,8 +65,8 @@ void Session::queueAnswer(const std::string& answer, const Faults& faults) {
     outputs_.push_back({std::move(bytes), due, faults.dribble, faults.closeAfter.has_value()});
 }
 
-// Behind everything else; on a line on which it might be taken for the answer to a request that is
-// already asked, it is not sent at all.
+// A repetition is sent only after all answers, and not once another request has arrived: the peer
+// could take it for the answer to that request.
 void Session::queueRepetition() {
     if (!repetition_ || !outputs_.empty() || repetition_->due > Clock::now()) return;
     outputs_.push_back(*std::exchange(repetition_, std::nullopt));
@@ -84,7 +84,7 @@ bool Session::writeOutput() {
             if (output.closeAfterwards) return false;
             outputs_.pop_front();
         } else if (output.bytes.size() == before) {
-            break;  // the connection takes no more at present
+            break;  // the connection accepts no more for now
         }
     }
     return true;
@@ -98,7 +98,7 @@ bool Session::writeAnswer(Output& output) {
     return alive;
 }
 
-// A doubled 0xFF is never torn apart, since a reply might come between its halves.
+// A doubled 0xFF is written at once: a telnet reply between its halves would corrupt it.
 std::size_t Session::unitAt(const std::string& bytes) const {
     const bool doubled = telnet_ && !bytes.empty() && bytes.front() == '\xFF';
     return std::min<std::size_t>(doubled ? 2 : 1, bytes.size());

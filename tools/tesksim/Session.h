@@ -1,8 +1,8 @@
-// One connection of a simulated machine: cuts what arrives into messages and writes what is due.
+// One connection of a simulated machine: splits its input into messages and writes its output.
 //
 // Ownership: the object owns its descriptor; it lives inside Machine::run.
 // Threads: the machine's own only.
-// Errors: a connection that has failed is reported as ended; nothing throws.
+// Errors: a failed connection is reported as ended; nothing throws.
 
 #pragma once
 
@@ -26,7 +26,7 @@ class Session {
   public:
     using Clock = std::chrono::steady_clock;
 
-    // Without a negotiation the line is plain, without telnet. `journal` must outlive the session.
+    // Without `negotiation` the connection has no telnet. `journal` must outlive the session.
     Session(tools::UniqueFd fd, std::optional<Negotiation> negotiation, Journal& journal);
     ~Session();
     Session(const Session&) = delete;
@@ -34,24 +34,24 @@ class Session {
 
     int fd() const { return fd_.get(); }
 
-    // Takes in what has arrived. False when the peer is gone.
+    // Reads the available input. False when the peer has disconnected.
     bool readInput();
-    // The next complete message, which the journal has then recorded.
+    // The next complete message; it is added to the journal.
     std::optional<Message> nextMessage();
 
-    // Sends an answer with the faults given, in its turn.
+    // Queues an answer, with these faults.
     void queueAnswer(const std::string& answer, const Faults& faults);
-    // Sends bytes as they are, before everything that waits.
+    // Queues bytes unchanged, before all answers.
     void queueRaw(std::string_view bytes) { urgent_ += bytes; }
-    // Writes what is due. False when the connection is over, by failure or by a fault.
+    // Writes the output that is due. False when the connection has failed, or a fault ends it.
     bool writeOutput();
-    // Whether something is due that the connection did not take yet.
+    // Whether output is due that is not yet written.
     bool wantsToWrite() const;
-    // Milliseconds until the next output is due, -1 when there is none.
+    // Milliseconds until the next output is due; -1 if there is none.
     int millisecondsToNextOutput() const;
-    // Whether an answer was sent once more since the last call.
+    // Whether an answer was repeated since the last call.
     bool takeRepeated() { return std::exchange(repeated_, false); }
-    // Makes the coming close a reset.
+    // Closing the connection will reset it.
     void resetOnClose();
 
   private:
@@ -74,7 +74,7 @@ class Session {
     MessageParser parser_;
     std::string urgent_;
     std::deque<Output> outputs_;
-    std::optional<Output> repetition_;  // of the last answer, while no request has come since
+    std::optional<Output> repetition_;  // of the last answer; none after the next request
     bool repeated_ = false;
 };
 

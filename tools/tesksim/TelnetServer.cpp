@@ -14,7 +14,7 @@ constexpr std::uint8_t kDo = 0xFD;
 constexpr std::uint8_t kDont = 0xFE;
 constexpr std::uint8_t kIac = 0xFF;
 
-// A server's answer to a subcommand carries that subcommand plus this.
+// Added to a subcommand in the server's answer to it.
 constexpr int kAnswerOffset = 100;
 constexpr std::uint8_t kFirstSetting = 1;
 constexpr std::uint8_t kLastSetting = 5;
@@ -156,7 +156,7 @@ void TelnetServer::negotiate(std::uint8_t option) {
     } else if (!agreed) {
         answer = kWont;
     } else {
-        return;  // a DO that confirms what this side does anyway
+        return;  // a DO for an option that is already active
     }
     reply_ += {asChar(kIac), asChar(answer), asChar(option)};
 }

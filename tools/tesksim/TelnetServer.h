@@ -1,8 +1,8 @@
-// The telnet side of a serial-port server: takes negotiation and line settings out of the bytes
-// received and says what to answer.
+// The telnet side of a serial-port server: removes negotiation and line settings from the received
+// bytes and creates the replies.
 //
-// Ownership: a plain value. Threads: one user at a time. Errors: nothing throws; commands that
-// make no sense are dropped.
+// Ownership: a plain value. Threads: one user at a time. Errors: nothing throws; invalid commands
+// are dropped.
 
 #pragma once
 
@@ -15,7 +15,7 @@ namespace tesksim {
 
 inline constexpr std::uint8_t kComPortOption = 44;
 
-// What one serial-port server in wide use sends on every new connection, before it is asked:
+// What a widely used serial-port server sends at the start of every connection:
 // WILL 3, DO 3, WILL 1, DONT 1, DO 0, WILL 0, DO 44.
 std::string serverGreeting();
 
@@ -30,7 +30,7 @@ struct LineSetting {
     bool operator==(const LineSetting&) const = default;
 };
 
-// The line as the settings received so far leave it; 0 is "not set yet".
+// The state of the line after the received settings; 0 means not set.
 struct Line {
     std::uint32_t baudRate = 0;
     std::uint32_t dataSize = 0;
@@ -50,14 +50,14 @@ class TelnetServer {
     explicit TelnetServer(Negotiation negotiation = Negotiation::Agree)
         : negotiation_(negotiation) {}
 
-    // Returns the data bytes; what must be answered is added to reply().
+    // Returns the data bytes, and adds the necessary replies to those of takeReply().
     std::string receive(std::string_view bytes);
-    // The bytes to send back so far; the call empties them.
+    // Returns and removes the replies to send.
     std::string takeReply();
     // The line settings received since the last call.
     std::vector<LineSetting> takeSettings();
 
-    // Data as it goes out: 0xFF is doubled.
+    // Data to send, with each 0xFF doubled.
     static std::string escape(std::string_view data);
 
   private:

@@ -1,4 +1,4 @@
-// Runs simulated slot machines until it is told to end, by SIGTERM, SIGINT or "quit".
+// Runs simulated slot machines until SIGTERM, SIGINT or "quit".
 
 #include <iostream>
 #include <stdexcept>
