@@ -18,7 +18,7 @@ struct User {
     gid_t gid;
 };
 
-// The user that the init script starts the daemon as.
+// The user as which the init script starts the daemon.
 std::string serviceName(const std::string& root) {
     const std::string assignment = "RUN_AS=";
     std::string name = "teskd";
@@ -29,7 +29,7 @@ std::string serviceName(const std::string& root) {
     return teskd::text::trim(name, " \t\r\"'");
 }
 
-// From the accounts below the directory, which may be those of an image.
+// Looks the user up in the passwd file below the directory, which may be that of an image.
 std::optional<User> serviceUser(const std::string& root) {
     const std::string name = serviceName(root);
     std::ifstream accounts(root + "/etc/passwd");
@@ -44,7 +44,7 @@ std::optional<User> serviceUser(const std::string& root) {
     return {};
 }
 
-// In a directory such as /tmp nobody but its owner and root may replace a file.
+// In a sticky directory such as /tmp only the owner of a file and root may replace it.
 bool mayReplace(const User& user, const std::string& path) {
     struct stat file {};
     struct stat directory {};

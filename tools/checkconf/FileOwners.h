@@ -1,4 +1,4 @@
-// Whether the service can replace what it writes at every start.
+// Checks whether the service can replace the files that it writes at every start.
 //
 // Ownership: no state. Threads: any. Errors: nothing throws but std::bad_alloc.
 
@@ -11,9 +11,9 @@
 
 namespace checkconf {
 
-// Findings about the dump and the stamps below this directory, as a run by another user, root for
-// example, leaves them. The service runs as the user teskd or as RUN_AS in /etc/default/teskd says;
-// nothing is found if there is no such user, or if it is root.
+// Reports a dump or stamps below this directory that belong to another user, for example to root
+// after a start by hand. The service runs as the user teskd, or as RUN_AS in /etc/default/teskd;
+// there are no findings if that user does not exist or is root.
 std::vector<Finding> checkOwners(const std::string& root);
 
 }  // namespace checkconf

@@ -24,8 +24,8 @@ const Map& keys() {
     return map;
 }
 
-// Port 1 stands for every port, since all of them have the same names. The daemon writes a port's
-// number without zeros in front.
+// The keys of port 1 stand for those of every port. The daemon writes the number of a port without
+// leading zeros.
 std::string withFirstPort(const std::string& text) {
     static const std::regex number("^\\[PORT_ASYNC(0|[1-9][0-9]*)\\]");
     return std::regex_replace(text, number, "[PORT_ASYNC1]");

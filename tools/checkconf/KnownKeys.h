@@ -1,4 +1,4 @@
-// The sections and names that the daemon reads.
+// The sections and keys that the daemon reads.
 //
 // Ownership: no state. Threads: any. Errors: nothing throws.
 
@@ -8,16 +8,16 @@
 
 namespace checkconf::known {
 
-// "[AAMS]", and "[PORT_ASYNC7]" for any number.
+// Whether the daemon reads this section: "[AAMS]", "[PORT_ASYNC7]" with any number.
 bool section(const std::string& header);
-// "[AAMS] TMP_APP_COLLEGATI"; names of serial ports for any number.
+// Whether the daemon reads this key: "[AAMS] TMP_APP_COLLEGATI"; serial ports with any number.
 bool key(const std::string& key);
-// The known key or section that differs in capitals only; empty when there is none.
+// The known key or section that differs in case only; empty if there is none.
 std::string similar(const std::string& text);
-// The sections that have this name, whatever its capitals: "[AAMS]", or "the section of a serial
-// port"; empty when none has.
+// The sections that have this name, ignoring case: "[AAMS]", or "the section of a serial port";
+// empty if there are none.
 std::string sectionsOf(const std::string& name);
-// Whether this is a name that the daemon reads in some section.
+// Whether the daemon reads this name in any section.
 bool name(const std::string& name);
 
 }  // namespace checkconf::known

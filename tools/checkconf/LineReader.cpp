@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kProbe[] = "\x01";
 
-// The section that a pair behind this text falls into.
+// The section of a pair after this text.
 std::string sectionBehind(const std::string& text) {
     IniFormat::Map map;
     IniFormat::parse(text + "\n" + kProbe + "=" + kProbe, map, [](unsigned) {});

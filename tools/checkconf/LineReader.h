@@ -19,7 +19,7 @@ class LineReader {
     };
 
     Line read(const std::string& text);
-    // The header that counts from here on.
+    // The current section header.
     const std::string& section() const { return section_; }
 
   private:

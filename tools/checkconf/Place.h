@@ -1,4 +1,4 @@
-// Where something stands in the configuration: a file and a line of it, or nowhere.
+// A place in the configuration: a file and a line, or none for a default.
 //
 // Ownership: a plain value. Threads: no state. Errors: none.
 
@@ -17,7 +17,7 @@ struct Place {
     std::string text() const;
 };
 
-// What an administrator would want to know.
+// A probable mistake in the configuration.
 struct Finding {
     Finding(Place where, std::string what) : place(std::move(where)), text(std::move(what)) {}
 

@@ -20,7 +20,7 @@ std::string quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
-// A line that begins like this is meant as a comment, whatever else it holds.
+// Whether the line is meant as a comment, whatever follows.
 bool looksLikeComment(const std::string& line) {
     const std::size_t start = line.find_first_not_of(kBlanks);
     return start == std::string::npos || line[start] == '#' || line[start] == ';';

@@ -1,4 +1,4 @@
-// Every key with its value and where that came from; files are merged as the daemon merges them.
+// Every key with its value and the place of that; files are merged as the daemon merges them.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: nothing throws.
 
@@ -23,16 +23,16 @@ class Settings {
     // The daemon's defaults.
     Settings();
 
-    // Merges a file over what there is. False when there is no such file; a file that the daemon
-    // would not read either is a finding.
+    // Merges a file; its values replace earlier ones. False if the file does not exist. A file that
+    // the daemon could not read is a finding.
     bool merge(const std::string& file);
 
     const std::map<std::string, Setting>& all() const { return all_; }
-    // Empty when there is no such key.
+    // Empty if there is no such key.
     Setting get(const std::string& key) const;
     bool isDefault(const std::string& key) const { return get(key).place.file.empty(); }
 
-    // What is wrong with the form of the files.
+    // Mistakes in the syntax of the files.
     const std::vector<Finding>& findings() const { return findings_; }
 
   private:

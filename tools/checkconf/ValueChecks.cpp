@@ -26,7 +26,7 @@ namespace {
 constexpr long kHighestPort = 65535;
 constexpr long kHighestPrivilegedPort = 1023;
 constexpr long kHighestNumber = std::numeric_limits<std::int32_t>::max();
-constexpr char kMac[] = "[INTERNAL] MAC_ADDR_eth0";  // of both, the one that others are told
+constexpr char kMac[] = "[INTERNAL] MAC_ADDR_eth0";  // the one of the two that is sent to others
 constexpr char kModel[] = "[INTERNAL] ZQ_MODEL";
 constexpr char kVersion[] = "[INTERNAL] ZQ_SW_VERSION";
 constexpr char kMaker[] = "[INTERNAL] ZQ_MANUFACTURER_ID";
@@ -38,7 +38,7 @@ constexpr char kLocal[] = "[IP_ADDRESS] IP_LOCAL";
 constexpr char kLocalPorts[] = "[IP_ADDRESS] TCP_LOCAL";
 constexpr char kSerialPorts[] = "[SLOT_MACHINE] PORT_ASYNC";
 constexpr char kEveryAddress[] = "*";
-constexpr char kAnyAddress[] = "0.0.0.0";  // means the same
+constexpr char kAnyAddress[] = "0.0.0.0";  // the same for the daemon
 constexpr char kNone[] = "NONE";
 constexpr char kSpace[] = "SPACE";
 
@@ -46,7 +46,7 @@ std::string quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
-// The daemon takes blanks and a "+" in front for some keys and not for others.
+// Refuses leading blanks and "+", which the daemon accepts for some keys only.
 bool isNumber(const std::string& text, long lowest, long highest) {
     std::int32_t number = 0;
     const char* const end = text.data() + text.size();
@@ -59,13 +59,13 @@ std::string noNumber(const std::string& text, long lowest, long highest) {
            std::to_string(highest);
 }
 
-// The daemon reads an address that is none as 0.0.0.0.
+// The daemon reads an invalid address as 0.0.0.0.
 bool isAddress(const std::string& host) {
     in_addr address{};
     return ::inet_pton(AF_INET, host.c_str(), &address) == 1;
 }
 
-// What the daemon sends for a word.
+// The number that the daemon sends for a word.
 std::optional<int> wordNumber(const std::string& word) {
     try {
         return teskd::serialSettingValue(word);
@@ -107,8 +107,8 @@ void ValueChecks::enable() {
     find(teskd::KEY_ENABLE, quoted(text) + " is neither true nor false; the daemon stays disabled");
 }
 
-// What hosts and the notification server know a gateway by. An address of several cards, as the
-// default is, or of none is not this machine's own.
+// Hosts and the notification server identify a gateway by its MAC address and model. A group
+// address, such as the default, and an address of zeros identify no network card.
 void ValueChecks::identity() {
     static const std::regex nobodys("[0-9a-f][13579bdf]:.*|(00:){5}00", std::regex::icase);
     if (std::regex_match(value(kMac), nobodys)) {
@@ -121,7 +121,7 @@ void ValueChecks::identity() {
          "no file sets it; hosts and the notification server are told " + quoted(value(kModel)));
 }
 
-// A host finds the fields of the identification by what separates them.
+// Hosts split the identification at "-".
 void ValueChecks::texts() {
     constexpr std::size_t kVersionSize = 30;
     for (const char* key :
@@ -135,7 +135,7 @@ void ValueChecks::texts() {
     find(kVersion, "longer than 30 characters; hosts that ask for the version see no more");
 }
 
-// `below` tells what the daemon does with a number that is too low.
+// `below` describes the effect of a number that is too low.
 void ValueChecks::number(const std::string& key, long lowest, long highest, const char* below) {
     const std::string text = value(key);
     if (isNumber(text, lowest, highest)) return;
@@ -148,7 +148,7 @@ void ValueChecks::number(const std::string& key, long lowest, long highest, cons
 }
 
 void ValueChecks::numbers() {
-    constexpr long kMostSeconds = 4294967;  // of 32 bits of milliseconds
+    constexpr long kMostSeconds = 4294967;  // 32 bits of milliseconds
     constexpr long kMostMinutes = 71582;
     number("[RICH_ORA] TOUT_ORA", 1, kMostSeconds, "the date is asked for at the start alone");
     number("[AAMS] TMP_APP_COLLEGATI", 1, kMostMinutes, "it is taken for 1");
@@ -201,7 +201,7 @@ void ValueChecks::listeners() {
     listenersTogether();
 }
 
-// The system lets nobody listen on one address of a port where somebody listens on all of them.
+// The system refuses to listen on one address of a port that is listened on at all addresses.
 void ValueChecks::listenersTogether() {
     std::map<std::string, std::vector<std::string>> hostsByPort;
     for (const std::string& endpoint :
@@ -289,7 +289,7 @@ void ValueChecks::machine(int n) {
     lineWord(portKey(n, "FLOWCONTROL"), {"flow control", {"No Flow", "XON/XOFF", "CTS/RTS"}});
 }
 
-// There the daemon would be its own serial-port server.
+// A serial port there would connect the daemon to itself.
 void ValueChecks::ownPort(int n) {
     const std::string host = value(portKey(n, "IP_ADDRESS"));
     const std::string port = portKey(n, "TCP_PORT");
@@ -319,7 +319,8 @@ std::string ValueChecks::listed(const LineWords& words) {
     return list + " or a number from 1 to " + std::to_string(words.values.size()) + " is one";
 }
 
-// A word of the setting, or its number. The daemon takes the words of both settings for each.
+// Accepts a word of the setting, or its number. The daemon accepts the words of both settings for
+// each of them.
 void ValueChecks::lineWord(const std::string& key, const LineWords& words) {
     const std::string text = value(key);
     const auto highest = static_cast<long>(words.values.size());

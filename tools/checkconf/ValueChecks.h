@@ -1,6 +1,6 @@
-// Whether the values are what the daemon takes them for.
+// Checks whether the daemon interprets the values as their author meant them.
 //
-// Ownership: refers to settings of the caller's, which must outlive it. Threads: one user at a
+// Ownership: refers to the caller's settings, which must outlive it. Threads: one user at a
 // time. Errors: nothing throws.
 
 #pragma once
@@ -19,13 +19,13 @@ class ValueChecks {
     std::vector<Finding> run();
 
   private:
-    // What the numbers of a setting from 1 on stand for.
+    // The meanings of the numbers of a setting, from 1 on.
     struct LineWords {
         const char* name;
         std::vector<std::string> values;
     };
 
-    // The words that the daemon takes for what they say.
+    // The words that the daemon interprets as written, as a list for a message.
     static std::string listed(const LineWords& words);
 
     void enable();
@@ -42,8 +42,8 @@ class ValueChecks {
     void ownPort(int n);
     void macAddresses();
 
-    // The one of two keys that a file sets, so that a finding about both stands where it can be
-    // mended.
+    // The one of two keys that a file sets: a finding about both has the place where it can be
+    // corrected.
     std::string set(const std::string& key, const std::string& other) const;
     void find(const std::string& key, const std::string& text);
     void number(const std::string& key, long lowest, long highest, const char* below);

@@ -1,4 +1,4 @@
-// Tells what the daemon's configuration will be, and what in its files looks like a mistake.
+// Prints the daemon's effective configuration and what looks like a mistake in its files.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -48,7 +48,7 @@ void declare(CLI::App& app, Options& options) {
         "Exit status: 0 no findings, 1 findings, 2 bad arguments");
 }
 
-// The files that the daemon merges, those that are there.
+// The files that the daemon merges and that exist.
 void mergeUnder(const std::string& root, Settings& settings, std::vector<Finding>& findings) {
     const std::string directory = root + teskd::CONFIG_DIRECTORY;
     const bool hasMain = settings.merge(root + teskd::MAIN_FILE);
@@ -104,7 +104,7 @@ int check(const Options& options) {
     std::cout.flush();
     if (!std::cout) {
         std::cerr << "teskd-checkconf: standard output cannot be written\n";
-        return kFindings;  // nobody can tell that there are none
+        return kFindings;  // the findings could not be printed
     }
     return findings.empty() ? kClean : kFindings;
 }

@@ -1,8 +1,8 @@
-// The AAMS engine: its notifications and their answers, a polling pass in which a counter went
-// backwards, and the requests 501 to 507.
+// The part about the AAMS engine: notifications and their answers, a polling pass in which a
+// counter has decreased, and the requests 501 to 507.
 //
 // Ownership: borrows the scene and the report. Threads: one user at a time.
-// Errors: Surprise when something is not as expected, and what HostLink and the decoders throw.
+// Errors: Surprise for an unexpected result, and what HostLink and the decoders throw.
 
 #pragma once
 
@@ -18,7 +18,7 @@ namespace demo {
 
 class AamsTour {
   public:
-    // The machine whose counter goes backwards.
+    // The machine whose counter decreases.
     static constexpr std::size_t kTurnedBack = 2;
 
     AamsTour(Scene& scene, Report& report);
@@ -36,7 +36,7 @@ class AamsTour {
 
     notifyserver::Notification await(int code);
     void awaitLog(const std::string& part);
-    // Asks, shows the decoded answer and returns it.
+    // Sends a request, prints the decoded answer and returns it.
     teskhost::AamsContent ask(int code, const std::string& text, const std::string& about);
     teskhost::AamsContent show(const teskhost::AamsMessage& message);
 

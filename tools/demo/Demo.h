@@ -1,7 +1,7 @@
 // The demonstration from start to end.
 //
-// Ownership: the object owns the scene. Threads: one user at a time, who lives longer.
-// Errors: run() throws Surprise when something did not come as expected, and what its parts throw.
+// Ownership: the object owns the scene. Threads: one user at a time, whose thread outlives it.
+// Errors: run() throws Surprise for an unexpected result, and what its parts throw.
 
 #pragma once
 
@@ -19,7 +19,7 @@ class Demo {
     Demo(const std::filesystem::path& daemon, std::ostream& out);
 
     void run();
-    // What the daemon has said so far; for the message about a failure.
+    // The daemon's output and log so far, for the message about a failure.
     std::string daemonsStory();
 
   private:

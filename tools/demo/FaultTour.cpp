@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kSilent = 3;
 constexpr std::size_t kHangingUp = 4;
-constexpr std::chrono::seconds kPatience{15};  // the daemon gives a machine 10 s
+constexpr std::chrono::seconds kPatience{15};  // the daemon's time-out for a machine is 10 s
 
 }  // namespace
 
@@ -41,8 +41,8 @@ void FaultTour::machineThatHangsUp() {
     ask(SlotMachines::name(kHangingUp), Kind::Failed);
 }
 
-// The daemon asks each of them once more on its own, in vain. A host's requests do not reach them
-// until a polling pass does.
+// The daemon polls each of them once at once, without success. They stay unknown to hosts until a
+// polling pass.
 void FaultTour::recovery() {
     report_.step("Both count as not known until they answer again");
     const Frame frame = link_.ask(Request::machines());

@@ -1,7 +1,8 @@
-// What a host is told when a machine does not exist, keeps silent, or hangs up in mid-answer.
+// The part about faults: answers if a machine does not exist, is silent, or disconnects while it
+// answers.
 //
 // Ownership: borrows the scene and the report. Threads: one user at a time.
-// Errors: Surprise when an answer is not as expected, and what HostLink throws.
+// Errors: Surprise for an unexpected answer, and what HostLink throws.
 
 #pragma once
 
@@ -26,7 +27,7 @@ class FaultTour {
     void machineThatHangsUp();
     void recovery();
 
-    // Asks for the counters and shows what comes.
+    // Requests the counters and prints the answers.
     void ask(const std::string& name, teskhost::Kind expected);
 
     Scene& scene_;

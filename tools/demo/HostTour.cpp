@@ -19,7 +19,7 @@ std::string ask(int type, const std::string& what) {
     return "Type " + std::to_string(type) + ": " + what;
 }
 
-// Whether the answers are numbered 1, 2, 3 ... in the order they came.
+// Whether the answers are numbered 1, 2, 3 ... in the order of their arrival.
 template <typename Answer>
 bool numbered(const std::vector<Answer>& answers) {
     for (std::size_t i = 0; i < answers.size(); ++i) {

@@ -1,7 +1,7 @@
-// A host asks each of the eight request types and reads the answers.
+// The part about hosts: each of the eight request types and its answers.
 //
 // Ownership: borrows the scene and the report. Threads: one user at a time.
-// Errors: Surprise when an answer is not as expected, and what HostLink and the decoders throw.
+// Errors: Surprise for an unexpected answer, and what HostLink and the decoders throw.
 
 #pragma once
 
@@ -31,7 +31,7 @@ class HostTour {
     void text();
     void message();
 
-    // Sends a request and decodes its answers, all of them regular ones.
+    // Sends a request and decodes its answers, all of which must be regular.
     template <typename Answer>
     std::vector<Answer> ask(const teskhost::Request& request, std::size_t answers = 1);
 

@@ -1,4 +1,4 @@
-// The lines of a log that tell a story: no debug lines, and not what a serial-port server confirms.
+// The interesting lines of a log: no debug lines, and no confirmations of a serial-port server.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 

@@ -1,8 +1,7 @@
-// What the demonstration prints, and what it expects: everything goes to standard output, as a
-// person reads it.
+// Prints the demonstration's output as readable text, and checks what it expects.
 //
 // Ownership: borrows the stream. Threads: one user at a time.
-// Errors: expect() throws Surprise when something is not as it should be.
+// Errors: expect() throws Surprise if a condition does not hold.
 
 #pragma once
 
@@ -14,7 +13,7 @@
 
 namespace demo {
 
-// Something did not come as expected; the text tells what was expected.
+// An unexpected result; the text says what was expected.
 class Surprise : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -24,12 +23,12 @@ class Report {
   public:
     explicit Report(std::ostream& out) : out_(out) {}
 
-    // A part of the demonstration; parts are numbered.
+    // Begins a part of the demonstration; parts are numbered.
     void part(const std::string& title);
-    // One step of a part.
+    // Begins a step of a part.
     void step(const std::string& title);
     void say(const std::string& sentence);
-    // A table; one that follows another is set off by an empty line.
+    // Prints a table, with an empty line between two of them.
     void show(const teskhost::Table& table);
 
     static void expect(bool holds, const std::string& what);

@@ -17,7 +17,7 @@ constexpr int kParametersNotification = 2;
 
 constexpr char kSoftwareFile[] = "config/.sw_update.ini";
 
-// Stamps of the software at the last start and now.
+// Software stamps at the last start and now.
 std::string software(const std::string& before, const std::string& now) {
     return "[INTERNAL]\nSW_UPDATE_A=" + before + "\nSW_UPDATE_B=" + now + "\n";
 }

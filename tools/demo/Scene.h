@@ -1,9 +1,9 @@
-// Everything that takes part: four slot machines, a notification server and the daemon, on
-// loopback and in one temporary directory. The server answers every notification at once, but for
-// the question for the external parameters: that one once every machine has been polled.
+// All participants: four slot machines, a notification server and the daemon, on loopback and in
+// one temporary directory. The server answers every notification at once, except the one that asks
+// for the external parameters, which it answers after every machine has been polled.
 //
-// Ownership: the object owns all of it; the destructor ends what still runs and removes the
-// directory. Threads: one user at a time; it must outlive the daemon on its thread.
+// Ownership: the object owns all of them; the destructor ends them and removes the directory.
+// Threads: one user at a time, whose thread must outlive the daemon.
 // Errors: the constructor and start() throw std::runtime_error and std::system_error.
 
 #pragma once
@@ -26,11 +26,11 @@ class Scene {
 
     explicit Scene(const std::filesystem::path& daemon);
 
-    // Starts the daemon, also after it was ended, and waits until every machine has been polled.
-    // Log and notifications begin anew.
+    // Starts or restarts the daemon and waits until every machine has been polled. Clears the log
+    // and the notifications.
     void start();
-    // From the next start on: the controller's software was changed meanwhile, a machine's counter
-    // goes backwards after the first polling pass, and the second one follows at once.
+    // Prepares the next start: the controller's software has changed, a machine's counter decreases
+    // after the first polling pass, and the second pass follows at once.
     void prepareSecondStart(std::size_t machineToTurnBack);
     // Seconds since start(), as a text.
     std::string sinceStart(std::chrono::steady_clock::time_point time) const;
@@ -40,7 +40,7 @@ class Scene {
     teskd::test::DaemonProcess& daemon() { return daemon_; }
 
   private:
-    // The parameters: minutes between passes, two flags, minutes from the answer to the next pass.
+    // `text`: minutes between passes, two flags, minutes from the answer to the next pass.
     void answerParametersWith(const std::string& text, std::size_t machineToTurnBack = 0);
 
     SlotMachines machines_;
@@ -51,7 +51,7 @@ class Scene {
 
 // "0.03 s"
 std::string seconds(std::chrono::steady_clock::duration time);
-// The local time as the AAMS side writes it, YYMMDDhhmmss.
+// The local time in the form of AAMS messages, YYMMDDhhmmss.
 std::string nowStamp();
 
 }  // namespace demo

@@ -26,7 +26,7 @@ constexpr std::array<Counters, SlotMachines::kCount> kCounters = {{
     {7550, 6800, 0, 50},
 }};
 
-// The third machine signs its answers.
+// The answers of the third machine have a trailer.
 constexpr std::array<const char*, SlotMachines::kCount> kNames = {"ZA000000001", "ZB000000002",
                                                                   "ZN000000003", "ZD000000004"};
 

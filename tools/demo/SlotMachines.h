@@ -1,4 +1,4 @@
-// The four slot machines of the demonstration and what they answer.
+// The four slot machines of the demonstration and their answers.
 //
 // Ownership: the object owns the machines. Threads: every operation may be called from any thread.
 // Errors: the constructor throws std::system_error.
@@ -18,7 +18,7 @@ namespace demo {
 class SlotMachines {
   public:
     static constexpr std::size_t kCount = 4;
-    // Messages by which machines are asked for their counters, a text and a number.
+    // Messages that request the counters, a text and a number.
     static constexpr std::uint8_t kCountersCode = 113;
     static constexpr std::uint8_t kTextCode = 118;
     static constexpr std::uint8_t kNumberCode = 120;
@@ -31,15 +31,15 @@ class SlotMachines {
     static std::string name(std::size_t number);
     std::vector<std::uint16_t> ports() const;
 
-    // The CNTTOTIN that a machine reports at first.
+    // The first CNTTOTIN of a machine.
     static std::int64_t totalIn(std::size_t number);
     static std::int32_t number(std::size_t number);
-    // From now on the machine's CNTTOTIN is lower than what it reported before.
+    // The machine's further CNTTOTIN are lower than its earlier ones.
     void turnBack(std::size_t number);
 
-    // Whether every machine is asked, and has its answer acknowledged, before the patience ends.
+    // Whether every machine is polled and its answer acknowledged before the time-out.
     bool awaitPoll();
-    // What was asked so far does not count.
+    // Later calls of awaitPoll() wait for a further poll.
     void forget();
 
   private:

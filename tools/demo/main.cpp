@@ -1,5 +1,5 @@
-// Shows what the daemon does: starts it with simulated machines and a simulated notification
-// server, asks it what a host can ask, and ends it. Exit status 0 when everything came as expected.
+// Demonstrates the daemon: starts it with simulated machines and a simulated notification server,
+// sends every kind of request, and ends it. Exit status 0 if everything was as expected.
 //
 //   teskd_demo [DAEMON]     DAEMON: the daemon's program, by default the one beside this program
 
@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 constexpr int kUsageStatus = 2;
 
-// What the caller's environment says to the daemon or its tests is not meant for this one.
+// Removes variables of the caller that would affect the daemon or the test support.
 void forgetEnvironment() {
     constexpr char kPrefix[] = "TESKD_";
     std::vector<std::string> names;

@@ -25,7 +25,7 @@ constexpr int kSetClock = 507;
 constexpr char kSuccess[] = "00";
 constexpr char kUnknownMachine[] = "0C";
 constexpr char kNoFailedCheck[] = "0E";
-constexpr int kMostMinutes = 2147483646;  // a number beyond is none to the gateway
+constexpr int kMostMinutes = 2147483646;  // the highest number that the gateway accepts
 
 struct Parameters {
     int every = 0;
@@ -40,13 +40,13 @@ struct Parameters {
     }
 };
 
-// Whatever was asked for is there, even if it is that there is none.
+// No failed check is a successful answer, too.
 ExitStatus statusOf(const std::string& result) {
     if (result == kSuccess || result == kNoFailedCheck) return ExitStatus::Success;
     return result == kUnknownMachine ? ExitStatus::UnknownMachine : ExitStatus::Refused;
 }
 
-// An empty frame stands for "done"; what is wrong with any other is part of the reply.
+// Shows the success that an empty frame stands for.
 void showDone(const Settings& settings, int code) {
     if (settings.json) {
         show(AamsContent{code}, settings);

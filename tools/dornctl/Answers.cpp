@@ -52,7 +52,7 @@ std::vector<Problem> Round::problems() const {
     return result;
 }
 
-// What is missing is told all at once, by what brokenOff holds.
+// Missing answers are not reported one by one, but by the exception in brokenOff.
 ExitStatus Round::report(const Settings& settings) const {
     std::cout.flush();
     ExitStatus status = ExitStatus::Success;

@@ -18,13 +18,13 @@
 namespace dornctl {
 
 struct Answers {
-    std::string machine{};  // that was asked; empty for the gateway itself
+    std::string machine{};  // the machine asked; empty for the gateway itself
     std::vector<teskhost::Frame> regular{};
     std::optional<teskhost::Kind> failure{};
     bool complete = false;
-    std::chrono::steady_clock::duration elapsed{};  // until it was complete
+    std::chrono::steady_clock::duration elapsed{};  // from the request to the complete answer
 
-    // @throws teskhost::DecodeError for a frame that is not what the type says
+    // @throws teskhost::DecodeError for a frame that is not an answer of this type
     template <typename Answer>
     std::vector<Answer> decode() const {
         std::vector<Answer> result;
@@ -35,8 +35,8 @@ struct Answers {
 
 struct Round {
     std::vector<Answers> all{};      // in the order of the questions
-    std::exception_ptr brokenOff{};  // why not all have come
-    std::string reason{};            // the same in words, without what is missing
+    std::exception_ptr brokenOff{};  // why answers are missing; null if none are
+    std::string reason{};            // its text, without the missing answers
 
     // Every request without a complete answer, in the order of the requests.
     std::vector<Problem> problems() const;

@@ -33,7 +33,7 @@ bool inRange(const std::string& text, std::size_t most) {
     return !text.empty() && text.size() <= most && printable(text);
 }
 
-// "YYMMDDhhmmss" of this century; the daemon takes years from 69 on for the one before.
+// "YYMMDDhhmmss" of this century: for the daemon, years from 69 on belong to the last one.
 bool isTime(const std::string& text) {
     const auto digit = [](char c) { return c >= '0' && c <= '9'; };
     if (text.size() != 12 || !std::all_of(text.begin(), text.end(), digit)) return false;
@@ -53,7 +53,7 @@ std::string parsed(const std::string& text) {
     return "";
 }
 
-// Nothing unless the text is digits alone.
+// No value unless the text consists of digits.
 std::optional<long> decimal(const std::string& text) {
     long value = 0;
     const char* const end = text.data() + text.size();

@@ -24,7 +24,7 @@ std::string endpoint(const std::string& text);
 std::string binding(const std::string& text);
 // The external parameters as messages have them: minutes, two flags, minutes.
 std::string parameters(const std::string& text);
-// "YYMMDDhhmmss", a time from 2000 to 2068 that the calendar has, or "now".
+// "YYMMDDhhmmss", a valid time from 2000 to 2068, or "now".
 std::string time(const std::string& text);
 // "yes" or "no".
 std::string yesOrNo(const std::string& text);

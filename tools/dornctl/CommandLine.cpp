@@ -49,7 +49,7 @@ constexpr char kFooter[] =
 }  // namespace
 
 CommandLine::CommandLine() : app_("Asks the gateway what a host can ask.", "dornctl") {
-    app_.fallthrough();  // for the subcommands that are made from here on
+    app_.fallthrough();  // inherited by subcommands created from here on
     app_.require_subcommand(1);
     declareOptions();
     declareMachineCommands(app_, chosen_);
@@ -98,7 +98,7 @@ ExitStatus CommandLine::help(const std::string& about) {
     if (!about.empty() && std::count(names.begin(), names.end(), about) == 0) {
         return failUnknown(about);
     }
-    app_.clear();  // otherwise its help is that of the subcommand that was met
+    app_.clear();  // forgets the parsed subcommand, whose help would be printed instead
     std::cout << (about.empty() ? app_.help() : app_.get_subcommand(about)->help(app_.get_name()));
     return ExitStatus::Success;
 }
@@ -111,7 +111,7 @@ std::vector<std::string> CommandLine::subcommands() const {
     return names;
 }
 
-// What is wrong with the command line is told as JSON, too, if that stands anywhere in it.
+// Errors in the command line are printed as JSON, too, if it contains --json anywhere.
 ExitStatus CommandLine::run(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
     if (words.size() > 1 && words[0] == "complete" && words[1] == "--") {
@@ -139,7 +139,7 @@ ExitStatus CommandLine::complete(const std::vector<std::string>& words) {
     return ExitStatus::Success;
 }
 
-// An empty variable is none.
+// An empty variable counts as unset.
 void CommandLine::takeEnvironment() {
     const char* const host = std::getenv("TESKD_HOST");
     if (app_.count("--host") > 0 || host == nullptr || *host == '\0') return;
@@ -161,7 +161,7 @@ ExitStatus CommandLine::failUnknown(const std::string& word) const {
                     "\"dornctl help\" lists them");
 }
 
-// Help is asked for with an error too.
+// CLI11 reports a request for help as an error, too.
 ExitStatus CommandLine::refuse(const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
         app_.exit(error);

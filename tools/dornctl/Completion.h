@@ -6,7 +6,7 @@
 // suggestion: the word, a tab, its description. "<file>" alone means any file.
 //
 // Ownership: refers to a parser of the caller's, which must outlive it. Threads: one user at a
-// time. Errors: nothing throws; a gateway that does not answer has no machines.
+// time. Errors: nothing throws; without an answer of the gateway there are no machine names.
 
 #pragma once
 
@@ -38,8 +38,8 @@ class Completion {
     const CLI::App& app_;
     Settings settings_;
     const CLI::App* subcommand_ = nullptr;
-    const CLI::Option* open_ = nullptr;  // whose value comes next
-    std::size_t passed_ = 0;             // positional arguments of the subcommand
+    const CLI::Option* open_ = nullptr;  // whose value is the next word
+    std::size_t passed_ = 0;             // positional arguments before the last word
 };
 
 }  // namespace dornctl

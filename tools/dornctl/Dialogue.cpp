@@ -30,7 +30,7 @@ MachinesAnswer byPort(const Frame& listing) {
 
 }  // namespace
 
-// A question whose answer is not whole.
+// A question whose answer is not complete.
 struct Dialogue::Open {
     std::uint32_t identifier;
     const Question& question;

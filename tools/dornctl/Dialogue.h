@@ -47,7 +47,8 @@ class Dialogue {
     // unknown.
     std::string story(const std::vector<Open>& open, const Round& round) const;
     std::string missing(const std::vector<Open>& open, const Round& round) const;
-    // Asks the gateway again: those of the machines that it does not know; none if it is silent.
+    // Asks the gateway again: those of the machines that it does not know; none if it does not
+    // answer.
     std::vector<std::string> notKnown(const std::vector<std::string>& machines) const;
 
     const Settings settings_;

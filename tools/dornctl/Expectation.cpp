@@ -11,11 +11,11 @@ using namespace teskhost;
 namespace {
 
 constexpr std::size_t kDateSize = 8;
-constexpr std::size_t kNumbers = 256;  // that a field of 8 bits tells apart
+constexpr std::size_t kNumbers = 256;  // distinguished by a field of 8 bits
 constexpr std::size_t kFullPage = 255;
 
-// Answers that may come in several frames say behind the date how many there are, and which one
-// this is.
+// Answers that may consist of several frames have the number of frames after the date, followed by
+// the number of this one.
 struct Place {
     std::size_t total = 0;
     std::size_t number = 0;
@@ -41,7 +41,7 @@ struct Place {
     }
 };
 
-// The smallest number from `least` on that has these low 8 bits.
+// The smallest number that is at least `least` and has these low 8 bits.
 std::size_t widened(std::size_t bits, std::size_t least) {
     return least + (bits - least) % kNumbers;
 }

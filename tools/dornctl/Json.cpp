@@ -20,7 +20,7 @@ constexpr char kFailedCheck[] = "failed_check";
 constexpr int kCheckNotification = 5;
 constexpr int kChecksRequest = 504;
 
-// A text that is a decimal number as a number, any other as it is.
+// A decimal number as a JSON number, any other text as a string.
 Json numberOrText(const std::string& text) {
     std::int64_t number = 0;
     const char* const end = text.data() + text.size();
@@ -83,7 +83,7 @@ Json pagesOf(const MachineAnswer<Answer>& entry) {
     return json;
 }
 
-// By name, or null where the body has not one item for each.
+// The items by name; null if the body has another number of items.
 Json countersOf(const TeskText& message) {
     const std::vector<std::string> items = message.items();
     if (items.size() != std::size(kCounters)) return nullptr;
@@ -98,7 +98,7 @@ Json messageOf(const TeskText& message) {
             {"body", message.body},         {"trailer", message.trailer}};
 }
 
-// What a program gets for a field; a code of digits is a number, but for a result's.
+// The value of a field. A code of digits is a number, except a result's, which is a string.
 Json toJson(const Field& field) {
     switch (field.kind) {
         case Field::Kind::Number:

@@ -76,7 +76,7 @@ class Listen {
     }
 
     const Settings settings_;
-    // The server comes last: its thread uses all the others.
+    // The server is the last member: its thread uses all others.
     const EndSignals signals_;
     NotificationLog log_;
     tools::UniqueFd wake_;

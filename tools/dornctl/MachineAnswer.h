@@ -20,7 +20,7 @@ namespace dornctl {
 template <typename Answer>
 struct MachineAnswer {
     std::string machine{};
-    std::size_t pages = 1;  // that the answer came in; it has the entries of all
+    std::size_t pages = 1;  // pages of the answer, which has the entries of all
     bool whole = true;      // no page is missing
     Answer answer{};
 };
@@ -35,7 +35,7 @@ inline void join(teskhost::TimesAnswer& first, const teskhost::TimesAnswer& seco
 }
 
 // One for each machine that has answered, in the order of the requests.
-// @throws teskhost::DecodeError for a frame that is not what the type says
+// @throws teskhost::DecodeError for a frame that is not an answer of this type
 template <typename Answer>
 std::vector<MachineAnswer<Answer>> decode(const Round& round) {
     std::vector<MachineAnswer<Answer>> result;

@@ -16,7 +16,7 @@ using namespace teskhost;
 
 namespace {
 
-// What the arguments of a subcommand say; each uses what it has.
+// The arguments of all subcommands; each uses only its own.
 struct Given {
     std::string machine{};
     std::string a{};
@@ -28,11 +28,11 @@ struct Given {
     bool force = false;
 };
 
-// Throws std::invalid_argument for what no machine would answer.
+// @throws std::invalid_argument for a request that no machine would answer
 using MakeRequest = std::function<Request(const Given&)>;
 using Arguments = std::shared_ptr<Given>;
 
-// The machines to ask: the one that is named, or all that are known.
+// The machines to ask: the named one, or all known ones.
 std::vector<std::string> targetsOf(Dialogue& dialogue, const std::string& name) {
     if (!name.empty()) return {name};
     std::vector<std::string> names;
@@ -45,7 +45,7 @@ std::vector<std::string> targetsOf(Dialogue& dialogue, const std::string& name) 
 template <typename Answer>
 ExitStatus ask(const Settings& settings, const Given& given, Milliseconds usual,
                const MakeRequest& make) {
-    make(given);  // what it refuses is refused before anything is sent
+    make(given);  // throws for invalid arguments, before anything is sent
     constexpr Scope scope = std::is_same_v<Answer, MessageAnswer> ? Scope::OneFrame : Scope::Pages;
     Dialogue dialogue(settings, usual);
     std::vector<Question> questions;

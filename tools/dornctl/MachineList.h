@@ -13,14 +13,14 @@
 namespace dornctl {
 
 enum class MachineState {
-    Known,       // its last answer came
-    Failed,      // it has answered, but its last answer did not come
+    Known,       // it answered its last request
+    Failed,      // it has answered before, but not its last request
     Unanswered,  // it was polled, and has not answered since the gateway's start
-    Unheard,     // it has not answered; whether it was asked is not known
+    Unheard,     // it has not answered, and may not have been polled
 };
 
 struct ListedMachine {
-    std::string name{};  // its CodeId, or "SlotMachine_n" as long as it has not answered
+    std::string name{};  // its CodeId, or "SlotMachine_n" until it has answered
     unsigned port = 0;
     MachineState state = MachineState::Known;
 };

@@ -35,7 +35,7 @@ struct Options {
     bool gatewayOnly = false;
 };
 
-// What one look at the gateway shows.
+// The state of the gateway at one time.
 struct Look {
     double roundTrip = 0;
     std::string version{};
@@ -94,7 +94,7 @@ bool answered(const Answers* answers) {
     return answers != nullptr && !answers->regular.empty();
 }
 
-// By the gateway's own clock, from the newest reading of its polls.
+// Measured by the gateway's clock, from the newest reading of its polls.
 std::optional<double> ageOf(const Look& look, const std::string& machine) {
     if (answered(answersOf(look, machine))) return 0;
     const auto fields = look.readings.fields;
@@ -144,7 +144,7 @@ void tellMachines(MetricsText& metrics, const Look& look) {
     }
 }
 
-// What went out to the machines, and what became of it; also of an earlier look.
+// Requests to the machines and their outcomes. Without `asked` the counters keep their values.
 void tellRequests(MetricsText& metrics, const std::vector<Answers>& asked) {
     const auto tell = [&](const char* name, const char* help, const auto& counts) {
         metrics.family(name, kCounter, help);
@@ -160,7 +160,7 @@ void tellRequests(MetricsText& metrics, const std::vector<Answers>& asked) {
          [](const Answers& a) { return a.failure && a.failure != Kind::TimedOut; });
 }
 
-// The file has them all, so they are counted anew.
+// The file has all notifications, so they are counted from the start.
 void tellNotifications(MetricsText& metrics, const std::string& file) {
     std::ifstream lines(file);
     if (!lines) throw std::runtime_error(file + ": " + std::strerror(errno));
@@ -177,7 +177,7 @@ void tellNotifications(MetricsText& metrics, const std::string& file) {
     }
 }
 
-// A reader sees the file before or the file behind, and nothing between.
+// Replaces the file atomically: a reader sees either the old or the new content.
 void replace(const std::string& file, const std::string& text) {
     const std::string next = file + ".new";
     std::ofstream out(next);

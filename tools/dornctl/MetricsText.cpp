@@ -34,7 +34,7 @@ std::string numberText(double value) {
 
 }  // namespace
 
-// A line is a name, labels, a blank, and a number; labels may have blanks.
+// A line consists of a name, labels, a blank and a number; labels may contain blanks.
 MetricsText::MetricsText(const std::string& earlier) {
     std::istringstream lines(earlier);
     for (std::string line; std::getline(lines, line);) {

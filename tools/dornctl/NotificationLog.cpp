@@ -87,7 +87,7 @@ void NotificationLog::addProblem(const std::string& sender, const std::string& p
          settings_);
 }
 
-// The gateway's numbers begin anew with it, so the whole datagram is compared.
+// Compares whole datagrams: the gateway's identifiers start again at a restart.
 bool NotificationLog::isRepeated(const Notification& notification) {
     const std::string datagram =
         notifyserver::textOf(notification.sender) + notification.frame.encode();

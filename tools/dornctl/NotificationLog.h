@@ -2,8 +2,8 @@
 // Repeated ones are marked.
 //
 // Ownership: the object owns the file. Threads: one user at a time.
-// Errors: the constructor throws std::runtime_error when the file cannot be opened. When it cannot
-// be written later, full() tells; what cannot be decoded is shown as text.
+// Errors: the constructor throws std::runtime_error if the file cannot be opened. Later write
+// errors are reported by full(). A notification that cannot be decoded is shown as text.
 
 #pragma once
 
@@ -29,7 +29,7 @@ class NotificationLog {
   private:
     void keep(const Json& line);
 
-    // Whether the same datagram came before, among the last ones.
+    // Whether the same datagram was among the latest ones.
     bool isRepeated(const notifyserver::Notification& notification);
 
     const Settings settings_;

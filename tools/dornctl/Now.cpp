@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kCentury = 100;  // 2000, counted from 1900
 
-// The C library's time zone, which all threads share: each conversion may read it anew.
+// Guards the C library's time zone, which all threads share and any conversion may reload.
 std::mutex zone;
 
 std::tm localNow() {
@@ -39,7 +39,7 @@ std::string iso(const std::tm& time) {
     return result.insert(result.size() - 2, ":");
 }
 
-// Of the zone that this process runs in; nothing unless the text is a stamp.
+// The time in this process's time zone; no value unless the text is a stamp.
 std::optional<std::tm> timeOf(const std::string& stamp) {
     static const std::regex form("[0-9]{12}");
     if (!std::regex_match(stamp, form)) return {};

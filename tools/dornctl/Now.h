@@ -15,12 +15,12 @@ std::string nowText();
 // "YYYY-MM-DDThh:mm:ss+hh:mm", ISO 8601
 std::string nowIso();
 
-// A stamp of the gateway, "YYMMDDhhmmss", in ISO 8601. It has no zone: it is read as a time of the
-// zone that this process runs in. Any other text comes back as it is.
+// A stamp of the gateway, "YYMMDDhhmmss", in ISO 8601. It has no zone, so that of this process is
+// assumed. Any other text is returned unchanged.
 std::string isoStamp(const std::string& stamp);
-// From one stamp of the gateway to another; 0 for texts that are none.
+// The time from one stamp of the gateway to another; 0 for texts that are no stamps.
 double secondsBetween(const std::string& first, const std::string& second);
-// "dd.mm.yy" as "20yy-mm-dd"; any other text comes back as it is.
+// "dd.mm.yy" as "20yy-mm-dd"; any other text is returned unchanged.
 std::string isoDate(const std::string& date);
 
 }  // namespace dornctl

@@ -13,7 +13,7 @@ namespace dornctl {
 
 struct Problem {
     ExitStatus status = ExitStatus::Failure;
-    std::string machine{};  // that it is about; empty when it is about none
+    std::string machine{};  // the machine concerned; empty if none is
     std::string text{};
 };
 

@@ -21,7 +21,7 @@ class Progress {
     Progress& operator=(const Progress&) = delete;
 
     void page(const std::string& machine, std::size_t number, std::size_t total);
-    // How many of the machines have answered or failed.
+    // The number of machines that have answered or failed.
     void machines(std::size_t number, std::size_t total);
 
   private:

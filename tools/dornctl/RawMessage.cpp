@@ -12,7 +12,7 @@ constexpr std::size_t kHeadSize = 8;  // "113~0008"
 constexpr char kAcknowledgement[] = "150";
 constexpr char kChangedOnTheLine[] = "\r\n\xFF";
 
-// A message of this size as the head has it.
+// The length field for a message of this size.
 std::string lengthOf(std::size_t size) {
     char digits[24];
     std::snprintf(digits, sizeof digits, "%04zX", size);

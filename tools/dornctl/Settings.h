@@ -18,7 +18,7 @@ using Milliseconds = std::chrono::milliseconds;
 struct Settings {
     // The daemon's default.
     static constexpr std::uint16_t kPort = 5001;
-    // A little longer than the daemon itself waits for a machine: for one value, and for a list.
+    // Slightly longer than the daemon's own time-outs for a machine: for one value, and for a list.
     static constexpr Milliseconds kShort{15000};
     static constexpr Milliseconds kLong{305000};
 

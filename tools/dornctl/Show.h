@@ -14,14 +14,14 @@ namespace dornctl {
 
 constexpr int kJsonIndent = 2;
 
-// The answers of machines, as tables. Nothing is printed for no answers.
+// Prints the answers of machines as tables; nothing if there are none.
 void showTable(const std::vector<MachineAnswer<teskhost::CountersAnswer>>& answers);
 void showTable(const std::vector<MachineAnswer<teskhost::ValueAnswer>>& answers);
 void showTable(const std::vector<MachineAnswer<teskhost::ListAnswer>>& answers);
 void showTable(const std::vector<MachineAnswer<teskhost::TimesAnswer>>& answers);
 void showTable(const std::vector<MachineAnswer<teskhost::MessageAnswer>>& answers);
 
-// As tables, or as one JSON document, which names the failures even without any answer.
+// Prints tables, or one JSON document, which lists the failures even if there is no answer.
 template <typename Answer>
 void show(const Round& round, const Settings& settings) {
     const auto answers = decode<Answer>(round);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kMostErrors = 2;
 
-// Characters put in, left out or exchanged.
+// The edit distance: inserted, removed or replaced characters.
 std::size_t distance(const std::string& a, const std::string& b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), 0U);
@@ -24,7 +24,7 @@ std::size_t distance(const std::string& a, const std::string& b) {
     return row.back();
 }
 
-// The start of a word is not wrong, only short.
+// A prefix of the word counts as one error, however much is missing.
 std::size_t errorsIn(const std::string& typed, const std::string& word) {
     return typed.size() > 1 && word.starts_with(typed) ? 1 : distance(typed, word);
 }

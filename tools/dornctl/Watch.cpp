@@ -25,7 +25,7 @@ constexpr int kMostTables = 1000000000;
 
 struct Options {
     int interval = 2000;
-    unsigned count = 0;  // 0: until it is ended
+    unsigned count = 0;  // 0: without limit
 };
 
 class Watch {
@@ -43,9 +43,9 @@ class Watch {
     }
 
   private:
-    // The gateway may be started anew meanwhile, so every question has a connection of its own.
+    // Uses a new connection each time, because the gateway may restart meanwhile.
     std::vector<ListedMachine> question() const {
-        const EndSignals::AtOnce atOnce;  // nothing is half printed here
+        const EndSignals::AtOnce atOnce;  // all output is flushed here
         Dialogue dialogue(settings_, kPatience);
         return listMachines(dialogue);
     }

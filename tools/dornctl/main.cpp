@@ -1,4 +1,4 @@
-// Asks the gateway what a host can ask, and prints the answers.
+// Sends a host's requests to the gateway and prints the answers.
 
 #include "dornctl/CommandLine.h"
 

@@ -114,7 +114,7 @@ void NotificationServer::receive() {
     socklen_t size = sizeof sender;
     const ssize_t count = ::recvfrom(socket_.get(), datagram.data(), datagram.size(), MSG_DONTWAIT,
                                      reinterpret_cast<sockaddr*>(&sender), &size);
-    if (count < 0) return;  // an earlier answer was refused
+    if (count < 0) return;  // the error of an earlier answer that was refused
     try {
         take(std::string_view(datagram).substr(0, static_cast<std::size_t>(count)), sender);
     } catch (const std::exception& e) {

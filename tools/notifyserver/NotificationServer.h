@@ -1,11 +1,11 @@
-// A notification server: takes the daemon's notifications on a UDP port, answers them, one after
-// another, and keeps them or shows them to an observer.
+// A notification server: receives the daemon's notifications on a UDP port, answers them one after
+// another, and stores them or passes them to an observer.
 //
 // Ownership: the object owns its socket and its thread; the destructor ends both.
-// Threads: every operation may be called from any thread; one lock guards all records. Answers are
-// made with no lock held, on the server's own thread, and there the observer is called too.
-// Errors: the constructor throws std::system_error. A datagram that is no notification, or that
-// cannot be answered, goes unanswered; problems() tells why.
+// Threads: every operation may be called from any thread; one lock guards all records. The
+// functions for answers and the observer are called on the server's thread, with no lock held.
+// Errors: the constructor throws std::system_error. A datagram that is no notification, or cannot
+// be answered, is left unanswered, with the reason in problems().
 
 #pragma once
 
@@ -41,22 +41,22 @@ std::string textOf(const sockaddr_in& address);
 
 class NotificationServer {
   public:
-    // The text of an answer, which goes out behind a "-"; an empty text goes out as no text at all.
+    // The text of an answer, which is sent after a "-"; without the "-" if it is empty.
     using AnswerText = std::function<std::string(const Notification&)>;
     using Answers = std::map<int, AnswerText>;  // by code id
     using Milliseconds = std::chrono::milliseconds;
     static constexpr Milliseconds kPatience{10000};
 
-    // Sees what comes instead of its being kept, so that a server can run for ever.
+    // Gets the notifications instead of the store, so that a server can run for ever.
     struct Observer {
         std::function<void(const Notification&, const std::string& answer)> answered;
         std::function<void(const std::string& sender, const std::string& problem)> refused;
     };
 
-    // Keeps what comes, on a port of 127.0.0.1 that the kernel chooses.
+    // Stores the notifications; on a port of 127.0.0.1 that the kernel chooses.
     NotificationServer() : NotificationServer(teskhost::Endpoint{"127.0.0.1", 0}, {}, {}) {}
     // On an IPv4 address given as a number, with these answers from the first notification on.
-    // Throws std::invalid_argument when it is no address.
+    // @throws std::invalid_argument if it is no address
     NotificationServer(const teskhost::Endpoint& at, Observer observer, Answers answers);
     ~NotificationServer();
     NotificationServer(const NotificationServer&) = delete;
@@ -64,15 +64,15 @@ class NotificationServer {
 
     std::uint16_t port() const { return port_; }
 
-    // What notifications of this code id are answered with; no text unless it is set. While the
+    // Sets the answer to notifications of this code id; by default there is no text. While the
     // function runs, nothing else is received.
     void setAnswer(int code, AnswerText text);
-    // What came so far is forgotten; the answers stay.
+    // Removes the stored notifications and problems; the answers stay set.
     void forget();
 
     std::vector<Notification> notifications() const;
     std::vector<std::string> problems() const;
-    // The nth notification of a code id, from 1; nothing when it does not come in time.
+    // The nth notification of a code id, from 1; no value after the time-out.
     std::optional<Notification> waitFor(int code, std::size_t nth = 1,
                                         Milliseconds patience = kPatience) const;
 
