@@ -1,7 +1,6 @@
-// Internet addresses as the system takes them.
+// Internet addresses for system calls.
 //
-// Ownership: plain values. Threads: no state. Errors: std::invalid_argument for a text that is no
-// address.
+// Ownership: plain values. Threads: no state. Errors: std::invalid_argument for an invalid address.
 
 #pragma once
 
@@ -13,7 +12,7 @@ namespace teskd::test {
 
 inline constexpr char kLoopback[] = "127.0.0.1";
 
-// host: four numbers with dots.
+// `host`: an IPv4 address as a number.
 sockaddr_in ipv4(const std::string& host, std::uint16_t port);
 std::uint16_t portOf(const sockaddr_in& address);
 

@@ -1,5 +1,5 @@
-// Byte strings in tests: written as hexadecimal literals (support/Hex.h), compared and printed as
-// such.
+// Comparison of byte strings in tests, which are written as hexadecimal literals (support/Hex.h)
+// and printed like that.
 //
 // Ownership: plain values. Threads: no state. Errors: nothing throws.
 
@@ -12,13 +12,13 @@
 
 namespace teskd::test {
 
-// The form that EXPECT_PRED_FORMAT2 and EXPECT_BYTES use.
+// The comparison of EXPECT_BYTES.
 testing::AssertionResult sameBytes(const char* expectedText, const char* actualText,
                                    std::string_view expected, std::string_view actual);
 
 }  // namespace teskd::test
 
-// Compare two byte strings; on failure both are shown in hexadecimal, with the first difference.
+// Compare two byte strings; a failure prints both in hexadecimal, with the first difference.
 #define EXPECT_BYTES(expected, actual) \
     EXPECT_PRED_FORMAT2(::teskd::test::sameBytes, expected, actual)
 #define ASSERT_BYTES(expected, actual) \

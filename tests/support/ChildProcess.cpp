@@ -28,7 +28,7 @@ std::pair<UniqueFd, UniqueFd> makePipe() {
     return {UniqueFd(fds[0]), UniqueFd(fds[1])};
 }
 
-// The test's own environment with the additions, as "NAME=value".
+// The environment of the test with the additions, as "NAME=value".
 std::vector<std::string> environmentWith(const std::map<std::string, std::string>& additions) {
     std::map<std::string, std::string> all;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -50,7 +50,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-// What the new process starts with: its descriptors and its signals.
+// The descriptors and signals of the new process.
 class SpawnSettings {
   public:
     SpawnSettings(int output, int error, int keep) {
@@ -59,7 +59,7 @@ class SpawnSettings {
         posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&actions_, error, STDERR_FILENO);
         if (keep >= 0) posix_spawn_file_actions_adddup2(&actions_, keep, kKeptFd);
-        // Nothing else, whatever the test's own surroundings left open.
+        // Closes all others, whatever the test has inherited.
         posix_spawn_file_actions_addclosefrom_np(&actions_, keep >= 0 ? kKeptFd + 1 : kKeptFd);
         posix_spawnattr_init(&attributes_);
         sigset_t set;
@@ -133,7 +133,7 @@ std::optional<ExitStatus> ChildProcess::waitForExit(Deadline deadline) {
     return status_;
 }
 
-// Everything written is read, unless some descendant still holds the pipes open.
+// Reads the rest of the output, unless a descendant keeps the pipes open.
 void ChildProcess::finishOutput() {
     if (!collector_.joinable()) return;
     readOutputAgain();
@@ -175,7 +175,7 @@ void ChildProcess::collect() {
     outputEnded_ = true;
 }
 
-// One read; false at the end of the pipe.
+// Reads once. False at the end of the pipe.
 bool ChildProcess::drain(int fd, std::string& to) {
     char buffer[4096];
     const ssize_t count = ::read(fd, buffer, sizeof buffer);

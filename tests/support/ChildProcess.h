@@ -1,10 +1,10 @@
 // A program run by a test, with its output captured.
 //
-// Ownership: the object owns the process: the destructor kills and reaps it. It never touches a
-// process that it did not start.
-// Threads: one user at a time; a thread of its own collects the output. The kernel may kill the
-// process when the thread that started it ends, so start it on a thread that outlives it.
-// Errors: the constructor throws std::system_error when the program cannot be started.
+// Ownership: the object owns the process: the destructor kills and reaps it. It never affects any
+// other process.
+// Threads: one user at a time; a separate thread collects the output. The kernel may kill the
+// process when the thread that started it ends, so start it on a thread that outlives it. Errors:
+// the constructor throws std::system_error if the program cannot be started.
 
 #pragma once
 
@@ -24,10 +24,10 @@
 
 namespace teskd::test {
 
-// How a process ended: by exit(code) or by a signal.
+// How a process ended: by exit or by a signal.
 struct ExitStatus {
-    int code = -1;   // exit code, -1 when a signal ended the process
-    int signal = 0;  // the signal, 0 when the process exited
+    int code = -1;   // exit status; -1 after a signal
+    int signal = 0;  // the signal; 0 after an exit
     bool ok() const { return code == 0; }
     std::string describe() const;
 };
@@ -35,10 +35,10 @@ struct ExitStatus {
 class ChildProcess {
   public:
     struct Options {
-        std::vector<std::string> command{};                // command[0] is looked up in PATH
-        std::map<std::string, std::string> environment{};  // added to the test's own
-        int keepFd = -1;  // a descriptor the program gets as number 3
-        // What the program gets as its standard error, which is not captured then.
+        std::vector<std::string> command{};                // command[0] is searched in PATH
+        std::map<std::string, std::string> environment{};  // added to that of the test
+        int keepFd = -1;                                   // becomes descriptor 3 of the program
+        // Becomes the program's standard error, which is then not captured.
         int standardError = -1;
     };
 
@@ -51,15 +51,15 @@ class ChildProcess {
     bool running() { return !poll().has_value(); }
     // No effect once the process has been reaped.
     void signal(int number);
-    // The status, or nothing when the process still runs at the deadline.
+    // The status; no value if the process still runs at the deadline.
     std::optional<ExitStatus> waitForExit(Deadline deadline = {});
 
-    // From now on nobody reads what the program writes; its pipes, made as small as can be, fill
+    // Stops reading the program's output, so that its pipes, reduced to their minimum size, fill
     // up.
     void leaveOutputUnread();
     void readOutputAgain();
 
-    // What the program has written so far; all of it once waitForExit has returned a status.
+    // The output so far; complete once waitForExit has returned a status.
     std::string standardOutput() const;
     std::string standardError() const;
 

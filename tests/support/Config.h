@@ -1,4 +1,4 @@
-// The configuration file of a daemon under test, built key by key.
+// The configuration file of a daemon under test.
 //
 // Ownership: a plain value. Threads: one user at a time. Errors: write() throws
 // std::runtime_error.
@@ -15,22 +15,22 @@ namespace teskd::test {
 
 class Config {
   public:
-    // An enabled daemon on 127.0.0.1 that polls its machines at once and every minute.
+    // Enables the daemon on 127.0.0.1, with a polling pass at once and every minute.
     Config();
 
-    // Sections are named without brackets. Each operation returns the object, for chains.
+    // Sections are named without brackets. Each operation returns the object, for chained calls.
     Config& set(const std::string& section, const std::string& key, const std::string& value);
     Config& remove(const std::string& section, const std::string& key);
 
-    // TCP port for hosts. DaemonProcess chooses one when this is not called.
+    // TCP port for hosts. Without it, DaemonProcess chooses one.
     Config& tcpLocal(std::uint16_t port);
-    // Notification server on 127.0.0.1.
+    // UDP port of the notification server on 127.0.0.1.
     Config& server(std::uint16_t udpPort);
     // The telnet endpoint of serial port n.
     Config& serialPort(int n, std::uint16_t tcpPort);
     // Serial ports 1 to n, and no others, at these TCP ports.
     Config& serialPorts(const std::vector<std::uint16_t>& tcpPorts);
-    // Minutes until the first polling pass and between two.
+    // Minutes before the first polling pass and between two passes.
     Config& polling(int firstMinutes, int everyMinutes);
 
     bool has(const std::string& section, const std::string& key) const;

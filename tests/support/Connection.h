@@ -1,10 +1,10 @@
-// One end of a TCP connection, on loopback unless said otherwise, with deadlines on everything that
-// can block.
+// One end of a TCP connection, on loopback by default. Every operation that can block has a
+// deadline.
 //
 // Ownership: the object owns its descriptor.
 // Threads: none of its own; one thread may send while another reads.
-// Errors: std::system_error from the system, Timeout when a deadline passes, std::runtime_error
-// when the peer closed before enough bytes came. The messages show what did arrive.
+// Errors: std::system_error from the system, Timeout after the deadline, std::runtime_error if the
+// peer closes the connection too early. The messages show the received bytes.
 
 #pragma once
 
@@ -23,30 +23,30 @@ class Connection {
     Connection() = default;
     explicit Connection(UniqueFd fd);
 
-    // Connects to a port of 127.0.0.1. A refusal throws at once; connectEventually retries it.
+    // Connects to a port of 127.0.0.1. Throws if refused; connectEventually retries instead.
     static Connection to(std::uint16_t port, Deadline deadline = {});
-    // From one of this side's addresses (empty: the system chooses) to one of the peer's.
+    // Connects from a local address (empty: the system chooses) to an address of the peer.
     static Connection between(const std::string& from, const std::string& to, std::uint16_t port,
                               Deadline deadline = {});
     static Connection connectEventually(std::uint16_t port, Deadline deadline = {});
 
     void sendAll(std::string_view data, Deadline deadline = {});
-    // One write, and so in general one segment, for every byte.
+    // Writes every byte separately, normally as one segment each.
     void sendByteByByte(std::string_view data, Deadline deadline = {});
 
     std::string readExactly(std::size_t count, Deadline deadline = {});
-    // Everything up to the end of the stream, which must come before the deadline.
+    // Reads up to the end of the stream, which must arrive before the deadline.
     std::string readUntilClosed(Deadline deadline = {});
-    // What can be read without waiting; may be empty.
+    // Reads without blocking; may be empty.
     std::string readAvailable();
     // Whether a byte or the end of the stream arrives within the time.
     bool readableWithin(std::chrono::milliseconds time);
-    // Drops what still arrives; true when the peer closed or reset the connection in time.
+    // Discards input; true if the peer closes or resets the connection in time.
     bool closedByPeer(Deadline deadline = {});
 
     void shutdownWrite();
     void close() { fd_.reset(); }
-    // Closes with a reset instead of an orderly end.
+    // Resets the connection instead of closing it orderly.
     void reset();
 
     bool isOpen() const { return fd_.valid(); }
@@ -54,7 +54,7 @@ class Connection {
     std::uint16_t localPort() const;
 
   private:
-    // Reads what is there, up to `limit` bytes. Returns false at the end of the stream.
+    // Reads available bytes, at most `limit`. False at the end of the stream.
     bool readSome(std::string& into, std::size_t limit, Deadline deadline);
 
     UniqueFd fd_;

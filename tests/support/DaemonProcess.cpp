@@ -23,7 +23,7 @@ namespace {
 constexpr int kSignalOffset = 128;
 constexpr int kLastSignal = 64;
 
-// Status of a program that a sanitizer found fault with.
+// Exit status of a program after a sanitizer report.
 constexpr char kSanitizerStatus[] = "exitcode=66";
 
 std::string inherited(const char* name) {
@@ -107,7 +107,7 @@ void DaemonProcess::launch(Deadline deadline) {
     }
 }
 
-// True for what runs before the daemon: the sandbox, and the shell that meddles with the disk.
+// Whether this is a program that runs before the daemon: the sandbox, or the shell of Disk::before.
 bool DaemonProcess::isSurrounding(const std::string& executable) const {
     if (executable.empty() || fs::path(executable).filename() == "bwrap") return true;
     return !options_.disk.before.empty() && executable == fs::canonical("/bin/sh");
@@ -131,7 +131,7 @@ void DaemonProcess::awaitListening(Deadline deadline) {
     throw std::runtime_error("the daemon ended at once:\n" + story());
 }
 
-// The daemon goes first, so that the sandbox around it can reap it.
+// The daemon is killed first, so that the sandbox can reap it.
 void DaemonProcess::kill() {
     if (!child_) return;
     terminate(SIGKILL);

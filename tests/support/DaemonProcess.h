@@ -1,10 +1,11 @@
-// A daemon under test: a program in a sandbox, with its configuration, log and output at hand.
+// A daemon under test: a program in a sandbox, with access to its configuration, log and output.
 //
 // Ownership: the object owns the process, its temporary directories and its log socket; the
-// destructor kills what still runs.
-// Threads: one user at a time; start it on a thread that outlives it. log() is free for all.
-// Errors: start() throws std::runtime_error, with the daemon's output and log, when the daemon
-// does not come up; the constructor throws std::system_error.
+// destructor kills the process.
+// Threads: one user at a time; start it on a thread that outlives it. log() may be used from any
+// thread.
+// Errors: start() throws std::runtime_error, with the daemon's output and log, if the daemon does
+// not start; the constructor throws std::system_error.
 
 #pragma once
 
@@ -33,16 +34,16 @@ class DaemonProcess {
     struct Options {
         std::filesystem::path program{};
         std::vector<std::string> arguments{};
-        // The command, up to the program, that runs a program built for another processor.
+        // The command before the program, for one built for another processor.
         std::vector<std::string> emulator{};
         Files files = Files::TeskdRoot;
-        std::filesystem::path notRunning{};  // stand-in for /usr/bin/notrunning
+        std::filesystem::path notRunning{};  // replaces /usr/bin/notrunning
         std::map<std::string, std::string> environment{};
         bool withLog = true;                                   // false: there is no /dev/log
-        Disk disk{};                                           // trouble with it
+        Disk disk{};                                           // its faults
         std::filesystem::path configFile = "etc/tesk_v2.ini";  // where start() writes config()
-        int standardError = -1;          // the daemon's, instead of a captured one
-        bool waitUntilListening = true;  // start() returns once hosts can connect
+        int standardError = -1;          // a descriptor to use instead of a captured one
+        bool waitUntilListening = true;  // start() waits until hosts can connect
     };
 
     explicit DaemonProcess(Options options, Config config = {});
@@ -50,11 +51,12 @@ class DaemonProcess {
     DaemonProcess(const DaemonProcess&) = delete;
     DaemonProcess& operator=(const DaemonProcess&) = delete;
 
-    // Files may be added below root() ("etc", "config", "tmp") before start(), which writes the
-    // configuration file. It may be called again after the process ended: port, files and log stay.
+    // Writes the configuration file and starts the daemon. Other files may be added below root()
+    // ("etc", "config", "tmp") before. May be called again after the process has ended: port, files
+    // and log stay.
     void start(Deadline deadline = {});
     const std::filesystem::path& root() const { return root_; }
-    // root() as the running daemon has it, with the file systems of its own.
+    // root() as the running daemon sees it, with its own mounts.
     std::filesystem::path rootInside() const;
     Config& config() { return config_; }
 
@@ -67,15 +69,15 @@ class DaemonProcess {
     bool running() { return child_ && child_->running(); }
     void terminate(int signal = SIGTERM);
     std::optional<ExitStatus> waitForExit(Deadline deadline = {});
-    // SIGTERM and the status that follows. Throws Timeout when the daemon does not end.
+    // Sends SIGTERM and returns the status. @throws Timeout if the daemon does not end
     ExitStatus stop(Deadline deadline = {});
 
     std::string standardOutput() const { return child_ ? child_->standardOutput() : ""; }
     std::string standardError() const { return child_ ? child_->standardError() : ""; }
-    // From now on nobody reads its output, whose pipes fill up.
+    // Stops reading its output, so that its pipes fill up.
     void leaveOutputUnread() { child_->leaveOutputUnread(); }
     void readOutputAgain() { child_->readOutputAgain(); }
-    // The part of standard error from the first sanitizer report on; empty when there is none.
+    // Standard error from the first sanitizer report on; empty if there is none.
     std::string sanitizerReport() const;
 
     std::size_t residentKilobytes() const;
@@ -105,7 +107,7 @@ std::size_t findSanitizerReport(const std::string& text);
 
 }  // namespace teskd::test
 
-// The daemon ends orderly on SIGTERM, with status 0 and no sanitizer report.
+// Expects that the daemon ends on SIGTERM with status 0 and without a sanitizer report.
 #define EXPECT_CLEAN_STOP(daemon)                                           \
     do {                                                                    \
         const auto statusOfStop_ = (daemon).stop();                         \

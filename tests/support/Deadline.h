@@ -1,8 +1,8 @@
-// Points in time by which something must have happened, and waiting for a condition until then.
+// Deadlines, and waiting for a condition until one.
 //
 // Ownership: plain values.
 // Threads: a Deadline is immutable, so it may be shared; eventually() runs on its caller.
-// Errors: nothing throws but Timeout, and that only where a header says so.
+// Errors: nothing throws; functions that throw Timeout say so.
 
 #pragma once
 
@@ -13,17 +13,17 @@
 
 namespace teskd::test {
 
-// What the waiting operations throw when the deadline passes first.
+// Thrown by waiting operations after their deadline.
 class Timeout : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// Factor on every timeout, from the environment variable TESKD_TEST_TIME_SCALE (default 1). It is
-// there for emulators and sanitizers.
+// Factor for every timeout, from the environment variable TESKD_TEST_TIME_SCALE (default 1), for
+// emulators and sanitizers.
 int timeScale();
 
-// How long a test waits for something that is going to happen, on a busy machine, too.
+// The default time-out for events that will happen, long enough for a busy machine.
 inline constexpr std::chrono::milliseconds kPatience{30000};
 
 class Deadline {
@@ -31,7 +31,7 @@ class Deadline {
     using Clock = std::chrono::steady_clock;
 
     Deadline() : Deadline(kPatience) {}
-    // Implicit: `readExactly(4, 500ms)` reads as it should. The timeout is scaled.
+    // Implicit, for calls such as `readExactly(4, 500ms)`. The timeout is scaled.
     template <typename Count, typename Period>
     Deadline(std::chrono::duration<Count, Period> timeout)
         : at_(Clock::now() + std::chrono::ceil<std::chrono::milliseconds>(timeout) * timeScale()) {}
@@ -39,7 +39,7 @@ class Deadline {
     bool passed() const { return Clock::now() >= at_; }
     // Time left, rounded up to whole milliseconds; 0 once the deadline has passed.
     std::chrono::milliseconds left() const;
-    // The same as an argument of poll(2).
+    // The time left as an argument of poll(2).
     int pollTimeout() const { return static_cast<int>(left().count()); }
     Clock::time_point at() const { return at_; }
 
@@ -47,7 +47,7 @@ class Deadline {
     Clock::time_point at_;
 };
 
-// Waits until `predicate` yields true, asking every few milliseconds. Returns its last value.
+// Waits until `predicate` returns true, calling it every few milliseconds. Returns its last value.
 template <typename Predicate>
 bool eventually(Predicate&& predicate, Deadline deadline = {}) {
     while (!predicate()) {

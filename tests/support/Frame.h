@@ -1,8 +1,8 @@
-// Frames of the host link, as a host builds and reads them.
+// Frames of the host link, encoded and decoded independently of the daemon's code.
 //
 //   offset  size  field
 //        0     1  0xFF
-//        1     1  kind: 0x81 request and answer, 0xFE timed out, 0xAB failed, 0xFD nobody known
+//        1     1  kind: 0x81 request and answer, 0xFE timed out, 0xAB failed, 0xFD unknown machine
 //        2     1  0x02
 //        3     1  type
 //        4     4  length: body and checksum, big-endian
@@ -39,12 +39,12 @@ struct Frame {
     std::string body;
 
     // Set by parseFrame(), not used by encode().
-    std::string header;         // the 42 bytes as they came
-    std::uint32_t length = 0;   // as it came
-    std::uint8_t checksum = 0;  // as it came
+    std::string header;         // the 42 received bytes
+    std::uint32_t length = 0;   // as received
+    std::uint8_t checksum = 0;  // as received
     bool checksumOk = false;
 
-    // The frame's bytes, with the right length and checksum.
+    // The frame's bytes, with correct length and checksum.
     std::string encode() const;
 };
 
@@ -58,7 +58,7 @@ std::string big32(std::uint32_t value);
 
 // Length field of a 42-byte header: the number of bytes that follow it.
 std::uint32_t frameLength(std::string_view header);
-// A whole frame, no more and no less (a datagram, for example); nothing when the size is wrong.
+// Decodes exactly one frame, such as a datagram; no value if the size is wrong.
 std::optional<Frame> parseFrame(std::string_view data);
 
 }  // namespace teskd::test

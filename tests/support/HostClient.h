@@ -1,8 +1,8 @@
-// A host on the network: sends request frames to the daemon and reads what comes back.
+// A host: sends request frames to the daemon and reads the answers.
 //
 // Ownership: the object owns its connection.
 // Threads: one user at a time.
-// Errors: those of Connection; std::runtime_error when a frame claims an absurd length.
+// Errors: those of Connection; std::runtime_error for a frame with an implausible length field.
 
 #pragma once
 
@@ -22,7 +22,7 @@ class HostClient {
   public:
     // Connects to the daemon's port on 127.0.0.1.
     explicit HostClient(std::uint16_t port, Deadline deadline = {});
-    // On a connection made elsewhere, in another network for example.
+    // Uses an existing connection, for example in another network namespace.
     explicit HostClient(Connection connection) : connection_(std::move(connection)) {}
 
     void request(std::uint8_t type, std::string_view body, std::uint32_t identifierA = 0,
@@ -30,9 +30,9 @@ class HostClient {
     void send(const Frame& frame) { connection_.sendAll(frame.encode()); }
     void sendRaw(std::string_view data) { connection_.sendAll(data); }
 
-    // The next frame. Throws Timeout when it is not complete by the deadline.
+    // The next frame. @throws Timeout if it is not complete at the deadline
     Frame readFrame(Deadline deadline = {});
-    // Nothing when no byte of a frame arrives within the time.
+    // The next frame; no value if none of its bytes arrives within the time.
     std::optional<Frame> readFrameWithin(std::chrono::milliseconds time);
 
     Connection& connection() { return connection_; }
@@ -42,7 +42,7 @@ class HostClient {
     Connection connection_;
 };
 
-// A name in the 11 bytes that request bodies give it, filled with zero bytes or cut.
+// A name as the 11 bytes of request bodies: padded with zero bytes, or truncated.
 std::string name11(std::string_view name);
 
 }  // namespace teskd::test

@@ -1,8 +1,8 @@
-// A listening TCP socket, on 127.0.0.1 unless said otherwise, on a port that the kernel chooses.
+// A listening TCP socket, by default on 127.0.0.1 and a port that the kernel chooses.
 //
 // Ownership: the object owns its descriptor; accepted connections belong to the caller.
 // Threads: none of its own; one user at a time.
-// Errors: std::system_error from the system, Timeout when nobody connects in time.
+// Errors: std::system_error from the system, Timeout if no connection arrives in time.
 
 #pragma once
 
@@ -19,15 +19,15 @@ class Listener {
   public:
     // Port 0 lets the kernel choose.
     explicit Listener(std::uint16_t port = 0, int backlog = 16);
-    // On another address of the machine, or of the network that the thread is in.
+    // Listens on another address of the machine, or of the thread's network namespace.
     explicit Listener(const std::string& host, std::uint16_t port = 0);
 
     std::uint16_t port() const { return port_; }
     Connection accept(Deadline deadline = {});
-    // Whether somebody has connected, or does within the time.
+    // Whether a connection is waiting or arrives within the time.
     bool pendingWithin(std::chrono::milliseconds time);
     int fd() const { return fd_.get(); }
-    // From here on connections are refused.
+    // Closes the socket: further connections are refused.
     void close() { fd_.reset(); }
 
   private:
@@ -35,7 +35,7 @@ class Listener {
     std::uint16_t port_ = 0;
 };
 
-// Two connected ends in one process.
+// Both ends of a connection, in one process.
 struct TcpPair {
     TcpPair();
 
@@ -43,9 +43,8 @@ struct TcpPair {
     Connection server;
 };
 
-// A TCP port of 127.0.0.1 that the kernel gives to nobody else: bound, but not listened on. Whoever
-// sets SO_REUSEADDR, as servers do, can listen on it meanwhile; nobody else is connected to by
-// mistake.
+// A reserved TCP port of 127.0.0.1: bound, but not listening, so that the kernel gives it to no
+// other socket. A server that sets SO_REUSEADDR can listen on it meanwhile.
 class ReservedPort {
   public:
     ReservedPort();
@@ -56,7 +55,7 @@ class ReservedPort {
     std::uint16_t number_;
 };
 
-// A TCP port of 127.0.0.1 that was free a moment ago. Somebody else may take it meanwhile.
+// A TCP port of 127.0.0.1 that was just free. Another process may take it.
 std::uint16_t freeTcpPort();
 
 }  // namespace teskd::test

@@ -1,6 +1,6 @@
-// One line as a program hands it to the system log.
+// One line as sent to the system log.
 //
-// Ownership: plain values. Threads: no state. Errors: a line that does not parse gives no value.
+// Ownership: plain values. Threads: no state. Errors: an invalid line gives no value.
 
 #pragma once
 
@@ -14,11 +14,11 @@ struct LogLine {
     int priority = 0;       // facility and severity as sent, 180 for example
     std::string timestamp;  // "Mmm dd hh:mm:ss"
     std::string ident;      // without the process id
-    int pid = 0;            // 0 when the line has none
+    int pid = 0;            // 0 if the line has none
     std::string text;
 };
 
-// Takes "<PRI>Mmm dd hh:mm:ss ident[pid]: text" apart; "[pid]" may be missing.
+// Parses "<PRI>Mmm dd hh:mm:ss ident[pid]: text"; "[pid]" may be missing.
 std::optional<LogLine> parseLogLine(std::string_view line);
 
 }  // namespace teskd::test

@@ -1,9 +1,9 @@
-// The receiving end of the system log for one test: a datagram socket at a path of its own.
+// The system log of one test: a datagram socket at its own path.
 //
 // Ownership: the object owns the socket, its file and the thread that collects the lines.
 // Threads: every operation may be called from any thread; the collected lines have one lock.
-// Errors: the constructor throws std::system_error. A datagram that does not parse is kept as a
-// line of priority -1 with the whole datagram as its text, so that nothing gets lost.
+// Errors: the constructor throws std::system_error. A datagram that cannot be parsed becomes a line
+// of priority -1 with the whole datagram as its text.
 
 #pragma once
 
@@ -36,27 +36,27 @@ class LogSocket {
     const std::filesystem::path& path() const { return path_; }
 
     std::vector<LogLine> lines() const;
-    // Number of lines so far whose text contains `part`.
+    // The number of lines so far whose text contains `part`.
     std::size_t count(const std::string& part) const;
-    // All lines as text, one below the other, for the message of a failing test.
+    // All lines as one text, for the message of a failed test.
     std::string dump() const;
     void clear();
-    // The lines so far, which are then forgotten.
+    // Returns and removes the lines so far.
     std::vector<LogLine> take();
 
-    // Reads nothing, so that the log fills up, until resume().
+    // Stops reading until resume(), so that the log fills up.
     void pause() { setPaused(true); }
     void resume() { setPaused(false); }
-    // From now on the system drops every line on arrival: senders find a log that takes all, and
-    // nobody is woken to read it.
+    // Lets the kernel drop every further line on arrival: senders see a log that accepts
+    // everything, and no thread is woken to read it.
     void discard();
 
-    // The first line, past or to come before the deadline, whose text contains `part`, whose
-    // text matches the regular expression somewhere, or which the predicate accepts.
+    // The first line, so far or until the deadline, whose text contains `part` or a match of the
+    // regular expression, or that the predicate accepts.
     std::optional<LogLine> waitFor(const std::string& part, Deadline deadline = {});
     std::optional<LogLine> waitForMatch(const std::string& pattern, Deadline deadline = {});
     std::optional<LogLine> waitForLine(const Predicate& predicate, Deadline deadline = {});
-    // Whether `part` is in at least `times` lines before the deadline.
+    // Whether at least `times` lines contain `part` before the deadline.
     bool waitForCount(const std::string& part, std::size_t times, Deadline deadline = {});
 
   private:

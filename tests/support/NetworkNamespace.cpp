@@ -44,8 +44,8 @@ void runIp(std::vector<std::string> words) {
     throw std::runtime_error(text + "has failed: " + program.standardError());
 }
 
-// Root in a user namespace that knows this one user, for the rest of the process's life. Its first
-// network is what "outside" is from now on: the machine's own cannot be entered again.
+// Makes the process root in a user namespace with this one user, for the rest of its life. Its
+// first network namespace replaces that of the machine, which cannot be entered again.
 UniqueFd becomePrivileged() {
     const std::string user = std::to_string(::geteuid());
     const std::string group = std::to_string(::getegid());
@@ -109,7 +109,7 @@ void NetworkNamespace::ip(std::vector<std::string> words) const {
     in([&words] { runIp(std::move(words)); });
 }
 
-// The network as a file, for a program that this one runs.
+// The namespace as a file, for child programs.
 std::string NetworkNamespace::file() const {
     return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(fd_.get());
 }

@@ -1,18 +1,17 @@
-// A network of the test's own: its loopback, its links and addresses, which nobody else has.
+// A network namespace of the test, with its own loopback, links and addresses.
 //
-// Whoever is inside makes sockets, threads and processes that belong to that network for good;
-// sockets made outside stay outside. So a test has the daemon in one, its hosts in another, and
-// pulls the cable in between.
+// Sockets, threads and processes belong for ever to the namespace in which they are created. So a
+// test can have the daemon in one, its hosts in another, and disconnect them.
 //
-// Without root the whole process becomes root in a user namespace, of which the machine notices
-// nothing. That works only while the process has one thread: make the first NetworkNamespace
-// before anything that starts threads.
+// Without root, the whole process becomes root in a user namespace, with no effect on the machine.
+// That is possible only while the process has one thread: create the first NetworkNamespace before
+// any thread.
 //
-// Ownership: the object keeps the network alive, as do sockets and processes in it. Links end with
-// it. It outlives its stays.
-// Threads: every operation from any; a Stay concerns the thread that makes it.
-// Errors: std::runtime_error, with a text that says what to do, when the system allows no network
-// namespaces; the same with the text of ip(8) when that refuses something.
+// Ownership: the namespace exists as long as the object, or sockets and processes in it. The
+// destructor removes its links. The object must outlive its stays.
+// Threads: every operation may be called from any thread; a Stay affects the thread that creates
+// it. Errors: std::runtime_error if the system allows no network namespaces, with what to do then,
+// or if ip(8) fails, with its text.
 
 #pragma once
 
@@ -25,12 +24,12 @@ namespace teskd::test {
 
 class NetworkNamespace {
   public:
-    // With loopback up, and no other link.
+    // Creates the namespace with loopback up and no other link.
     NetworkNamespace();
     NetworkNamespace(const NetworkNamespace&) = delete;
     NetworkNamespace& operator=(const NetworkNamespace&) = delete;
 
-    // While it lives, its thread is inside. Stays of one thread may be nested.
+    // During its lifetime its thread is in the namespace. Stays of one thread may be nested.
     class Stay {
       public:
         explicit Stay(const NetworkNamespace& where);
@@ -42,22 +41,22 @@ class NetworkNamespace {
         UniqueFd before_;
     };
 
-    // Calls the function inside.
+    // Calls the function in the namespace.
     template <class Function>
     auto in(Function function) const {
         const Stay stay(*this);
         return function();
     }
 
-    // A link that is up, with nobody at its far end; that end is called "far-" and the name.
+    // Adds a link that is up. Nothing listens at its other end, which is named "far-" and the name.
     void addLink(const std::string& link) const;
-    // A cable from a link here to one of the other network, both up.
+    // Connects a new link of this namespace with one of another; both are up.
     void addCable(const std::string& link, const NetworkNamespace& other,
                   const std::string& otherLink) const;
-    // Address and length of the network's part: "10.1.0.1/24".
+    // `address`: with its prefix length, "10.1.0.1/24".
     void addAddress(const std::string& link, const std::string& address) const;
     void removeAddress(const std::string& link, const std::string& address) const;
-    // Down, a link's far end has no carrier, and what comes there is lost.
+    // While a link is down, its other end has no carrier, and packets to it are lost.
     void takeDown(const std::string& link) const;
     void bringUp(const std::string& link) const;
     // Any other command of ip(8): {"route", "add", "default", "via", "10.1.0.2"}.

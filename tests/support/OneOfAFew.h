@@ -1,5 +1,5 @@
-// Attempts at what must not take longer than a moment. A defect makes each of them late, a busy
-// machine only some.
+// Repeats an attempt with a short time limit: a defect makes all attempts late, a busy machine only
+// some.
 //
 // Threads, errors: those of the attempt.
 
@@ -7,7 +7,7 @@
 
 namespace teskd::test {
 
-// Whether one of a few attempts succeeds; none is made after that.
+// Whether one of a few attempts succeeds; it is the last one.
 template <typename Attempt>
 bool oneOfAFew(Attempt&& attempt) {
     constexpr int kAttempts = 5;

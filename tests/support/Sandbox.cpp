@@ -29,7 +29,8 @@ void addMachineTree(Words& command, const Sandbox& sandbox) {
     add(command, {"--setenv", "TESKD_ROOT", sandbox.root});
 }
 
-// The machine's programs and libraries, without its /usr/bin, where the stand-in must fit in.
+// Mounts the machine's programs and libraries, but only some files of /usr/bin, so that notrunning
+// can be added there.
 void addSystem(Words& command) {
     for (const fs::directory_entry& entry : fs::directory_iterator("/usr")) {
         if (entry.path() != "/usr/bin") add(command, {"--ro-bind", entry.path(), entry.path()});
@@ -65,7 +66,7 @@ void addPrivateTree(Words& command, const Sandbox& sandbox, const fs::path& prog
     }
 }
 
-// Nothing of the machine's, so the program and the emulator must be static ones.
+// Nothing of the machine is mounted, so program and emulator must be static.
 void addEmptyTree(Words& command, const Sandbox& sandbox, const fs::path& program) {
     add(command, {"--ro-bind", sandbox.root / "etc", "/etc"});
     addProgramFile(command, sandbox, program);

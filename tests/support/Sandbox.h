@@ -1,8 +1,8 @@
-// The surroundings in which a daemon under test runs: its own system log, its own configuration
-// directories, no privileges.
+// The sandbox of a daemon under test: its own system log and configuration directories, no
+// privileges.
 //
-// Ownership: plain values. Threads: no state. Errors: std::invalid_argument for options that
-// would reach outside the sandbox.
+// Ownership: plain values. Threads: no state. Errors: std::invalid_argument for options that would
+// affect something outside the sandbox.
 
 #pragma once
 
@@ -16,18 +16,18 @@ namespace teskd::test {
 
 // Where the daemon finds /etc, /config and /tmp.
 enum class Files {
-    TeskdRoot,    // below the directory named by TESKD_ROOT, on the machine's (read-only) tree
-    PrivateRoot,  // at those very paths, in a root of the daemon's own
-    EmptyRoot,    // /etc alone, in a root that holds the program, /dev/null and /dev/log besides
+    TeskdRoot,    // below TESKD_ROOT, in the file system of the machine (read-only)
+    PrivateRoot,  // at exactly these paths, in a private root
+    EmptyRoot,    // only /etc, in a root with the program, /dev/null and /dev/log
 };
 
-// What is wrong with the disk that the daemon's directories are on. Names are relative to
-// Sandbox::root, "config" for example; Files::TeskdRoot only.
+// Faults of the disk with the daemon's directories; for Files::TeskdRoot only. Names are relative
+// to Sandbox::root, for example "config".
 struct Disk {
     std::vector<std::string> readOnly{};
-    // Files that are mount points, and nothing else is wrong with them.
+    // Files that are mount points.
     std::vector<std::string> mounted{};
-    // These are on an empty file system of their own, of so many bytes, which ends with the daemon.
+    // Directories on an empty file system of this size in bytes, which ends with the daemon.
     std::map<std::string, std::size_t> limited{};
     // Shell commands that run in Sandbox::root, inside the sandbox, before the daemon starts.
     std::string before{};
@@ -38,10 +38,10 @@ struct Disk {
 
 struct Sandbox {
     Files files = Files::TeskdRoot;
-    std::filesystem::path root;        // holds etc, config and tmp; writable for the daemon
+    std::filesystem::path root;        // contains etc, config and tmp; writable for the daemon
     std::filesystem::path logSocket;   // becomes /dev/log; empty for none
     std::filesystem::path notRunning;  // becomes /usr/bin/notrunning; PrivateRoot only
-    // What runs a program built for another processor: an absolute path and its arguments.
+    // Runs a program built for another processor: an absolute path and its arguments.
     std::vector<std::string> emulator{};
     Disk disk{};
 };

@@ -24,7 +24,7 @@ fs::path findProgram(const std::string& name) {
     return {};
 }
 
-// Runs a helper that the kernel ends together with the test.
+// Starts a program that the kernel ends together with the test.
 std::unique_ptr<ChildProcess> startHelper(std::vector<std::string> command) {
     ChildProcess::Options options;
     options.command = {"setpriv", "--pdeathsig", "KILL", "--"};

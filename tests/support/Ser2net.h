@@ -1,15 +1,15 @@
-// A real serial-port server in front of a pair of pseudo-terminals, so that the telnet side is
-// not one of our own making: daemon - TCP - server - tty A = tty B - simulated machine.
+// A real serial-port server with a pair of pseudo-terminals, so that tests have an independent
+// telnet implementation: daemon - TCP - server - tty A = tty B - simulated machine.
 //
-// A pseudo-terminal keeps the speed, CSTOPB, CRTSCTS, IXON/IXOFF, PARODD and CMSPAR as they are
-// set; it forces CS8 and never has PARENB. So data size and parity on/off cannot be seen on the
-// tty; the server still confirms them on the telnet side. On every connection it starts with
-// tesksim::serverGreeting(), and after WILL 44 it notifies the modem state (FF FA 2C 6B 00 FF F0).
+// A pseudo-terminal stores the speed, CSTOPB, CRTSCTS, IXON/IXOFF, PARODD and CMSPAR; it forces CS8
+// and never has PARENB. So data size and parity on/off cannot be read from the tty, although the
+// server confirms them on the telnet side. The server starts every connection with
+// tesksim::serverGreeting(), and after WILL 44 it sends the modem state (FF FA 2C 6B 00 FF F0).
 //
-// Ownership: the object owns both helper programs and the directory with their files.
+// Ownership: the object owns both programs and the directory with their files.
 // Threads: one user at a time; create it on a thread that outlives it.
-// Errors: the constructor throws std::runtime_error, with the programs' output, when one of them
-// does not come up.
+// Errors: the constructor throws std::runtime_error, with the programs' output, if one of them does
+// not start.
 
 #pragma once
 
@@ -27,7 +27,7 @@ namespace teskd::test {
 
 class Ser2net {
   public:
-    // The programs this needs are installed.
+    // Whether the required programs are installed.
     static bool available();
 
     explicit Ser2net(const std::string& lineSettings = "9600n81", Deadline deadline = {});
@@ -35,13 +35,13 @@ class Ser2net {
 
     // Telnet endpoint with COM-PORT-OPTION, on 127.0.0.1.
     std::uint16_t port() const { return port_; }
-    // The far end of the serial line; give it to the simulated machine.
+    // Tty B, for the simulated machine.
     std::filesystem::path machineTty() const { return temp_ / "ttyB"; }
-    // The near end, which the server opens while a client is connected.
+    // Tty A, which the server opens while a client is connected.
     std::filesystem::path serverTty() const { return temp_ / "ttyA"; }
-    // Settings of the near end now. Throws std::system_error.
+    // The current settings of tty A. @throws std::system_error
     ::termios lineSettings() const;
-    // Their output speed alone, as a Bxxx constant.
+    // The output speed of tty A, as a Bxxx constant.
     speed_t speed() const;
     std::string output() const;
 

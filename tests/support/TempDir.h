@@ -1,6 +1,6 @@
-// A directory that lives as long as its object.
+// A temporary directory.
 //
-// Ownership: the object owns the directory and everything in it, and removes both.
+// Ownership: the object owns the directory and its content; the destructor removes both.
 // Threads: the path is constant after construction.
 // Errors: the constructor throws std::system_error; the destructor ignores failures.
 
@@ -14,7 +14,7 @@ namespace teskd::test {
 
 class TempDir {
   public:
-    // Creates the directory under $TMPDIR, or /tmp when that is not set.
+    // Creates the directory below $TMPDIR, or /tmp if that is not set.
     TempDir();
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -29,11 +29,11 @@ class TempDir {
     std::filesystem::path path_;
 };
 
-// Writes a whole file, making its directory first. Throws std::runtime_error.
+// Writes a whole file, and creates its directory. @throws std::runtime_error
 void writeFile(const std::filesystem::path& file, std::string_view content);
-// Reads a whole file. Throws std::runtime_error when it cannot be opened.
+// Reads a whole file. @throws std::runtime_error if it cannot be opened
 std::string readFile(const std::filesystem::path& file);
-// Writes a shell script and makes it executable; `body` comes after the "#!/bin/sh" line.
+// Writes an executable shell script; `body` follows the line "#!/bin/sh".
 void writeScript(const std::filesystem::path& file, std::string_view body);
 
 }  // namespace teskd::test

@@ -75,7 +75,7 @@ std::uint16_t UdpPeer::senderPort() const {
     return portOf(*lastSender_);
 }
 
-// A socket that is connected, to itself here, takes nothing from anybody else.
+// A connected socket, here to itself, receives nothing from others.
 void UdpPeer::setRefusing(bool refusing) {
     sockaddr_in address = address_;
     if (!refusing) address.sin_family = AF_UNSPEC;

@@ -1,4 +1,4 @@
-// A UDP socket, on 127.0.0.1 unless said otherwise, that stands in for the notification server.
+// A UDP socket, by default on 127.0.0.1, in the role of the notification server.
 //
 // Ownership: the object owns its descriptor.
 // Threads: none of its own; one user at a time.
@@ -27,17 +27,17 @@ class UdpPeer {
     // The next datagram; its sender becomes the receiver of reply().
     std::string receive(Deadline deadline = {});
     std::optional<std::string> receiveWithin(std::chrono::milliseconds time);
-    // To the sender of the datagram received last. Throws std::logic_error when there was none.
+    // Sends to the sender of the last received datagram. @throws std::logic_error if there is none
     void reply(std::string_view data);
-    // The same, from another peer's port.
+    // The same, from the port of another peer.
     void replyThrough(UdpPeer& other, std::string_view data);
-    // To a port of its own host.
+    // Sends to a port of its own host.
     void sendTo(std::uint16_t port, std::string_view data);
-    // The host that the datagram received last came from.
+    // The host that sent the last received datagram.
     std::string senderHost() const;
     std::uint16_t senderPort() const;
-    // As if nobody had the port: what is sent to it is refused, but it stays taken. Needs a port
-    // that was given to the constructor.
+    // Refuses datagrams as if the port were unused, but keeps it. Requires a port that was given to
+    // the constructor.
     void setRefusing(bool refusing);
 
   private:

@@ -1,4 +1,4 @@
-// The tools' descriptor that is closed with its object, under a name of the tests.
+// The tools' owner of a descriptor, with a name in the tests' namespace.
 
 #pragma once
 

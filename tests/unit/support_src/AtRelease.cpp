@@ -5,7 +5,7 @@
 
 namespace {
 
-thread_local std::size_t releasesLeft = 0;  // 0: nothing is to run
+thread_local std::size_t releasesLeft = 0;  // 0: there is no action
 thread_local std::function<void()> action;
 
 }  // namespace

@@ -1,12 +1,12 @@
-// Runs something at a chosen one of the moments at which a thread lets go of a lock, so that a test
-// can try every interleaving of two threads, lock by lock.
+// Runs an action at the nth lock release of a thread, so that a test can try every interleaving of
+// two threads, lock by lock.
 //
 //     for (std::size_t n = 1; ...; ++n) { ... on the thread: atRelease(n, [&] { ... }); ... }
 //
-// Works on calls from objects that are linked into the binary with -Wl,--wrap=pthread_mutex_unlock,
-// which linking teskd_at_release does.
+// Affects calls in binaries linked with -Wl,--wrap=pthread_mutex_unlock, as is done by linking
+// teskd_at_release.
 //
-// Threads: the count is the calling thread's own. Errors: the action must not throw.
+// Threads: the releases are counted per thread. Errors: the action must not throw.
 
 #pragma once
 
@@ -15,8 +15,8 @@
 
 namespace teskd::test {
 
-// The action runs on this thread, once, directly behind its nth release of a lock from now on,
-// counted from 1. Never when the thread ends before, or with a second call.
+// The action runs once, on this thread, directly after its nth release of a lock from now on,
+// counted from 1. It does not run if the thread ends before; a further call replaces it.
 void atRelease(std::size_t n, std::function<void()> action);
 
 }  // namespace teskd::test

@@ -1,9 +1,8 @@
-// Runs something whenever the daemon's code starts a thread, on the thread that starts it and
-// before there is a new one. So a test can hold a thread up where it is, or let something happen
-// just then.
+// Runs an action whenever the daemon's code starts a thread, on the starting thread and before the
+// new one exists. So a test can delay a start, or do something at that time.
 //
-// Works on calls from objects that are linked into the binary with -Wl,--wrap=pthread_create, which
-// linking teskd_failing_threads does; std::thread is none of them.
+// Affects calls in binaries linked with -Wl,--wrap=pthread_create, as is done by linking
+// teskd_failing_threads; std::thread is not affected.
 //
 // Threads: one object at a time, which outlives the starts. Errors: the action must not throw.
 
@@ -24,7 +23,7 @@ class AtThreadStart {
 
     int count() const { return count_; }
 
-    // For who stands in for pthread_create.
+    // Called by the replacement of pthread_create.
     static void tell();
 
   private:

@@ -1,4 +1,4 @@
-// A call that blocks until something else happens, made on a thread of its own.
+// A blocking call on a separate thread.
 //
 // Ownership: the object owns the thread; the destructor waits for the call to end.
 // Threads: one user at a time.
@@ -19,7 +19,7 @@ namespace teskd::test {
 
 class BlockedCall {
   public:
-    // Returns once the call sleeps in the kernel or has ended.
+    // Returns when the call sleeps in the kernel or has ended.
     explicit BlockedCall(std::function<std::string()> call)
         : result_(std::async(std::launch::async, [this, work = std::move(call)] {
               thread_ = ::gettid();

@@ -1,4 +1,4 @@
-// Where a packet is written to when a test wants its bytes.
+// An output stream that stores the bytes of a packet.
 //
 // Ownership: a plain value. Threads: one user. Errors: nothing throws.
 
@@ -21,7 +21,7 @@ class ByteSink : public OutputStream {
     }
 
     std::string bytes;
-    int blocks = 0;  // how many pieces they came in, single bytes aside
+    int blocks = 0;  // the number of writes, except of single bytes
 };
 
 }  // namespace teskd::test

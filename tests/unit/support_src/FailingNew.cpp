@@ -6,8 +6,8 @@ namespace {
 
 using Lasting = teskd::test::FailingNew::Lasting;
 
-// This thread's.
-thread_local std::size_t left = 0;  // allocations to the first that fails; 0: none is to fail
+// Of this thread.
+thread_local std::size_t left = 0;  // allocations up to the first failing one; 0: none fails
 thread_local bool failsForGood = false;
 thread_local bool failed = false;
 

@@ -1,9 +1,9 @@
-// Makes operator new fail, as it does when the machine has no memory left.
+// Makes operator new fail, as if memory had run out.
 //
-// Works in binaries that link teskd_failing_new, whose operators new replace the library's.
+// Works in binaries that link teskd_failing_new, which replaces the library's operators new.
 //
-// Threads: each object speaks for the thread that made it, and for no other. One object of a thread
-// at a time. Errors: nothing throws.
+// Threads: affects only the thread that creates the object, which may have one at a time. Errors:
+// nothing throws.
 
 #pragma once
 
@@ -15,15 +15,15 @@ class FailingNew {
   public:
     enum class Lasting { once, forGood };
 
-    // This thread's first-th allocation from now on fails, counted from 1; for good, all behind it
-    // fail, too.
+    // The allocation with the number `first` on this thread from now on fails, counted from 1; with
+    // forGood all later ones, too.
     explicit FailingNew(std::size_t first, Lasting lasting = Lasting::once);
-    // This thread has memory again.
+    // Further allocations succeed.
     ~FailingNew();
     FailingNew(const FailingNew&) = delete;
     FailingNew& operator=(const FailingNew&) = delete;
 
-    // Whether there were that many allocations.
+    // Whether an allocation has failed.
     static bool hasFailed();
 };
 

@@ -1,9 +1,9 @@
-// Makes the creation of threads fail, as it does when the machine has none left.
+// Makes the creation of threads fail, as if the system had reached its limit.
 //
-// Works on calls from objects that are linked into the binary with -Wl,--wrap=pthread_create, which
-// linking teskd_failing_threads does.
+// Affects calls in binaries linked with -Wl,--wrap=pthread_create, as is done by linking
+// teskd_failing_threads.
 //
-// Threads: any; the countdown is the process's. One object at a time. Errors: nothing throws.
+// Threads: any; the count is common to all threads. One object at a time. Errors: nothing throws.
 
 #pragma once
 
@@ -11,9 +11,9 @@ namespace teskd::test {
 
 class FailingThreads {
   public:
-    // The next creations fail with EAGAIN, that many of them.
+    // The next `count` creations fail with EAGAIN.
     explicit FailingThreads(int count);
-    // Threads can be created again.
+    // Further creations succeed.
     ~FailingThreads();
     FailingThreads(const FailingThreads&) = delete;
     FailingThreads& operator=(const FailingThreads&) = delete;

@@ -1,6 +1,6 @@
-// Clocks for timers under test.
+// Clocks for tests of timers.
 //
-// Ownership: the test's; a clock outlives the timers that use it.
+// Ownership: the test owns the clock, which must outlive the timers that use it.
 // Threads: every operation may be called from any thread.
 // Errors: nothing throws.
 
@@ -16,25 +16,25 @@
 
 namespace teskd::test {
 
-// A clock whose time stands still until the test moves it, for one timer. All times are
+// A clock whose time changes only when the test changes it; for one timer. All times are in
 // microseconds.
 class FakeClock : public Clock {
   public:
     explicit FakeClock(std::int64_t start) : wall_(start) {}
 
-    // Time passes, and who sleeps wakes to look at it.
+    // Lets time pass and wakes the sleeping timer.
     void advance(std::int64_t microseconds);
-    // Somebody sets the clock, either way: who sleeps sleeps on.
+    // Steps the wall clock forward or back, without waking the sleeping timer.
     void step(std::int64_t microseconds);
 
-    // Waits until a timer sleeps that went to sleep after the last advance or step, or after the
-    // last call of this operation. False when the deadline passed first.
+    // Waits until the timer has started to sleep since the last advance or step, or since the last
+    // call of this operation. False after the deadline.
     bool awaitSleeper(Deadline deadline = {});
-    // Lets that many microseconds pass and waits until the timer sleeps again.
+    // Lets this time pass and waits until the timer sleeps again.
     bool advanceAndSettle(std::int64_t microseconds, Deadline deadline = {});
-    // The wall-clock times until which timers meant to sleep, in order.
+    // The wall-clock times until which the timer has slept, or would have, in order.
     std::vector<std::int64_t> wakeTimes() const;
-    // How often the time was read; a timer reads it in every pass.
+    // The number of readings of the time; a timer reads it in every pass.
     std::size_t readings() const;
 
     std::int64_t now() override;
@@ -45,15 +45,15 @@ class FakeClock : public Clock {
     mutable std::mutex mutex_;
     // Guarded by mutex_.
     std::int64_t wall_;
-    std::int64_t passed_ = 0;  // by advance() alone
+    std::int64_t passed_ = 0;  // by advance() only
     std::size_t readings_ = 0;
-    std::size_t settled_ = 0;  // how many of the sleeps awaitSleeper has seen
+    std::size_t settled_ = 0;  // the number of sleeps that awaitSleeper has returned for
     std::vector<std::int64_t> wakeTimes_;
     Synchronized* sleeper_ = nullptr;
 };
 
-// A clock that never lets anybody wait: a sleep moves the time and is over. Each reading takes a
-// microsecond, so that time does not stand still between sleeps.
+// A clock without waiting: a sleep returns at once and advances the time. Each reading advances it
+// by a microsecond, so that it also advances between sleeps.
 class RacingClock : public Clock {
   public:
     explicit RacingClock(std::int64_t start) : wall_(start) {}

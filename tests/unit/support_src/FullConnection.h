@@ -1,4 +1,4 @@
-// A connection whose peer does not read, so that the system takes no more of what is written.
+// Fills a connection whose peer does not read, until the system accepts no more output.
 //
 // Threads: one user at a time. Errors: those of the stream.
 
@@ -14,15 +14,15 @@
 
 namespace teskd::test {
 
-// So many bytes and a few more, decimal numbers from there on.
+// At least `size` bytes: consecutive decimal numbers, from `first` on.
 inline std::string numbers(std::size_t first, std::size_t size) {
     std::string result;
     while (result.size() < size) result += std::to_string(first++) + ' ';
     return result;
 }
 
-// Whether that happens within a time in which both systems have exchanged the acknowledgements that
-// they delay, and the sender has asked the full receiver for room.
+// Whether the system accepts more output within a second, by when delayed acknowledgements have
+// arrived and the sender has probed the full receive window.
 inline bool takesMore(OutputStream& output) {
     using namespace std::chrono_literals;
     for (auto left = 1000ms; left > 0ms; left -= 10ms) {
@@ -32,10 +32,9 @@ inline bool takesMore(OutputStream& output) {
     return false;
 }
 
-// Writes until the system takes no more, even after a while, and then as much as nearly fills a
-// buffer of 64 KiB; what was written, of which no two pieces are alike. The stream is that of the
-// socket, whose send buffer gets a fixed size: otherwise the system enlarges it later and takes
-// more.
+// Writes until the system accepts no more, even after a while, and then nearly fills the stream's
+// buffer of 64 KiB. Returns the written bytes, of which no two pieces are equal. The stream is that
+// of the socket, whose send buffer gets a fixed size: otherwise the system would enlarge it later.
 inline std::string fill(OutputStream& output, int socket) {
     constexpr int kSendBuffer = 100'000;
     EXPECT_EQ(0, ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer));

@@ -1,8 +1,8 @@
-// The one configuration store, edited for a test and put back afterwards.
+// Changes the global configuration for a test and restores it afterwards.
 //
-// Ownership: remembers the store as it was at construction.
-// Threads: the daemon reads the store without a lock, so set() only while no thread of it runs, or
-// before a packet is handed to the thread that is to see the change.
+// Ownership: stores a copy of the configuration at construction.
+// Threads: the daemon reads the configuration without a lock, so call set() only while none of its
+// threads runs, or before passing a packet to the thread that has to see the change.
 // Errors: nothing throws.
 
 #pragma once
@@ -20,7 +20,7 @@ class KeptConfig {
     KeptConfig(const KeptConfig&) = delete;
     KeptConfig& operator=(const KeptConfig&) = delete;
 
-    // The key as the store has it: "[SECTION] NAME".
+    // `key`: "[SECTION] NAME".
     static void set(const std::string& key, const std::string& value) { getConfig()[key] = value; }
 
   private:

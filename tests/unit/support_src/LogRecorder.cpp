@@ -15,13 +15,13 @@ struct Record {
     std::vector<LogEntry> lines;  // guarded by mutex
 };
 
-// Never destroyed: a thread may log while the process exits.
+// Never destroyed, because a thread may log while the process exits.
 Record& record() {
     static Record* const shared = new Record;
     return *shared;
 }
 
-// Throws nothing, as the real end of the log: a line that a test leaves no memory for is lost.
+// Does not throw, like the real sink: if a test leaves no memory for a line, it is lost.
 void keep(int priority, const char* line) {
     const std::scoped_lock lock(record().mutex);
     try {

@@ -1,6 +1,6 @@
-// What the code under test writes to the log.
+// Records the log lines of the code under test.
 //
-// Ownership: the lines belong to the process; a LogRecorder is a view that starts empty.
+// Ownership: the lines are global; a LogRecorder is a view that starts empty.
 // Threads: every operation may be called from any thread. One recorder at a time.
 // Errors: nothing throws.
 
@@ -25,18 +25,18 @@ std::ostream& operator<<(std::ostream& out, const LogEntry& entry);
 
 class LogRecorder {
   public:
-    // Forgets what was written before.
+    // Removes earlier lines.
     LogRecorder();
 
     std::vector<LogEntry> lines() const;
     std::size_t count(const LogEntry& entry) const;
     void clear();
 
-    // Whether the line, or a line with this text in it, is there before the deadline.
+    // Whether the line, or a line that contains this text, is there before the deadline.
     bool waitFor(const LogEntry& entry, Deadline deadline = {}) const;
     bool waitForText(const std::string& part, Deadline deadline = {}) const;
 
-    // Makes the recorder the end of the log. Once, before anything logs.
+    // Makes the recorder the sink of the log. Call once, before anything is logged.
     static void install();
 };
 

@@ -11,8 +11,8 @@ namespace teskd::test {
 
 namespace {
 
-// Whoever connects finds COM-PORT-OPTION agreed and the first answer there already, so nobody
-// waits out the second that a silent serial server is given for its negotiation.
+// Sent at the start of a connection: the agreement to COM-PORT-OPTION and the first answer. So no
+// test waits for the time-out of the negotiation, a second.
 std::string greetingOf(const std::string& name) {
     return bytes("FF FD 2C") + "120~0025~15.03.21~" + name + "~00~4711";
 }

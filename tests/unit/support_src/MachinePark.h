@@ -1,9 +1,8 @@
 // Simulated slot machines and the controller that reaches them.
 //
 // Ownership: the object owns the machines and the controller; it shuts the controller down before
-// the machines go.
-// Threads: one user at a time; the machines and the masters have threads of their own.
-// Errors: makeKnown fails the test.
+// it destroys the machines. Threads: one user at a time; the machines and the masters have threads
+// of their own. Errors: makeKnown fails the test.
 
 #pragma once
 
@@ -21,7 +20,7 @@ namespace teskd::test {
 
 class MachinePark {
   public:
-    // Machines 1 to n, named ZA000000001 and so on. They run; nobody has asked them anything.
+    // Starts machines 1 to n, named ZA000000001 and so on. They are not yet known.
     explicit MachinePark(std::size_t machines);
     ~MachinePark() noexcept;
     MachinePark(const MachinePark&) = delete;
@@ -30,11 +29,11 @@ class MachinePark {
     tesksim::Machine& machine(std::size_t n) { return *machines_.at(n - 1); }
     TeskController& controller() { return *controller_; }
 
-    // Has the machine answer a first request, then forgets that request. Once for each machine; a
-    // machine whose connection ends is not to be asked again.
+    // Lets the machine answer a first request, which its journal then forgets. At most once for
+    // each machine, and not after its connection has ended.
     void makeKnown(std::size_t n);
     void makeAllKnown();
-    // The link's refusal of everything, for good; waits until the masters have ended.
+    // Shuts the controller down and waits until the masters have ended.
     void shutDown() { controller_->shut_down(); }
 
     static std::string nameOf(std::size_t n) { return "ZA00000000" + std::to_string(n); }

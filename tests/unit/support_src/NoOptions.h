@@ -1,4 +1,4 @@
-// A telnet client that has no use for what the server negotiates.
+// Ignores all telnet options that the server negotiates.
 //
 // Ownership: no state. Threads: any. Errors: none.
 

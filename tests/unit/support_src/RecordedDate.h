@@ -1,7 +1,7 @@
-// What the code under test would have set the machine's clock to. The clock itself is never
-// touched.
+// Records the dates to which the code under test would set the system clock, which is never
+// changed.
 //
-// Ownership: the requests belong to the process; a RecordedDate is a view that starts empty.
+// Ownership: the requests are global; a RecordedDate is a view that starts empty.
 // Threads: every operation may be called from any thread. One object at a time.
 // Errors: nothing throws.
 
@@ -14,18 +14,18 @@ namespace teskd::test {
 
 class RecordedDate {
   public:
-    // Forgets earlier requests and failures.
+    // Removes earlier requests and failures.
     RecordedDate();
     ~RecordedDate();
     RecordedDate(const RecordedDate&) = delete;
     RecordedDate& operator=(const RecordedDate&) = delete;
 
-    // Every date asked for, refused ones included.
+    // All requested dates, including refused ones.
     std::vector<std::time_t> requests() const;
-    // Refuses every request from now on with this error number; 0 grants them again.
+    // Lets all further requests fail with this error number; 0 lets them succeed.
     void failWith(int error);
 
-    // Puts the recorder in the place of the machine's clock. Once, before anything sets a date.
+    // Replaces the function that sets the clock. Call once, before anything sets a date.
     static void install();
 };
 

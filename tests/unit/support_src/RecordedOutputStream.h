@@ -1,4 +1,4 @@
-// An output stream that writes down what is done to it.
+// An output stream that records all calls.
 //
 // Ownership: plain values. Threads: one at a time. Errors: nothing throws.
 

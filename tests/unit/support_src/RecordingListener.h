@@ -1,6 +1,6 @@
-// A listener that writes down what packets tell it.
+// A listener that records the outcomes of packets.
 //
-// Ownership: the test's; it outlives the packets it is registered on.
+// Ownership: the test owns it; it must outlive the packets that it is registered on.
 // Threads: every operation may be called from any thread.
 // Errors: nothing throws.
 

@@ -1,12 +1,12 @@
-// Operators new that ask whether they are to fail. A binary that links ReplacedNew.cpp has them in
-// place of the library's, and defines the answer.
+// Operators new that can fail. A binary that links ReplacedNew.cpp uses them instead of the
+// library's, and defines allocationFails().
 
 #pragma once
 
 namespace teskd::test {
 
-// Whether the allocation that is being made is to fail. On any thread, and before main as well; it
-// must not allocate.
+// Whether the current allocation has to fail. Called on any thread, also before main; must not
+// allocate.
 bool allocationFails() noexcept;
 
 }  // namespace teskd::test

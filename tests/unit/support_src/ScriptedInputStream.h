@@ -1,4 +1,4 @@
-// An input stream that plays a script: bytes, pauses and time-outs, as a peer would give them.
+// An input stream with a script of bytes, pauses and time-outs.
 //
 // Ownership: plain values. Threads: one at a time. Errors: SocketTimeoutException where the script
 // has a TimeOut.
@@ -17,7 +17,7 @@
 
 namespace teskd::test {
 
-// Nothing more is available for now; a read would have to wait for what comes next.
+// No more bytes are available; a read waits, and then gets the next ones.
 struct Pause {};
 // The next read fails with a time-out, once.
 struct TimeOut {};
@@ -44,7 +44,7 @@ class ScriptedInputStream : public InputStream {
         char byte = 0;
         return read(&byte, 1) < 1 ? -1 : static_cast<unsigned char>(byte);
     }
-    // One chunk, or its beginning.
+    // Reads one chunk, or its beginning.
     int read(char* buffer, int len) override {
         requests.push_back(len);
         while (!script_.empty() && std::holds_alternative<Pause>(script_.front())) {
@@ -65,7 +65,7 @@ class ScriptedInputStream : public InputStream {
     void setTimeout(int milliseconds) override { timeouts.push_back(milliseconds); }
     int getTimeout() override { return timeouts.empty() ? 0 : timeouts.back(); }
 
-    // What the stream was asked for.
+    // Calls of the stream.
     bool closed = false;
     std::vector<int> requests;  // the len of every read
     std::vector<int> timeouts;

@@ -1,4 +1,4 @@
-// What a call throws, as text that a test can compare.
+// The exception of a call, as text for comparison.
 //
 // Ownership: plain values. Threads: no state. Errors: anything but the expected type passes
 // through.
@@ -11,7 +11,7 @@
 
 namespace teskd::test {
 
-// The whole text of the exception that the call throws; it must be an Expected or derived from it.
+// The whole text of the exception that the call throws, which must be Expected or derived from it.
 template <class Expected, class Call>
 std::string messageOf(Call&& call) {
     try {

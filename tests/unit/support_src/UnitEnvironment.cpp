@@ -44,7 +44,7 @@ PrivateRoot::PrivateRoot() : before_(currentRoot()) {
 }
 
 PrivateRoot::~PrivateRoot() {
-    // What writes after the last test still must not reach the machine.
+    // Never unset, so that code that still runs after the last test does not affect the machine.
     ::setenv(kVariable, before_.empty() ? "/nonexistent" : before_.c_str(), 1);
 }
 

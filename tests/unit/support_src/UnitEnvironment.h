@@ -1,7 +1,7 @@
-// The surroundings of every unit test: nothing that is tested reaches the machine.
+// The environment of every unit test, which keeps the code under test from affecting the machine.
 //
-// Linking teskd_unit_support puts in place, before the first test, the log recorder, a date setter
-// that only records, and a temporary directory behind TESKD_ROOT.
+// Linking teskd_unit_support installs, before the first test, the log recorder, a date setter that
+// only records, and a temporary directory as TESKD_ROOT.
 
 #pragma once
 
@@ -12,10 +12,10 @@
 
 namespace teskd::test {
 
-// A directory of its own behind TESKD_ROOT, with the folders that the daemon writes to.
+// A temporary directory as TESKD_ROOT, with the folders that the daemon writes to.
 //
-// Ownership: the object owns the directory; the variable gets its old value back.
-// Threads: made and destroyed while no other thread reads the environment.
+// Ownership: the object owns the directory; the destructor restores the variable.
+// Threads: create and destroy it while no other thread reads the environment.
 // Errors: the constructor throws std::system_error.
 class PrivateRoot {
   public:
@@ -24,7 +24,7 @@ class PrivateRoot {
     PrivateRoot(const PrivateRoot&) = delete;
     PrivateRoot& operator=(const PrivateRoot&) = delete;
 
-    // Where "/config/x" really lies: root / "config/x".
+    // The file that the daemon uses as "/config/x": root / "config/x".
     std::filesystem::path operator/(const std::filesystem::path& name) const {
         return directory_ / name;
     }

@@ -1,4 +1,4 @@
-// Files as somebody sees them whom permissions apply to.
+// Makes file permissions apply to a test that runs as root.
 #pragma once
 
 #include <cerrno>
@@ -8,8 +8,9 @@
 
 namespace teskd::test {
 
-// While it lives, root is nobody; a user without privileges stays what he is. Threads: one at a
-// time in the process. Where privileges cannot be given up, the test cannot pass.
+// During its lifetime, root has the effective user id of nobody; other users are unchanged.
+// Threads: one object at a time in the process. Errors: std::system_error if the user id cannot be
+// changed.
 class Unprivileged {
   public:
     static constexpr uid_t NOBODY = 65534;
