@@ -1,11 +1,18 @@
 #include "core/LogSource.h"
 
+#include <chrono>
 #include <utility>
 
 #include "core/Log.h"
 #include "core/StandardError.h"
 
 namespace teskd {
+
+namespace {
+
+constexpr std::chrono::seconds SECOND(1);
+
+}  // namespace
 
 LogSource::~LogSource() noexcept(false) {
     reportDropped(takeDropped(false));
@@ -75,9 +82,8 @@ bool LogSource::take() {
     unsigned long before = 0;
     {
         const SynchronizedLock lock(lock_);
-        const Clock::time_point now = Clock::now();
-        if (now - second_ >= std::chrono::seconds(1)) {
-            second_ = now;
+        if (secondEnd_.hasPassed()) {
+            secondEnd_ = Deadline::after(SECOND);
             lines_ = 0;
         }
         if (lines_ >= most_) {
@@ -92,7 +98,7 @@ bool LogSource::take() {
 
 unsigned long LogSource::takeDropped(bool secondIsOver) {
     const SynchronizedLock lock(lock_);
-    if (secondIsOver && Clock::now() - second_ < std::chrono::seconds(1)) return 0;
+    if (secondIsOver && !secondEnd_.hasPassed()) return 0;
     return std::exchange(dropped_, 0);
 }
 

@@ -1,11 +1,11 @@
 // A source of log lines with a rate limit, so that a busy peer cannot fill the log.
 #pragma once
 
-#include <chrono>
 #include <cstdarg>
 #include <limits>
 #include <string_view>
 
+#include "core/Deadline.h"
 #include "core/Synchronized.h"
 
 namespace teskd {
@@ -54,8 +54,6 @@ class LogSource {
 
   private:
     friend class Log;  // asks for debug lines, which the whole daemon's source limits
-    using Clock = std::chrono::steady_clock;
-
     [[gnu::format(printf, 3, 0)]] bool write(int priority, const char* format,
                                              std::va_list arguments);
     // True if one more line may be written now. False counts the line as dropped.
@@ -70,7 +68,7 @@ class LogSource {
     const char* const kind_;
     LogSource* const parent_ = nullptr;
     mutable Synchronized lock_;
-    Clock::time_point second_ TESKD_GUARDED_BY(lock_){};
+    Deadline secondEnd_ TESKD_GUARDED_BY(lock_) = Deadline::passed();
     int lines_ TESKD_GUARDED_BY(lock_) = 0;  // written in that second
     unsigned long dropped_ TESKD_GUARDED_BY(lock_) = 0;
 };

@@ -124,9 +124,8 @@ bool SystemLog::send(const Heading& heading, const char* text) {
 }
 
 bool SystemLog::mayWait() {
-    const Clock::time_point now = Clock::now();
-    if (now - period_ >= PERIOD) {
-        period_ = now;
+    if (periodEnd_.hasPassed()) {
+        periodEnd_ = Deadline::after(PERIOD);
         waited_ = {};
     }
     return waited_ < MOST_WAITING;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 
+#include "core/Deadline.h"
 #include "core/Descriptor.h"
 #include "core/Synchronized.h"
 
@@ -77,8 +78,8 @@ class SystemLog {
     bool copies_ TESKD_GUARDED_BY(lock_) = false;
     bool stream_ TESKD_GUARDED_BY(lock_) = false;
     Descriptor socket_ TESKD_GUARDED_BY(lock_);
-    unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;    // lines not reported yet
-    Clock::time_point period_ TESKD_GUARDED_BY(lock_);  // start of the current period
+    unsigned long lost_ TESKD_GUARDED_BY(lock_) = 0;  // lines not reported yet
+    Deadline periodEnd_ TESKD_GUARDED_BY(lock_) = Deadline::passed();
     Clock::duration waited_ TESKD_GUARDED_BY(lock_){};  // in the current period
 };
 

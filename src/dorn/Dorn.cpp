@@ -116,7 +116,7 @@ bool Dorn::await_more(const Exception& problem) {
     bool arrived = false;
     while (!arrived && !context_.stop.isSet()) {
         log_notice(problem.text());
-        arrived = await(Goal::input, &context_.stop, Clock::now() + JUNK_PAUSE);
+        arrived = await(Goal::input, &context_.stop, Deadline::after(JUNK_PAUSE));
     }
     return arrived;
 }
@@ -131,23 +131,23 @@ void Dorn::log_notice(const char* problem) {
 
 void Dorn::await_input() {
     const Event& stop = context_.stop;
-    const Clock::time_point end = body_deadline();
+    const Deadline end = body_deadline();
     while (!stop.isSet() && (frameLog_.hasUnreported() || releaseLog_.hasUnreported())) {
         frameLog_.report();
         releaseLog_.report();
-        if (await(Goal::input, &stop, std::min(end, Clock::now() + NOTICE_PAUSE))) break;
+        if (await(Goal::input, &stop, std::min(end, Deadline::after(NOTICE_PAUSE)))) break;
     }
     const bool arrived = await(Goal::input, &stop, end);
     if (stop.isSet()) throw SocketException(STOPPED);
-    if (!arrived || (room_ && Clock::now() >= end)) throw SocketException(NOT_WHOLE);
+    if (!arrived || end.hasPassed()) throw SocketException(NOT_WHOLE);
 }
 
 // Starts with the first wait for the body, so that a body which has arrived already costs no call
 // of the clock.
-Dorn::Clock::time_point Dorn::body_deadline() {
-    if (!room_) return Clock::time_point::max();
-    if (bodyDeadline_ == Clock::time_point::max()) {
-        bodyDeadline_ = Clock::now() + context_.timeouts.body;
+Deadline Dorn::body_deadline() {
+    if (!room_) return Deadline::never();
+    if (bodyDeadline_ == Deadline::never()) {
+        bodyDeadline_ = Deadline::after(context_.timeouts.body);
     }
     return bodyDeadline_;
 }
@@ -166,7 +166,7 @@ void Dorn::await_room(DornPacket& packet, std::size_t size, const BufferedInputS
 
 void Dorn::forget_request() {
     room_ = {};
-    bodyDeadline_ = Clock::time_point::max();
+    bodyDeadline_ = Deadline::never();
 }
 
 // Leaves the line for memory while another limit is reached: a connection that could not use the
@@ -180,7 +180,7 @@ bool Dorn::take_room(std::size_t queued) {
     return static_cast<bool>(room_);
 }
 
-bool Dorn::await(Goal goal, const Event* stop, Clock::time_point deadline) {
+bool Dorn::await(Goal goal, const Event* stop, Deadline deadline) {
     for (;;) {
         wake_.clear();
         // Check before sendQueued(): an answer is queued before its request stops being pending. In
@@ -195,7 +195,7 @@ bool Dorn::await(Goal goal, const Event* stop, Clock::time_point deadline) {
         if (goal == Goal::input && (found & ~POLLOUT) != 0) return true;
         if ((found & (POLLERR | POLLHUP)) != 0) host_is_gone(goal);
         if ((found & POLLRDHUP) != 0) host_has_finished();
-        if (Clock::now() >= deadline) return false;
+        if (deadline.hasPassed()) return false;
     }
 }
 
@@ -204,18 +204,13 @@ short Dorn::events_for(Goal goal) const {
     return static_cast<short>(goal == Goal::room && !hasFinished_ ? POLLRDHUP : 0);
 }
 
-short Dorn::wait(short events, const Event* stop, Clock::time_point deadline) {
+short Dorn::wait(short events, const Event* stop, Deadline deadline) {
     pollfd entries[] = {{isGone_ ? -1 : connection_.getDescriptor(), events, 0},
                         {wake_.descriptor(), POLLIN, 0},
                         {stop == nullptr ? -1 : stop->descriptor(), POLLIN, 0}};
     const bool writes = (events & POLLOUT) != 0;
-    int timeout = writes ? writer_.millisUntilCheck() : -1;
-    if (deadline != Clock::time_point::max()) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        const int limit = static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
-        timeout = writes ? std::min(timeout, limit) : limit;
-    }
-    if (Poll::wait(entries, std::size(entries), timeout) < 0) usleep(POLL_PAUSE);
+    const Deadline next = writes ? std::min(deadline, writer_.nextCheck()) : deadline;
+    if (Poll::wait(entries, std::size(entries), next) < 0) usleep(POLL_PAUSE);
     return entries[0].revents;
 }
 
@@ -238,7 +233,7 @@ void Dorn::host_has_finished() {
 // When the daemon stops, owed answers have STOP_GRACE; then the connection is shut down.
 void Dorn::await_owed_answers() {
     if (await(Goal::answered, &context_.stop)) return;
-    if (await(Goal::answered, nullptr, Clock::now() + STOP_GRACE)) return;
+    if (await(Goal::answered, nullptr, Deadline::after(STOP_GRACE))) return;
     connection_.shutdownQuietly();
     await(Goal::answered, nullptr);
 }

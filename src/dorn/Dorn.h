@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "core/Deadline.h"
 #include "core/Event.h"
 #include "core/LogSource.h"
 #include "core/Thread.h"
@@ -64,8 +65,6 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     void packetError(Packet* packet, const Exception& e) override;
 
   private:
-    using Clock = std::chrono::steady_clock;
-
     // What the connection's thread waits for.
     enum class Goal {
         input,    // the host has sent something or has disconnected
@@ -92,14 +91,14 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     bool take_room(std::size_t queued);
     void forget_request();
     // Of the body that is being read.
-    Clock::time_point body_deadline();
+    Deadline body_deadline();
     // Sends queued answers until the goal is reached. False when the event was set or the deadline
     // has passed first.
-    bool await(Goal goal, const Event* stop, Clock::time_point deadline = Clock::time_point::max());
+    bool await(Goal goal, const Event* stop, Deadline deadline = Deadline::never());
     // The poll events of the connection to wait for, beside its end.
     short events_for(Goal goal) const;
     // Polls the connection, the wake-up and the stop once. Returns the connection's poll events.
-    short wait(short events, const Event* stop, Clock::time_point deadline);
+    short wait(short events, const Event* stop, Deadline deadline);
     void host_is_gone(Goal goal);
     void host_has_finished();
     void await_owed_answers();
@@ -119,7 +118,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     std::size_t frameSize_ = 0;  // bytes, header included
     std::size_t held_ = 0;       // bytes in the input buffer, from its header on
     HostMemory::Room room_;      // held from before its body is read until it is dispatched
-    Clock::time_point bodyDeadline_ = Clock::time_point::max();
+    Deadline bodyDeadline_ = Deadline::never();
     LogSource frameLog_;    // lines about bad frames
     LogSource releaseLog_;  // lines about the release of packets that could not be read
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <list>
@@ -30,8 +31,8 @@ namespace teskd {
 
 namespace {
 
-constexpr int RETRY_MILLISECONDS = 1000;
-constexpr int RETURN_MILLISECONDS = 5000;  // between two returns of freed memory
+constexpr std::chrono::milliseconds RETRY_PAUSE(1000);
+constexpr std::chrono::milliseconds RETURN_PAUSE(5000);  // between two returns of freed memory
 
 constexpr const char* NOT_ACCEPTED = "Cannot accept a connection";
 constexpr const char* NO_THREAD = "Cannot start a thread for a connection";
@@ -156,7 +157,7 @@ bool DornDeamon::may_connect(const Socket& connection) {
 void DornDeamon::serve(LocalEndpoints& endpoints) {
     std::list<Socket*> ready = endpoints.listeners();
     std::list<Socket*> none;
-    const int milliseconds = millis_to_wait(endpoints);
+    const int milliseconds = next_deadline(endpoints).pollTimeout();
     constexpr suseconds_t MICROSECONDS = 1000;  // of a millisecond
     timeval limit{milliseconds / 1000, milliseconds % 1000 * MICROSECONDS};
     Socket::select(ready, none, none, milliseconds < 0 ? nullptr : &limit, &stopEvent_);
@@ -169,18 +170,17 @@ void DornDeamon::serve(LocalEndpoints& endpoints) {
 
 // While lines are suppressed, the wait is limited so that their number is logged after a second,
 // and while many hosts are connected, so that the memory of those that leave is returned.
-int DornDeamon::millis_to_wait(const LocalEndpoints& endpoints) {
-    const int untilRound = endpoints.untilNextRound();
+Deadline DornDeamon::next_deadline(const LocalEndpoints& endpoints) {
+    const Deadline nextRound = endpoints.nextRound();
     const bool hasUnreported = hostLog_.hasUnreported() || strangerLog_.hasUnreported();
-    if (untilRound >= 0) return untilRound;
-    if (hasUnreported) return RETRY_MILLISECONDS;
-    return connections_.areMany() ? RETURN_MILLISECONDS : -1;
+    if (nextRound != Deadline::never()) return nextRound;
+    if (hasUnreported) return Deadline::after(RETRY_PAUSE);
+    return connections_.areMany() ? Deadline::after(RETURN_PAUSE) : Deadline::never();
 }
 
 void DornDeamon::return_memory() {
-    const auto now = std::chrono::steady_clock::now();
-    if (now < nextReturn_) return;
-    nextReturn_ = now + std::chrono::milliseconds(RETURN_MILLISECONDS);
+    if (!nextReturn_.hasPassed()) return;
+    nextReturn_ = Deadline::after(RETURN_PAUSE);
     if (connections_.haveGone()) returnFreedMemory();
 }
 
@@ -215,7 +215,7 @@ void DornDeamon::start_connection(const Socket& connection) {
 void DornDeamon::turn_away(const StreamServerSocket& listener, const char* problem) {
     log_problem(NOT_ACCEPTED, problem);
     if (spare_.turnAway(listener.getDescriptor())) return;
-    if (Poll::wait(listener.getDescriptor(), POLLIN, 0, nullptr) != 0) pause();
+    if (Poll::wait(listener.getDescriptor(), POLLIN, Deadline::passed(), nullptr) != 0) pause();
 }
 
 void DornDeamon::log_problem(const char* what, const char* problem) {
@@ -224,8 +224,9 @@ void DornDeamon::log_problem(const char* what, const char* problem) {
 
 // Sleeps if the system refuses to poll, since the caller would spin otherwise.
 void DornDeamon::pause() {
-    if (Poll::wait(-1, 0, RETRY_MILLISECONDS, &stopEvent_) >= 0 || !isRunning()) return;
-    usleep(useconds_t{RETRY_MILLISECONDS} * 1000);
+    const Deadline end = Deadline::after(RETRY_PAUSE);
+    if (Poll::wait(-1, 0, end, &stopEvent_) >= 0 || !isRunning()) return;
+    usleep(static_cast<useconds_t>(std::chrono::microseconds(RETRY_PAUSE).count()));
 }
 
 }  // namespace teskd

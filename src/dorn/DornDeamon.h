@@ -1,10 +1,10 @@
 // The listener for host connections.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <optional>
 
+#include "core/Deadline.h"
 #include "core/Event.h"
 #include "core/LogSource.h"
 #include "core/Thread.h"
@@ -67,8 +67,8 @@ class DornDeamon : public Thread {
     // One round of the thread. The first one reads the configuration into `endpoints`.
     void step(std::optional<LocalEndpoints>& endpoints);
     void serve(LocalEndpoints& endpoints);
-    // Milliseconds to wait for a host at most; -1 without limit.
-    int millis_to_wait(const LocalEndpoints& endpoints);
+    // How long to wait for a host at most.
+    Deadline next_deadline(const LocalEndpoints& endpoints);
     // What connections have freed goes back to the system; seldom, since it takes time.
     void return_memory();
     void accept_connection(StreamServerSocket& listener);
@@ -83,7 +83,7 @@ class DornDeamon : public Thread {
     const std::size_t lines_;
     // Used by this thread only.
     std::size_t listeners_ = 0;
-    std::chrono::steady_clock::time_point nextReturn_;
+    Deadline nextReturn_ = Deadline::passed();
     bool started_ = false;                // the start is logged
     std::optional<AddressList> allowed_;  // without a list, every host
 

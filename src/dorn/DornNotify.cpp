@@ -76,7 +76,7 @@ bool DornNotify::waits_for_next_socket() const {
 }
 
 bool DornNotify::may_send() const {
-    return !waits_for_next_socket() && SteadyClock::now() >= retryAt_;
+    return !waits_for_next_socket() && retryAt_.hasPassed();
 }
 
 void DornNotify::send_queued() {
@@ -90,7 +90,8 @@ void DornNotify::send_queued() {
 // than reading them all.
 void DornNotify::prepare_socket() {
     const bool idle = socket_ && pending_.empty();
-    if (idle && Poll::wait(socket_->getDescriptor(), POLLIN, 0, nullptr) != 0) socket_.reset();
+    if (idle && Poll::wait(socket_->getDescriptor(), POLLIN, Deadline::passed(), nullptr) != 0)
+        socket_.reset();
     if (!socket_) open_socket();
 }
 
@@ -109,7 +110,7 @@ void DornNotify::send_next() {
     if (!head) return;
     auto& packet = dynamic_cast<DornPacket&>(*head);
     std::list<Pending> sent;
-    sent.push_back({PacketHandle<DornPacket>(&packet), SteadyClock::now() + answerTimeout_});
+    sent.push_back({PacketHandle<DornPacket>(&packet), Deadline::after(answerTimeout_)});
     try {
         packet.write(socket_->getOutputStream());
     } catch (const MessageTooLongException& e) {
@@ -134,20 +135,17 @@ void DornNotify::drop_surplus() {
 bool DornNotify::wait() {
     pollfd entries[] = {{pending_.empty() ? -1 : socket_->getDescriptor(), POLLIN, 0},
                         {wake_.descriptor(), POLLIN, 0}};
-    if (Poll::wait(entries, std::size(entries), millis_to_wait()) < 0) usleep(POLL_PAUSE);
+    if (Poll::wait(entries, std::size(entries), next_deadline()) < 0) usleep(POLL_PAUSE);
     if (entries[1].revents != 0) wake_.clear();
     return entries[0].revents != 0;
 }
 
-int DornNotify::millis_to_wait() const {
-    const SteadyClock::time_point now = SteadyClock::now();
-    SteadyClock::time_point next = SteadyClock::time_point::max();
+Deadline DornNotify::next_deadline() const {
+    Deadline next = Deadline::never();
     if (!pending_.empty()) next = pending_.front().deadline;
     // Even when retryAt_ has passed since may_send(): nothing else would wake the thread.
     if (!isEmpty() && !waits_for_next_socket()) next = std::min(next, retryAt_);
-    if (next == SteadyClock::time_point::max()) return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
-    return left < 0 ? 0 : static_cast<int>(left);
+    return next;
 }
 
 void DornNotify::receive() {
@@ -178,9 +176,8 @@ void DornNotify::read_answer(DornPacket& packet, std::string_view datagram) {
 }
 
 void DornNotify::time_out_overdue() {
-    const SteadyClock::time_point now = SteadyClock::now();
     std::size_t overdue = 0;
-    for (; !pending_.empty() && pending_.front().deadline <= now; ++overdue) {
+    for (; !pending_.empty() && pending_.front().deadline.hasPassed(); ++overdue) {
         const Pending first = std::move(pending_.front());
         pending_.pop_front();
         first.packet->notifyFailed();
@@ -193,14 +190,14 @@ void DornNotify::time_out_overdue() {
 
 void DornNotify::lose_link(const Exception& e) {
     socket_.reset();
-    retryAt_ = SteadyClock::now() + RETRY_PAUSE;
+    retryAt_ = Deadline::after(RETRY_PAUSE);
     if (pending_.empty()) return postpone(e.text());
     log_failure(e);
     fail_pending(e);
 }
 
 void DornNotify::postpone(const char* problem) {
-    retryAt_ = SteadyClock::now() + RETRY_PAUSE;
+    retryAt_ = Deadline::after(RETRY_PAUSE);
     if (unreachable_) return;
     unreachable_ = log_.warning("Cannot reach the notification server: %s", problem);
 }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 
+#include "core/Deadline.h"
 #include "core/Event.h"
 #include "core/LogSource.h"
 #include "core/Thread.h"
@@ -45,12 +46,10 @@ class DornNotify : public Thread, public PacketContainer {
     void interrupt() override;
 
   private:
-    using SteadyClock = std::chrono::steady_clock;
-
     // A packet that has been sent.
     struct Pending {
         PacketHandle<DornPacket> packet;
-        SteadyClock::time_point deadline;
+        Deadline deadline;
     };
 
     // Sends what is queued, then waits for one event and handles it.
@@ -65,8 +64,8 @@ class DornNotify : public Thread, public PacketContainer {
 
     // True when there is something to receive.
     bool wait();
-    // Until the next deadline or retry; negative when there is none.
-    int millis_to_wait() const;
+    // The earliest deadline or retry.
+    Deadline next_deadline() const;
     void receive();
     void match(std::string_view datagram);
     void read_answer(DornPacket& packet, std::string_view datagram);
@@ -84,7 +83,7 @@ class DornNotify : public Thread, public PacketContainer {
     std::unique_ptr<DatagramClientSocket> socket_;  // never null while something is pending
     std::unique_ptr<char[]> datagram_;              // buffer for the largest one
     std::list<Pending> pending_;                    // in the order of their deadlines
-    SteadyClock::time_point retryAt_{};             // nothing is sent before
+    Deadline retryAt_ = Deadline::passed();         // nothing is sent before
     bool unanswered_ = false;                       // the last result on the socket was a time-out
     bool unreachable_ = false;  // the server cannot be reached, and that was logged
     LogSource log_;

@@ -1,6 +1,5 @@
 #include "dorn/FrameWriter.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <sys/socket.h>
 #include <utility>
@@ -52,17 +51,16 @@ std::size_t FrameWriter::sendQueued() {
     return left;
 }
 
-int FrameWriter::millisUntilCheck() const {
+Deadline FrameWriter::nextCheck() const {
     const SynchronizedLock lock(lock_);
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextCheck_ - Clock::now());
-    return static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
+    return nextCheck_;
 }
 
 void FrameWriter::enqueue(std::string frame) {
     if (frames_.empty()) {
         acknowledged_ = acknowledged();
-        progress_ = Clock::now();
-        nextCheck_ = progress_ + timeout_ / CHECKS;
+        nextCheck_ = Deadline::after(timeout_ / CHECKS);
+        giveUpAt_ = Deadline::after(timeout_);
     }
     const std::size_t size = frame.size();
     frames_.push_back(std::move(frame));
@@ -93,12 +91,11 @@ std::size_t FrameWriter::offer(const char* bytes, std::size_t len) {
 }
 
 void FrameWriter::checkProgress() {
-    const Clock::time_point now = Clock::now();
-    if (now < nextCheck_) return;
-    nextCheck_ = now + timeout_ / CHECKS;
+    if (!nextCheck_.hasPassed()) return;
+    nextCheck_ = Deadline::after(timeout_ / CHECKS);
     const std::uint64_t before = std::exchange(acknowledged_, acknowledged());
-    if (acknowledged_ != before) progress_ = now;
-    if (now - progress_ < timeout_) return;
+    if (acknowledged_ != before) giveUpAt_ = Deadline::after(timeout_);
+    if (!giveUpAt_.hasPassed()) return;
     throwSocketError("virtual void FrameWriter::write(const char*, size_t)", ETIMEDOUT);
 }
 

@@ -8,6 +8,7 @@
 #include <deque>
 #include <string>
 
+#include "core/Deadline.h"
 #include "core/Synchronized.h"
 #include "dorn/HostMemory.h"
 #include "net/OutputStream.h"
@@ -29,7 +30,7 @@ class Event;
 // stopped reading. The system of a slow host acknowledges in jumps, many seconds apart, and the
 // socket becomes writable later still: when a good part of its buffer is free.
 //
-// Owner: a Dorn. Threads: write() from any; sendQueued() and millisUntilCheck() on the connection's
+// Owner: a Dorn. Threads: write() from any; sendQueued() and nextCheck() on the connection's
 // own. Locks: its own, innermost but for the memory's and the event's; held during sends, which do
 // not block, and never during a wait. Errors: none are thrown. The first failure is logged and
 // shuts the connection down, and what is queued is dropped.
@@ -60,13 +61,11 @@ class FrameWriter : public OutputStream {
 
     // Sends what the socket takes now. Returns the number of bytes that are still queued.
     std::size_t sendQueued();
-    // Milliseconds until sendQueued() is to be called again to check the acknowledgements, while
-    // bytes are queued.
-    int millisUntilCheck() const;
+    // When sendQueued() is to be called again to check the acknowledgements, while bytes are
+    // queued.
+    Deadline nextCheck() const;
 
   private:
-    using Clock = std::chrono::steady_clock;
-
     // Checks of the acknowledgements within one time-out.
     static constexpr int CHECKS = 60;
 
@@ -89,11 +88,11 @@ class FrameWriter : public OutputStream {
     std::size_t sent_ TESKD_GUARDED_BY(lock_) = 0;  // bytes of the first frame that were sent
     std::atomic<std::size_t> queued_{0};            // bytes; changed under the lock
     // Bytes that the system accepted in all, and how many of them were acknowledged at the last
-    // check. The times are those of the last check that found progress, and of the next check.
+    // check.
     std::uint64_t taken_ TESKD_GUARDED_BY(lock_) = 0;
     std::uint64_t acknowledged_ TESKD_GUARDED_BY(lock_) = 0;
-    Clock::time_point progress_ TESKD_GUARDED_BY(lock_);
-    Clock::time_point nextCheck_ TESKD_GUARDED_BY(lock_);
+    Deadline nextCheck_ TESKD_GUARDED_BY(lock_) = Deadline::passed();
+    Deadline giveUpAt_ TESKD_GUARDED_BY(lock_) = Deadline::never();  // unless there is progress
     bool broken_ TESKD_GUARDED_BY(lock_) = false;
 };
 

@@ -1,6 +1,7 @@
 #include "dorn/LocalEndpoints.h"
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <sys/socket.h>
 
@@ -28,8 +29,8 @@ std::size_t LocalEndpoints::mostListeners() const {
 }
 
 void LocalEndpoints::open() {
-    if (untilNextRound() != 0) return;
-    nextRound_ = Clock::now() + RETRY_PERIOD;
+    if (!nextRound().hasPassed()) return;
+    nextRound_ = Deadline::after(RETRY_PERIOD);
     log_.report();
     for (std::size_t tries = std::min(waiting_.size(), TRIES_PER_ROUND); tries > 0; --tries) {
         if (listening_.size() == MOST_LISTENERS) return giveUpTheRest();
@@ -37,11 +38,9 @@ void LocalEndpoints::open() {
     }
 }
 
-int LocalEndpoints::untilNextRound() const {
-    if (waiting_.empty()) return -1;
-    const Clock::time_point now = Clock::now();
-    if (untried_ > 0 || now >= nextRound_) return 0;
-    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(nextRound_ - now).count());
+Deadline LocalEndpoints::nextRound() const {
+    if (waiting_.empty()) return Deadline::never();
+    return untried_ > 0 ? Deadline::passed() : nextRound_;
 }
 
 // An address that cannot be opened goes to the end of the list, behind the others.

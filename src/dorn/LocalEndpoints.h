@@ -1,12 +1,12 @@
 // The addresses on which hosts connect.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <list>
 #include <memory>
 #include <string>
 
+#include "core/Deadline.h"
 #include "core/LogSource.h"
 #include "net/StreamServerSocket.h"
 
@@ -36,8 +36,8 @@ class LocalEndpoints {
 
     // One round of tries, when one is due.
     void open();
-    // Milliseconds until the next round; -1 when every address is listened on.
-    int untilNextRound() const;
+    // When the next round is due; never when every address is listened on.
+    Deadline nextRound() const;
 
     // The addresses that hosts can connect to now, separated by commas.
     std::string listeningOn() const;
@@ -46,8 +46,6 @@ class LocalEndpoints {
     std::list<Socket*> listeners() const;
 
   private:
-    using Clock = std::chrono::steady_clock;
-
     struct Endpoint {
         std::string address;
         std::unique_ptr<StreamServerSocket> socket{};  // null while the address cannot be bound
@@ -61,7 +59,7 @@ class LocalEndpoints {
     std::list<Endpoint> waiting_;  // in the order in which they are tried next
     std::list<Endpoint> listening_;
     std::size_t untried_ = 0;  // how many of the first ones were never tried
-    Clock::time_point nextRound_{};
+    Deadline nextRound_ = Deadline::passed();
     LogSource log_{16};
 };
 

@@ -24,7 +24,7 @@ bool SpareDescriptor::acquire() {
 
 bool SpareDescriptor::turnAway(int listener) {
     acquire();
-    if (Poll::wait(listener, POLLIN, 0, nullptr) <= 0) return false;
+    if (Poll::wait(listener, POLLIN, Deadline::passed(), nullptr) <= 0) return false;
     if (acceptAndClose(listener)) return true;
     if (errno != EMFILE && errno != ENFILE) return false;
     descriptor_.reset();

@@ -39,7 +39,7 @@ int ClientSocket::connectTo(const sockaddr* address) {
 }
 
 int ClientSocket::awaitConnection() {
-    if (Poll::wait(getDescriptor(), POLLOUT, -1, getInterrupt()) < 0) return errno;
+    if (Poll::wait(getDescriptor(), POLLOUT, Deadline::never(), getInterrupt()) < 0) return errno;
     return takePendingError();
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 
 #include "core/Event.h"
 
@@ -17,30 +16,25 @@ bool hasClosed(const pollfd* entries, nfds_t count) {
 
 }  // namespace
 
-int Poll::wait(pollfd* entries, nfds_t count, int timeout) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout);
+int Poll::wait(pollfd* entries, nfds_t count, Deadline deadline) {
     for (;;) {
-        const int ready = ::poll(entries, count, timeout);
+        const int ready = ::poll(entries, count, deadline.pollTimeout());
         if (ready > 0 && hasClosed(entries, count)) {
             errno = EBADF;
             return -1;
         }
         if (ready >= 0 || errno != EINTR) return ready;
-        if (timeout <= 0) continue;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        timeout = left.count() < 0 ? 0 : static_cast<int>(left.count());
     }
 }
 
-int Poll::wait(std::vector<pollfd>& entries, int timeout) {
-    return wait(entries.data(), static_cast<nfds_t>(entries.size()), timeout);
+int Poll::wait(std::vector<pollfd>& entries, Deadline deadline) {
+    return wait(entries.data(), static_cast<nfds_t>(entries.size()), deadline);
 }
 
-int Poll::wait(int descriptor, short events, int timeout, const Event* interrupt) {
+int Poll::wait(int descriptor, short events, Deadline deadline, const Event* interrupt) {
     pollfd entries[] = {{descriptor, events, 0},
                         {interrupt == nullptr ? -1 : interrupt->descriptor(), POLLIN, 0}};
-    const int ready = wait(entries, interrupt == nullptr ? 1 : 2, timeout);
+    const int ready = wait(entries, interrupt == nullptr ? 1 : 2, deadline);
     if (ready > 0 && entries[1].revents != 0) {
         errno = EINTR;
         return -1;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <linux/sockios.h>
 #include <netinet/in.h>
@@ -27,12 +28,11 @@ constexpr const char* SELECT =
 
 constexpr std::int64_t LONGEST_WAIT = 1'000'000;  // seconds
 
-// The time-out for poll(2), in milliseconds, rounded up.
-int toMilliseconds(const timeval* timeout) {
-    if (timeout == nullptr) return -1;
+Deadline toDeadline(const timeval* timeout) {
+    if (timeout == nullptr) return Deadline::never();
     const std::int64_t whole = std::min<std::int64_t>(timeout->tv_sec, LONGEST_WAIT);
-    const std::int64_t part = (std::int64_t{timeout->tv_usec} + 999) / 1000;
-    return static_cast<int>(whole * 1000 + part);
+    return Deadline::after(std::chrono::seconds(whole) +
+                           std::chrono::microseconds(timeout->tv_usec));
 }
 
 void append(std::vector<pollfd>& entries, const std::list<Socket*>& sockets, short events) {
@@ -198,7 +198,7 @@ void Socket::select(std::list<Socket*>& read, std::list<Socket*>& write, std::li
     if (timeout != nullptr && (timeout->tv_sec < 0 || timeout->tv_usec < 0)) {
         throwSocketError(SELECT, EINVAL);
     }
-    const int ready = Poll::wait(entries, toMilliseconds(timeout));
+    const int ready = Poll::wait(entries, toDeadline(timeout));
     if (ready < 0) throwSocketError(SELECT);
     if (ready == 0) {
         write.clear();

@@ -70,8 +70,8 @@ int SocketInputStream::skip(int n) {
 void SocketInputStream::wait_for_data() {
     if (timeout_ == 0 && interrupt_ == nullptr) return;
     if (!descriptor_.isOpen()) throwSocketError("void SocketInputStream::wait_for_data()", EBADF);
-    const int limit = timeout_ == 0 ? -1 : timeout_;
-    const int ready = Poll::wait(descriptor_.get(), POLLIN, limit, interrupt_);
+    const int ready =
+        Poll::wait(descriptor_.get(), POLLIN, Deadline::ofTimeout(timeout_), interrupt_);
     if (ready < 0) throwSocketError("void SocketInputStream::wait_for_data()");
     if (ready == 0) throw SocketTimeoutException("void SocketInputStream::wait_for_data()");
 }

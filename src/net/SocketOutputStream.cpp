@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
-#include <limits>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,15 +15,6 @@ namespace {
 constexpr const char* ASSIGNMENT =
     "SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream&)";
 constexpr const char* WRITE_BLOCK = "virtual void SocketOutputStream::write(const char*, size_t)";
-
-using Clock = SocketOutputStream::Clock;
-
-// The time-out for poll(2), rounded up; -1 without a deadline.
-int millisecondsTo(Clock::time_point end, Clock::time_point now) {
-    if (end == Clock::time_point::max()) return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
-    return static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max()));
-}
 
 }  // namespace
 
@@ -65,25 +54,17 @@ std::size_t SocketOutputStream::writeAvailable(const char* buffer, std::size_t l
 }
 
 void SocketOutputStream::writeAll(const char* buffer, std::size_t len, const char* signature) {
-    Clock::time_point now = Clock::now();
-    const Clock::time_point end = deadlineOfWrite(now);
-    if (now >= deadline_) throwSocketError(signature, ETIMEDOUT);
+    if (deadline_.hasPassed()) throwSocketError(signature, ETIMEDOUT);
+    const Deadline end = std::min(deadline_, Deadline::ofTimeout(timeout_));
     std::size_t done = 0;
     while (done < len) {
         const std::size_t n = writeSome(buffer + done, len - done, signature);
         done += n;
         if (n > 0) continue;
-        now = Clock::now();
-        if (now >= end) throwSocketError(signature, ETIMEDOUT);
-        if (Poll::wait(descriptor_.get(), POLLOUT, millisecondsTo(end, now), interrupt_) < 0)
+        if (end.hasPassed()) throwSocketError(signature, ETIMEDOUT);
+        if (Poll::wait(descriptor_.get(), POLLOUT, end, interrupt_) < 0)
             throwSocketError(signature);
     }
-}
-
-SocketOutputStream::Clock::time_point SocketOutputStream::deadlineOfWrite(
-    Clock::time_point now) const {
-    if (timeout_ == 0) return deadline_;
-    return std::min(deadline_, now + std::chrono::milliseconds(timeout_));
 }
 
 std::size_t SocketOutputStream::writeSome(const char* buffer, std::size_t len,

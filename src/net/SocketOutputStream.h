@@ -1,8 +1,7 @@
 // The output stream of a socket.
 #pragma once
 
-#include <chrono>
-
+#include "core/Deadline.h"
 #include "core/Descriptor.h"
 #include "net/OutputStream.h"
 
@@ -17,8 +16,6 @@ class Event;
 // SocketException otherwise.
 class SocketOutputStream : public OutputStream {
   public:
-    using Clock = std::chrono::steady_clock;
-
     SocketOutputStream() = default;
     explicit SocketOutputStream(int descriptor);
     SocketOutputStream(const SocketOutputStream& source);
@@ -34,22 +31,19 @@ class SocketOutputStream : public OutputStream {
     // Longest time, in milliseconds, that one write may take in all; 0: without limit. After it the
     // write fails with the system's text for ETIMEDOUT.
     void setTimeout(int milliseconds) { timeout_ = milliseconds; }
-    // From this time on every write fails in the same way, including one in progress, whatever the
-    // time-out and even if the system would accept the bytes. Clock::time_point::max(): no
-    // deadline.
-    void setDeadline(Clock::time_point deadline) { deadline_ = deadline; }
+    // Once it has passed, every write fails in the same way, including one in progress, whatever
+    // the time-out and even if the system would accept the bytes.
+    void setDeadline(Deadline deadline) { deadline_ = deadline; }
     // A blocked write fails as soon as the event is set. Null: no interruption.
     void setInterrupt(const Event* interrupt) { interrupt_ = interrupt; }
 
   private:
     void writeAll(const char* buffer, std::size_t len, const char* signature);
-    // The deadline of a write that begins now; the clock's maximum: none.
-    Clock::time_point deadlineOfWrite(Clock::time_point now) const;
     std::size_t writeSome(const char* buffer, std::size_t len, const char* signature);
 
     Descriptor descriptor_;
     int timeout_ = 0;  // milliseconds
-    Clock::time_point deadline_ = Clock::time_point::max();
+    Deadline deadline_ = Deadline::never();
     const Event* interrupt_ = nullptr;
 };
 

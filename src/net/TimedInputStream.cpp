@@ -21,16 +21,15 @@ int TimedInputStream::skip(int n) {
 
 void TimedInputStream::setTimeout(int milliseconds) {
     budget_ = milliseconds;
-    deadline_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    deadline_ = Deadline::ofTimeout(milliseconds);
     if (milliseconds == 0) inner().setTimeout(0);
 }
 
 void TimedInputStream::applyRemainingTime() {
     if (budget_ == 0) return;
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
-    if (left.count() <= 0) throw SocketTimeoutException("void SocketInputStream::wait_for_data()");
-    inner().setTimeout(static_cast<int>(left.count()));
+    const int left = deadline_.pollTimeout();
+    if (left == 0) throw SocketTimeoutException("void SocketInputStream::wait_for_data()");
+    inner().setTimeout(left);
 }
 
 }  // namespace teskd

@@ -1,8 +1,7 @@
 // Turns the time-out of each read into one deadline for all reads.
 #pragma once
 
-#include <chrono>
-
+#include "core/Deadline.h"
 #include "net/FilterInputStream.h"
 
 namespace teskd {
@@ -28,7 +27,7 @@ class TimedInputStream : public FilterInputStream {
     void applyRemainingTime();
 
     int budget_ = 0;  // milliseconds
-    std::chrono::steady_clock::time_point deadline_{};
+    Deadline deadline_ = Deadline::never();
 };
 
 }  // namespace teskd

@@ -1,6 +1,5 @@
 #include "telnet/Telnet.h"
 
-#include <chrono>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -83,11 +82,8 @@ void Telnet::connect() {
 }
 
 void Telnet::limitTime(int milliseconds) {
-    using Time = SocketOutputStream::Clock;
-    const auto end = milliseconds == 0 ? Time::time_point::max()
-                                       : Time::now() + std::chrono::milliseconds(milliseconds);
     telnetInput_.setTimeout(milliseconds);
-    StreamClientSocket::getOutputStream().setDeadline(end);
+    StreamClientSocket::getOutputStream().setDeadline(Deadline::ofTimeout(milliseconds));
 }
 
 void Telnet::negotiate() {

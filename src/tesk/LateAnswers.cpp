@@ -18,13 +18,12 @@ void LateAnswers::begin(const TeskPacket& request, Kind kind) {
 }
 
 void LateAnswers::timedOut() {
-    owed_.push_back({request_, std::chrono::steady_clock::now(), droppedSameId_});
+    owed_.push_back({request_, Deadline::after(memory_), droppedSameId_});
     if (owed_.size() > MOST_REMEMBERED) owed_.pop_front();
 }
 
 void LateAnswers::expire() {
-    const Time end = std::chrono::steady_clock::now() - memory_;
-    owed_.remove_if([end](const OwedAnswer& owed) { return owed.since <= end; });
+    owed_.remove_if([](const OwedAnswer& owed) { return owed.expiry.hasPassed(); });
 }
 
 std::list<LateAnswers::OwedAnswer>::iterator LateAnswers::firstOwed(std::optional<int> id) {

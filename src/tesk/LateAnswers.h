@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/Deadline.h"
+
 namespace teskd {
 
 class InputStream;
@@ -79,8 +81,6 @@ class LateAnswers {
     void timedOut();
 
   private:
-    using Time = std::chrono::steady_clock::time_point;
-
     struct Request {
         bool hasBytesOf(const Request& other) const { return bytes && bytes == other.bytes; }
 
@@ -89,7 +89,8 @@ class LateAnswers {
     };
     struct OwedAnswer {
         Request request;
-        Time since;  // the first time-out; unchanged when a repeated request takes the answer
+        // Counts from the first time-out; unchanged when a repeated request takes the answer.
+        Deadline expiry;
         // A late answer with its ID was dropped while it was open. Nothing is owed to it then,
         // unless a later answer shows that the dropped one was not its own.
         bool droppedSameId;

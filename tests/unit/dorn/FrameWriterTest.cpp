@@ -36,7 +36,7 @@ class FrameWriterTest : public testing::Test {
     void sendAll(FrameWriter& writer) const { sendAll(writer, connection_); }
     static void sendAll(FrameWriter& writer, const Socket& connection) {
         while (writer.sendQueued() > 0) {
-            Poll::wait(connection.getDescriptor(), POLLOUT, writer.millisUntilCheck(), nullptr);
+            Poll::wait(connection.getDescriptor(), POLLOUT, writer.nextCheck(), nullptr);
         }
     }
     std::size_t failures() const {
@@ -77,7 +77,8 @@ TEST_F(FrameWriterTest, FramesOfManyThreadsNeverMix) {
     std::thread sender([&] {
         while (!done) {
             const short events = patient.sendQueued() > 0 ? POLLOUT : 0;
-            Poll::wait(events == 0 ? -1 : connection_.getDescriptor(), events, 1, nullptr);
+            Poll::wait(events == 0 ? -1 : connection_.getDescriptor(), events,
+                       teskd::Deadline::after(1ms), nullptr);
         }
     });
     std::size_t counts[8] = {};
@@ -159,7 +160,7 @@ TEST_F(FrameWriterTest, AcknowledgementsAloneKeepAPeer) {
     connection.setDescriptor(::dup(wide.server.fd()));
     const std::string block(64 * 1024, 'L');
     std::size_t given = 0;
-    while (Poll::wait(wide.server.fd(), POLLOUT, 0, nullptr) > 0) {
+    while (Poll::wait(wide.server.fd(), POLLOUT, teskd::Deadline::passed(), nullptr) > 0) {
         given += connection.getOutputStream().writeAvailable(block.data(), block.size());
     }
     constexpr int narrow = 4096;  // from here on nothing is taken before nearly all is acknowledged
@@ -169,7 +170,7 @@ TEST_F(FrameWriterTest, AcknowledgementsAloneKeepAPeer) {
     const std::size_t step = given / 60;
     for (std::size_t taken = 0; taken < given / 2; taken += step) {
         wide.client.readExactly(step);
-        Poll::wait(-1, 0, 100, nullptr);
+        Poll::wait(-1, 0, teskd::Deadline::after(100ms), nullptr);
         ASSERT_GT(writer.sendQueued(), 1'900'000U);
     }
     EXPECT_EQ(0U, failures());
@@ -260,7 +261,7 @@ TEST_F(FrameWriterTest, APeerThatDoesNotReadIsGivenUpWithoutMemoryToSayWhy) {
     writer_.write(std::string(1'000'000, 'x'));
     std::size_t queued = 1;
     while (queued > 0) {
-        Poll::wait(connection_.getDescriptor(), POLLOUT, writer_.millisUntilCheck(), nullptr);
+        Poll::wait(connection_.getDescriptor(), POLLOUT, writer_.nextCheck(), nullptr);
         const FailingNew fails(1);
         queued = writer_.sendQueued();
     }

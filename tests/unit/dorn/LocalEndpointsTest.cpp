@@ -34,7 +34,7 @@ TEST_F(LocalEndpointsTest, SixtyFourAreListenedOnWithoutAWord) {
     EXPECT_EQ(64U, endpoints.mostListeners());
     endpoints.open();
     EXPECT_EQ(64U, endpoints.listeners().size());
-    EXPECT_EQ(-1, endpoints.untilNextRound());
+    EXPECT_EQ(teskd::Deadline::never(), endpoints.nextRound());
     EXPECT_TRUE(log_.lines().empty());
 }
 
@@ -43,7 +43,7 @@ TEST_F(LocalEndpointsTest, ThoseBehindTheSixtyFourthAreLeftOutForGoodWithTheirNu
     EXPECT_EQ(64U, endpoints.mostListeners());
     endpoints.open();
     EXPECT_EQ(64U, endpoints.listeners().size());
-    EXPECT_EQ(-1, endpoints.untilNextRound());
+    EXPECT_EQ(teskd::Deadline::never(), endpoints.nextRound());
     EXPECT_EQ((std::vector{LogEntry{180, "Listening on 64 addresses; 6 more are left out"}}),
               log_.lines());
     endpoints.open();

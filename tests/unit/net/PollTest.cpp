@@ -18,16 +18,18 @@ using namespace std::chrono_literals;
 
 TEST(Poll, TellsWhatIsReady) {
     TcpPair pair;
-    EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLOUT, -1, nullptr));
-    EXPECT_EQ(0, Poll::wait(pair.client.fd(), POLLIN, 20, nullptr));
+    EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLOUT, teskd::Deadline::never(), nullptr));
+    EXPECT_EQ(0, Poll::wait(pair.client.fd(), POLLIN, teskd::Deadline::after(20ms), nullptr));
     pair.server.sendAll("a");
-    EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLIN, -1, nullptr));
+    EXPECT_EQ(1, Poll::wait(pair.client.fd(), POLLIN, teskd::Deadline::never(), nullptr));
 }
 
-TEST(Poll, ATimeOfZeroIsUpAtOnce) {
+TEST(Poll, ADeadlineThatHasPassedEndsItAtOnce) {
     TcpPair pair;
-    BlockedCall wait(
-        [&] { return std::to_string(Poll::wait(pair.client.fd(), POLLIN, 0, nullptr)); });
+    BlockedCall wait([&] {
+        return std::to_string(
+            Poll::wait(pair.client.fd(), POLLIN, teskd::Deadline::passed(), nullptr));
+    });
     EXPECT_TRUE(wait.endsWithin(5s));
     pair.server.sendAll("a");  // lets go of one that waits
     EXPECT_EQ("0", wait.result());
@@ -37,15 +39,15 @@ TEST(Poll, ADescriptorThatIsNotOpenFails) {
     const int closed = ::dup(0);
     ::close(closed);
     errno = 0;
-    EXPECT_EQ(-1, Poll::wait(closed, POLLIN, 10'000, nullptr));
+    EXPECT_EQ(-1, Poll::wait(closed, POLLIN, teskd::Deadline::after(10s), nullptr));
     EXPECT_EQ(EBADF, errno);
 }
 
 TEST(Poll, WithoutADescriptorItWaitsForTheTimeOrTheStopEvent) {
     Event stop;
-    EXPECT_EQ(0, Poll::wait(-1, 0, 20, &stop));
+    EXPECT_EQ(0, Poll::wait(-1, 0, teskd::Deadline::after(20ms), &stop));
     stop.set();
-    EXPECT_EQ(-1, Poll::wait(-1, 0, 300'000, &stop));
+    EXPECT_EQ(-1, Poll::wait(-1, 0, teskd::Deadline::after(300s), &stop));
     EXPECT_EQ(EINTR, errno);
 }
 
@@ -53,7 +55,7 @@ TEST(Poll, AStopEventGoesBeforeReadiness) {
     TcpPair pair;
     Event stop;
     stop.set();
-    EXPECT_EQ(-1, Poll::wait(pair.client.fd(), POLLOUT, -1, &stop));
+    EXPECT_EQ(-1, Poll::wait(pair.client.fd(), POLLOUT, teskd::Deadline::never(), &stop));
     EXPECT_EQ(EINTR, errno);
 }
 
@@ -68,7 +70,8 @@ TEST(Poll, SignalsDoNotChangeTheTime) {
     const auto start = std::chrono::steady_clock::now();
     BlockedCall wait([&] {
         waiter = ::pthread_self();
-        return std::to_string(Poll::wait(pair.client.fd(), POLLIN, 300, nullptr));
+        return std::to_string(
+            Poll::wait(pair.client.fd(), POLLIN, teskd::Deadline::after(300ms), nullptr));
     });
     while (!wait.endsWithin(20ms)) ::pthread_kill(waiter, SIGUSR1);
     const auto waited = std::chrono::steady_clock::now() - start;
@@ -88,7 +91,8 @@ TEST(Poll, ASignalThatLastsBeyondTheTimeDoesNotProlongIt) {
     std::atomic<pthread_t> waiter{::pthread_self()};
     BlockedCall wait([&] {
         waiter = ::pthread_self();
-        return std::to_string(Poll::wait(pair.client.fd(), POLLIN, 100, nullptr));
+        return std::to_string(
+            Poll::wait(pair.client.fd(), POLLIN, teskd::Deadline::after(100ms), nullptr));
     });
     if (!wait.ended()) ::pthread_kill(waiter, SIGUSR1);
     EXPECT_TRUE(wait.endsWithin(5s));
