@@ -176,6 +176,15 @@ TEST_F(HostFault, NothingOfAnOldConnectionSurfacesInANewOne) {
     }
 }
 
+TEST_F(HostFault, JunkThatStaysTakesNoProcessorTime) {
+    gateway_.start();
+    HostClient host = gateway_.host();
+    const double before = processorSeconds(gateway_.daemon().pid());
+    host.sendRaw("GET / HTTP/1.1\r\nHost: a web browser that came to the wrong place\r\n\r\n");
+    ASSERT_TRUE(gateway_.log().waitForCount("Dorn Got Junk", 4));
+    EXPECT_LT(processorSeconds(gateway_.daemon().pid()) - before, 1.0);
+}
+
 TEST_F(HostFault, HalfOpenHostsDoNotKeepOthersOut) {
     gateway_.start();
     std::vector<HostClient> silent;
