@@ -170,6 +170,7 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     void check_reading(const TeskPacket& answer);
     // Runs the checks against the stored counters and stores the new ones.
     std::list<std::string> check_counters(const TeskPacket& reading);
+    // The counters are kept with the machine's line; see TeskMaster::get_maximum.
     ReadingCheck::Stored exchange_counters(const std::string& code,
                                            const ReadingCheck::Stored& read);
     void report_failed_check(const AamsCache::Reading& reading, const std::string& error);

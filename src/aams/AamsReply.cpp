@@ -85,11 +85,12 @@ std::string nobody_answered(const std::string& mac) {
 // machines.
 std::string failed_check(const Origin& origin, const AamsCache::Reading& reading,
                          const std::string& error) {
-    const std::string body = field(origin.mac) + field(reading.context) + field(error) +
-                             field(reading.message) + field(origin.now);
-    if (error != ReadingCheck::COUNTER_WENT_BACK) return body;
-    return body + field(reading.message.substr(0, AamsCache::LONGEST_MESSAGE)) +
-           field(reading.stamp);
+    std::string body = field(origin.mac) + field(reading.context) + field(error) +
+                       field(reading.message) + field(origin.now);
+    if (error == ReadingCheck::COUNTER_WENT_BACK) {
+        body += field(reading.message.substr(0, AamsCache::LONGEST_MESSAGE)) + field(reading.stamp);
+    }
+    return body;
 }
 
 }  // namespace teskd::aamsreply

@@ -92,7 +92,7 @@ void Aams::AamsTimerTask::poll(TeskMaster& machine) {
                machine.get_identity().c_str());
     const PacketHandle<Poll> question(new Poll(machine));
     question->set_id(TeskPacket::COUNTERS_ID);
-    question->setAnswerTimeout(TeskPacket::COUNTERS_TIME);
+    question->setAnswerTimeout(TeskPacket::ANSWER_TIME);
     question->set_context(CONTEXT_PASS);
     question->addListener(&owner_);
     question->addListener(this);

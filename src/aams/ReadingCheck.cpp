@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/Text.h"
+#include "tesk/TeskPacket.h"
 
 namespace teskd {
 
@@ -30,7 +31,7 @@ bool isStep(double value) {
 }  // namespace
 
 std::optional<ReadingCheck::Values> ReadingCheck::parse(std::string_view body) {
-    const std::vector<std::string_view> fields = text::splitFields(body, '~');
+    const std::vector<std::string_view> fields = text::splitFields(body, TeskPacket::SEPARATOR);
     if (fields.size() < FIELDS) return std::nullopt;
     return Values{toDouble(fields[0]), toDouble(fields[1]), toDouble(fields[2]),
                   toDouble(fields[3]), toDouble(fields[4]), toDouble(fields[5])};

@@ -43,8 +43,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
     void packetError(Packet* packet, const Exception& e) override;
 
   protected:
-    static constexpr std::uint32_t SHORT_TIMEOUT = 10000;  // milliseconds
-    static constexpr std::uint32_t LONG_TIMEOUT = 300000;
+    static constexpr std::uint32_t LONG_TIMEOUT = 300000;  // milliseconds
 
     // What a request body asks for.
     struct Question {
@@ -53,7 +52,7 @@ class DornMachineRequest : public DornPacket, public PacketEventListener {
         int id = 0;        // Tesk message ID
         std::string payload;
         bool raw = false;  // the payload is the whole message; no ID
-        std::uint32_t timeout = SHORT_TIMEOUT;
+        std::uint32_t timeout = TeskPacket::ANSWER_TIME;
     };
 
     // What the answers of one request share.

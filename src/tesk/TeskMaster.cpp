@@ -177,7 +177,7 @@ void TeskMaster::probe(Telnet& telnet) {
     probing_ = true;
     TeskPacket question;
     question.set_id(TeskPacket::COUNTERS_ID);
-    question.setAnswerTimeout(TeskPacket::COUNTERS_TIME);
+    question.setAnswerTimeout(TeskPacket::ANSWER_TIME);
     connected_ = exchange(telnet, question);
     probing_ = false;
 }

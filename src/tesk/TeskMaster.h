@@ -64,7 +64,9 @@ class TeskMaster : public Thread, public PacketContainer {
     // True after an answer, false after any failure.
     bool is_connected() const { return connected_; }
 
-    // Values kept per key; 0 for a new key.
+    // Values kept per key; 0 for a new key. The engine keeps the counters of the last reading here,
+    // with which check 38 compares the next one: there are as many as lines, however many codes
+    // machines send. They are not maxima: each reading replaces them, a lower one too.
     std::int32_t get_maximum(const std::string& key) const;
     // Stores only what is greater than the stored value.
     void update_maximum(const std::string& key, std::int32_t value);

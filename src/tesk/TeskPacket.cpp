@@ -15,7 +15,6 @@ namespace teskd {
 
 namespace {
 
-constexpr char SEPARATOR = '~';
 constexpr std::size_t OUTCOME_SIZE = 2;
 constexpr std::size_t ID_SIZE = 3;
 constexpr std::size_t LENGTH_SIZE = 4;
@@ -117,7 +116,8 @@ void TeskPacket::write(OutputStream& out) {
 std::string TeskPacket::header() const {
     if (raw_) return {};
     char header[64]{};
-    std::snprintf(header, sizeof header, "%s~%04zX", id_.c_str(), body_.size() + HEADER_SIZE);
+    std::snprintf(header, sizeof header, "%s%c%04zX", id_.c_str(), SEPARATOR,
+                  body_.size() + HEADER_SIZE);
     return {header, HEADER_SIZE};
 }
 
@@ -163,11 +163,10 @@ void TeskPacket::set_body(std::string text) {
 std::string TeskPacket::to_string() const {
     const bool separated = body_.empty() || body_.front() == SEPARATOR;
     const std::string outcome = separated ? outcome_ : outcome_ + SEPARATOR;
-    std::string rest = "~" + date_ + "~" + code_id_ + "~" + outcome + body_;
+    std::string rest = SEPARATOR + date_ + SEPARATOR + code_id_ + SEPARATOR + outcome + body_;
     if (has_trailer_) rest.append(trailer_.data(), trailer_.size());
-    constexpr std::size_t LENGTH_FIELD = 5;  // "~" and four digits
-    const std::size_t length = id_.size() + LENGTH_FIELD + rest.size();
-    return id_ + text::format("~%04zX", length) + rest;
+    const std::size_t length = id_.size() + 1 + LENGTH_SIZE + rest.size();
+    return id_ + text::format("%c%04zX", SEPARATOR, length) + rest;
 }
 
 }  // namespace teskd

@@ -33,10 +33,12 @@ class TeskPacket : public Packet {
     static constexpr std::int64_t LONGEST_MESSAGE = std::int64_t{16} * 1024 * 1024;
     // Longest field before the body, in bytes.
     static constexpr std::size_t LONGEST_FIELD = 4096;
-    // The ID of the request for a machine's counters, and the milliseconds that the daemon waits
-    // for the answer when it asks on its own (polls, and the probe of a lost machine).
+    // Between two fields.
+    static constexpr char SEPARATOR = '~';
+    // The ID of the request for a machine's counters.
     static constexpr int COUNTERS_ID = 113;
-    static constexpr std::uint32_t COUNTERS_TIME = 10000;
+    // How long a machine has for its answer to a request that gives it no more, in milliseconds.
+    static constexpr std::uint32_t ANSWER_TIME = 10000;
 
     // Reads an answer over this packet; the fields read before a failure keep their new values.
     // @throws TeskConnectionErrorException, the stream's IOException family, and
