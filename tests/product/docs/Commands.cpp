@@ -70,7 +70,7 @@ const std::vector<Runner>& runners() {
         {".ci/run", Kind::Elsewhere, "it runs this test"},
         {"cmake", Kind::Elsewhere, "it takes minutes; who runs this test has built with it"},
         {"ctest", Kind::Elsewhere, "it runs this test"},
-        {"script/setup", Kind::Elsewhere, "it installs; every script begins with it"},
+        {"script/setup", Kind::Elsewhere, "it installs; ScriptTest.cpp lists its groups"},
         {"script/demo", Kind::Elsewhere, "half a minute; test Demo.EverythingComesAsExpected"},
         {"script/test", Kind::Elsewhere, "it runs this test; .ci/run runs it in every preset"},
         {"script/check", Kind::Elsewhere, "minutes; .ci/run"},
