@@ -113,7 +113,7 @@ void Settings::readLine(LineReader& reader, const std::string& text, const Place
     } else if (teskd::text::trim(text, kBlanks).starts_with('[') && text.front() != '[') {
         find(place, "blanks before \"[\", so it is no header: " + reader.section() + " goes on");
     } else if (line.pairs.empty() && text.find('=') != std::string::npos) {
-        find(place, "stores nothing: a name and a value are wanted around the \"=\"");
+        find(place, "stores nothing: a name and a value are expected around the \"=\"");
     } else if (line.pairs.empty() && known::name(firstWord(text))) {
         find(place, "stores nothing: no \"=\" behind " + firstWord(text));
     }

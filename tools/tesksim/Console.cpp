@@ -19,7 +19,7 @@ Number wholeNumber(const std::string& text) {
     Number value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc() && end == text.data() + text.size()) return value;
-    throw std::invalid_argument("a whole number is wanted");
+    throw std::invalid_argument("a whole number is expected");
 }
 
 std::chrono::milliseconds milliseconds(const std::string& text) {
@@ -38,7 +38,7 @@ Action fault(const std::function<void(Faults&, const std::string&)>& change) {
 void setCodeId(Machine& machine, const std::string& text) {
     constexpr std::size_t kSize = 11;
     if (text.empty() || text.size() > kSize) {
-        throw std::invalid_argument("1 to 11 characters are wanted");
+        throw std::invalid_argument("1 to 11 characters are expected");
     }
     machine.setCodeId(text);
 }
@@ -47,7 +47,7 @@ void setBody(Machine& machine, const std::string& argument) {
     std::istringstream words(argument);
     int code = 0;
     std::string body;
-    if (!(words >> code >> body)) throw std::invalid_argument("code and body wanted");
+    if (!(words >> code >> body)) throw std::invalid_argument("code and body are expected");
     machine.answers().setBody(code, body);
 }
 
@@ -141,8 +141,8 @@ Machine& Console::machineNumber(const std::string& text) {
     const bool whole = error == std::errc() && end == text.data() + text.size();
     if (whole && number > 0 && number <= machines_.size()) return *machines_[number - 1];
     throw std::out_of_range(
-        (text.empty() ? "a machine is wanted" : "'" + text + "' is no machine") +
-        std::string("; they are 1 to ") + std::to_string(machines_.size()));
+        (text.empty() ? "the number of a machine is missing" : "'" + text + "' is no machine") +
+        std::string("; machines are 1 to ") + std::to_string(machines_.size()));
 }
 
 }  // namespace tesksim

@@ -144,8 +144,8 @@ TEST_F(Checkconf, UnknownNamesAreFound) {
 TEST_F(Checkconf, LinesThatStoreNothingAreFoundUnlessTheyAreComments) {
     EXPECT_EQ(R"json(/etc/tesk_v2.ini:6: stores nothing: no "=" behind ZQ_MODEL
 /etc/tesk_v2.ini:7: stores nothing: no "=" behind ZQ_MODEL
-/etc/tesk_v2.ini:8: stores nothing: a name and a value are wanted around the "="
-/etc/tesk_v2.ini:9: stores nothing: a name and a value are wanted around the "="
+/etc/tesk_v2.ini:8: stores nothing: a name and a value are expected around the "="
+/etc/tesk_v2.ini:9: stores nothing: a name and a value are expected around the "="
 /etc/tesk_v2.ini:10: more than one "=": the value ends at the second
 )json",
               findings("# ZQ_MODEL is the model\n#ZQ_MODEL=x\n; = ;\njust words\n\n"

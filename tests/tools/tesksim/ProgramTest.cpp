@@ -141,12 +141,13 @@ TEST(TesksimProgram, TellsWhatWasExpectedOfAnArgument) {
         {{"--seed", "x"}, "--seed: Value x not in range 0 to 4294967295"},
         {{"--machines", "2", "--port", "2100", "--port", "2100"}, "two machines are on port 2100"},
         {{"--command", "bogus"}, "error: bogus: no such command"},
-        {{"--command", "show"}, "error: show: a machine is wanted; they are 1 to "},
-        {{"--command", "silent x"}, "error: silent x: 'x' is no machine; they are 1 to "},
-        {{"--command", "silent 1x"}, "error: silent 1x: '1x' is no machine; they are 1 to "},
-        {{"--command", "length 1 abc"}, "error: length 1 abc: a whole number is wanted"},
-        {{"--command", "length 1 99999999999"}, "a whole number is wanted"},
-        {{"--command", "code-id 1"}, "1 to 11 characters are wanted"}};
+        {{"--command", "show"},
+         "error: show: the number of a machine is missing; machines are 1 to "},
+        {{"--command", "silent x"}, "error: silent x: 'x' is no machine; machines are 1 to "},
+        {{"--command", "silent 1x"}, "error: silent 1x: '1x' is no machine; machines are 1 to "},
+        {{"--command", "length 1 abc"}, "error: length 1 abc: a whole number is expected"},
+        {{"--command", "length 1 99999999999"}, "a whole number is expected"},
+        {{"--command", "code-id 1"}, "1 to 11 characters are expected"}};
     for (const auto& [arguments, expected] : all) {
         ChildProcess program(tesksim(arguments));
         EXPECT_EQ(2, program.waitForExit().value_or(ExitStatus{}).code);
