@@ -1,11 +1,11 @@
 #include "dorn/DornBody.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "core/BigEndian.h"
 #include "core/Text.h"
-#include "dorn/DornPacket.h"
 #include "tesk/TeskPacket.h"
 
 namespace teskd::dornbody {
@@ -18,7 +18,24 @@ constexpr std::size_t ENTRY_NAME_SIZE = 8;
 // The count of values is a 16-bit field; further values are dropped.
 constexpr std::size_t MOST_VALUES = std::numeric_limits<std::uint16_t>::max();
 
+struct OutcomeNumber {
+    const char* text;
+    std::uint8_t number;
+};
+
+constexpr OutcomeNumber OUTCOMES[] = {
+    {"00", 0}, {"1A", 1}, {"1B", 2}, {"1C", 3}, {"1D", 4},
+    {"1E", 5}, {"1F", 6}, {"1G", 7}, {"1H", 8}, {"FF", 9},
+};
+
 }  // namespace
+
+std::uint8_t outcome_number(std::string_view outcome) {
+    const auto found =
+        std::find_if(std::begin(OUTCOMES), std::end(OUTCOMES),
+                     [outcome](const OutcomeNumber& entry) { return outcome == entry.text; });
+    return found == std::end(OUTCOMES) ? std::uint8_t{0} : found->number;
+}
 
 std::string name_field(std::string_view name) {
     return text::zeroFilled(name, NAME_SIZE);
@@ -39,7 +56,7 @@ std::string head(const TeskPacket& answer, const std::string& date, std::uint32_
     bytes.push_back(static_cast<char>(sequence));
     bytes.push_back(1);
     bytes += date_field(answer);
-    bytes.push_back(static_cast<char>(DornPacket::outcome_number(answer.get_outcome())));
+    bytes.push_back(static_cast<char>(outcome_number(answer.get_outcome())));
     return bytes;
 }
 

@@ -17,6 +17,9 @@ namespace dornbody {
 constexpr char ITEM_SEPARATOR = '~';
 constexpr char VALUE_SEPARATOR = '!';
 
+// The number that stands for the outcome text of a machine's answer; 0 for an unknown text.
+std::uint8_t outcome_number(std::string_view outcome);
+
 // The field with a machine's name: 11 bytes, zero-filled.
 std::string name_field(std::string_view name);
 // The name in such a field. The end of the body may cut it. @throws std::out_of_range for an offset

@@ -13,28 +13,32 @@
 //         42     n  body
 //     42 + n     1  checksum          sum of all bytes before it, modulo 256
 //
-// Integers are unsigned and big-endian.
+// Integers are unsigned and big-endian. All functions are pure.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace teskd::dornframe {
 
 constexpr std::size_t HEADER_SIZE = 42;
-
-constexpr std::size_t OFFSET_KIND = 1;
-constexpr std::size_t OFFSET_CONSTANT = 2;
-constexpr std::size_t OFFSET_TYPE = 3;
-constexpr std::size_t OFFSET_LENGTH = 4;
-constexpr std::size_t OFFSET_STATION = 8;
+constexpr std::size_t START_SIZE = 2;
 constexpr std::size_t STATION_SIZE = 6;
-constexpr std::size_t OFFSET_IDENTIFIER_A = 34;
-constexpr std::size_t OFFSET_IDENTIFIER_B = 38;
 
-constexpr std::uint8_t START = 0xFF;
-constexpr std::uint8_t CONSTANT = 0x02;
+// In wire layout.
+using Header = std::array<char, HEADER_SIZE>;
+using Station = std::array<std::uint8_t, STATION_SIZE>;
+
+struct Identifiers {
+    std::uint32_t a;
+    std::uint32_t b;
+    bool operator==(const Identifiers&) const = default;
+};
+
 constexpr std::uint8_t TYPE_AAMS = 0xFE;
 
 // Largest length field accepted; a larger one means a damaged frame.
@@ -46,6 +50,29 @@ enum class Kind : std::uint8_t {
     unknown = 0xFD,   // none of the addressed machines is known
     timedOut = 0xFE,  // no answer in time
 };
+
+// The header of a request of that type; length, station address and identifiers are zero.
+Header new_header(std::uint8_t type);
+
+std::string_view view(const Header& header);
+
+// Whether a frame from a host may begin so. There are START_SIZE bytes at least.
+bool begins_frame(std::string_view bytes);
+int type_of(const Header& header);
+std::uint32_t length_of(const Header& header);
+// Nothing for a length that no frame has.
+std::optional<std::size_t> body_size(const Header& header);
+bool has_station(const Header& header, const Station& address);
+// Of bytes that begin with a header. @throws std::out_of_range for fewer
+Identifiers identifiers_of(std::string_view bytes);
+
+void set_kind(Header& header, Kind kind);
+void set_constant(Header& header);
+void set_station(Header& header, const Station& address);
+void set_identifiers(Header& header, const Identifiers& identifiers);
+
+// The whole frame, with the length field and the checksum that it needs.
+std::string encode(Header header, std::string_view body);
 
 // Says that the host has disconnected, within a frame or between two.
 // @throws SocketConnectionClosedException

@@ -9,7 +9,6 @@
 
 #include "config/ZqConfig.h"
 #include "core/Attempt.h"
-#include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "net/DatagramClientSocket.h"
 #include "net/MemoryInputStream.h"
@@ -156,10 +155,9 @@ void DornNotify::receive() {
 // Drops a datagram that answers no pending packet.
 void DornNotify::match(std::string_view datagram) {
     if (datagram.size() < HEADER_SIZE) return;
-    const std::uint32_t a = bigendian::read32(datagram, OFFSET_IDENTIFIER_A);
-    const std::uint32_t b = bigendian::read32(datagram, OFFSET_IDENTIFIER_B);
-    const auto found = std::find_if(pending_.begin(), pending_.end(), [a, b](const Pending& p) {
-        return p.packet->identifiers_match(a, b);
+    const Identifiers wanted = identifiers_of(datagram);
+    const auto found = std::find_if(pending_.begin(), pending_.end(), [&wanted](const Pending& p) {
+        return p.packet->identifiers_match(wanted.a, wanted.b);
     });
     if (found == pending_.end()) return;
     std::list<Pending> answered;

@@ -1,11 +1,9 @@
 #include "dorn/DornPacket.h"
 
 #include <algorithm>
-#include <iterator>
-#include <string_view>
+#include <optional>
 
 #include "config/ZqConfig.h"
-#include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/Text.h"
 #include "dorn/FrameWriter.h"
@@ -21,16 +19,6 @@ namespace {
 constexpr std::size_t BODY_BLOCK = 16384;
 constexpr std::size_t SKIPPED_BLOCK = 1024;  // on the stack
 
-struct OutcomeNumber {
-    const char* text;
-    std::uint8_t number;
-};
-
-constexpr OutcomeNumber OUTCOMES[] = {
-    {"00", 0}, {"1A", 1}, {"1B", 2}, {"1C", 3}, {"1D", 4},
-    {"1E", 5}, {"1F", 6}, {"1G", 7}, {"1H", 8}, {"FF", 9},
-};
-
 // The smallest of the whole, a half of it, a quarter and so on that holds the part. A string at
 // least doubles its capacity when it grows, so only such steps end at exactly the whole.
 std::size_t capacity_for(std::size_t part, std::size_t whole) {
@@ -43,14 +31,10 @@ std::size_t capacity_for(std::size_t part, std::size_t whole) {
 
 DornPacket::DornPacket() : DornPacket(0) {}
 
-DornPacket::DornPacket(std::uint8_t type) {
-    header_[0] = static_cast<char>(START);
-    set_kind(Kind::regular);
-    set_constant();
-    header_[OFFSET_TYPE] = static_cast<char>(type);
-    std::array<std::uint8_t, STATION_SIZE> address{};
+DornPacket::DornPacket(std::uint8_t type) : header_(new_header(type)) {
+    Station address{};
     ZqConfig::get_mac_bytes(ZqConfig::IDENTIFYING_INTERFACE, address);
-    std::copy(address.begin(), address.end(), header_.begin() + OFFSET_STATION);
+    set_station(header_, address);
 }
 
 void DornPacket::notifyFailed() {
@@ -72,17 +56,13 @@ void DornPacket::read(InputStream& in) {
     read_checksum(in);
 }
 
-bool DornPacket::is_frame_start(int first, int second) {
-    return first == START && second == static_cast<int>(Kind::regular);
-}
-
 void DornPacket::check_start(InputStream& in) {
-    in.mark(2);
-    const int first = in.read();
-    const int second = in.read();
+    constexpr int SIZE = START_SIZE;
+    std::array<char, START_SIZE> start{};
+    in.mark(SIZE);
+    const bool ended = in.readFully(start.data(), SIZE) < SIZE;  // read_header() will report it
     in.reset();
-    const bool ended = first == -1 || second == -1;  // read_header() will report it
-    if (!ended && !is_frame_start(first, second)) {
+    if (!ended && !begins_frame({start.data(), start.size()})) {
         throw ProtocolErrorException("Invalid Protocol Type Header");
     }
 }
@@ -94,11 +74,11 @@ void DornPacket::read_header(InputStream& in) {
 
 // The buffer grows with the bytes that arrive: a large length field alone must not allocate memory.
 void DornPacket::read_body(InputStream& in) {
-    const std::uint32_t length = bigendian::read32({header_.data(), HEADER_SIZE}, OFFSET_LENGTH);
-    if (length == 0 || length > LARGEST_LENGTH) {
-        throw ProtocolErrorException(text::format("Invalid Length (0x%08x)", length));
+    const std::optional<std::size_t> expected = body_size(header_);
+    if (!expected) {
+        throw ProtocolErrorException(text::format("Invalid Length (0x%08x)", length_of(header_)));
     }
-    const std::size_t size = length - 1;
+    const std::size_t size = *expected;
     body_.clear();
     if (dropped_) return skip_body(in, size);
     while (body_.size() < size) {
@@ -144,19 +124,13 @@ void DornPacket::answer(FrameWriter& host) {
 }
 
 std::string DornPacket::serialize() {
-    bigendian::put32(header_.data(), header_.size(), OFFSET_LENGTH,
-                     static_cast<std::uint32_t>(body_.size() + 1));
-    checksum_ = compute_checksum();
-    std::string frame;
-    frame.reserve(header_.size() + body_.size() + 1);
-    frame.append(header_.data(), header_.size());
-    frame += body_;
-    frame.push_back(static_cast<char>(checksum_));
+    std::string frame = encode(header_, body_);
+    checksum_ = static_cast<std::uint8_t>(frame.back());
     return frame;
 }
 
 std::uint8_t DornPacket::compute_checksum() const {
-    return checksum(body_, checksum({header_.data(), header_.size()}));
+    return checksum(body_, checksum(view(header_)));
 }
 
 void DornPacket::offer_to_controller(TeskController&) {}
@@ -166,36 +140,23 @@ void DornPacket::offer_to_engine(PacketContainer&) {}
 void DornPacket::offer_to_connection(Dorn&) {}
 
 bool DornPacket::identifiers_match(std::uint32_t a, std::uint32_t b) const {
-    const std::string_view header(header_.data(), header_.size());
-    return bigendian::read32(header, OFFSET_IDENTIFIER_A) == a &&
-           bigendian::read32(header, OFFSET_IDENTIFIER_B) == b;
+    return identifiers_of(view(header_)) == Identifiers{a, b};
 }
 
-bool DornPacket::station_address_equals(
-    const std::array<std::uint8_t, STATION_SIZE>& address) const {
-    return std::equal(
-        address.begin(), address.end(), header_.begin() + OFFSET_STATION,
-        [](std::uint8_t wanted, char byte) { return wanted == static_cast<unsigned char>(byte); });
-}
-
-std::uint8_t DornPacket::outcome_number(const std::string& outcome) {
-    const auto found =
-        std::find_if(std::begin(OUTCOMES), std::end(OUTCOMES),
-                     [&outcome](const OutcomeNumber& entry) { return outcome == entry.text; });
-    return found == std::end(OUTCOMES) ? std::uint8_t{0} : found->number;
+bool DornPacket::station_address_equals(const Station& address) const {
+    return has_station(header_, address);
 }
 
 void DornPacket::set_kind(Kind kind) {
-    header_[OFFSET_KIND] = static_cast<char>(kind);
+    dornframe::set_kind(header_, kind);
 }
 
 void DornPacket::set_constant() {
-    header_[OFFSET_CONSTANT] = static_cast<char>(CONSTANT);
+    dornframe::set_constant(header_);
 }
 
 void DornPacket::set_identifiers(std::uint32_t a, std::uint32_t b) {
-    bigendian::put32(header_.data(), header_.size(), OFFSET_IDENTIFIER_A, a);
-    bigendian::put32(header_.data(), header_.size(), OFFSET_IDENTIFIER_B, b);
+    dornframe::set_identifiers(header_, {a, b});
 }
 
 }  // namespace teskd

@@ -1,7 +1,6 @@
 // A packet of the host link: one frame, a request that turns into its own answer.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -53,8 +52,7 @@ class DornPacket : public Packet {
     virtual void offer_to_connection(Dorn& connection);
 
     bool identifiers_match(std::uint32_t a, std::uint32_t b) const;
-    bool station_address_equals(
-        const std::array<std::uint8_t, dornframe::STATION_SIZE>& address) const;
+    bool station_address_equals(const dornframe::Station& address) const;
 
     // Writes the frame to the host that sent the request.
     virtual void answer(FrameWriter& host);
@@ -71,11 +69,6 @@ class DornPacket : public Packet {
     virtual std::size_t most_messages(std::size_t /*machines*/) const { return 0; }
     // Gives a part of the room back.
     void release_room(std::size_t bytes) { room_.release(bytes); }
-
-    // True for the first two bytes that every frame from a host has.
-    static bool is_frame_start(int first, int second);
-    // The number that stands for the outcome text of a machine's answer; 0 for an unknown text.
-    static std::uint8_t outcome_number(const std::string& outcome);
 
   protected:
     explicit DornPacket(std::uint8_t type);
@@ -100,7 +93,7 @@ class DornPacket : public Packet {
     void read_checksum(InputStream& in);
     std::uint8_t compute_checksum() const;
 
-    std::array<char, dornframe::HEADER_SIZE> header_{};
+    dornframe::Header header_;
     std::string body_;
     std::uint8_t checksum_ = 0;
     bool dropped_ = false;         // the body of the frame that is read

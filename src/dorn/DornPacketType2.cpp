@@ -44,7 +44,7 @@ std::vector<std::string> DornPacketType2::encode(const TeskPacket& answer,
         body.push_back(static_cast<char>(pages.count()));
         body.push_back(static_cast<char>(page + 1));
         body += dornbody::date_field(answer);
-        body.push_back(static_cast<char>(outcome_number(answer.get_outcome())));
+        body.push_back(static_cast<char>(dornbody::outcome_number(answer.get_outcome())));
         bodies.push_back(body + pages.entries(page));
     }
     return bodies;

@@ -51,7 +51,7 @@ std::vector<std::string> DornPacketType4::encode(const TeskPacket& answer,
         std::string body = progress.date;
         body.push_back(static_cast<char>(progress.total));
         body.push_back(static_cast<char>(progress.sequence++));
-        body.push_back(static_cast<char>(outcome_number(answer.get_outcome())));
+        body.push_back(static_cast<char>(dornbody::outcome_number(answer.get_outcome())));
         body.push_back(1);
         body += dornbody::date_field(answer);
         bodies.push_back(body + pages.entries(page));

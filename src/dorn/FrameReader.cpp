@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "core/BigEndian.h"
 #include "core/Exception.h"
 #include "core/Text.h"
 #include "dorn/DornPacket.h"
@@ -12,23 +11,6 @@
 namespace teskd {
 
 using namespace dornframe;
-
-namespace {
-
-using Header = std::array<char, HEADER_SIZE>;
-
-bool begins_frame(const Header& header) {
-    return DornPacket::is_frame_start(static_cast<unsigned char>(header[0]),
-                                      static_cast<unsigned char>(header[OFFSET_KIND]));
-}
-
-// 0 for a length that no frame has.
-std::size_t body_size(const Header& header) {
-    const std::uint32_t length = bigendian::read32({header.data(), header.size()}, OFFSET_LENGTH);
-    return length == 0 || length > LARGEST_LENGTH ? 0 : length - 1;
-}
-
-}  // namespace
 
 FrameReader::FrameReader(BufferedInputStream& input, CreatePacket create, Dispatch dispatch,
                          AwaitMore awaitMore, LogSource& releaseLog, Admit admit)
@@ -44,12 +26,12 @@ void FrameReader::serve_frame() {
     try {
         receive(header);
     } catch (const ProtocolErrorException& e) {
-        if (begins_frame(header)) throw;
+        if (begins_frame(view(header))) throw;
         hold_junk(e);
     }
 }
 
-FrameReader::Header FrameReader::peek_header() {
+Header FrameReader::peek_header() {
     constexpr int SIZE = HEADER_SIZE;
     Header header{};
     input_.mark(SIZE);
@@ -60,7 +42,7 @@ FrameReader::Header FrameReader::peek_header() {
 }
 
 void FrameReader::receive(const Header& header) {
-    const int type = static_cast<unsigned char>(header[OFFSET_TYPE]);
+    const int type = type_of(header);
     DornPacket* const created = create_(type);
     if (created == nullptr) {
         const auto shown = static_cast<unsigned>(type);
@@ -72,7 +54,9 @@ void FrameReader::receive(const Header& header) {
     }
     const PacketHandle<DornPacket> packet(created);
     try {
-        if (admit_ && begins_frame(header)) admit_(*packet, body_size(header));
+        if (admit_ && begins_frame(view(header))) {
+            admit_(*packet, body_size(header).value_or(0));
+        }
         packet->read(input_);
     } catch (const Exception&) {
         packet->setLog(releaseLog_);

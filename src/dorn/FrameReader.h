@@ -1,7 +1,6 @@
 // Splits the bytes from a host into packets.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <functional>
 
@@ -43,12 +42,10 @@ class FrameReader {
     void serve_frame();
 
   private:
-    using Header = std::array<char, dornframe::HEADER_SIZE>;
-
     // The next header, which stays in the stream.
-    Header peek_header();
+    dornframe::Header peek_header();
     // Reads the packet whose header was peeked and dispatches it.
-    void receive(const Header& header);
+    void receive(const dornframe::Header& header);
     void hold_junk(const Exception& problem);
 
     BufferedInputStream& input_;

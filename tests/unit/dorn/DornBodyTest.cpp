@@ -25,6 +25,19 @@ std::size_t entriesOf(const dornbody::Pages& pages, std::size_t page) {
     return static_cast<unsigned char>(pages.entries(page).at(0));
 }
 
+TEST(DornBodyOutcome, TextsHaveTheirNumbers) {
+    const char* const texts[] = {"00", "1A", "1B", "1C", "1D", "1E", "1F", "1G", "1H", "FF"};
+    for (int number = 0; number < 10; ++number) {
+        EXPECT_EQ(number, dornbody::outcome_number(texts[number])) << texts[number];
+    }
+}
+
+TEST(DornBodyOutcome, AnUnknownTextReadsAsZero) {
+    for (const char* text : {"", "1", "1I", "1a", "ff", "01", "001", "1A "}) {
+        EXPECT_EQ(0, dornbody::outcome_number(text)) << text;
+    }
+}
+
 TEST(DornBodyName, FillsElevenBytesWithZeroOrIsCut) {
     EXPECT_BYTES("ZA1" + bytes("00 00 00 00 00 00 00 00"), dornbody::name_field("ZA1"));
     EXPECT_BYTES("ZA000000001", dornbody::name_field("ZA000000001"));

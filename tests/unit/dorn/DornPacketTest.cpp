@@ -298,18 +298,5 @@ TEST(DornPacketTest, TheStationAddressEqualsOnlyInAllSixBytes) {
     }
 }
 
-TEST(DornPacketTest, OutcomeTextsHaveTheirNumbers) {
-    const char* const texts[] = {"00", "1A", "1B", "1C", "1D", "1E", "1F", "1G", "1H", "FF"};
-    for (int number = 0; number < 10; ++number) {
-        EXPECT_EQ(number, DornPacket::outcome_number(texts[number])) << texts[number];
-    }
-}
-
-TEST(DornPacketTest, AnUnknownOutcomeTextReadsAsZero) {
-    for (const char* text : {"", "1", "1I", "1a", "ff", "01", "001", "1A "}) {
-        EXPECT_EQ(0, DornPacket::outcome_number(text)) << text;
-    }
-}
-
 }  // namespace
 }  // namespace teskd::test
