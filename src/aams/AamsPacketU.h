@@ -16,6 +16,7 @@ class AamsPacketU : public AamsPacket {
 
   protected:
     AamsPacketU(std::int32_t code_id, const std::string& body) : AamsPacket(code_id) {
+        set_station_address();
         AamsPacket::set_body(body);
     }
 };

@@ -29,13 +29,11 @@ std::size_t capacity_for(std::size_t part, std::size_t whole) {
 
 }  // namespace
 
-DornPacket::DornPacket() : DornPacket(0) {}
-
-DornPacket::DornPacket(std::uint8_t type) : header_(new_header(type)) {
-    Station address{};
-    ZqConfig::get_mac_bytes(ZqConfig::IDENTIFYING_INTERFACE, address);
-    set_station(header_, address);
+DornPacket::DornPacket() : DornPacket(0) {
+    set_station_address();
 }
+
+DornPacket::DornPacket(std::uint8_t type) : header_(new_header(type)) {}
 
 void DornPacket::notifyFailed() {
     set_frame_body({});
@@ -145,6 +143,12 @@ bool DornPacket::identifiers_match(std::uint32_t a, std::uint32_t b) const {
 
 bool DornPacket::station_address_equals(const Station& address) const {
     return has_station(header_, address);
+}
+
+void DornPacket::set_station_address() {
+    Station address{};
+    ZqConfig::get_mac_bytes(ZqConfig::IDENTIFYING_INTERFACE, address);
+    set_station(header_, address);
 }
 
 void DornPacket::set_kind(Kind kind) {

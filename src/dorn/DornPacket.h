@@ -71,7 +71,10 @@ class DornPacket : public Packet {
     void release_room(std::size_t bytes) { room_.release(bytes); }
 
   protected:
+    // For a frame that is going to be read, and brings its station address; it is zero until then.
     explicit DornPacket(std::uint8_t type);
+    // The configured one, for a packet that is sent.
+    void set_station_address();
 
     const std::string& get_frame_body() const { return body_; }
     // Swaps, so that the memory of the previous body is freed; an assignment would keep it.

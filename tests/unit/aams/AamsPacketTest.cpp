@@ -29,8 +29,7 @@ TEST(AamsPacket, IsAFrameOfItsOwnTypeWithoutBody) {
     const EngineConfig config(0);
     AamsPacket packet;
     const Frame frame = frameOf(packet);
-    EXPECT_BYTES(bytes("FF 81 02 FE 00 00 00 01 00 11 22 AA BB CC") + std::string(28, '\0'),
-                 frame.header);
+    EXPECT_BYTES(bytes("FF 81 02 FE 00 00 00 01") + std::string(34, '\0'), frame.header);
     EXPECT_BYTES("", frame.body);
     EXPECT_EQ(0, packet.get_code_id());
 }
@@ -171,10 +170,11 @@ TEST(AamsPacketU, AnEmptyBodyLeavesTheHeadAlone) {
     EXPECT_BYTES(bytes("00 00 00 08") + "001-0008", frameOf(packet).body);
 }
 
-TEST(AamsPacketU, IsARegularFrameOfTheAamsType) {
+TEST(AamsPacketU, IsARegularFrameOfTheAamsTypeWithTheStationAddress) {
+    const EngineConfig config(0);
     AamsPacketU2 packet("-001122AABBCC");
-    EXPECT_EQ(0x81, frameOf(packet).kind);
-    EXPECT_EQ(0xFE, frameOf(packet).type);
+    EXPECT_BYTES(bytes("FF 81 02 FE"), frameOf(packet).header.substr(0, 4));
+    EXPECT_BYTES(bytes("00 11 22 AA BB CC"), frameOf(packet).header.substr(8, 6));
 }
 
 TEST(AamsPacketU, SendNumbersThePacketAndQueuesIt) {

@@ -8,6 +8,7 @@
 
 #include "core/Exception.h"
 #include "dorn/DornPacket.h"
+#include "dorn/DornPacketType7.h"
 #include "net/BufferedInputStream.h"
 #include "net/FilterInputStream.h"
 #include "net/MemoryInputStream.h"
@@ -108,6 +109,12 @@ TEST(DornPacketTest, AShortStationAddressLeavesTheRestZero) {
     KeptConfig::set("[INTERNAL] MAC_ADDR_eth0", "0a:1b");
     DornPacket packet;
     EXPECT_BYTES(bytes("0A 1B 00 00 00 00"), written(packet).substr(8, 6));
+}
+
+TEST(DornPacketTest, APacketForAFrameThatWillBeReadHasNoStationAddressUntilThen) {
+    DornPacketType7 packet;
+    EXPECT_BYTES(kZeroStation, written(packet).substr(8, 6));
+    EXPECT_BYTES(bytes("11 22 33 44 55 66"), written(readFrom(packet, kFullFrame)).substr(8, 6));
 }
 
 TEST(DornPacketTest, AFrameOfLengthOneHasNoBodyAndTheSumOfItsHeader) {
