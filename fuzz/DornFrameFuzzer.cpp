@@ -16,6 +16,7 @@
 #include "net/MemoryInputStream.h"
 #include "net/OutputStream.h"
 #include "packet/Packet.h"
+#include "packet/PacketHandle.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ class Host {
     // False when the host has gone.
     bool serves_frame() {
         try {
-            reader_.serve_frame();
+            serve_frame();
         } catch (const teskd::SocketConnectionClosedException&) {
             return false;
         } catch (const teskd::ProtocolErrorException&) {
@@ -92,9 +93,14 @@ class Host {
         return true;
     }
 
-    std::size_t taken() const {
-        return bytes_.position() - static_cast<std::size_t>(input_.held());
+    void serve_frame() {
+        const teskd::PacketHandle<teskd::DornPacket> packet = reader_.next();
+        if (!packet) return reader_.drop_buffered();
+        reader_.read(*packet);
+        take(*packet);
     }
+
+    std::size_t taken() const { return bytes_.position() - reader_.buffered(); }
 
     void take(teskd::DornPacket& packet) {
         check_packet(packet, bytes_.bytes().substr(start_, taken() - start_));
@@ -102,9 +108,7 @@ class Host {
 
     teskd::fuzz::FragmentedInputStream bytes_;
     teskd::BufferedInputStream input_{bytes_};
-    teskd::FrameReader reader_{
-        input_, teskd::createPacket, [this](teskd::DornPacket& packet) { take(packet); },
-        [](const teskd::Exception&) { return true; }, teskd::LogSource::unlimited()};
+    teskd::FrameReader reader_{input_, teskd::createPacket, teskd::LogSource::unlimited()};
     std::size_t start_ = 0;  // of the frame being read
 };
 

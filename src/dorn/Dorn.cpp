@@ -63,17 +63,16 @@ void Dorn::run() {
     await_owed_answers();
 }
 
+// The reader takes bytes from the buffer; for an empty buffer, HostInputStream calls await_input()
+// and then reads the socket. So this thread waits for the host in await(), whatever it reads, and
+// sends queued answers meanwhile.
 void Dorn::serve() {
     HostInputStream host(connection_.getInputStream(), [this] { await_input(); });
     BufferedInputStream input(host);
-    FrameReader reader(
-        input, context_.createPacket, [this](DornPacket& packet) { dispatch(packet); },
-        [this](const Exception& problem) { return await_more(problem); }, releaseLog_,
-        [this, &input](DornPacket& packet, std::size_t size) { await_room(packet, size, input); });
+    FrameReader reader(input, context_.createPacket, releaseLog_);
     while (isRunning() && !context_.stop.isSet()) {
-        forget_request();
         try {
-            reader.serve_frame();
+            serve_frame(reader);
         } catch (const SocketConnectionClosedException& e) {
             log_lost_connection(e);
             stop();
@@ -88,6 +87,18 @@ void Dorn::serve() {
             stop();
         }
     }
+}
+
+void Dorn::serve_frame(FrameReader& reader) {
+    forget_request();
+    const PacketHandle<DornPacket> packet = reader.next();
+    if (!packet) {
+        if (await_more(reader.problem())) reader.drop_buffered();
+        return;
+    }
+    await_room(*packet, reader.body_size(), reader.buffered());
+    reader.read(*packet);
+    dispatch(*packet);
 }
 
 void Dorn::dispatch(DornPacket& packet) {
@@ -112,10 +123,10 @@ void Dorn::refuse(DornPacket& packet) {
     packet.notifyError(problem);
 }
 
-bool Dorn::await_more(const Exception& problem) {
+bool Dorn::await_more(const std::string& problem) {
     bool arrived = false;
     while (!arrived && !context_.stop.isSet()) {
-        log_notice(problem.text());
+        log_notice(problem.c_str());
         arrived = await(Goal::input, &context_.stop, Deadline::after(JUNK_PAUSE));
     }
     return arrived;
@@ -152,14 +163,14 @@ Deadline Dorn::body_deadline() {
     return bodyDeadline_;
 }
 
-void Dorn::await_room(DornPacket& packet, std::size_t size, const BufferedInputStream& input) {
+void Dorn::await_room(DornPacket& packet, std::size_t size, std::size_t buffered) {
     const std::size_t machines = context_.controller.get_machine_count();
     const bool isTooLarge = size > context_.memory.limits().largestBody();
     if (isTooLarge) packet.drop_body();
     const std::size_t kept = isTooLarge ? 0 : size;
     cost_ = kept + REQUEST_COST + packet.most_messages(machines) * HostLimits::MESSAGE_COST;
     frameSize_ = dornframe::HEADER_SIZE + size + 1;
-    held_ = static_cast<std::size_t>(input.held());
+    buffered_ = buffered;
     if (hasFinished_) host_has_finished();
     if (!await(Goal::room, &context_.stop)) throw SocketException(STOPPED);
 }
@@ -226,7 +237,7 @@ void Dorn::host_is_gone(Goal goal) {
 // When the rest of the request has not arrived, it never will: there is no use in waiting for room.
 void Dorn::host_has_finished() {
     hasFinished_ = true;
-    if (held_ + connection_.getInputStream().available() >= frameSize_) return;
+    if (buffered_ + connection_.getInputStream().available() >= frameSize_) return;
     dornframe::throw_closed();
 }
 

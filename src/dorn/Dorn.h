@@ -2,6 +2,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <string>
 
 #include "core/Deadline.h"
 #include "core/Event.h"
@@ -18,9 +20,9 @@
 
 namespace teskd {
 
-class BufferedInputStream;
 class DornPacket;
 class Exception;
+class FrameReader;
 class TeskController;
 
 // A thread that reads request frames from its host and offers each packet to the slot-machine link,
@@ -73,11 +75,13 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     };
 
     void serve();
+    // Reads a request and hands it on, or handles junk.
+    void serve_frame(FrameReader& reader);
     void dispatch(DornPacket& packet);
     // Answers a request whose body was dropped.
     void refuse(DornPacket& packet);
     // Logs junk and waits until more bytes arrive behind it; false when the daemon stops first.
-    bool await_more(const Exception& problem);
+    bool await_more(const std::string& problem);
     void log_lost_connection(const Exception& e);
     void log_notice(const char* problem);
     // Waits for input, so that the read behind it does not block, and logs meanwhile how many lines
@@ -87,7 +91,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // the room. A body that is too large for the machine is to be dropped. Nothing is read from the
     // host meanwhile. @throws SocketException when the daemon stops, the host has disconnected, or
     // it has stopped sending within the request
-    void await_room(DornPacket& packet, std::size_t size, const BufferedInputStream& input);
+    void await_room(DornPacket& packet, std::size_t size, std::size_t buffered);
     bool take_room(std::size_t queued);
     void forget_request();
     // Of the body that is being read.
@@ -116,7 +120,7 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
     // The request that is being read.
     std::size_t cost_ = 0;       // bytes of memory
     std::size_t frameSize_ = 0;  // bytes, header included
-    std::size_t held_ = 0;       // bytes in the input buffer, from its header on
+    std::size_t buffered_ = 0;   // bytes in the input buffer, from its header on
     HostMemory::Room room_;      // held from before its body is read until it is dispatched
     Deadline bodyDeadline_ = Deadline::never();
     LogSource frameLog_;    // lines about bad frames

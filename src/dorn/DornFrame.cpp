@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "core/BigEndian.h"
-#include "core/Exception.h"
 
 namespace teskd::dornframe {
 
@@ -93,6 +92,10 @@ std::string encode(Header header, std::string_view body) {
     frame += body;
     frame.push_back(static_cast<char>(checksum(frame)));
     return frame;
+}
+
+ProtocolErrorException bad_start() {
+    return ProtocolErrorException("Invalid Protocol Type Header");
 }
 
 void throw_closed() {

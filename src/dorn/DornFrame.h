@@ -23,6 +23,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/Exception.h"
+
 namespace teskd::dornframe {
 
 constexpr std::size_t HEADER_SIZE = 42;
@@ -73,6 +75,9 @@ void set_identifiers(Header& header, const Identifiers& identifiers);
 
 // The whole frame, with the length field and the checksum that it needs.
 std::string encode(Header header, std::string_view body);
+
+// What is wrong with bytes that begin no frame.
+ProtocolErrorException bad_start();
 
 // Says that the host has disconnected, within a frame or between two.
 // @throws SocketConnectionClosedException

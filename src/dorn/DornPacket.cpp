@@ -60,9 +60,7 @@ void DornPacket::check_start(InputStream& in) {
     in.mark(SIZE);
     const bool ended = in.readFully(start.data(), SIZE) < SIZE;  // read_header() will report it
     in.reset();
-    if (!ended && !begins_frame({start.data(), start.size()})) {
-        throw ProtocolErrorException("Invalid Protocol Type Header");
-    }
+    if (!ended && !begins_frame({start.data(), start.size()})) throw bad_start();
 }
 
 void DornPacket::read_header(InputStream& in) {

@@ -2,58 +2,55 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
+#include <string>
 
 #include "dorn/CreatePacket.h"
 #include "dorn/DornFrame.h"
+#include "packet/PacketHandle.h"
 
 namespace teskd {
 
 class BufferedInputStream;
 class DornPacket;
-class Exception;
 class LogSource;
 
-// Reads one frame after another and makes a packet of each. Junk stays buffered until more bytes
-// arrive; then the whole buffer is discarded, and reading goes on with the new bytes.
+// Reads one frame after another: next() makes the packet for a frame, read() reads the frame into
+// it. In between the caller may wait until the body may be read.
+//
+// What begins no frame is junk, and stays buffered until the caller drops it.
 //
 // Owner: a Dorn, for one run. Threads: one at a time. Ownership: refers to the stream and the log's
 // source.
 class FrameReader {
   public:
-    // Takes a packet that was read; it is freed afterwards unless somebody holds a reference.
-    using Dispatch = std::function<void(DornPacket&)>;
-    // Called with the problem of the junk that is buffered; true when more bytes have arrived.
-    using AwaitMore = std::function<bool(const Exception& problem)>;
+    // The source writes the lines about the release of packets that could not be read.
+    FrameReader(BufferedInputStream& input, CreatePacket create, LogSource& releaseLog)
+        : input_(input), create_(create), releaseLog_(releaseLog) {}
 
-    // Called before a packet's body of that many bytes is read; returns when it may be read, or
-    // dropped if the packet was told so.
-    using Admit = std::function<void(DornPacket& packet, std::size_t size)>;
+    // The packet for the next frame, or none for junk. No byte of either is consumed.
+    // @throws SocketConnectionClosedException at the end of the stream; what the stream throws
+    PacketHandle<DornPacket> next();
+    // Of the frame for which next() made a packet; 0 for a length that no frame has.
+    std::size_t body_size() const { return dornframe::body_size(header_).value_or(0); }
+    // Why the last next() found junk, as the log says it.
+    const std::string& problem() const { return problem_; }
 
-    // The source writes the lines about the release of packets that could not be read. Without
-    // admit every body is read at once.
-    FrameReader(BufferedInputStream& input, CreatePacket create, Dispatch dispatch,
-                AwaitMore awaitMore, LogSource& releaseLog, Admit admit = {});
-
-    // Reads the next frame, or handles junk.
-    // @throws SocketConnectionClosedException at the end of the stream, ProtocolErrorException for
-    // a frame with a bad length or checksum, after consuming what was read of it; what the stream
-    // and the functions throw
-    void serve_frame();
+    // Reads that frame into the packet.
+    // @throws as DornPacket::read, after consuming what was read of a damaged frame
+    void read(DornPacket& packet);
+    // Drops junk with all that is buffered behind it.
+    void drop_buffered();
+    // Bytes in the buffer.
+    std::size_t buffered() const;
 
   private:
-    // The next header, which stays in the stream.
-    dornframe::Header peek_header();
-    // Reads the packet whose header was peeked and dispatches it.
-    void receive(const dornframe::Header& header);
-    void hold_junk(const Exception& problem);
+    void peek_header();
 
     BufferedInputStream& input_;
     CreatePacket create_;
-    Dispatch dispatch_;
-    AwaitMore awaitMore_;
     LogSource& releaseLog_;
-    Admit admit_;
+    dornframe::Header header_{};
+    std::string problem_;
 };
 
 }  // namespace teskd

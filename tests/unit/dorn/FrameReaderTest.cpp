@@ -12,6 +12,7 @@
 #include "dorn/FrameReader.h"
 #include "net/BufferedInputStream.h"
 #include "packet/Packet.h"
+#include "packet/PacketHandle.h"
 #include "support/Bytes.h"
 #include "support/Frame.h"
 #include "support_src/ByteSink.h"
@@ -47,11 +48,24 @@ class FrameReaderTest : public testing::Test {
         }
         host_ = ScriptedInputStream(script);
     }
+    // Takes what comes next, as a connection does.
+    void serveFrame() {
+        const PacketHandle<DornPacket> packet = reader_.next();
+        if (!packet) {
+            problems_.push_back(reader_.problem());
+            if (moreArrives_) reader_.drop_buffered();
+            return;
+        }
+        reader_.read(*packet);
+        ByteSink sink;
+        packet->write(sink);
+        frames_.push_back(sink.bytes);
+    }
     // Serves frames to the end; the problem of each, empty for none.
     Texts problems() {
         Texts all;
         do {
-            all.push_back(messageOf<Exception>([this] { reader_.serve_frame(); }));
+            all.push_back(messageOf<Exception>([this] { serveFrame(); }));
         } while (all.back() != kClosed && all.size() < 20);
         return all;
     }
@@ -62,17 +76,7 @@ class FrameReaderTest : public testing::Test {
     bool moreArrives_ = true;
     Texts frames_;    // of the packets dispatched
     Texts problems_;  // of the bytes held
-    FrameReader reader_{input_, createPacket,
-                        [this](DornPacket& packet) {
-                            ByteSink sink;
-                            packet.write(sink);
-                            frames_.push_back(sink.bytes);
-                        },
-                        [this](const Exception& problem) {
-                            problems_.push_back(problem.getMessage());
-                            return moreArrives_;
-                        },
-                        LogSource::unlimited()};
+    FrameReader reader_{input_, createPacket, LogSource::unlimited()};
 };
 
 TEST_F(FrameReaderTest, MakesAPacketOfEachFrame) {
@@ -119,10 +123,31 @@ TEST_F(FrameReaderTest, DropsWhatIsHeldWhenMoreArrivesBehindABadStart) {
 TEST_F(FrameReaderTest, HoldsWhatIsNoFrameUntilMoreArrives) {
     moreArrives_ = false;
     hostSends({frameOfType(9)});
-    reader_.serve_frame();
-    reader_.serve_frame();
+    serveFrame();
+    serveFrame();
     EXPECT_EQ((Texts{kUnknownType, kUnknownType}), problems_);
-    EXPECT_EQ(43, input_.held());
+    EXPECT_EQ(43U, reader_.buffered());
+}
+
+TEST_F(FrameReaderTest, TellsTheSizeOfABodyBeforeItReadsIt) {
+    const std::string frame = frameOfType(6, "body");
+    hostSends({frame});
+    const PacketHandle<DornPacket> packet = reader_.next();
+    EXPECT_EQ(4U, reader_.body_size());
+    EXPECT_EQ(frame.size(), reader_.buffered());
+    reader_.read(*packet);
+    EXPECT_EQ(0U, reader_.buffered());
+}
+
+TEST_F(FrameReaderTest, ReadsNothingOfABodyWithABadLength) {
+    std::string bad = frameOfType(7, "body");
+    bad[4] = '\xFF';
+    hostSends({bad});
+    const PacketHandle<DornPacket> packet = reader_.next();
+    EXPECT_EQ(0U, reader_.body_size());
+    EXPECT_EQ("ProtocolErrorException: Invalid Length (0xff000005)",
+              messageOf<ProtocolErrorException>([&] { reader_.read(*packet); }));
+    EXPECT_EQ(5U, reader_.buffered());
 }
 
 TEST_F(FrameReaderTest, ReportsADamagedFrameAndReadsTheNext) {
