@@ -15,6 +15,7 @@
 
 #include "aams/Aams.h"
 #include "config/ZqConfig.h"
+#include "core/Event.h"
 #include "core/Exception.h"
 #include "core/LogSource.h"
 #include "core/Text.h"
@@ -58,7 +59,7 @@ struct World {
     PacketContainer notifier;
     Timer timer;
     Aams engine{parks[0]->controller(), notifier, timer};
-    StopEvent stop;
+    Event stop;
     ConnectionCount connections;
     HostMemory memory{HostLimits(MOST_MACHINES)};
     Dorn connection{Socket(AF_INET, SOCK_STREAM, 0),
