@@ -486,6 +486,33 @@ TEST(LateAnswers, TheRestOfOneIsNeverTakenForAnother) {
     }
 }
 
+// The start of the next answer is unknown behind one whose header is irregular: the ID has not
+// three digits, or the length not four, or it is shorter than the header.
+TEST(LateAnswers, AnIrregularAnswerToAnotherRequestEndsTheRun) {
+    for (const char* const header : {"13~0025~", "3~0025~", "~0025~", "45x~0025~", "456~25~",
+                                     "456~00025~", "456~002x~", "456~0005~"}) {
+        LateAnswers late(LogSource::unlimited());
+        TeskPacket next;
+        next.set_id(115);
+        late.begin(next);
+        ScriptedInputStream input{header + kAnswer113.substr(9) + kAnswer115};
+        EXPECT_EQ(
+            "TeskException: TeskConnectionErrorException: An answer to another request",
+            messageOf<TeskConnectionErrorException>([&] { late.read(input, next, "ZA000000001"); }))
+            << header;
+    }
+}
+
+TEST(LateAnswers, AnIrregularAnswerWithTheRequestsIdIsTaken) {
+    LateAnswers late(LogSource::unlimited());
+    TeskPacket request;
+    request.set_id(115);
+    late.begin(request);
+    ScriptedInputStream input{"115~1~15.03.21~ZA000000001~00"};
+    late.read(input, request, "ZA000000001");
+    EXPECT_EQ("ZA000000001", request.get_code_id());
+}
+
 // What a LateAnswers makes of a machine that gives these answers one after the other.
 class LateAnswersMemory : public testing::Test {
   protected:
@@ -507,10 +534,14 @@ class LateAnswersMemory : public testing::Test {
     // The body of what is taken for the answer.
     std::string ask(int id, const std::string& text, const std::string& answers) {
         begin(id, text);
-        ScriptedInputStream input{answers};
-        TeskPacket packet;
-        late_.read(input, packet, "ZA000000001");
-        return packet.get_body();
+        return read(answers);
+    }
+    // The same for a request without a known ID.
+    std::string askText(const std::string& text, const std::string& answers) {
+        request_.set_raw();
+        request_.set_body(text);
+        late_.begin(request_);
+        return read(answers);
     }
     // The request times out behind these answers, which are all dropped.
     void timeOutBehind(int id, const std::string& text, const std::string& answers) {
@@ -532,6 +563,13 @@ class LateAnswersMemory : public testing::Test {
     }
 
   private:
+    std::string read(const std::string& answers) {
+        ScriptedInputStream input{answers};
+        TeskPacket packet;
+        late_.read(input, packet, "ZA000000001");
+        return packet.get_body();
+    }
+
     TeskPacket request_;
     LateAnswers late_{LogSource::unlimited(), kLong};
 };
@@ -584,6 +622,23 @@ TEST_F(LateAnswersMemory, KeepsTheOrderOfTheRequests) {
     EXPECT_EQ("2222", ask(113, "b", answer(113, "1111") + answer(113, "2222")));
 }
 
+// In one block with the late answer that is taken in its place.
+TEST_F(LateAnswersMemory, EndsWithTheOwnAnswerBehindALateOne) {
+    timeOut(113, "a");
+    EXPECT_EQ("LATE", ask(113, "a", answer(113, "LATE") + answer(113, "OWN1")));
+    EXPECT_EQ("OWN2", ask(113, "b", answer(113, "OWN2")));
+}
+
+// Also when the late answer has no body, and comes in one block with one that is dropped before.
+TEST_F(LateAnswersMemory, EndsWithTheOwnAnswerBehindALateOneWithoutABody) {
+    timeOut(113, "a");
+    timeOut(115, "a");
+    EXPECT_EQ("",
+              ask(115, "a",
+                  answer(113, "LATE") + "115~0020~15.03.21~ZA000000001~00" + answer(115, "OWN1")));
+    EXPECT_EQ("OWN2", ask(115, "b", answer(115, "OWN2")));
+}
+
 // A machine answers in the order in which it was asked.
 class LateAnswersOrder : public LateAnswersMemory {};
 
@@ -628,6 +683,12 @@ TEST_F(LateAnswersOrder, IsNotKnownByTheAnswerToATextWithoutAHeader) {
     EXPECT_EQ("OWN1", ask(201, "b", answer(201, "LATE") + answer(201, "OWN1")));
 }
 
+TEST_F(LateAnswersOrder, IsNotKnownByTheOwnAnswerToATextWithoutAHeader) {
+    timeOut(201, "a");
+    EXPECT_EQ("OWN1", askText("???", answer(456, "OWN1")));
+    EXPECT_EQ("OWN2", ask(201, "b", answer(201, "LATE") + answer(201, "OWN2")));
+}
+
 // The machine stalls: 201 a, 113 and 201 b time out, and 201 c is open when it answers b.
 TEST_F(LateAnswersOrder, TellsALateAnswerFromTheOpenRequestsOwn) {
     timeOut(201, "a");
@@ -657,6 +718,15 @@ TEST_F(LateAnswersOrder, IsNotKnownByAnAnswerThatMayBeTheOpenRequestsOwn) {
     timeOutBehind(201, "b", answer(201, "AorB"));
     timeOutBehind(113, "b", answer(113, "AorB"));
     EXPECT_EQ("OWN1", ask(201, "c", answer(201, "OWN1")));
+}
+
+// 201 c timed out behind an answer that was dropped. The next one may be its own, too.
+TEST_F(LateAnswersOrder, IsNotKnownByAnotherAnswerWithTheIdOfTheDroppedOne) {
+    timeOut(201, "a");
+    timeOut(201, "b");
+    timeOutBehind(201, "c", answer(201, "AorB"));
+    timeOutBehind(113, "", answer(201, "BorC"));
+    EXPECT_EQ("OWN1", ask(201, "d", answer(201, "OWN1")));
 }
 
 TEST_F(LateAnswersTest, ToARawRequestIsKnownByTheNumberInFront) {
