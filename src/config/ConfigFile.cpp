@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,10 +16,6 @@ namespace {
 
 constexpr mode_t FILE_MODE = 0644;
 constexpr mode_t PRIVATE_MODE = 0600;
-
-// A handler instead of SIG_IGN: an ignored signal would stay ignored in the program that the
-// process may become.
-void ignoreSignal(int) {}
 
 bool writeAll(int fd, const std::string& content) {
     std::size_t done = 0;
@@ -140,11 +135,6 @@ bool rewrite(const std::string& path, const struct stat& old, const std::string&
     return file.write(content) && (file.moveIntoPlace() || writeInPlace(path, content));
 }
 
-// Makes a write beyond the limit of file sizes fail with EFBIG instead of ending the process.
-void catchSizeLimit() {
-    std::signal(SIGXFSZ, ignoreSignal);
-}
-
 std::nullopt_t failed(int reason) {
     errno = reason;
     return std::nullopt;
@@ -173,7 +163,6 @@ std::optional<std::string> ConfigFile::read(const std::string& path) {
 }
 
 bool ConfigFile::replace(const std::string& path, const std::string& content) {
-    catchSizeLimit();
     TemporaryFile file(path, FILE_MODE);
     return file.isOpen() && file.write(content) && file.moveIntoPlace();
 }
@@ -182,7 +171,6 @@ bool ConfigFile::update(const std::string& path, const std::string& content) {
     const std::string target = behindLinks(path);
     struct stat old {};
     if (lstat(target.c_str(), &old) != 0) return replace(target, content);
-    catchSizeLimit();
     return isFile(old) && rewrite(target, old, content);
 }
 

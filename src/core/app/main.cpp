@@ -59,12 +59,19 @@ sigset_t termination() {
     std::abort();
 }
 
+// Makes a write beyond the limit of file sizes fail with EFBIG instead of ending the process. A
+// handler rather than SIG_IGN, which a program that the process becomes would inherit.
+void surviveSizeLimit() {
+    std::signal(SIGXFSZ, [](int) {});
+}
+
 // Runs before every other initialisation, which takes a while (configuration, the objects). SIGTERM
 // is blocked, so that it stays pending until main waits for it and ends the process orderly from
 // the first moment on. Every thread started afterwards inherits the mask, so only the main thread's
 // sigwait receives the signal.
 [[gnu::constructor(101)]] void prepareEnds() {
     std::set_terminate(endAbnormally);
+    surviveSizeLimit();
     const sigset_t signals = termination();
     sigprocmask(SIG_BLOCK, &signals, &maskBefore);
 }

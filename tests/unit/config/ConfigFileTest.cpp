@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -21,7 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// No file of this process grows beyond a size, as on a full disk.
+// No file of this process grows beyond a size, as on a full disk. It survives the attempt, as the
+// daemon does.
 class FullDisk {
   public:
     explicit FullDisk(rlim_t size) {
@@ -29,12 +31,16 @@ class FullDisk {
         const rlimit limit{size, before_.rlim_max};
         EXPECT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
     }
-    ~FullDisk() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+    ~FullDisk() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handlerBefore_);
+    }
     FullDisk(const FullDisk&) = delete;
     FullDisk& operator=(const FullDisk&) = delete;
 
   private:
     rlimit before_{};
+    void (*handlerBefore_)(int) = std::signal(SIGXFSZ, [](int) {});
 };
 
 class ConfigFileTest : public testing::Test {
@@ -309,6 +315,14 @@ TEST_F(ConfigFileTest, AFullDiskCostsNothingOfAFileThatIsUpdated) {
     EXPECT_FALSE(updated);
     EXPECT_EQ("old content", readFile(path));
     EXPECT_EQ(1U, fileCount());
+}
+
+TEST_F(ConfigFileTest, WritingChangesNoHandlerOfASignal) {
+    const auto before = std::signal(SIGXFSZ, SIG_DFL);
+    ConfigFile::replace(path, "new");
+    ConfigFile::update(path, "newer");
+    EXPECT_EQ(SIG_DFL, std::signal(SIGXFSZ, before));
+    EXPECT_EQ("newer", readFile(path));
 }
 
 TEST_F(ConfigFileTest, GivesItsDescriptorsBack) {
