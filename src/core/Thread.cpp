@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cxxabi.h>
-#include <functional>
 #include <memory>
 #include <new>
 #include <utility>
@@ -14,54 +13,16 @@ namespace teskd {
 
 namespace {
 
-// A block that operator new returned and that no constructor has claimed yet. A mark in the
-// object's own field would not do: a value stored before construction need not survive it.
-struct FreshBlock {
-    const char* start;
-    std::size_t size;
-    FreshBlock* next;
-
-    bool contains(const char* address) const {
-        const std::less<const char*> before;
-        return !before(address, start) && before(address, start + size);
-    }
-};
-// The blocks of this thread, latest first. There may be several, since creating one object may
-// involve creating others.
-thread_local FreshBlock* freshBlocks = nullptr;
-
-// Removes the block that contains the address from the list. False if there is none.
-bool claimFreshBlock(const void* object) {
-    for (FreshBlock** link = &freshBlocks; *link != nullptr; link = &(*link)->next) {
-        if (!(*link)->contains(static_cast<const char*>(object))) continue;
-        const std::unique_ptr<FreshBlock> block(*link);
-        *link = block->next;
-        return true;
-    }
-    return false;
+// A pthread_create with the stack size of every thread. The attributes need no memory in the C
+// library, so setting them up cannot fail.
+int createThread(pthread_t& created, void* (*entry)(void*), void* argument) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, Thread::STACK_SIZE);
+    const int result = pthread_create(&created, &attributes, entry, argument);
+    pthread_attr_destroy(&attributes);
+    return result;
 }
-
-// The attributes that every thread is created with.
-class Attributes {
-  public:
-    Attributes() : result_(pthread_attr_init(&attributes_)) {
-        if (result_ != 0) return;
-        result_ = pthread_attr_setstacksize(&attributes_, Thread::STACK_SIZE);
-        if (result_ != 0) pthread_attr_destroy(&attributes_);
-    }
-    ~Attributes() {
-        if (result_ == 0) pthread_attr_destroy(&attributes_);
-    }
-    Attributes(const Attributes&) = delete;
-    Attributes& operator=(const Attributes&) = delete;
-
-    // Null if they could not be set up; the thread then gets the system's defaults.
-    const pthread_attr_t* get() const { return result_ == 0 ? &attributes_ : nullptr; }
-
-  private:
-    pthread_attr_t attributes_{};
-    int result_;
-};
 
 }  // namespace
 
@@ -69,32 +30,16 @@ Thread::Thread() : Thread("<unknown>") {}
 
 Thread::Thread(std::string name) : Thread(std::move(name), ownEndLog_) {}
 
-Thread::Thread(std::string name, LogSource& log)
-    : endLog_(log), self_(claimFreshBlock(this) ? this : nullptr), name_(std::move(name)) {}
+Thread::Thread(std::string name, LogSource& log) : endLog_(log), name_(std::move(name)) {}
 
 Thread::Thread(const Thread& source)
-    : endLog_(ownEndLog_),
-      self_(nullptr),
+    : HeapAware(source),
+      endLog_(ownEndLog_),
       name_(source.getName()),
-      autoDelete_(source.autoDelete_.load()) {
-    claimFreshBlock(this);
-}
+      autoDelete_(source.autoDelete_.load()) {}
 
 Thread::~Thread() noexcept(false) {
     running_ = false;
-}
-
-void* Thread::operator new(std::size_t size) {
-    auto block = std::make_unique<FreshBlock>();
-    void* memory = ::operator new(size);
-    *block = {static_cast<const char*>(memory), size, freshBlocks};
-    freshBlocks = block.release();
-    return memory;
-}
-
-void Thread::operator delete(void* memory) {
-    claimFreshBlock(memory);  // still listed if the constructor threw
-    ::operator delete(memory);
 }
 
 int Thread::start() {
@@ -107,9 +52,8 @@ int Thread::start() {
     if (!argument) return ENOMEM;
     // Read this first: a self-deleting object may be gone as soon as its thread exists.
     const bool selfDeleting = autoDelete_ && isHeapAllocated();
-    const Attributes attributes;
     pthread_t created{};
-    const int result = pthread_create(&created, attributes.get(), entry, argument.get());
+    const int result = createThread(created, entry, argument.get());
     if (result != 0) {
         countEnd();
         return result;

@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <string>
 
+#include "core/HeapAware.h"
 #include "core/LogSource.h"
 #include "core/Synchronized.h"
 
@@ -30,7 +31,7 @@ inline constexpr std::size_t STACK_FACTOR = 1;
 // whose thread may still run when it is destroyed must call awaitEnd() in its own destructor,
 // before its members are destroyed. Locks: state_ (innermost; only the log is called while it is
 // held).
-class Thread {
+class Thread : public HeapAware {
   public:
     // Address space for each thread's stack. The deepest use seen was 11 KiB, plus 5 KiB of
     // thread-local variables (measured with painted stacks, in an unoptimised build, in the tests
@@ -53,10 +54,6 @@ class Thread {
     // ends the thread.
     virtual void run() = 0;
 
-    // Records that the object is on the heap (isHeapAllocated). @throws std::bad_alloc
-    static void* operator new(std::size_t size);
-    static void operator delete(void* memory);
-
     // Starts the thread; the result is pthread_create's (0 for success), or ENOMEM. The running
     // flag is set in either case. Does not wait for an earlier thread of this object to end.
     int start();
@@ -73,8 +70,6 @@ class Thread {
 
     void setAutoDelete() { autoDelete_ = true; }
     void clearAutoDelete() { autoDelete_ = false; }
-    // True when the object was created by this class's operator new.
-    bool isHeapAllocated() const { return self_ == this; }
 
     std::string getName() const;
 
@@ -107,7 +102,6 @@ class Thread {
     LogSource& endLog_;
     std::atomic<bool> running_{false};
     std::optional<pthread_t> handle_;
-    Thread* self_;
     mutable Synchronized state_;
     std::string name_ TESKD_GUARDED_BY(state_);
     std::atomic<bool> autoDelete_{false};

@@ -324,71 +324,6 @@ TEST(Thread, CancelEndsAThreadThatIsAboutToBlock) {
     worker.awaitEnd();
 }
 
-TEST(Thread, KnowsThatItIsOnTheHeap) {
-    const std::unique_ptr<Worker> worker(new Worker(nothing));
-    EXPECT_TRUE(worker->isHeapAllocated());
-}
-
-TEST(Thread, KnowsThatItIsNotOnTheHeap) {
-    struct Owner {
-        Worker member{nothing};
-    };
-    static const Worker atRest(nothing);
-    const Worker local(nothing);
-    const auto owner = std::make_unique<Owner>();
-    EXPECT_FALSE(atRest.isHeapAllocated());
-    EXPECT_FALSE(local.isHeapAllocated());
-    EXPECT_FALSE(owner->member.isHeapAllocated());
-}
-
-TEST(Thread, AThreadInsideAHeapThreadIsNotOnTheHeapItself) {
-    struct Outer : Worker {
-        Outer() : Worker(nothing) {}
-        Worker inner{nothing};
-    };
-    const auto outer = std::unique_ptr<Outer>(new Outer);
-    EXPECT_TRUE(outer->isHeapAllocated());
-    EXPECT_FALSE(outer->inner.isHeapAllocated());
-}
-
-TEST(Thread, KnowsThatItIsOnTheHeapBehindAnotherBase) {
-    struct Queue {
-        virtual ~Queue() noexcept(false) = default;
-        long data[4] = {};
-    };
-    struct Both : Queue, Worker {
-        Both() : Worker(nothing) {}
-    };
-    const auto both = std::unique_ptr<Both>(new Both);
-    EXPECT_TRUE(both->isHeapAllocated());
-}
-
-// Takes its name while its memory is there and its thread base is not yet.
-struct LateNamed : Worker {
-    explicit LateNamed(const std::function<std::string()>& name) : Worker(name(), nothing) {}
-};
-
-TEST(Thread, KnowsThatItIsOnTheHeapWhenAnotherIsMadeBeforeItIsDone) {
-    std::unique_ptr<Worker> inner;
-    const auto outer = std::unique_ptr<LateNamed>(new LateNamed([&] {
-        inner.reset(new Worker(nothing));
-        return std::string("outer");
-    }));
-    EXPECT_TRUE(inner->isHeapAllocated());
-    EXPECT_TRUE(outer->isHeapAllocated());
-}
-
-// The memory that was meant for it goes to objects that must not delete themselves.
-TEST(Thread, AHeapThreadWhoseConstructionFailedIsForgotten) {
-    const auto fail = []() -> std::string { throw std::runtime_error("no name"); };
-    EXPECT_THROW(new LateNamed(fail), std::runtime_error);
-    void* const memory = ::operator new(sizeof(LateNamed));
-    auto* const worker = ::new (memory) Worker(nothing);
-    EXPECT_FALSE(worker->isHeapAllocated());
-    worker->~Worker();
-    ::operator delete(memory);
-}
-
 TEST(Thread, ACopyHasTheNameButNoThread) {
     const LogRecorder log;
     std::latch end(1);
@@ -403,12 +338,6 @@ TEST(Thread, ACopyHasTheNameButNoThread) {
     copy.start();
     copy.join();
     EXPECT_EQ(2U, log.count({181, "Thread 'T' Terminated"}));
-}
-
-TEST(Thread, ACopyOnTheHeapDoesNotDeleteItself) {
-    const Worker source("T", nothing);
-    const std::unique_ptr<Worker> copy(new Worker(source));
-    EXPECT_FALSE(copy->isHeapAllocated());
 }
 
 TEST(Thread, ASelfDeletingHeapThreadIsDestroyedAfterItsBody) {
