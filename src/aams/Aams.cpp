@@ -215,7 +215,6 @@ void Aams::handle_set_external_parameters(AamsPacket& request) {
 // report the error; the host sees the outcome when it requests the parameters.
 void Aams::set_external_parameters(const std::string& text) {
     ExternalParameters changed;
-    bool readable = true;
     bool same = false;
     {
         const SynchronizedLock lock(parametersLock_);
@@ -223,12 +222,12 @@ void Aams::set_external_parameters(const std::string& text) {
         try {
             parameters_.parse(text);
         } catch (const Exception&) {
-            readable = false;
+            // The fields before the bad one count.
         }
         changed = parameters_;
         same = changed == before;
     }
-    LogSource& log = readable || !same ? LogSource::unlimited() : parameterLog_;
+    LogSource& log = same ? sameLog_ : changeLog_;
     log.info(
         "AAMS External parameters changed: tmp_app_collegati = %d, invio_app_collegati = %d, "
         "invio_no_app_collegati = %d, tmp_app_accensione = %d",

@@ -186,9 +186,10 @@ class Aams : public Thread, public PacketContainer, public PacketEventListener {
     AamsNtpTimerTask ntpTask_;
     AamsNotifyBack notifyBack_;
     std::atomic<char> state_{'1'};
-    // One per kind of bad request or answer, so that no kind uses up the budget of another.
+    // One per kind of request or answer, so that no kind uses up the budget of another.
     LogSource codeLog_;
-    LogSource parameterLog_;
+    LogSource sameLog_;    // parameters that change nothing
+    LogSource changeLog_;  // parameters that change something
     LogSource dateLog_{DATE_LINES_PER_SECOND};
     ExternalParameters parameters_ TESKD_GUARDED_BY(parametersLock_);
     mutable Synchronized parametersLock_;

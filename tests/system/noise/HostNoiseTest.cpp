@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "gateway/AamsDialogue.h"
 #include "noise/Flood.h"
@@ -65,11 +67,12 @@ class HostNoise : public testing::Test {
         EXPECT_TRUE(gateway_.log().waitFor("Thread 'Dorn' Terminated"));
         flood.expectBounded();
     }
-    // AAMS requests, each of which is answered.
-    void expectBoundedRequests(int code, const std::string& body) {
+    // AAMS requests with these bodies in turn, each of which is answered.
+    void expectBoundedRequests(int code, const std::vector<std::string>& bodies) {
         HostClient host = gateway_.host();
+        std::size_t sent = 0;
         const auto request = [&] {
-            host.request(kAamsType, aamsPayload(code, body));
+            host.request(kAamsType, aamsPayload(code, bodies[sent++ % bodies.size()]));
             host.readFrame();
         };
         const Flood flood(gateway_, request, 50);
@@ -118,17 +121,25 @@ TEST_F(HostNoise, FramesThatAreTooLongAreLoggedAFewTimesASecond) {
 }
 
 TEST_F(HostNoise, DatesThatCannotBeSetAreLoggedAFewTimesASecond) {
-    expectBoundedRequests(507, "-990101000000");
+    expectBoundedRequests(507, {"-990101000000"});
 }
 
 TEST_F(HostNoise, ParametersThatCannotBeReadAreLoggedAFewTimesASecond) {
-    expectBoundedRequests(506, "-nonsense");
+    expectBoundedRequests(506, {"-nonsense"});
+}
+
+TEST_F(HostNoise, ParametersThatAreSetAgainAreLoggedAFewTimesASecond) {
+    expectBoundedRequests(506, {"-10!1!0!5"});
+}
+
+TEST_F(HostNoise, ParametersThatChangeAllTheTimeAreLoggedAFewTimesASecond) {
+    expectBoundedRequests(506, {"-10!1!0!5", "-11!1!0!5"});
 }
 
 TEST_F(HostNoise, RequestCodesThatNobodyKnowsAreReportedAFewTimesASecond) {
     constexpr std::int64_t kLinesPerSecond = 8;
     const auto start = std::chrono::steady_clock::now();
-    expectBoundedRequests(999, "");
+    expectBoundedRequests(999, {""});
     const std::string reported = gateway_.daemon().standardError();
     const auto seconds =
         std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - start).count();
