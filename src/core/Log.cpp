@@ -57,6 +57,17 @@ void Log::write(int priority, const char* format, ...) {
 
 void Log::vwrite(int priority, const char* format, std::va_list arguments) {
     if (sink_ == toSystemLog && !mayWrite(priority)) return;
+    vwriteUnlimited(priority, format, arguments);
+}
+
+void Log::writeUnlimited(int priority, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    vwriteUnlimited(priority, format, arguments);
+    va_end(arguments);
+}
+
+void Log::vwriteUnlimited(int priority, const char* format, std::va_list arguments) {
     char line[USUAL_SIZE];
     std::va_list copy;
     va_copy(copy, arguments);
@@ -71,7 +82,7 @@ void Log::vwrite(int priority, const char* format, std::va_list arguments) {
 // Only debug lines are limited here. Every other line first reports the debug lines that were
 // dropped in an earlier second.
 bool Log::mayWrite(int priority) {
-    if (priority == DEBUG) return target().debugLines.take();
+    if (priority == DEBUG) return target().debugLines.take(DEBUG);
     target().debugLines.report();
     return true;
 }

@@ -43,8 +43,12 @@ class Log {
     static void setSink(Sink sink);
 
   private:
+    friend class LogSource;  // a count of dropped lines must not be dropped itself
+
     // Whether the rate limit of debug lines allows a line of that priority.
     static bool mayWrite(int priority);
+    [[gnu::format(printf, 2, 3)]] static void writeUnlimited(int priority, const char* format, ...);
+    static void vwriteUnlimited(int priority, const char* format, std::va_list arguments);
     static void writeLong(int priority, const char* format, std::va_list arguments);
 
     static Sink sink_;

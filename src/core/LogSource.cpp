@@ -1,9 +1,9 @@
 #include "core/LogSource.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
-#include "core/Log.h"
 #include "core/StandardError.h"
 
 namespace teskd {
@@ -57,7 +57,7 @@ bool LogSource::debug(const char* format, ...) {
 }
 
 bool LogSource::standardError(std::string_view head, std::string_view text) {
-    if (!take()) return false;
+    if (!take(Log::NOTICE)) return false;
     StandardError::inherited().write(head, text);
     return true;
 }
@@ -68,18 +68,18 @@ void LogSource::report() {
 
 bool LogSource::hasUnreported() const {
     const SynchronizedLock lock(lock_);
-    return dropped_ > 0;
+    return dropped_.lines > 0;
 }
 
 bool LogSource::write(int priority, const char* format, std::va_list arguments) {
-    if (!take()) return false;
+    if (!take(priority)) return false;
     Log::vwrite(priority, format, arguments);
     return true;
 }
 
-bool LogSource::take() {
+bool LogSource::take(int priority) {
     if (most_ == UNLIMITED) return true;
-    unsigned long before = 0;
+    Dropped before;
     {
         const SynchronizedLock lock(lock_);
         if (secondEnd_.hasPassed()) {
@@ -87,35 +87,37 @@ bool LogSource::take() {
             lines_ = 0;
         }
         if (lines_ >= most_) {
-            ++dropped_;
+            ++dropped_.lines;
+            dropped_.priority = std::min(dropped_.priority, priority);
             return false;
         }
-        if (lines_++ == 0) before = std::exchange(dropped_, 0);
+        if (lines_++ == 0) before = std::exchange(dropped_, {});
     }
     reportDropped(before);
-    return parent_ == nullptr || parent_->take();
+    return parent_ == nullptr || parent_->take(priority);
 }
 
-unsigned long LogSource::takeDropped(bool secondIsOver) {
+LogSource::Dropped LogSource::takeDropped(bool secondIsOver) {
     const SynchronizedLock lock(lock_);
-    if (secondIsOver && !secondEnd_.hasPassed()) return 0;
-    return std::exchange(dropped_, 0);
+    if (secondIsOver && !secondEnd_.hasPassed()) return {};
+    return std::exchange(dropped_, {});
 }
 
 // The line with the count is one of the parent's lines too. If the parent's budget is spent, the
 // parent takes over the count, so that no dropped line goes uncounted.
-void LogSource::reportDropped(unsigned long dropped) {
-    if (dropped == 0) return;
-    if (parent_ != nullptr && !parent_->take()) {
-        parent_->addDropped(dropped - 1);  // take() has counted one
+void LogSource::reportDropped(const Dropped& dropped) {
+    if (dropped.lines == 0) return;
+    if (parent_ != nullptr && !parent_->take(dropped.priority)) {
+        parent_->addDropped({dropped.lines - 1, dropped.priority});  // take() has counted one
         return;
     }
-    Log::write(Log::NOTICE, "%lu more %s were not logged", dropped, kind_);
+    Log::writeUnlimited(dropped.priority, "%lu more %s were not logged", dropped.lines, kind_);
 }
 
-void LogSource::addDropped(unsigned long lines) {
+void LogSource::addDropped(const Dropped& dropped) {
     const SynchronizedLock lock(lock_);
-    dropped_ += lines;
+    dropped_.lines += dropped.lines;
+    dropped_.priority = std::min(dropped_.priority, dropped.priority);
 }
 
 }  // namespace teskd

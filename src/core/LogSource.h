@@ -6,13 +6,16 @@
 #include <string_view>
 
 #include "core/Deadline.h"
+#include "core/Log.h"
 #include "core/Synchronized.h"
 
 namespace teskd {
 
 // Writes lines to the log out of a budget of lines a second. A line beyond it is dropped and
-// counted, and a later line reports the count. A source may have a parent: each of its lines then
-// counts on the parent's budget too, which limits what all children log together.
+// counted, and a later line reports the count, with the priority of the most urgent line that it
+// counts: a log that does not keep the lines does not fill with their counts. A source may have a
+// parent: each of its lines then counts on the parent's budget too, which limits what all children
+// log together.
 //
 // A class whose lines others can cause has a source or is handed one by reference; it just writes.
 //
@@ -54,23 +57,29 @@ class LogSource {
 
   private:
     friend class Log;  // asks for debug lines, which the whole daemon's source limits
+
+    struct Dropped {
+        unsigned long lines = 0;
+        int priority = Log::DEBUG;  // of the most urgent one
+    };
+
     [[gnu::format(printf, 3, 0)]] bool write(int priority, const char* format,
                                              std::va_list arguments);
-    // True if one more line may be written now. False counts the line as dropped.
-    bool take();
-    // Returns the count of dropped lines and resets it. With secondIsOver, returns 0 until the
-    // second is over.
-    unsigned long takeDropped(bool secondIsOver);
-    void reportDropped(unsigned long dropped);
-    void addDropped(unsigned long lines);
+    // True if one more line of that priority may be written now. False counts it as dropped.
+    bool take(int priority);
+    // Returns the dropped lines and resets them. With secondIsOver, returns none until the second
+    // is over.
+    Dropped takeDropped(bool secondIsOver);
+    void reportDropped(const Dropped& dropped);
+    void addDropped(const Dropped& dropped);
 
     const int most_;
     const char* const kind_;
     LogSource* const parent_ = nullptr;
     mutable Synchronized lock_;
     Deadline secondEnd_ TESKD_GUARDED_BY(lock_) = Deadline::passed();
-    int lines_ TESKD_GUARDED_BY(lock_) = 0;  // written in that second
-    unsigned long dropped_ TESKD_GUARDED_BY(lock_) = 0;
+    int lines_ TESKD_GUARDED_BY(lock_) = 0;    // written in that second
+    Dropped dropped_ TESKD_GUARDED_BY(lock_);  // not reported yet
 };
 
 }  // namespace teskd

@@ -146,10 +146,65 @@ TEST_F(LogSourceTest, ReportsAtItsEndWhatWasDropped) {
 
 TEST_F(LogSourceTest, NamesTheKindOfTheDroppedLines) {
     {
-        LogSource source(0, "debug lines");
+        LogSource source(0, "odd lines");
         written(source, 2);
     }
-    EXPECT_EQ((Lines{{181, "2 more debug lines were not logged"}}), counts());
+    EXPECT_EQ((Lines{{181, "2 more odd lines were not logged"}}), counts());
+}
+
+// A log that keeps no debug lines does not get their count either, and one that keeps warnings
+// alone gets the count of those.
+TEST_F(LogSourceTest, TheCountHasThePriorityOfTheMostUrgentLineThatItCounts) {
+    {
+        LogSource source(0);
+        source.debug("line");
+        source.debug("line");
+    }
+    {
+        LogSource source(0);
+        source.debug("line");
+        source.info("line");
+        source.debug("line");
+    }
+    {
+        LogSource source(0);
+        source.notice("line");
+        source.warning("line");
+        source.info("line");
+    }
+    EXPECT_EQ((Lines{{183, "2 more lines were not logged"},
+                     {182, "3 more lines were not logged"},
+                     {180, "3 more lines were not logged"}}),
+              log.lines());
+}
+
+TEST_F(LogSourceTest, TheNextCountDoesNotKeepThePriorityOfTheLastOne) {
+    LogSource source(0);
+    source.warning("line");
+    ASSERT_TRUE(eventually([&source] {
+        source.report();
+        return !source.hasUnreported();
+    }));
+    source.debug("line");
+    ASSERT_TRUE(eventually([&source] {
+        source.report();
+        return !source.hasUnreported();
+    }));
+    EXPECT_EQ((Lines{{180, "1 more lines were not logged"}, {183, "1 more lines were not logged"}}),
+              log.lines());
+}
+
+TEST_F(LogSourceTest, AParentThatTakesACountOverTakesItsPriorityOver) {
+    {
+        LogSource parent(0);
+        {
+            LogSource child(0, parent);
+            child.warning("line");
+            child.debug("line");
+        }
+        parent.debug("line");
+    }
+    EXPECT_EQ((Lines{{180, "3 more lines were not logged"}}), log.lines());
 }
 
 TEST_F(LogSourceTest, ChildrenShareTheBudgetOfTheirParent) {
