@@ -83,8 +83,7 @@ void DornDeamon::step(std::optional<LocalEndpoints>& endpoints) {
     endpoints->open();
     if (!started_) log_start(*endpoints);
     if (endpoints->empty()) return;
-    hostLog_.report();
-    strangerLog_.report();
+    for (LogSource* const log : logs()) log->report();
     serve(*endpoints);
 }
 
@@ -103,7 +102,7 @@ void DornDeamon::log_little_memory() const {
     Log::write(
         Log::NOTICE,
         "Little memory: %zu kB for requests of hosts, as much for answers, %zu hosts at most",
-        limits.pool() / KILOBYTE, limits.connections());
+        limits.pool() / KILOBYTE, most_connections());
 }
 
 void DornDeamon::warn_of_low_limit() const {
@@ -172,9 +171,10 @@ void DornDeamon::serve(LocalEndpoints& endpoints) {
 // and while many hosts are connected, so that the memory of those that leave is returned.
 Deadline DornDeamon::next_deadline(const LocalEndpoints& endpoints) {
     const Deadline nextRound = endpoints.nextRound();
-    const bool hasUnreported = hostLog_.hasUnreported() || strangerLog_.hasUnreported();
     if (nextRound != Deadline::never()) return nextRound;
-    if (hasUnreported) return Deadline::after(RETRY_PAUSE);
+    for (const LogSource* const log : logs()) {
+        if (log->hasUnreported()) return Deadline::after(RETRY_PAUSE);
+    }
     return connections_.areMany() ? Deadline::after(RETURN_PAUSE) : Deadline::never();
 }
 

@@ -1,6 +1,7 @@
 // The listener for host connections.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 
@@ -75,6 +76,8 @@ class DornDeamon : public Thread {
     void start_connection(const Socket& connection);
     void turn_away(const StreamServerSocket& listener, const char* problem);
     void log_problem(const char* what, const char* problem);
+    // All whose dropped lines this thread reports.
+    std::array<LogSource*, 3> logs() { return {&hostLog_, &strangerLog_, &problemLog_}; }
     void pause();
 
     TeskController& controller_;

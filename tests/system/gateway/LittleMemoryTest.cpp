@@ -53,6 +53,19 @@ TEST_F(LittleMemory, IsToldInTheLog) {
     EXPECT_EQ(181, line->priority);
 }
 
+TEST(LittleMemoryAndFewDescriptors, TheLogTellsHowManyHostsAreServedWithBoth) {
+    DaemonProcess::Options options;
+    options.disk.before = "ulimit -n 80";
+    Gateway gateway(0, {}, options);
+    std::filesystem::create_directories(gateway.daemon().root() / "proc");
+    writeFile(gateway.daemon().root() / "proc/meminfo", "MemAvailable: 19456 kB\n");
+    gateway.start();
+    EXPECT_TRUE(gateway.log().waitFor(
+        "Little memory: 1216 kB for requests of hosts, as much for answers, 12 hosts at most"))
+        << gateway.log().dump();
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
 TEST_F(LittleMemory, BoundsTheNumberOfHosts) {
     startWith("512");
     std::vector<HostClient> hosts;

@@ -96,6 +96,24 @@ Config manyPorts(int count) {
     return config.set("SLOT_MACHINE", "PORT_ASYNC", numbers);
 }
 
+// Nobody else comes after the last of them, whose turning away would log the count.
+TEST(OpenDescriptors, TheNumberOfHostsTurnedAwayIsToldThoughNoneComesAfterThem) {
+    Gateway gateway(0, Config().polling(30, 30), withLimit(80));
+    gateway.start();
+    const std::vector<HostClient> hosts = asManyHostsAsThereCanBe(gateway, 40);
+    ASSERT_GT(40U, hosts.size());
+    for (int i = 0; i < 100; ++i) EXPECT_TRUE(gateway.host().connection().closedByPeer());
+    const std::string count = "more lines were not logged";
+    EXPECT_TRUE(eventually([&] {
+        std::size_t told = gateway.log().count("Too many hosts are connected");
+        for (const LogLine& line : gateway.log().lines()) {
+            if (line.text.find(count) != std::string::npos) told += std::stoul(line.text);
+        }
+        return told >= 101;
+    })) << gateway.log().dump();
+    EXPECT_CLEAN_STOP(gateway.daemon());
+}
+
 TEST(OpenDescriptors, WithMoreLinesThanTheLimitCarriesSixteenHostsAreServedAndAWarningSaysSo) {
     Gateway gateway(0, manyPorts(60), withLimit(200));
     gateway.start();
