@@ -79,8 +79,25 @@ bool HostMemory::fits(const Account& account, std::size_t bytes) const {
     const std::size_t pool = limits_.pool();
     const std::size_t need =
         std::min(needed(limits_.requestAllowance(), account.held_, bytes), pool);
-    const bool isNext = line_.empty() || line_.front() == &account;
-    return need == 0 || (isNext && used_ + need <= pool);
+    if (need == 0) return true;
+    const bool usesPool = this->usesPool(account);
+    const Account* const next = usesPool ? firstInLine() : firstWithoutPool();
+    const bool isNext = next == nullptr || next == &account;
+    return isNext && used_ + need <= (usesPool ? pool - pool / 8 : pool);
+}
+
+bool HostMemory::usesPool(const Account& account) const {
+    return account.held_ > limits_.requestAllowance();
+}
+
+HostMemory::Account* HostMemory::firstInLine() const {
+    return line_.empty() ? nullptr : line_.front();
+}
+
+HostMemory::Account* HostMemory::firstWithoutPool() const {
+    const auto found = std::find_if(line_.begin(), line_.end(),
+                                    [this](const Account* waits) { return !usesPool(*waits); });
+    return found == line_.end() ? nullptr : *found;
 }
 
 void HostMemory::add(Account& account, std::size_t bytes) {
@@ -105,9 +122,9 @@ void HostMemory::leave(Account& account) {
 }
 
 void HostMemory::wakeFirst() {
-    if (line_.empty()) return;
-    const Account& first = *line_.front();
-    if (fits(first, first.wanted_)) first.wake_.set();
+    for (const Account* const first : {firstInLine(), firstWithoutPool()}) {
+        if (first != nullptr && fits(*first, first->wanted_)) first->wake_.set();
+    }
 }
 
 void HostMemory::makeRoom(const Account& account) {

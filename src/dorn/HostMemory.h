@@ -29,6 +29,9 @@ class Event;
 // - Within its allowance a connection never waits for others. With the largest pool, while it holds
 //   some thirty small requests to one machine each, a further small request fits, also one to every
 //   machine.
+// - A connection that holds some of the pool already gets more of it only as long as an eighth of
+//   the pool stays free, and those that hold none do not wait behind it. Otherwise one host with
+//   many requests to a silent machine would keep all others from larger requests, for hours.
 // - Nobody waits for ever: a connection that waits holds no part of what it waits for, and the
 //   rooms come back whatever the others do, since machines have a time-out and answers never wait.
 // - A request larger than the pool waits until the whole of it is free, and then exceeds it.
@@ -125,6 +128,12 @@ class HostMemory {
     // What further bytes take from a pool.
     static std::size_t needed(std::size_t allowance, std::size_t held, std::size_t bytes);
     bool fits(const Account& account, std::size_t bytes) const TESKD_REQUIRES(lock_);
+    // Whether it holds more for requests than its allowance. The caller holds the lock, which the
+    // analysis cannot follow into a search.
+    bool usesPool(const Account& account) const;
+    // The first that waits, and the first that waits and holds none of the pool; null for none.
+    Account* firstInLine() const TESKD_REQUIRES(lock_);
+    Account* firstWithoutPool() const TESKD_REQUIRES(lock_);
     void add(Account& account, std::size_t bytes) TESKD_REQUIRES(lock_);
     void giveBack(Account& account, std::size_t bytes);
     void leave(Account& account) TESKD_REQUIRES(lock_);

@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kAllowance = 65'536;
 constexpr std::size_t kPool = 8'388'608;
+constexpr std::size_t kMost = 7'340'032;  // of it, for those that hold some already
 
 class HostMemoryTest : public testing::Test {
   protected:
@@ -63,6 +64,67 @@ TEST_F(HostMemoryTest, NobodyOvertakesWhoWaitedFirst) {
     EXPECT_TRUE(first);
     EXPECT_TRUE(wakeThree_.isSet());  // the second one's allowance left that much
     EXPECT_TRUE(three_.take(kAllowance + 1));
+}
+
+TEST_F(HostMemoryTest, OneWithMuchAlreadyLeavesAnEighthOfThePoolToOthers) {
+    const Room much = one_.take(kAllowance + 1);
+    const Room more = one_.take(kMost - 1);
+    EXPECT_TRUE(more);
+    EXPECT_FALSE(one_.take(1));
+    EXPECT_TRUE(two_.take(kPool - kMost + kAllowance));
+}
+
+TEST_F(HostMemoryTest, OneWithMuchAlreadyTakesMoreOfWhatOthersLeave) {
+    const Room others = two_.take(kPool / 4 + kAllowance);
+    const Room much = one_.take(kAllowance + 1);
+    EXPECT_FALSE(one_.take(kMost - kPool / 4));
+    EXPECT_TRUE(one_.take(kMost - kPool / 4 - 1));
+}
+
+TEST_F(HostMemoryTest, OneWithMuchAlreadyKeepsNobodyWaitingBehindIt) {
+    const Room most = one_.take(kMost + kAllowance);
+    EXPECT_FALSE(one_.take(1));
+    EXPECT_TRUE(two_.take(kPool - kMost + kAllowance));
+}
+
+TEST_F(HostMemoryTest, OneWithMuchAlreadyDoesNotOvertakeWhoWaits) {
+    Room much = one_.take(kPool / 4 + kAllowance);
+    EXPECT_FALSE(two_.take(kPool));
+    EXPECT_FALSE(one_.take(1));
+    much = Room();
+    EXPECT_TRUE(wakeTwo_.isSet());
+    EXPECT_TRUE(two_.take(kPool));
+}
+
+TEST_F(HostMemoryTest, OneWithMuchAlreadyIsWokenWhenAnEighthOfThePoolIsFreeAgain) {
+    Room others = two_.take(kMost + kAllowance);
+    const Room much = one_.take(kAllowance + 1);
+    EXPECT_FALSE(one_.take(1000));
+    others.release(1000);
+    EXPECT_FALSE(wakeOne_.isSet());
+    others.release(1);
+    EXPECT_TRUE(wakeOne_.isSet());
+    EXPECT_TRUE(one_.take(1000));
+}
+
+// The first in the line has much already and may have no more; who waits behind it is woken.
+TEST_F(HostMemoryTest, WhoWaitsBehindOneWithMuchIsWokenByRoomForItself) {
+    const Room most = one_.take(kMost + kAllowance);
+    Room rest = two_.take(kPool - kMost + kAllowance);
+    EXPECT_FALSE(one_.take(1));
+    EXPECT_FALSE(three_.take(kAllowance + 1));
+    rest.release(1);
+    EXPECT_TRUE(wakeThree_.isSet());
+    EXPECT_FALSE(wakeOne_.isSet());
+    EXPECT_TRUE(three_.take(kAllowance + 1));
+}
+
+TEST_F(HostMemoryTest, OneThatHasLessNowMayTakeALargeRequestAgain) {
+    Room much = one_.take(kAllowance + 1);
+    EXPECT_FALSE(one_.take(kPool));
+    much.release(1);
+    EXPECT_TRUE(wakeOne_.isSet());
+    EXPECT_TRUE(one_.take(kPool));
 }
 
 TEST_F(HostMemoryTest, TheAllowanceIsNotWaitedFor) {
