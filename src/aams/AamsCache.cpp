@@ -22,7 +22,7 @@ std::size_t outside(const std::string& text) {
     return text.capacity() > std::string().capacity() ? text.capacity() + 1 + OVERHEAD : 0;
 }
 
-std::size_t memoryOfFields(const AamsCache::Reading& reading) {
+std::size_t memory_of_fields(const AamsCache::Reading& reading) {
     std::size_t bytes =
         outside(reading.context) + outside(reading.stamp) + outside(reading.message);
     for (const std::string& error : reading.errors) {
@@ -41,9 +41,9 @@ void AamsCache::add_reading(const std::string& code, const std::string& context,
     Record added(1);
     Entry& entry = added.front();
     entry.reading = {context, stamp, message.substr(0, LONGEST_MESSAGE), errors};
-    entry.bytes = LIST_NODE + sizeof entry + memoryOfFields(entry.reading);
+    entry.bytes = LIST_NODE + sizeof entry + memory_of_fields(entry.reading);
     const auto [record, isNew] = records_.try_emplace(code);
-    if (isNew) bytes_ += memoryOf(*record);
+    if (isNew) bytes_ += memory_of(*record);
     bytes_ += entry.bytes;
     entry.number = ++readings_;
     record->second.splice(record->second.begin(), added);
@@ -52,7 +52,7 @@ void AamsCache::add_reading(const std::string& code, const std::string& context,
     while (bytes_ > MOST_MEMORY) drop_oldest();
 }
 
-std::size_t AamsCache::memoryOf(const Records::value_type& record) {
+std::size_t AamsCache::memory_of(const Records::value_type& record) {
     return MAP_NODE + sizeof record + outside(record.first);
 }
 
@@ -60,7 +60,7 @@ void AamsCache::drop_oldest_of(Records::iterator record) {
     bytes_ -= record->second.back().bytes;
     record->second.pop_back();
     if (!record->second.empty()) return;
-    bytes_ -= memoryOf(*record);
+    bytes_ -= memory_of(*record);
     records_.erase(record);
 }
 

@@ -67,7 +67,7 @@ class AamsCache {
     using Records = std::map<std::string, Record>;
 
     // Bytes of a map entry, without its readings.
-    static std::size_t memoryOf(const Records::value_type& record);
+    static std::size_t memory_of(const Records::value_type& record);
     void drop_oldest_of(Records::iterator record) TESKD_REQUIRES(lock_);
     void drop_oldest() TESKD_REQUIRES(lock_);
     void drop_most_silent() TESKD_REQUIRES(lock_);

@@ -9,7 +9,7 @@ Aams::AamsNtpTimerTask::AamsNtpTimerTask(Aams& owner)
     : TimerTask("AamsNtpTimerTask"), owner_(owner) {}
 
 void Aams::AamsNtpTimerTask::run() {
-    asTimerWork([this] {
+    as_timer_work([this] {
         const PacketHandle<AamsPacketU1> question(new AamsPacketU1(aamsreply::address(mac())));
         owner_.send_notification(*question);
     });

@@ -34,7 +34,7 @@ class Poll : public TeskPacket {
 Aams::AamsTimerTask::AamsTimerTask(Aams& owner) : TimerTask("AamsTimerTask"), owner_(owner) {}
 
 void Aams::AamsTimerTask::run() {
-    asTimerWork([this] { start_pass(); });
+    as_timer_work([this] { start_pass(); });
 }
 
 void Aams::AamsTimerTask::start_pass() {

@@ -17,9 +17,9 @@ class NumberReader {
 
     std::int32_t next(const char* name) {
         const text::Number number = text::parseNumber(rest_, 10);
-        constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
-        constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
-        if (number.consumed == 0 || number.value == lowest || number.value == highest) {
+        constexpr std::int32_t LOWEST = std::numeric_limits<std::int32_t>::min();
+        constexpr std::int32_t HIGHEST = std::numeric_limits<std::int32_t>::max();
+        if (number.consumed == 0 || number.value == LOWEST || number.value == HIGHEST) {
             throw Exception(std::string("invalid ") + name);
         }
         rest_.remove_prefix(std::min(number.consumed + 1, rest_.size()));
@@ -30,11 +30,11 @@ class NumberReader {
     std::string_view rest_;
 };
 
-std::uint32_t toMilliseconds(std::int32_t minutes) {
+std::uint32_t to_milliseconds(std::int32_t minutes) {
     constexpr std::int64_t MILLISECONDS_PER_MINUTE = 60000;
-    constexpr std::int64_t highest = std::numeric_limits<std::uint32_t>::max();
+    constexpr std::int64_t HIGHEST = std::numeric_limits<std::uint32_t>::max();
     return static_cast<std::uint32_t>(
-        std::clamp(minutes * MILLISECONDS_PER_MINUTE, std::int64_t{0}, highest));
+        std::clamp(minutes * MILLISECONDS_PER_MINUTE, std::int64_t{0}, HIGHEST));
 }
 
 }  // namespace
@@ -53,11 +53,11 @@ std::string ExternalParameters::to_string() const {
 }
 
 std::uint32_t ExternalParameters::first_delay_ms() const {
-    return toMilliseconds(tmp_app_accensione);
+    return to_milliseconds(tmp_app_accensione);
 }
 
 std::uint32_t ExternalParameters::period_ms() const {
-    return toMilliseconds(std::max(tmp_app_collegati, 1));
+    return to_milliseconds(std::max(tmp_app_collegati, 1));
 }
 
 }  // namespace teskd

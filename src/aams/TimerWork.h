@@ -10,7 +10,7 @@ namespace teskd {
 // Does the work. Rethrows a std::exception as an Exception: the timer logs an Exception and goes
 // on, while any other would end its thread.
 template <class Work>
-void asTimerWork(Work work) {
+void as_timer_work(Work work) {
     try {
         work();
     } catch (const std::exception& e) {

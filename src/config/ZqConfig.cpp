@@ -29,7 +29,7 @@ constexpr const char* MAC_KEY = "[INTERNAL] MAC_ADDR_";
 constexpr int MILLISECONDS_PER_SECOND = 1000;
 constexpr std::size_t SHORTEST_DATE = 10;  // digits before the last blank
 
-std::string formatLocalTime(const char* format) {
+std::string format_local_time(const char* format) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
@@ -200,8 +200,8 @@ int ZqConfig::get_port_flowcontrol(int n) {
 std::uint32_t ZqConfig::get_tout_ora_ms() {
     const std::int64_t milliseconds =
         std::int64_t{text::toInt(value_of("[RICH_ORA] TOUT_ORA"))} * MILLISECONDS_PER_SECOND;
-    constexpr std::int64_t highest = std::numeric_limits<std::uint32_t>::max();
-    return static_cast<std::uint32_t>(std::clamp(milliseconds, std::int64_t{0}, highest));
+    constexpr std::int64_t HIGHEST = std::numeric_limits<std::uint32_t>::max();
+    return static_cast<std::uint32_t>(std::clamp(milliseconds, std::int64_t{0}, HIGHEST));
 }
 
 int ZqConfig::get_tmp_app_collegati() {
@@ -260,11 +260,11 @@ bool ZqConfig::is_sw_updated() {
 }
 
 std::string ZqConfig::get_current_date_time() {
-    return formatLocalTime("%y%m%d%H%M%S");
+    return format_local_time("%y%m%d%H%M%S");
 }
 
 std::string ZqConfig::get_current_date() {
-    return formatLocalTime("%d.%m.%y");
+    return format_local_time("%d.%m.%y");
 }
 
 void ZqConfig::set_current_date_time(std::string text, LogSource& log) {

@@ -21,10 +21,10 @@ void raiseDescriptorLimit() {
 }
 
 std::size_t descriptorLimit() {
-    constexpr rlim_t highest = std::numeric_limits<int>::max();
+    constexpr rlim_t HIGHEST = std::numeric_limits<int>::max();
     rlimit limit{};
     const bool known = ::getrlimit(RLIMIT_NOFILE, &limit) == 0;
-    return known ? static_cast<std::size_t>(std::min(limit.rlim_cur, highest)) : highest;
+    return known ? static_cast<std::size_t>(std::min(limit.rlim_cur, HIGHEST)) : HIGHEST;
 }
 
 }  // namespace teskd

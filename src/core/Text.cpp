@@ -32,10 +32,10 @@ struct Digits {
 };
 
 Digits readDigits(std::string_view text, int base) {
-    constexpr std::int64_t limit = std::int64_t{1} << 31;
+    constexpr std::int64_t LIMIT = std::int64_t{1} << 31;
     Digits digits;
     while (digits.count < text.size() && digit(text[digits.count]) < base) {
-        digits.value = std::min(digits.value * base + digit(text[digits.count]), limit);
+        digits.value = std::min(digits.value * base + digit(text[digits.count]), LIMIT);
         ++digits.count;
     }
     return digits;
@@ -97,8 +97,8 @@ Number parseNumber(std::string_view text, int base) {
     const std::size_t prefix = sign + hexPrefix(number.substr(sign), base);
     const Digits digits = readDigits(number.substr(prefix), base);
     if (digits.count == 0) return {};
-    constexpr std::int64_t highest = std::numeric_limits<std::int32_t>::max();
-    const std::int64_t value = negative ? -digits.value : std::min(digits.value, highest);
+    constexpr std::int64_t HIGHEST = std::numeric_limits<std::int32_t>::max();
+    const std::int64_t value = negative ? -digits.value : std::min(digits.value, HIGHEST);
     return {static_cast<std::int32_t>(value), start + prefix + digits.count};
 }
 

@@ -127,7 +127,7 @@ bool Dorn::await_more(const std::string& problem) {
     bool arrived = false;
     while (!arrived && !context_.stop.isSet()) {
         log_notice(problem.c_str());
-        arrived = await(Goal::input, &context_.stop, Deadline::after(JUNK_PAUSE));
+        arrived = await(Goal::INPUT, &context_.stop, Deadline::after(JUNK_PAUSE));
     }
     return arrived;
 }
@@ -146,9 +146,9 @@ void Dorn::await_input() {
     while (!stop.isSet() && (frameLog_.hasUnreported() || releaseLog_.hasUnreported())) {
         frameLog_.report();
         releaseLog_.report();
-        if (await(Goal::input, &stop, std::min(end, Deadline::after(NOTICE_PAUSE)))) break;
+        if (await(Goal::INPUT, &stop, std::min(end, Deadline::after(NOTICE_PAUSE)))) break;
     }
-    const bool arrived = await(Goal::input, &stop, end);
+    const bool arrived = await(Goal::INPUT, &stop, end);
     if (stop.isSet()) throw SocketException(STOPPED);
     if (!arrived || end.hasPassed()) throw SocketException(NOT_WHOLE);
 }
@@ -172,7 +172,7 @@ void Dorn::await_room(DornPacket& packet, std::size_t size, std::size_t buffered
     frameSize_ = dornframe::HEADER_SIZE + size + 1;
     buffered_ = buffered;
     if (hasFinished_) host_has_finished();
-    if (!await(Goal::room, &context_.stop)) throw SocketException(STOPPED);
+    if (!await(Goal::ROOM, &context_.stop)) throw SocketException(STOPPED);
 }
 
 void Dorn::forget_request() {
@@ -196,14 +196,14 @@ bool Dorn::await(Goal goal, const Event* stop, Deadline deadline) {
         wake_.clear();
         // Check before sendQueued(): an answer is queued before its request stops being pending. In
         // the other order an answer that is queued in between would be missed.
-        const bool answered = goal == Goal::answered && pending_.noneOrArm();
+        const bool answered = goal == Goal::ANSWERED && pending_.noneOrArm();
         const std::size_t queued = writer_.sendQueued();
         if (answered && queued == 0) return true;
-        if (goal == Goal::room && take_room(queued)) return true;
+        if (goal == Goal::ROOM && take_room(queued)) return true;
         const auto writes = static_cast<short>(queued > 0 ? POLLOUT : 0);
         const short found = wait(static_cast<short>(events_for(goal) | writes), stop, deadline);
         if (stop != nullptr && stop->isSet()) return false;
-        if (goal == Goal::input && (found & ~POLLOUT) != 0) return true;
+        if (goal == Goal::INPUT && (found & ~POLLOUT) != 0) return true;
         if ((found & (POLLERR | POLLHUP)) != 0) host_is_gone(goal);
         if ((found & POLLRDHUP) != 0) host_has_finished();
         if (deadline.hasPassed()) return false;
@@ -211,8 +211,8 @@ bool Dorn::await(Goal goal, const Event* stop, Deadline deadline) {
 }
 
 short Dorn::events_for(Goal goal) const {
-    if (goal == Goal::input) return POLLIN;
-    return static_cast<short>(goal == Goal::room && !hasFinished_ ? POLLRDHUP : 0);
+    if (goal == Goal::INPUT) return POLLIN;
+    return static_cast<short>(goal == Goal::ROOM && !hasFinished_ ? POLLRDHUP : 0);
 }
 
 short Dorn::wait(short events, const Event* stop, Deadline deadline) {
@@ -231,7 +231,7 @@ void Dorn::host_is_gone(Goal goal) {
     isGone_ = true;
     context_.controller.withdraw(&pending_);
     context_.engine.withdraw(&pending_);
-    if (goal == Goal::room) dornframe::throw_closed();
+    if (goal == Goal::ROOM) dornframe::throw_closed();
 }
 
 // When the rest of the request has not arrived, it never will: there is no use in waiting for room.
@@ -243,10 +243,10 @@ void Dorn::host_has_finished() {
 
 // When the daemon stops, owed answers have STOP_GRACE; then the connection is shut down.
 void Dorn::await_owed_answers() {
-    if (await(Goal::answered, &context_.stop)) return;
-    if (await(Goal::answered, nullptr, Deadline::after(STOP_GRACE))) return;
+    if (await(Goal::ANSWERED, &context_.stop)) return;
+    if (await(Goal::ANSWERED, nullptr, Deadline::after(STOP_GRACE))) return;
     connection_.shutdownQuietly();
-    await(Goal::answered, nullptr);
+    await(Goal::ANSWERED, nullptr);
 }
 
 void Dorn::packetCompleted(Packet* packet) {

@@ -69,9 +69,9 @@ class Dorn : public Thread, public PacketContainer, public PacketEventListener {
   private:
     // What the connection's thread waits for.
     enum class Goal {
-        input,    // the host has sent something or has disconnected
-        room,     // another request of the host may be taken
-        answered  // no request is pending and everything is sent
+        INPUT,    // the host has sent something or has disconnected
+        ROOM,     // another request of the host may be taken
+        ANSWERED  // no request is pending and everything is sent
     };
 
     void serve();

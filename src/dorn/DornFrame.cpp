@@ -32,14 +32,14 @@ std::string_view view(const Header& header) {
 Header new_header(std::uint8_t type) {
     Header header{};
     header[0] = START;
-    set_kind(header, Kind::regular);
+    set_kind(header, Kind::REGULAR);
     set_constant(header);
     header[OFFSET_TYPE] = static_cast<char>(type);
     return header;
 }
 
 bool begins_frame(std::string_view bytes) {
-    return bytes[0] == START && bytes[OFFSET_KIND] == static_cast<char>(Kind::regular);
+    return bytes[0] == START && bytes[OFFSET_KIND] == static_cast<char>(Kind::REGULAR);
 }
 
 int type_of(const Header& header) {

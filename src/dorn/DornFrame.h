@@ -47,10 +47,10 @@ constexpr std::uint8_t TYPE_AAMS = 0xFE;
 constexpr std::uint32_t LARGEST_LENGTH = 16 * 1024 * 1024;
 
 enum class Kind : std::uint8_t {
-    regular = 0x81,   // a request, or its answer
-    failed = 0xAB,    // the request could not be handled
-    unknown = 0xFD,   // none of the addressed machines is known
-    timedOut = 0xFE,  // no answer in time
+    REGULAR = 0x81,    // a request, or its answer
+    FAILED = 0xAB,     // the request could not be handled
+    UNKNOWN = 0xFD,    // none of the addressed machines is known
+    TIMED_OUT = 0xFE,  // no answer in time
 };
 
 // The header of a request of that type; length, station address and identifiers are zero.

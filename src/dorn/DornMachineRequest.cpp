@@ -61,7 +61,7 @@ void DornMachineRequest::offer_to_controller(TeskController& controller) {
     }
     std::list<TeskMaster*> targets = known_targets(controller, question);
     if (targets.empty()) {
-        queue_empty_answer(Kind::unknown);
+        queue_empty_answer(Kind::UNKNOWN);
         Packet::notifyCompleted();
         return;
     }
@@ -151,12 +151,12 @@ void DornMachineRequest::packetError(Packet*, const Exception& e) {
 }
 
 void DornMachineRequest::notifyFailed() {
-    queue_empty_answer(Kind::timedOut);
+    queue_empty_answer(Kind::TIMED_OUT);
     Packet::notifyFailed();
 }
 
 void DornMachineRequest::notifyError(const Exception& e) {
-    queue_empty_answer(Kind::failed);
+    queue_empty_answer(Kind::FAILED);
     Packet::notifyError(e);
 }
 
@@ -175,7 +175,7 @@ std::size_t DornMachineRequest::queue_answer(const TeskPacket& answer) {
     std::list<Frame> frames;
     for (std::string& body : encode(answer, progress)) {
         require_frame(body);
-        frames.push_back({frame_of(Kind::regular, std::move(body)), frames.empty()});
+        frames.push_back({frame_of(Kind::REGULAR, std::move(body)), frames.empty()});
     }
     const std::size_t count = frames.size();
     frames_.splice(frames_.end(), frames);
@@ -198,8 +198,8 @@ void DornMachineRequest::queue_empty_answer(Kind kind) {
         frames_.push_back({frame_of(kind, {}), true});
     } catch (const std::exception& e) {
         Log::write(Log::WARNING, "An answer is late: %s", e.what());
-        if (kind == Kind::timedOut) ++owedTimeouts_;
-        if (kind == Kind::failed) ++owedFailures_;
+        if (kind == Kind::TIMED_OUT) ++owedTimeouts_;
+        if (kind == Kind::FAILED) ++owedFailures_;
     }
 }
 
@@ -223,11 +223,11 @@ void DornMachineRequest::answer(FrameWriter& host) {
 std::string DornMachineRequest::owed_frame() {
     if (owedTimeouts_ > 0) {
         --owedTimeouts_;
-        return frame_of(Kind::timedOut, {});
+        return frame_of(Kind::TIMED_OUT, {});
     }
     if (owedFailures_ > 0) {
         --owedFailures_;
-        return frame_of(Kind::failed, {});
+        return frame_of(Kind::FAILED, {});
     }
     return serialize();
 }

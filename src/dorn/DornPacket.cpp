@@ -37,13 +37,13 @@ DornPacket::DornPacket(std::uint8_t type) : header_(new_header(type)) {}
 
 void DornPacket::notifyFailed() {
     set_frame_body({});
-    set_kind(Kind::timedOut);
+    set_kind(Kind::TIMED_OUT);
     Packet::notifyFailed();
 }
 
 void DornPacket::notifyError(const Exception& e) {
     set_frame_body({});
-    set_kind(Kind::failed);
+    set_kind(Kind::FAILED);
     Packet::notifyError(e);
 }
 

@@ -46,7 +46,7 @@ void SocketInputStream::close() {
 }
 
 int SocketInputStream::read() {
-    wait_for_data();
+    waitForData();
     unsigned char byte = 0;
     const ssize_t n = ::read(descriptor_.get(), &byte, 1);
     if (n < 0) throwSocketError("virtual int SocketInputStream::read()");
@@ -55,7 +55,7 @@ int SocketInputStream::read() {
 
 int SocketInputStream::read(char* buffer, int len) {
     if (len < 1) return 0;
-    wait_for_data();
+    waitForData();
     const ssize_t n = ::read(descriptor_.get(), buffer, static_cast<std::size_t>(len));
     if (n < 0) throwSocketError("virtual int SocketInputStream::read(char*, int)");
     return n == 0 ? -1 : static_cast<int>(n);
@@ -67,7 +67,7 @@ int SocketInputStream::skip(int n) {
     return read(dropped.data(), static_cast<int>(dropped.size()));
 }
 
-void SocketInputStream::wait_for_data() {
+void SocketInputStream::waitForData() {
     if (timeout_ == 0 && interrupt_ == nullptr) return;
     if (!descriptor_.isOpen()) throwSocketError("void SocketInputStream::wait_for_data()", EBADF);
     const int ready =

@@ -32,7 +32,7 @@ class SocketInputStream : public InputStream {
     void setInterrupt(const Event* interrupt) { interrupt_ = interrupt; }
 
   private:
-    void wait_for_data();
+    void waitForData();
 
     Descriptor descriptor_;
     int timeout_ = 0;  // milliseconds, 0: without limit

@@ -8,23 +8,23 @@ namespace teskd {
 
 std::optional<int> TelnetDecoder::feed(int byte) {
     switch (state_) {
-        case State::data:
+        case State::DATA:
             if (byte != telnet::IAC) return byte;
-            state_ = State::command;
+            state_ = State::COMMAND;
             return std::nullopt;
-        case State::command:
-            state_ = State::data;
+        case State::COMMAND:
+            state_ = State::DATA;
             return command(byte);
-        case State::option:
-            state_ = State::data;
+        case State::OPTION:
+            state_ = State::DATA;
             option(byte);
             return std::nullopt;
-        case State::subnegotiationOption:
-            state_ = State::subnegotiation;
+        case State::SUBNEGOTIATION_OPTION:
+            state_ = State::SUBNEGOTIATION;
             subnegotiationOption_ = byte;
             parameters_.clear();
             return std::nullopt;
-        case State::subnegotiation:
+        case State::SUBNEGOTIATION:
             parameter(byte);
             return std::nullopt;
     }
@@ -43,14 +43,14 @@ std::optional<int> TelnetDecoder::command(int byte) {
             log_.warning("Telnet 'IAC' 'SE' Character found without a 'IAC' 'SB' prior");
             return std::nullopt;
         case telnet::SB:
-            state_ = State::subnegotiationOption;
+            state_ = State::SUBNEGOTIATION_OPTION;
             return std::nullopt;
         case telnet::WILL:
         case telnet::WONT:
         case telnet::DO:
         case telnet::DONT:
             command_ = byte;
-            state_ = State::option;
+            state_ = State::OPTION;
             return std::nullopt;
         default:  // the commands NOP to GA are ignored
             return std::nullopt;
@@ -75,12 +75,12 @@ void TelnetDecoder::parameter(int byte) {
                       parameters_.back() == static_cast<char>(telnet::IAC);
     if (ends) {
         parameters_.pop_back();
-        state_ = State::data;
+        state_ = State::DATA;
         interface_.subnegotiation(subnegotiationOption_, parameters_);
         return;
     }
     parameters_.push_back(static_cast<char>(byte));
-    if (parameters_.size() >= LONGEST_SUBNEGOTIATION) state_ = State::data;
+    if (parameters_.size() >= LONGEST_SUBNEGOTIATION) state_ = State::DATA;
 }
 
 }  // namespace teskd

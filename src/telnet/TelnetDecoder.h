@@ -28,7 +28,7 @@ class TelnetDecoder {
     std::optional<int> feed(int byte);
 
   private:
-    enum class State { data, command, option, subnegotiationOption, subnegotiation };
+    enum class State { DATA, COMMAND, OPTION, SUBNEGOTIATION_OPTION, SUBNEGOTIATION };
 
     std::optional<int> command(int byte);
     void option(int byte);
@@ -36,7 +36,7 @@ class TelnetDecoder {
 
     TelnetOptionInterface& interface_;
     LogSource& log_;
-    State state_ = State::data;
+    State state_ = State::DATA;
     int command_ = 0;  // WILL, WONT, DO or DONT; its option is the next byte
     int subnegotiationOption_ = 0;
     std::string parameters_;

@@ -185,8 +185,8 @@ void TeskMaster::probe(Telnet& telnet) {
 bool TeskMaster::exchange(Telnet& telnet, TeskPacket& packet) {
     drop_unasked(telnet);
     late_.begin(packet, probing_ ? LateAnswers::Kind::PROBE : LateAnswers::Kind::REQUEST);
-    constexpr std::uint32_t longest = std::numeric_limits<int>::max();
-    telnet.limitTime(static_cast<int>(std::min(packet.getAnswerTimeout(), longest)));
+    constexpr std::uint32_t LONGEST = std::numeric_limits<int>::max();
+    telnet.limitTime(static_cast<int>(std::min(packet.getAnswerTimeout(), LONGEST)));
     packet.write(telnet.getOutputStream());
     telnet.getOutputStream().flush();
     bool answered = true;

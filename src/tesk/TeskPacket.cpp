@@ -20,7 +20,7 @@ constexpr std::size_t ID_SIZE = 3;
 constexpr std::size_t LENGTH_SIZE = 4;
 constexpr int BODY_BLOCK = 4096;
 
-bool isNumber(std::string_view text, std::size_t size, int base) {
+bool is_number(std::string_view text, std::size_t size, int base) {
     return text.size() == size && text::parseNumber(text, base).consumed == size;
 }
 
@@ -51,7 +51,7 @@ void TeskPacket::read(InputStream& in) {
         ++consumed;
     }
     regular_header_ =
-        isNumber(id_, ID_SIZE, 10) && isNumber(length, LENGTH_SIZE, 16) && total >= consumed;
+        is_number(id_, ID_SIZE, 10) && is_number(length, LENGTH_SIZE, 16) && total >= consumed;
     read_body(in, total - consumed);
     raw_ = false;
     split_trailer();

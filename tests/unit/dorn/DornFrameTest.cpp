@@ -55,7 +55,7 @@ TEST(DornFrameHeader, TheStationAddressIsAllSixBytes) {
 
 TEST(DornFrameHeader, EachFieldIsSetAndTheOthersStay) {
     Header header = headerOf(kFull);
-    set_kind(header, Kind::failed);
+    set_kind(header, Kind::FAILED);
     set_constant(header);
     set_station(header, {0x91, 0x92, 0x93, 0x94, 0x95, 0x96});
     set_identifiers(header, {0x81828384, 0x05860788});
