@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "core/SystemLog.h"
-#include "net/DescriptorLimit.h"
 #include "support/Deadline.h"
 #include "support/LogSocket.h"
 #include "support/TempDir.h"
 #include "support/UniqueFd.h"
+#include "support_src/LimitedDescriptors.h"
 
 namespace teskd::test {
 namespace {
@@ -247,7 +247,7 @@ TEST_F(SystemLogTest, AFullStreamDoesNotHoldTheDaemonUp) {
 TEST_F(SystemLogTest, LinesGetOutWhenNoDescriptorIsLeft) {
     LogSocket socket(path_);
     log_.open("gateway", false);
-    const DescriptorLimit none(static_cast<rlim_t>(nextDescriptor()));
+    const LimitedDescriptors none(static_cast<rlim_t>(nextDescriptor()));
     log_.write(kWarning, "no descriptors");
     EXPECT_TRUE(socket.waitFor("no descriptors"));
 }

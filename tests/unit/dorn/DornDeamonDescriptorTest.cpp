@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "DeamonFixture.h"
-#include "net/DescriptorLimit.h"
 #include "support/OneOfAFew.h"
 #include "support/UniqueFd.h"
+#include "support_src/LimitedDescriptors.h"
 
 namespace teskd::test {
 namespace {
@@ -130,13 +130,12 @@ class WaitingHost {
 
   private:
     UniqueFd socket_;
-    std::optional<DescriptorLimit> limit_;
+    std::optional<LimitedDescriptors> limit_;
 };
 
 void expectServedLater(WaitingHost& waiting) {
     Connection host = waiting.connection();
-    Frame request;
-    request.type = 7;
+    Frame request{.type = 7};
     host.sendAll(request.encode());
     EXPECT_EQ('\xFF', host.readExactly(1).front());
 }

@@ -4,11 +4,11 @@
 #include <unistd.h>
 
 #include "dorn/SpareDescriptor.h"
-#include "net/DescriptorLimit.h"
 #include "net/StreamServerSocket.h"
 #include "support/Connection.h"
 #include "support/Listener.h"
 #include "support/ProcInfo.h"
+#include "support_src/LimitedDescriptors.h"
 
 namespace teskd::test {
 namespace {
@@ -41,7 +41,7 @@ TEST_F(SpareDescriptorTest, TurnsOneHostAfterTheOtherAwayWithoutAnotherDescripto
     Connection first = connect();
     Connection second = connect();
     {
-        const DescriptorLimit none(static_cast<rlim_t>(nextDescriptor()));
+        const LimitedDescriptors none(static_cast<rlim_t>(nextDescriptor()));
         ASSERT_EQ(-1, nextDescriptor());
         EXPECT_TRUE(spare.turnAway(listener()));
         EXPECT_TRUE(spare.isHeld());
@@ -75,7 +75,7 @@ TEST_F(SpareDescriptorTest, LeavesADescriptorAfterwardsWhenThereAreSome) {
 
 TEST_F(SpareDescriptorTest, OneThatCouldNotBeHadIsAcquiredAtTheNextOccasion) {
     Connection host = connect();
-    std::optional<DescriptorLimit> none(std::in_place, static_cast<rlim_t>(nextDescriptor()));
+    std::optional<LimitedDescriptors> none(std::in_place, static_cast<rlim_t>(nextDescriptor()));
     SpareDescriptor spare;
     EXPECT_FALSE(spare.isHeld());
     EXPECT_FALSE(spare.acquire());
@@ -87,7 +87,7 @@ TEST_F(SpareDescriptorTest, OneThatCouldNotBeHadIsAcquiredAtTheNextOccasion) {
 }
 
 TEST_F(SpareDescriptorTest, TellsThatItIsHeldNowOrWasAlready) {
-    std::optional<DescriptorLimit> none(std::in_place, static_cast<rlim_t>(nextDescriptor()));
+    std::optional<LimitedDescriptors> none(std::in_place, static_cast<rlim_t>(nextDescriptor()));
     SpareDescriptor spare;
     none.reset();
     EXPECT_TRUE(spare.acquire());

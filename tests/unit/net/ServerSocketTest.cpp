@@ -3,13 +3,13 @@
 #include <set>
 #include <unistd.h>
 
-#include "net/DescriptorLimit.h"
 #include "net/ServerSocket.h"
 #include "net/StreamServerSocket.h"
 #include "support/Connection.h"
 #include "support/Listener.h"
 #include "support/ProcInfo.h"
 #include "support_src/BlockedCall.h"
+#include "support_src/LimitedDescriptors.h"
 #include "support_src/Thrown.h"
 
 namespace teskd::test {
@@ -144,7 +144,7 @@ TEST(ServerSocket, WithoutDescriptorsTheConnectionWaitsToBeAccepted) {
     int received = 0;
     for (auto limit = static_cast<rlim_t>(nextDescriptor()); message != "nothing was thrown";
          ++limit) {
-        const DescriptorLimit few(limit);
+        const LimitedDescriptors few(limit);
         message =
             messageOf<SocketException>([&] { received = server.accept().getInputStream().read(); });
         met.insert(message);

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "core/Event.h"
-#include "net/DescriptorLimit.h"
 #include "net/SocketInputStream.h"
 #include "support/Bytes.h"
 #include "support/Listener.h"
 #include "support_src/BlockedCall.h"
+#include "support_src/LimitedDescriptors.h"
 #include "support_src/Thrown.h"
 
 namespace teskd::test {
@@ -218,7 +218,7 @@ TEST_F(SocketInputStreamTest, AssignmentTakesTheConnectionAndKeepsItsOwnTimeout)
 
 TEST_F(SocketInputStreamTest, AssignmentWithoutDescriptorsIsAnError) {
     SocketInputStream target;
-    const DescriptorLimit none(static_cast<rlim_t>(nextDescriptor()));
+    const LimitedDescriptors none(static_cast<rlim_t>(nextDescriptor()));
     EXPECT_EQ(kPrefix +
                   "SocketInputStream& SocketInputStream::operator=(const SocketInputStream&)"
                   "Too many open files",

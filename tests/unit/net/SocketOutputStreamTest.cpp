@@ -5,12 +5,12 @@
 #include <thread>
 
 #include "core/Event.h"
-#include "net/DescriptorLimit.h"
 #include "net/SendsNothing.h"
 #include "net/SocketOutputStream.h"
 #include "support/Bytes.h"
 #include "support/Listener.h"
 #include "support_src/BlockedCall.h"
+#include "support_src/LimitedDescriptors.h"
 #include "support_src/Thrown.h"
 
 namespace teskd::test {
@@ -140,7 +140,7 @@ TEST_F(SocketOutputStreamTest, AClosedStreamCannotBeAssigned) {
 
 TEST_F(SocketOutputStreamTest, AssignmentWithoutDescriptorsIsAnError) {
     SocketOutputStream target;
-    const DescriptorLimit none(static_cast<rlim_t>(nextDescriptor()));
+    const LimitedDescriptors none(static_cast<rlim_t>(nextDescriptor()));
     EXPECT_EQ(kPrefix +
                   "SocketOutputStream& SocketOutputStream::operator=(const SocketOutputStream&)"
                   "Too many open files",

@@ -8,11 +8,11 @@
 
 #include "core/Event.h"
 #include "net/ClientAndPeer.h"
-#include "net/DescriptorLimit.h"
 #include "net/Socket.h"
 #include "support/Bytes.h"
 #include "support/ProcInfo.h"
 #include "support_src/BlockedCall.h"
+#include "support_src/LimitedDescriptors.h"
 #include "support_src/Thrown.h"
 
 namespace teskd::test {
@@ -70,7 +70,7 @@ TEST(Socket, WithoutDescriptorsNothingIsBuiltAndNothingIsLeft) {
     std::string message;
     for (auto limit = static_cast<rlim_t>(nextDescriptor()); message != "nothing was thrown";
          ++limit) {
-        const DescriptorLimit few(limit);
+        const LimitedDescriptors few(limit);
         message = messageOf<SocketException>([] { tcpSocket(); });
         met.insert(message);
     }

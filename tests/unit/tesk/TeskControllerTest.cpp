@@ -5,9 +5,9 @@
 #include <set>
 #include <unistd.h>
 
-#include "net/DescriptorLimit.h"
 #include "support/Listener.h"
 #include "support/ProcInfo.h"
+#include "support_src/LimitedDescriptors.h"
 #include "support_src/LogRecorder.h"
 #include "support_src/Thrown.h"
 #include "tesk/PortConfig.h"
@@ -105,7 +105,7 @@ TEST_F(TeskControllerTest, APortWithoutDefaultsIsAMachineWithoutAnAddress) {
 }
 
 TEST_F(TeskControllerTest, PortsTakeNoDescriptorsBeforeTheirFirstRequest) {
-    const DescriptorLimit few(static_cast<rlim_t>(nextDescriptor()) + 2);
+    const LimitedDescriptors few(static_cast<rlim_t>(nextDescriptor()) + 2);
     build("1,2,3,4");
     EXPECT_EQ((Names{"SlotMachine_1", "SlotMachine_2", "SlotMachine_3", "SlotMachine_4"}),
               controller->get_identities());
@@ -115,7 +115,7 @@ TEST_F(TeskControllerTest, PortsTakeNoDescriptorsBeforeTheirFirstRequest) {
 TEST_F(TeskControllerTest, ARequestForWhichNoDescriptorIsLeftFails) {
     build("1");
     const Request request(113);
-    const DescriptorLimit none(static_cast<rlim_t>(nextDescriptor()));
+    const LimitedDescriptors none(static_cast<rlim_t>(nextDescriptor()));
     controller->send("SlotMachine_1", request.packet());
     EXPECT_THAT(request.outcome(), testing::HasSubstr("Too many open files"));
 }

@@ -16,16 +16,16 @@ inline int nextDescriptor() {
     return UniqueFd(::open("/dev/null", O_RDONLY | O_CLOEXEC)).get();
 }
 
-class DescriptorLimit {
+class LimitedDescriptors {
   public:
-    explicit DescriptorLimit(rlim_t limit) {
+    explicit LimitedDescriptors(rlim_t limit) {
         ::getrlimit(RLIMIT_NOFILE, &before_);
         const rlimit changed{limit, before_.rlim_max};
         granted_ = ::setrlimit(RLIMIT_NOFILE, &changed) == 0;
     }
-    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+    ~LimitedDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    LimitedDescriptors(const LimitedDescriptors&) = delete;
+    LimitedDescriptors& operator=(const LimitedDescriptors&) = delete;
 
     bool granted() const { return granted_; }
 
@@ -47,7 +47,7 @@ class HighDescriptors {
     bool granted() const { return !taken_.empty() && taken_.back().get() >= 1023; }
 
   private:
-    DescriptorLimit limit_;
+    LimitedDescriptors limit_;
     std::vector<UniqueFd> taken_;
 };
 
