@@ -121,11 +121,7 @@ std::string payloadOf(unsigned code, const std::string& body) {
 }
 
 void readFrame(AamsPacket& packet, const std::string& payload) {
-    test::Frame frame;
-    frame.type = TYPE;
-    frame.identifierA = 7;
-    frame.identifierB = 8;
-    frame.body = payload;
+    test::Frame frame{.type = TYPE, .identifierA = 7, .identifierB = 8, .body = payload};
     const std::string bytes = frame.encode();
     MemoryInputStream in(bytes);
     packet.read(in);

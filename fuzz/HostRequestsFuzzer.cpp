@@ -154,11 +154,10 @@ class Exchange {
 
   private:
     void read(const std::string& body) {
-        test::Frame frame;
-        frame.type = static_cast<std::uint8_t>(type_);
-        frame.identifierA = IDENTIFIER_A;
-        frame.identifierB = IDENTIFIER_B;
-        frame.body = body;
+        test::Frame frame{.type = static_cast<std::uint8_t>(type_),
+                          .identifierA = IDENTIFIER_A,
+                          .identifierB = IDENTIFIER_B,
+                          .body = body};
         const std::string bytes = frame.encode();
         MemoryInputStream in(bytes);
         (*request_)->read(in);

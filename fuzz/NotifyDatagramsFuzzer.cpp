@@ -123,9 +123,8 @@ class Play : public Observer, public PacketEventListener {
     }
 
     static std::string damagedAnswer(std::size_t n) {
-        test::Frame frame;
-        frame.identifierA = identifiersOf(n).first;
-        frame.identifierB = identifiersOf(n).second;
+        test::Frame frame{.identifierA = identifiersOf(n).first,
+                          .identifierB = identifiersOf(n).second};
         std::string bytes = frame.encode();
         bytes.back() = static_cast<char>(bytes.back() + 1);
         return bytes;

@@ -36,10 +36,10 @@ struct Frame {
     std::string reserved = std::string(20, '\0');
     std::uint32_t identifierA = 0;
     std::uint32_t identifierB = 0;
-    std::string body;
+    std::string body{};
 
     // Set by parseFrame(), not used by encode().
-    std::string header;         // the 42 received bytes
+    std::string header{};       // the 42 received bytes
     std::uint32_t length = 0;   // as received
     std::uint8_t checksum = 0;  // as received
     bool checksumOk = false;

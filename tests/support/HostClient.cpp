@@ -17,12 +17,10 @@ HostClient::HostClient(std::uint16_t port, Deadline deadline)
 
 void HostClient::request(std::uint8_t type, std::string_view body, std::uint32_t identifierA,
                          std::uint32_t identifierB) {
-    Frame frame;
-    frame.type = type;
-    frame.body = body;
-    frame.identifierA = identifierA;
-    frame.identifierB = identifierB;
-    send(frame);
+    send(Frame{.type = type,
+               .identifierA = identifierA,
+               .identifierB = identifierB,
+               .body = std::string(body)});
 }
 
 Frame HostClient::readFrame(Deadline deadline) {

@@ -66,9 +66,7 @@ class ControllerMemory : public testing::Test {
     }
     // The beginning of a request of that size.
     static std::string unfinished(std::size_t size) {
-        Frame frame;
-        frame.type = 7;
-        frame.body = std::string(size, 'x');
+        Frame frame{.type = 7, .body = std::string(size, 'x')};
         return frame.encode().substr(0, size);
     }
     // What takes the memory, for the one who reads the figures.
@@ -96,11 +94,7 @@ TEST_F(ControllerMemory, FloodsAndHugeBodiesEndInRefusalsAndLeaveNothing) {
 
     const std::string tooLarge = unfinished(16'777'215);
     const std::string large = unfinished(1'100'000);
-    const std::string question = [] {
-        Frame frame;
-        frame.type = 8;
-        return frame.encode();
-    }();
+    const std::string question = [] { return Frame{.type = 8}.encode(); }();
     std::atomic<int> answered = 0;
     {
         const Deadline end(kTrouble);

@@ -18,9 +18,8 @@ using testing::HasSubstr;
 std::string buildProgram(const TempDir& temp) {
     writeFile(temp / "program.c", "int main(void) { return 0; }\n");
     const std::string program = temp / "program";
-    ChildProcess::Options options;
-    options.command = {"powerpc-linux-gnu-gcc", "-g", "-o", program, temp / "program.c"};
-    ChildProcess compiler(options);
+    ChildProcess compiler(
+        {.command = {"powerpc-linux-gnu-gcc", "-g", "-o", program, temp / "program.c"}});
     EXPECT_TRUE(compiler.waitForExit().value_or(ExitStatus{}).ok()) << compiler.standardError();
     return program;
 }

@@ -41,10 +41,7 @@ std::string codeOf(const std::string& notification) {
 
 // An answer that nobody waits for: the daemon drops it, and sends what it has meanwhile to tell.
 std::string foreignAnswer() {
-    Frame frame;
-    frame.type = teskhost::Frame::kAamsType;
-    frame.identifierA = 0xFFFFFFFF;
-    return frame.encode();
+    return Frame{.type = teskhost::Frame::kAamsType, .identifierA = 0xFFFFFFFF}.encode();
 }
 
 }  // namespace

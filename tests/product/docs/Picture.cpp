@@ -17,9 +17,7 @@ std::vector<std::string> wordsOf(const std::string& svg) {
 }
 
 std::string render(const std::filesystem::path& dot) {
-    ChildProcess::Options options;
-    options.command = {"dot", "-Tsvg", dot};
-    ChildProcess child(options);
+    ChildProcess child({.command = {"dot", "-Tsvg", dot}});
     const auto status = child.waitForExit();
     EXPECT_TRUE(status && status->ok()) << child.standardError();
     return child.standardOutput();

@@ -14,19 +14,17 @@ const std::string kEmptyType5 = bytes(
     "00 00 00 00 00 00 00 00 88");
 
 TEST(Frame, AnEmptyBodyHasLengthOne) {
-    Frame frame;
-    frame.type = 5;
+    Frame frame{.type = 5};
     EXPECT_BYTES(kEmptyType5, frame.encode());
 }
 
 TEST(Frame, ReadsWhatItWrote) {
-    Frame frame;
-    frame.kind = 0xFE;
-    frame.type = 3;
-    frame.station = bytes("01 02 03 04 05 06");
-    frame.identifierA = 0x01020304;
-    frame.identifierB = 0xFFFEFDFC;
-    frame.body = bytes("00 FF 7E");
+    Frame frame{.kind = 0xFE,
+                .type = 3,
+                .station = bytes("01 02 03 04 05 06"),
+                .identifierA = 0x01020304,
+                .identifierB = 0xFFFEFDFC,
+                .body = bytes("00 FF 7E")};
     const std::optional<Frame> read = parseFrame(frame.encode());
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(0xFE, read->kind);

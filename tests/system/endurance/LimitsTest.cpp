@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
 #include <stop_token>
@@ -113,7 +114,10 @@ std::size_t complaints(Gateway& gateway) {
            gateway.log().count("Cannot start a thread for a connection");
 }
 
-TEST(Limits, WithoutDescriptorsHostsAreTurnedAwayAndTheConnectedOnesAreNotDisturbed) {
+// Hosts knock while the daemon is at a limit, with one host connected and another asking. Then the
+// limit is lifted.
+void expectTurnedAwayAt(__rlimit_resource which, const std::function<rlim_t(pid_t)>& value,
+                        const std::string& name, const std::string& complaint) {
     Gateway gateway(1);
     gateway.startKnown();
     DaemonProcess& daemon = gateway.daemon();
@@ -122,19 +126,24 @@ TEST(Limits, WithoutDescriptorsHostsAreTurnedAwayAndTheConnectedOnesAreNotDistur
     Asking asking(gateway);
     const double before = processorSeconds(daemon.pid());
     {
-        const Limit none(daemon.pid(), RLIMIT_NOFILE, lowestFreeDescriptor(daemon.pid()));
-        expectTurnedAway(gateway, scaled(1000, 20), "descriptors");
+        const Limit limit(daemon.pid(), which, value(daemon.pid()));
+        expectTurnedAway(gateway, scaled(1000, 20), name);
         expectVersion(idle);
     }
-    report("descriptors_processor_time", processorSeconds(daemon.pid()) - before, "s");
-    expectUndisturbed(asking, "descriptors");
-    const auto line = gateway.log().waitFor("Cannot accept a connection");
+    report(name + "_processor_time", processorSeconds(daemon.pid()) - before, "s");
+    expectUndisturbed(asking, name);
+    const auto line = gateway.log().waitFor(complaint);
     ASSERT_TRUE(line.has_value()) << gateway.log().dump();
     EXPECT_EQ(180, line->priority);
     EXPECT_LE(complaints(gateway), kMostComplaints);
     HostClient later = gateway.host();
     expectVersion(later);
     EXPECT_CLEAN_STOP(daemon);
+}
+
+TEST(Limits, WithoutDescriptorsHostsAreTurnedAwayAndTheConnectedOnesAreNotDisturbed) {
+    expectTurnedAwayAt(RLIMIT_NOFILE, lowestFreeDescriptor, "descriptors",
+                       "Cannot accept a connection");
 }
 
 TEST(Limits, WhenHostsLeaveThereIsRoomForOthers) {
@@ -168,25 +177,8 @@ TEST(Limits, WhenHostsLeaveThereIsRoomForOthers) {
 #ifndef TESKD_SANITIZED
 
 TEST(Limits, WithoutThreadsHostsAreTurnedAwayAndTheConnectedOnesAreNotDisturbed) {
-    Gateway gateway(1);
-    gateway.startKnown();
-    DaemonProcess& daemon = gateway.daemon();
-    HostClient idle = gateway.host();
-    expectVersion(idle);
-    Asking asking(gateway);
-    {
-        const Limit full(daemon.pid(), RLIMIT_AS, (virtualKilobytes(daemon.pid()) + 128) * 1024);
-        expectTurnedAway(gateway, scaled(1000, 20), "threads");
-        expectVersion(idle);
-    }
-    expectUndisturbed(asking, "threads");
-    const auto line = gateway.log().waitFor("Cannot start a thread for a connection");
-    ASSERT_TRUE(line.has_value()) << gateway.log().dump();
-    EXPECT_EQ(180, line->priority);
-    EXPECT_LE(complaints(gateway), kMostComplaints);
-    HostClient later = gateway.host();
-    expectVersion(later);
-    EXPECT_CLEAN_STOP(daemon);
+    const auto noneLeft = [](pid_t pid) { return (virtualKilobytes(pid) + 128) * 1024; };
+    expectTurnedAwayAt(RLIMIT_AS, noneLeft, "threads", "Cannot start a thread for a connection");
 }
 
 #endif

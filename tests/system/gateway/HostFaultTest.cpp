@@ -21,10 +21,7 @@ constexpr char kLost[] =
     "SocketConnectionClosedException: Remote Peer closed the connection.";
 
 Frame versionRequest(std::uint32_t identifier) {
-    Frame frame;
-    frame.type = 7;
-    frame.identifierB = identifier;
-    return frame;
+    return Frame{.type = 7, .identifierB = identifier};
 }
 
 void expectVersion(HostClient& host, std::uint32_t identifier) {

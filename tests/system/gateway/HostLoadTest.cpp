@@ -1,11 +1,9 @@
-// Many hosts, and resources that run out.
+// Many hosts, and the memory they leave behind.
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "gateway/Gateway.h"
 #include "support/Bytes.h"
-#include "support/TempDir.h"
 
 namespace teskd::test {
 namespace {
@@ -110,56 +108,6 @@ TEST(HostLoad, LargeRequestsToMachinesLeaveNoMemoryBehind) {
     EXPECT_TRUE(!memoryShows() || eventually(isBack))
         << gateway.daemon().residentKilobytes() << " kB in place of " << memory;
     EXPECT_CLEAN_STOP(gateway.daemon());
-}
-
-#endif
-
-// Lowers a limit of the daemon for as long as the object lives.
-class Limit {
-  public:
-    Limit(pid_t pid, __rlimit_resource which, rlim_t value) : pid_(pid), which_(which) {
-        rlimit limit{};
-        EXPECT_EQ(0, ::prlimit(pid_, which_, nullptr, &before_));
-        limit.rlim_cur = value;
-        limit.rlim_max = before_.rlim_max;
-        EXPECT_EQ(0, ::prlimit(pid_, which_, &limit, nullptr));
-    }
-    ~Limit() { ::prlimit(pid_, which_, &before_, nullptr); }
-    Limit(const Limit&) = delete;
-    Limit& operator=(const Limit&) = delete;
-
-  private:
-    pid_t pid_;
-    __rlimit_resource which_;
-    rlimit before_{};
-};
-
-// Sanitizers need more address space than any limit leaves them.
-#ifndef TESKD_SANITIZED
-
-std::size_t virtualKilobytes(pid_t pid) {
-    const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
-    return std::stoul(status.substr(status.find("VmSize:") + 7));
-}
-
-TEST(HostLoad, AThreadThatCannotBeStartedCostsOnlyItsConnection) {
-    Gateway gateway;
-    gateway.start();
-    DaemonProcess& daemon = gateway.daemon();
-    HostClient served = gateway.host();
-    expectVersion(served);
-    {
-        const Limit limit(daemon.pid(), RLIMIT_AS, (virtualKilobytes(daemon.pid()) + 128) * 1024);
-        HostClient refused = gateway.host();
-        EXPECT_TRUE(refused.connection().closedByPeer());
-        const auto line = daemon.log().waitFor("Cannot start a thread for a connection");
-        ASSERT_TRUE(line.has_value()) << daemon.log().dump();
-        EXPECT_EQ(180, line->priority);
-        expectVersion(served);
-    }
-    HostClient later = gateway.host();
-    expectVersion(later);
-    EXPECT_CLEAN_STOP(daemon);
 }
 
 #endif

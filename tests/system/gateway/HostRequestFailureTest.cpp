@@ -3,26 +3,20 @@
 #include <gtest/gtest.h>
 
 #include "gateway/Gateway.h"
+#include "gateway/RestOfHeader.h"
 #include "support/Bytes.h"
 
 namespace teskd::test {
 namespace {
 
-const std::string kRest = bytes(
-    "11 22 33 44 55 66"
-    "A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3"
-    "00 00 00 07  00 00 00 08");
-
 // A request frame with the header bytes of kRest.
 Frame requestOf(std::uint8_t type, std::string body) {
-    Frame frame;
-    frame.type = type;
-    frame.station = kRest.substr(0, 6);
-    frame.reserved = kRest.substr(6, 20);
-    frame.identifierA = 7;
-    frame.identifierB = 8;
-    frame.body = std::move(body);
-    return frame;
+    return Frame{.type = type,
+                 .station = kRest.substr(0, 6),
+                 .reserved = kRest.substr(6, 20),
+                 .identifierA = 7,
+                 .identifierB = 8,
+                 .body = std::move(body)};
 }
 
 TEST(HostRequestFailure, AMachineThatNobodyKnowsIsAnsweredAtOnce) {

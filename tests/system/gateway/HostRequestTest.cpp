@@ -4,17 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "gateway/Gateway.h"
+#include "gateway/RestOfHeader.h"
 #include "support/Bytes.h"
 
 namespace teskd::test {
 namespace {
-
-// Behind the length field of every header here, in requests and answers: station address,
-// 20 reserved bytes, both identifiers.
-const std::string kRest = bytes(
-    "11 22 33 44 55 66"
-    "A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3"
-    "00 00 00 07  00 00 00 08");
 
 const std::string kDate = bytes("31 35 2E 30 33 2E 32 31 00 00 00");  // "15.03.21", 11 bytes
 
@@ -185,10 +179,7 @@ TEST_F(HostRequest, AnAnswerWithATrailerSetsTheConstantOfTheHeader) {
     answer.body = "1~2~3~4~5~6";
     answer.trailer = std::string(268, 'T');
     machine().answers().set(113, answer);
-    Frame request;
-    request.constant = 0x07;
-    request.type = 1;
-    request.body = std::string(1, '\0');
+    Frame request{.constant = 0x07, .type = 1, .body = std::string(1, '\0')};
     host().send(request);
     const Frame withTrailer = host().readFrame();
     EXPECT_EQ(0x02, withTrailer.constant);

@@ -87,9 +87,7 @@ TEST_F(LittleMemory, IsNotFilledByUnfinishedBodies) {
     HostClient first = gateway_.host();
     expectVersion(first);
     const std::size_t before = gateway_.daemon().residentKilobytes();
-    Frame frame;
-    frame.type = 7;
-    frame.body = std::string(1'040'000, 'x');
+    Frame frame{.type = 7, .body = std::string(1'040'000, 'x')};
     const std::string unfinished = frame.encode().substr(0, 1'000'000);
     const std::vector<HostClient> hosts = connectUnfinished(gateway_, 12, unfinished);
     expectVersion(first);

@@ -111,11 +111,7 @@ TEST(SeveralMachines, AHundredRequestsAtOnceAreAllAnswered) {
     HostClient host = gateway.host();
     std::string requests;
     for (std::uint32_t i = 0; i < 100; ++i) {
-        Frame frame;
-        frame.type = 1;
-        frame.identifierB = i;
-        frame.body = std::string(1, '\0');
-        requests += frame.encode();
+        requests += Frame{.type = 1, .identifierB = i, .body = std::string(1, '\0')}.encode();
     }
     host.sendRaw(requests);
     std::map<std::uint32_t, Sequence> sequences;

@@ -84,24 +84,23 @@ TEST(Shutdown, DuringTheFirstPoll) {
     expectPromptStop(gateway.daemon());
 }
 
-TEST(Shutdown, WhileAMachineTakesMinutesToAnswer) {
+// While a host waits for a machine that has this fault.
+void expectPromptStopDuring(const tesksim::Faults& faults) {
     Gateway gateway(1);
     gateway.startKnown();
-    gateway.machine(1).setFaults({.silent = true});
+    gateway.machine(1).setFaults(faults);
     HostClient host = gateway.host();
     host.request(2, named("CNT00001CNT99999", "ZA000000001"));
     ASSERT_TRUE(gateway.machine(1).journal().waitForRequest(115));
     expectPromptStop(gateway.daemon());
 }
 
+TEST(Shutdown, WhileAMachineTakesMinutesToAnswer) {
+    expectPromptStopDuring({.silent = true});
+}
+
 TEST(Shutdown, WhileAMachineDribbles) {
-    Gateway gateway(1);
-    gateway.startKnown();
-    gateway.machine(1).setFaults({.dribble = 100ms});
-    HostClient host = gateway.host();
-    host.request(2, named("CNT00001CNT99999", "ZA000000001"));
-    ASSERT_TRUE(gateway.machine(1).journal().waitForRequest(115));
-    expectPromptStop(gateway.daemon());
+    expectPromptStopDuring({.dribble = 100ms});
 }
 
 TEST(Shutdown, WhileConnectingToAnEndpointThatDoesNotAccept) {
@@ -131,9 +130,7 @@ TEST(Shutdown, WithAHostInTheMiddleOfAFrame) {
     HostClient inHeader = gateway.host();
     inHeader.sendRaw(std::string(20, '\xFF'));
     HostClient inBody = gateway.host();
-    Frame frame;
-    frame.type = 7;
-    frame.body = std::string(1000, 'x');
+    Frame frame{.type = 7, .body = std::string(1000, 'x')};
     inBody.sendRaw(frame.encode().substr(0, 500));
     HostClient silent = gateway.host();
     HostClient junk = gateway.host();

@@ -30,6 +30,19 @@ class TelnetDialogue : public testing::Test {
     static void expect(Connection& server, const std::string& expected) {
         EXPECT_BYTES(expected, server.readExactly(expected.size()));
     }
+    // The whole negotiation, with the five values set, and the poll behind it.
+    static void expectNegotiation(Connection& server, const std::string& baudrate,
+                                  const std::string& values) {
+        expect(server, bytes("FF FB 03  FF FB 2C"));
+        server.sendAll(bytes("FF FD 2C"));
+        expect(server, bytes("FF FB 2C"));
+        expect(server, bytes("FF FA 2C 01") + bytes(baudrate) + bytes("FF F0"));
+        char option = 2;
+        for (const char value : bytes(values)) {
+            expect(server, bytes("FF FA 2C") + option++ + value + bytes("FF F0"));
+        }
+        expect(server, "113~0008");
+    }
     void TearDown() override { EXPECT_CLEAN_STOP(gateway_->daemon()); }
 
     Listener listener_;
@@ -40,15 +53,7 @@ const std::string kAnswer = "113~0034~15.03.21~ZA000000001~00~100~200~1~100~200~
 
 TEST_F(TelnetDialogue, OffersThenSetsTheLineThenPolls) {
     Connection server = startAndAccept();
-    expect(server, bytes("FF FB 03  FF FB 2C"));
-    server.sendAll(bytes("FF FD 2C"));
-    expect(server, bytes("FF FB 2C"));
-    expect(server, bytes("FF FA 2C 01 00 00 4B 00 FF F0"));
-    expect(server, bytes("FF FA 2C 02 08 FF F0"));
-    expect(server, bytes("FF FA 2C 03 01 FF F0"));
-    expect(server, bytes("FF FA 2C 04 01 FF F0"));
-    expect(server, bytes("FF FA 2C 05 01 FF F0"));
-    expect(server, "113~0008");
+    expectNegotiation(server, "00 00 4B 00", "08 01 01 01");
     server.sendAll(kAnswer);
     expect(server, "150~000C~113");
 }
@@ -61,15 +66,7 @@ TEST_F(TelnetDialogue, TheLineIsSetAsConfigured) {
         .set("PORT_ASYNC1", "STOPSIZE", "2")
         .set("PORT_ASYNC1", "FLOWCONTROL", "CTS/RTS");
     Connection server = startAndAccept(config);
-    expect(server, bytes("FF FB 03  FF FB 2C"));
-    server.sendAll(bytes("FF FD 2C"));
-    expect(server, bytes("FF FB 2C"));
-    expect(server, bytes("FF FA 2C 01 00 00 96 00 FF F0"));
-    expect(server, bytes("FF FA 2C 02 07 FF F0"));
-    expect(server, bytes("FF FA 2C 03 03 FF F0"));
-    expect(server, bytes("FF FA 2C 04 02 FF F0"));
-    expect(server, bytes("FF FA 2C 05 03 FF F0"));
-    expect(server, "113~0008");
+    expectNegotiation(server, "00 00 96 00", "07 03 02 03");
 }
 
 TEST_F(TelnetDialogue, AWordThatIsNoSettingEndsTheAttemptAndNothingElse) {

@@ -19,9 +19,7 @@ namespace {
 constexpr std::size_t kManyConnections = 16;
 
 Frame versionRequest() {
-    Frame frame;
-    frame.type = 7;
-    return frame;
+    return Frame{.type = 7};
 }
 
 // A frame again and again, so that a portion is worth its system call.
@@ -42,9 +40,7 @@ std::string withLength(std::uint32_t length) {
 }
 
 std::string ofType(std::uint8_t type) {
-    Frame frame;
-    frame.type = type;
-    return frame.encode();
+    return Frame{.type = type}.encode();
 }
 
 class HostNoise : public testing::Test {

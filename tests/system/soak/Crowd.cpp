@@ -13,9 +13,7 @@ constexpr int kMostRefusals = 6;
 constexpr std::chrono::milliseconds kPatience{300};
 
 std::string question() {
-    test::Frame frame;
-    frame.type = 7;
-    return frame.encode();
+    return test::Frame{.type = 7}.encode();
 }
 
 }  // namespace

@@ -176,10 +176,10 @@ void ServerTrouble::send(const std::string& datagram) {
 void ServerTrouble::sendStray() {
     nextStray_ = Clock::now() + random_.milliseconds(1, random_.chance(50) ? 50 : 4000);
     if (received_ == 0) return;
-    test::Frame frame;
-    frame.type = kAamsType;
-    frame.identifierA = static_cast<std::uint32_t>(random_.between(0, 9));
-    frame.identifierB = static_cast<std::uint32_t>(random_.between(1, 2000000000)) + 1000000;
+    test::Frame frame{
+        .type = kAamsType,
+        .identifierA = static_cast<std::uint32_t>(random_.between(0, 9)),
+        .identifierB = static_cast<std::uint32_t>(random_.between(1, 2000000000)) + 1000000};
     std::string datagram = answerWith(frame, random_.between(1, 5), "-1!1!1!0");
     if (random_.chance(20))
         datagram = random_.bytes(static_cast<std::size_t>(random_.between(0, 1400)));

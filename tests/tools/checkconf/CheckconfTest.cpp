@@ -440,9 +440,8 @@ TEST_F(Checkconf, AKeyUnderTheWrongSectionNamesTheRightOne) {
 
 TEST_F(Checkconf, OutputThatIsNotTakenIsNotClean) {
     write("etc/tesk_v2.ini", kSound);
-    ChildProcess::Options options;
-    options.command = {"sh", "-c", CHECKCONF " --root " + rootName() + " > /dev/full"};
-    ChildProcess child(options);
+    ChildProcess child(
+        {.command = {"sh", "-c", CHECKCONF " --root " + rootName() + " > /dev/full"}});
     EXPECT_EQ(1, child.waitForExit().value_or(ExitStatus{}).code);
     EXPECT_EQ("teskd-checkconf: standard output cannot be written\n", child.standardError());
 }

@@ -10,6 +10,15 @@
 namespace teskd::test {
 namespace {
 
+// The one reading of these tests, as a table.
+const std::string kReadings =
+    "time of the reading  machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  "
+    "item 5  trailer\n"
+    "-------------------  -----------  -------  --------  --------  -----  ------  ------  "
+    "------  -------\n"
+    "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
+    " 0  none\n";
+
 // One machine whose reading fails a check, once the engine has it.
 class AamsCommand : public testing::Test {
   protected:
@@ -24,18 +33,11 @@ class AamsCommand : public testing::Test {
     Printed run(const std::vector<std::string>& arguments) {
         return dornctl(gateway_.daemon().port(), arguments);
     }
-    // What the tool prints when all goes well.
     std::string output(const std::vector<std::string>& arguments) {
-        const Printed printed = run(arguments);
-        EXPECT_EQ(0, printed.status);
-        EXPECT_EQ("", printed.error);
-        return printed.output;
+        return outputOf(gateway_.daemon().port(), arguments);
     }
-
-    // The same of a document of JSON, in one line.
-    std::string json(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "--json");
-        return compact(output(arguments));
+    std::string json(const std::vector<std::string>& arguments) {
+        return jsonOf(gateway_.daemon().port(), arguments);
     }
 
     Gateway gateway_{1, Config()
@@ -72,13 +74,8 @@ TEST_F(AamsCommand, IdentificationAndReadingsNeedNoMachinesName) {
         "result              00 (success)\n"
         "state               3 (first polling pass)\n"
         "time of the answer  YYYY-MM-DD hh:mm:ss\n"
-        "\n"
-        "time of the reading  machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  "
-        "item 5  trailer\n"
-        "-------------------  -----------  -------  --------  --------  -----  ------  ------  "
-        "------  -------\n"
-        "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
-        " 0  none\n",
+        "\n" +
+            kReadings,
         output({"readings"}));
     EXPECT_EQ(R"({"time":"TIME","gateway":"GATEWAY","code":502,)"
               R"("meaning":"machines and their newest readings","mac":"ffffffffff00",)"
@@ -127,13 +124,8 @@ TEST_F(AamsCommand, ChecksNamesWhatFailed) {
         "state               3 (first polling pass)\n"
         "failed check        40 (CNTTOTIN is no multiple of 50)\n"
         "time of the answer  YYYY-MM-DD hh:mm:ss\n"
-        "\n"
-        "time of the reading  machine      outcome  CNTTOTIN  CNTTOTOT  CNTCL  item 3  item 4  "
-        "item 5  trailer\n"
-        "-------------------  -----------  -------  --------  --------  -----  ------  ------  "
-        "------  -------\n"
-        "YYYY-MM-DD hh:mm:ss  ZA000000001  00            110       200      1     100     200      "
-        " 0  none\n",
+        "\n" +
+            kReadings,
         output({"checks", "ZA000000001"}));
     EXPECT_THAT(json({"checks", "ZA000000001"}),
                 testing::HasSubstr(R"("failed_checks":[{"code":40,)"

@@ -14,9 +14,7 @@ namespace {
 using testing::HasSubstr;
 
 std::string outputOf(const std::vector<std::string>& command) {
-    ChildProcess::Options options;
-    options.command = command;
-    ChildProcess shell(options);
+    ChildProcess shell({.command = command});
     shell.waitForExit();
     return shell.standardOutput() + shell.standardError();
 }

@@ -53,9 +53,21 @@ Printed dornctl(std::uint16_t port, std::vector<std::string> arguments) {
     return printed;
 }
 
+std::string outputOf(std::uint16_t port, const std::vector<std::string>& arguments) {
+    const Printed printed = dornctl(port, arguments);
+    EXPECT_EQ(0, printed.status);
+    EXPECT_EQ("", printed.error);
+    return printed.output;
+}
+
 std::string compact(const std::string& json) {
     const auto value = nlohmann::ordered_json::parse(json, nullptr, false);
     return value.is_discarded() ? "no JSON: " + json : value.dump();
+}
+
+std::string jsonOf(std::uint16_t port, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "--json");
+    return compact(outputOf(port, arguments));
 }
 
 ChildProcess::Options dornctlCommand(std::uint16_t port, std::vector<std::string> arguments) {

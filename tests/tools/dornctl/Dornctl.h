@@ -24,8 +24,13 @@ Printed dornctl(const std::vector<std::string>& arguments);
 // The same with "--host" for a port of 127.0.0.1, which is called GATEWAY in what is printed.
 Printed dornctl(std::uint16_t port, std::vector<std::string> arguments);
 
+// What the tool prints when all goes well.
+std::string outputOf(std::uint16_t port, const std::vector<std::string>& arguments);
+
 // A document of JSON in one line, with its keys in their order.
 std::string compact(const std::string& json);
+// What the tool prints with "--json" when all goes well, in one line.
+std::string jsonOf(std::uint16_t port, std::vector<std::string> arguments);
 
 // The command of a tool that a test runs by itself.
 ChildProcess::Options dornctlCommand(std::uint16_t port, std::vector<std::string> arguments);

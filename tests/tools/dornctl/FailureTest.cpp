@@ -86,10 +86,7 @@ void answer(Connection& connection, const Frame& listing, const std::vector<Fram
 }
 
 Frame frameOf(std::uint8_t kind, const std::string& body) {
-    Frame frame;
-    frame.kind = kind;
-    frame.body = body;
-    return frame;
+    return Frame{.kind = kind, .body = body};
 }
 
 // In milliseconds: what this test sends in between comes in time on a busy machine, too.
@@ -195,12 +192,10 @@ TEST(DornctlFailure, OutputThatIsNotTakenIsStatus1) {
     gateway.startKnown();
     for (const char* arguments : {"machines", "--json meters", "parameters",
                                   "watch --interval 86400000", "watch --json --count 2"}) {
-        ChildProcess::Options options;
-        options.command = {"sh", "-c",
-                           std::string(DORNCTL) +
-                               " --host 127.0.0.1:" + std::to_string(gateway.daemon().port()) +
-                               " " + arguments + " > /dev/full"};
-        ChildProcess tool(options);
+        ChildProcess tool({.command = {"sh", "-c",
+                                       std::string(DORNCTL) + " --host 127.0.0.1:" +
+                                           std::to_string(gateway.daemon().port()) + " " +
+                                           arguments + " > /dev/full"}});
         EXPECT_EQ(1, tool.waitForExit().value_or(ExitStatus{}).code) << arguments;
         EXPECT_THAT(tool.standardError(), testing::HasSubstr("standard output cannot be written"))
             << arguments;

@@ -18,19 +18,11 @@ class MachineCommand : public testing::Test {
     void TearDown() override { EXPECT_CLEAN_STOP(gateway_.daemon()); }
 
     tesksim::AnswerTable& answers(std::size_t n = 1) { return gateway_.machine(n).answers(); }
-
-    // What the tool prints when all goes well.
     std::string output(const std::vector<std::string>& arguments) {
-        const Printed printed = dornctl(gateway_.daemon().port(), arguments);
-        EXPECT_EQ(0, printed.status);
-        EXPECT_EQ("", printed.error);
-        return printed.output;
+        return outputOf(gateway_.daemon().port(), arguments);
     }
-
-    // The same of a document of JSON, in one line.
-    std::string json(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "--json");
-        return compact(output(arguments));
+    std::string json(const std::vector<std::string>& arguments) {
+        return jsonOf(gateway_.daemon().port(), arguments);
     }
 
     Gateway gateway_{2, Config().set("INTERNAL", "ZQ_SW_VERSION", "2.4")};

@@ -139,9 +139,8 @@ TEST_F(Metrics, CountTheNotificationsThatListenHasKept) {
 // Prometheus' own judgement, where it is installed.
 TEST_F(Metrics, AreWhatPrometheusTakes) {
     EXPECT_EQ(0, run({"--output", file()}).status);
-    ChildProcess::Options options;
-    options.command = {"sh", "-c", PROMTOOL " check metrics < \"$1\"", "sh", file()};
-    ChildProcess promtool(options);
+    ChildProcess promtool(
+        {.command = {"sh", "-c", PROMTOOL " check metrics < \"$1\"", "sh", file()}});
     EXPECT_EQ(0, promtool.waitForExit().value_or(ExitStatus{}).code);
     EXPECT_EQ("", promtool.standardOutput() + promtool.standardError());
 }

@@ -36,9 +36,7 @@ void expectCleanEnd(ChildProcess& tool, int signal) {
 
 // How the tool ends that is sent a notification.
 int statusAfterANotification(ChildProcess& tool) {
-    Frame notification;
-    notification.type = kAamsType;
-    notification.body = aamsPayload(1, "-0011");
+    Frame notification{.type = kAamsType, .body = aamsPayload(1, "-0011")};
     UdpPeer daemon;
     daemon.sendTo(portOf(tool), notification.encode());
     return tool.waitForExit().value_or(ExitStatus{}).code;
@@ -47,10 +45,8 @@ int statusAfterANotification(ChildProcess& tool) {
 TEST(RunningListen, PrintsAnswersAndKeepsWhatTheGatewaySends) {
     const TempDir directory;
     const std::string file = directory / "kept.jsonl";
-    ChildProcess::Options options;
-    options.command = {DORNCTL,  "listen", "--bind",       "127.0.0.1:0",
-                       "--keep", file,     "--parameters", "7!1!0!9"};
-    ChildProcess tool(options);
+    ChildProcess tool({.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0", "--keep", file,
+                                   "--parameters", "7!1!0!9"}});
     Gateway gateway(1, Config().server(portOf(tool)));
     gateway.start();
 
@@ -87,9 +83,7 @@ std::string answerToTheTimeQuestion(const std::vector<std::string>& more) {
     EXPECT_TRUE(eventually([&] { return tool.standardError().ends_with('\n'); }));
     const auto said = nlohmann::json::parse(tool.standardError(), nullptr, false);
     const std::string address = said.value("listening", "127.0.0.1:1");
-    Frame notification;
-    notification.type = kAamsType;
-    notification.body = aamsPayload(1, "-MAC");
+    Frame notification{.type = kAamsType, .body = aamsPayload(1, "-MAC")};
     UdpPeer gateway;
     gateway.sendTo(static_cast<std::uint16_t>(std::stoi(address.substr(address.find(':') + 1))),
                    notification.encode());
@@ -104,14 +98,9 @@ TEST(RunningListen, SetsNoClockUnlessItIsAskedTo) {
 }
 
 TEST(RunningListen, MarksWhatTheGatewaySendsAgain) {
-    ChildProcess::Options options;
-    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
-    ChildProcess tool(options);
+    ChildProcess tool({.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"}});
     const std::uint16_t port = portOf(tool);
-    Frame notification;
-    notification.type = kAamsType;
-    notification.identifierB = 7;
-    notification.body = aamsPayload(1, "-MAC");
+    Frame notification{.type = kAamsType, .identifierB = 7, .body = aamsPayload(1, "-MAC")};
     Frame next = notification;
     next.identifierB = 8;
     UdpPeer gateway;
@@ -132,9 +121,7 @@ TEST(RunningListen, MarksWhatTheGatewaySendsAgain) {
 }
 
 TEST(RunningListen, TellsWhatIsNoNotificationAndGoesOn) {
-    ChildProcess::Options options;
-    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
-    ChildProcess tool(options);
+    ChildProcess tool({.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"}});
     UdpPeer stranger;
     stranger.sendTo(portOf(tool), "junk");
     EXPECT_TRUE(eventually([&] {
@@ -146,13 +133,10 @@ TEST(RunningListen, TellsWhatIsNoNotificationAndGoesOn) {
 }
 
 TEST(RunningListen, TellsWhoSentWhatIsNoNotificationInFewHarmlessCharacters) {
-    ChildProcess::Options options;
-    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"};
-    ChildProcess tool(options);
+    ChildProcess tool({.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0"}});
     const std::uint16_t port = portOf(tool);
-    Frame notification;
-    notification.type = kAamsType;
-    notification.body = std::string(4, '\0') + "001-\x1B[2J" + std::string(2000, '9');
+    Frame notification{.type = kAamsType,
+                       .body = std::string(4, '\0') + "001-\x1B[2J" + std::string(2000, '9')};
     UdpPeer stranger;
     stranger.sendTo(port, notification.encode());
     EXPECT_TRUE(eventually([&] {
@@ -167,18 +151,15 @@ TEST(RunningListen, TellsWhoSentWhatIsNoNotificationInFewHarmlessCharacters) {
 }
 
 TEST(RunningListen, EndsWhenItsOutputTakesNoMore) {
-    ChildProcess::Options options;
-    options.command = {"sh", "-c", DORNCTL " listen --bind 127.0.0.1:0 > /dev/full"};
-    ChildProcess tool(options);
+    ChildProcess tool({.command = {"sh", "-c", DORNCTL " listen --bind 127.0.0.1:0 > /dev/full"}});
     EXPECT_EQ(1, statusAfterANotification(tool));
 }
 
 TEST(RunningListen, EndsWhenItsFileTakesNoMore) {
     EXPECT_EQ(1, dornctl({"listen", "--bind", "127.0.0.1:0", "--keep", "/none/file"}).status);
 
-    ChildProcess::Options options;
-    options.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0", "--keep", "/dev/full"};
-    ChildProcess tool(options);
+    ChildProcess tool(
+        {.command = {DORNCTL, "listen", "--bind", "127.0.0.1:0", "--keep", "/dev/full"}});
     EXPECT_EQ(1, statusAfterANotification(tool));
     EXPECT_THAT(tool.standardError(),
                 testing::EndsWith("dornctl: the output or the file cannot be written\n"));
@@ -222,10 +203,9 @@ TEST(RunningWatch, EndsWhileTheGatewayOwesItAnAnswer) {
 
 // What a terminal gets to see; "script" is one.
 std::string onTerminal(const std::string& environment, const std::string& arguments) {
-    ChildProcess::Options options;
-    options.command = {"script", "-qec", "env " + environment + " " DORNCTL " " + arguments,
-                       "/dev/null"};
-    ChildProcess terminal(options);
+    ChildProcess terminal(
+        {.command = {"script", "-qec", "env " + environment + " " DORNCTL " " + arguments,
+                     "/dev/null"}});
     EXPECT_TRUE(terminal.waitForExit().has_value());
     return terminal.standardOutput();
 }
@@ -255,9 +235,7 @@ TEST(RunningProgress, IsShownOnATerminalOrWhenItIsAskedFor) {
     const std::string command = std::string(DORNCTL) +
                                 " --host 127.0.0.1:" + std::to_string(gateway.daemon().port()) +
                                 " meters";
-    ChildProcess::Options options;
-    options.command = {"script", "-qec", command, "/dev/null"};
-    ChildProcess terminal(options);
+    ChildProcess terminal({.command = {"script", "-qec", command, "/dev/null"}});
     ASSERT_TRUE(terminal.waitForExit().has_value());
     EXPECT_THAT(terminal.standardOutput(), HasSubstr("\r\x1B[K2 of 2 machines\r\x1B[K"));
     const Printed plain = dornctl(gateway.daemon().port(), {"meters"});

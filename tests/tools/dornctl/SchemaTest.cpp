@@ -118,9 +118,7 @@ TEST_F(Schema, FitsWhatEverySubcommandPrints) {
 }
 
 TEST_F(Schema, FitsEveryNotification) {
-    ChildProcess::Options options;
-    options.command = {DORNCTL, "--json", "listen", "--bind", "127.0.0.1:0"};
-    ChildProcess tool(options);
+    ChildProcess tool({.command = {DORNCTL, "--json", "listen", "--bind", "127.0.0.1:0"}});
     EXPECT_TRUE(eventually([&] { return tool.standardError().ends_with('\n'); }));
     const std::string address =
         nlohmann::json::parse(tool.standardError(), nullptr, false).value("listening", ":1");
@@ -137,9 +135,7 @@ TEST_F(Schema, FitsEveryNotification) {
     UdpPeer gateway;
     const auto port = static_cast<std::uint16_t>(std::stoi(address.substr(address.find(':') + 1)));
     for (const auto& [code, text] : all) {
-        Frame notification;
-        notification.type = kAamsType;
-        notification.body = aamsPayload(code, text);
+        Frame notification{.type = kAamsType, .body = aamsPayload(code, text)};
         gateway.sendTo(port, notification.encode());
     }
     gateway.sendTo(port, "junk");

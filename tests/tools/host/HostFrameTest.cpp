@@ -20,11 +20,7 @@ std::string example() {
 }
 
 TEST(HostFrame, IsWrittenWithLengthAndChecksum) {
-    Frame frame;
-    frame.type = 5;
-    frame.identifierA = 1;
-    frame.identifierB = 2;
-    frame.body = "AB";
+    Frame frame{.type = 5, .identifierA = 1, .identifierB = 2, .body = "AB"};
     EXPECT_BYTES(example(), frame.encode());
 }
 

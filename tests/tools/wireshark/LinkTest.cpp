@@ -20,12 +20,7 @@ constexpr Side kServer{3, 5001};
 
 std::string frame(std::uint8_t type, const std::string& body, std::uint32_t identifier,
                   std::uint8_t kind = 0x81) {
-    Frame frame;
-    frame.kind = kind;
-    frame.type = type;
-    frame.body = body;
-    frame.identifierB = identifier;
-    return frame.encode();
+    return Frame{.kind = kind, .type = type, .identifierB = identifier, .body = body}.encode();
 }
 
 // The answer to a request of type 2 or 3 without entries.

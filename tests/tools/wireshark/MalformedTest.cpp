@@ -99,9 +99,8 @@ TEST(Malformed, ABodyWithAnyByteChangedIsNeverALuaError) {
 TEST(Malformed, APageOfMillionsOfValuesIsShownInPart) {
     std::string entry = "CNTTOTIN" + bytes("FF FF");
     entry.resize(entry.size() + 5 * 0xFFFF);
-    Frame frame;
-    frame.type = 2;
-    frame.body = "21.03.25" + bytes("01 01") + std::string(11, '0') + bytes("00 09");
+    Frame frame{.type = 2,
+                .body = "21.03.25" + bytes("01 01") + std::string(11, '0') + bytes("00 09")};
     for (int i = 0; i < 9; ++i) frame.body += entry;
     const std::string data = frame.encode();
     CaptureFile capture;
@@ -118,8 +117,7 @@ TEST(Malformed, APageOfMillionsOfValuesIsShownInPart) {
 
 // Each of the messages is one byte, as it seems to the reader, and their only length is at the end.
 TEST(Malformed, ALengthFarFromItsMessageIsNotSearchedForAgainAndAgain) {
-    Frame frame;
-    frame.type = kAamsFrame;
+    Frame frame{.type = kAamsFrame};
     std::string readings = "-AB-00-4";
     while (readings.size() < 1000000) readings += "-a-b";
     frame.body = aamsBody(502, readings + "~1~");
@@ -137,8 +135,7 @@ TEST(Malformed, ALengthFarFromItsMessageIsNotSearchedForAgainAndAgain) {
 }
 
 TEST(Malformed, WhatAFrameHasWrongIsNamed) {
-    Frame frame;
-    frame.type = 7;
+    Frame frame{.type = 7};
     const std::string good = frame.encode();
     const auto changed = [&](std::size_t at, const char* digits) {
         std::string data = good;
@@ -185,8 +182,7 @@ TEST(Malformed, WhatAFrameHasWrongIsNamed) {
 }
 
 TEST(Malformed, APacketThatWasNotCapturedWholeIsNoFaultOfTheSenders) {
-    Frame frame;
-    frame.type = 7;
+    Frame frame{.type = 7};
     CaptureFile capture(90);
     capture.tcp(kHost, kGateway, frame.encode());
     capture.udp(kHost, kServer, frame.encode());
@@ -208,10 +204,9 @@ class Noise {
 
     // A good header and checksum around anything.
     std::string framed() {
-        Frame frame;
-        frame.type = static_cast<std::uint8_t>(below(9) == 8 ? kAamsFrame : below(8) + 1);
-        frame.body = below(2) == 0 ? random(below(200)) : changed(someSample().body, 3);
-        return frame.encode();
+        return Frame{.type = static_cast<std::uint8_t>(below(9) == 8 ? kAamsFrame : below(8) + 1),
+                     .body = below(2) == 0 ? random(below(200)) : changed(someSample().body, 3)}
+            .encode();
     }
 
     std::size_t below(std::size_t limit) { return generator_() % limit; }

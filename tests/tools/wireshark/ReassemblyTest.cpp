@@ -49,10 +49,7 @@ TEST(Reassembly, SeveralFramesInASegmentAndOneInManyAreAllShown) {
     const Side host{1, 40000};
     const Side gateway{2, kDornPort};
     const auto version = [](std::uint32_t identifier) {
-        Frame frame;
-        frame.type = 7;
-        frame.identifierB = identifier;
-        return frame.encode();
+        return Frame{.type = 7, .identifierB = identifier}.encode();
     };
     CaptureFile capture;
     capture.tcp(host, gateway, version(1) + version(2) + version(3).substr(0, 10));

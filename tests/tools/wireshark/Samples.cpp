@@ -143,12 +143,7 @@ std::string aamsBody(int code, const std::string& text) {
 }
 
 Frame Sample::frame() const {
-    Frame frame;
-    frame.type = type;
-    frame.body = body;
-    frame.identifierA = 7;
-    frame.identifierB = 8;
-    return frame;
+    return Frame{.type = type, .identifierA = 7, .identifierB = 8, .body = body};
 }
 
 CaptureFile::Side Sample::from() const {

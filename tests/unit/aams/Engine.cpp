@@ -31,12 +31,7 @@ std::string payload(const std::string& text) {
 }
 
 std::string frameWith(const std::string& payload) {
-    Frame frame;
-    frame.type = 0xFE;
-    frame.identifierA = 7;
-    frame.identifierB = 8;
-    frame.body = payload;
-    return frame.encode();
+    return Frame{.type = 0xFE, .identifierA = 7, .identifierB = 8, .body = payload}.encode();
 }
 
 Frame frameOf(DornPacket& packet) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,16 @@ using Texts = std::list<std::string>;
 using Numbers = std::vector<int>;
 using Mac = std::array<std::uint8_t, 6>;
 
-class ZqConfigAccessor : public StoreFixture {};
+class ZqConfigAccessor : public StoreFixture {
+  protected:
+    // The milliseconds between two questions for the date, for each text in the configuration.
+    void expectDateTimes(const std::map<std::string, std::uint32_t>& times) {
+        for (const auto& [text, milliseconds] : times) {
+            set("[RICH_ORA] TOUT_ORA", text);
+            EXPECT_EQ(milliseconds, ZqConfig::get_tout_ora_ms()) << text;
+        }
+    }
+};
 
 TEST_F(ZqConfigAccessor, TheDaemonIsEnabledOnlyByTheExactWord) {
     EXPECT_FALSE(ZqConfig::is_tesk_enabled());
@@ -134,21 +144,14 @@ TEST_F(ZqConfigAccessor, AnUnknownLineSettingThrows) {
 
 TEST_F(ZqConfigAccessor, TheTimeBetweenDateQuestionsIsInMilliseconds) {
     EXPECT_EQ(7200000U, ZqConfig::get_tout_ora_ms());
-    set("[RICH_ORA] TOUT_ORA", "60 s");
-    EXPECT_EQ(60000U, ZqConfig::get_tout_ora_ms());
-    set("[RICH_ORA] TOUT_ORA", "soon");
-    EXPECT_EQ(0U, ZqConfig::get_tout_ora_ms());
+    expectDateTimes({{"60 s", 60000}, {"soon", 0}});
 }
 
 TEST_F(ZqConfigAccessor, TheTimeBetweenDateQuestionsStaysWithinItsRange) {
-    set("[RICH_ORA] TOUT_ORA", "4294967");
-    EXPECT_EQ(4294967000U, ZqConfig::get_tout_ora_ms());
-    set("[RICH_ORA] TOUT_ORA", "4294968");
-    EXPECT_EQ(4294967295U, ZqConfig::get_tout_ora_ms());
-    set("[RICH_ORA] TOUT_ORA", "99999999999999999999");
-    EXPECT_EQ(4294967295U, ZqConfig::get_tout_ora_ms());
-    set("[RICH_ORA] TOUT_ORA", "-1");
-    EXPECT_EQ(0U, ZqConfig::get_tout_ora_ms());
+    expectDateTimes({{"4294967", 4294967000},
+                     {"4294968", 4294967295},
+                     {"99999999999999999999", 4294967295},
+                     {"-1", 0}});
 }
 
 TEST_F(ZqConfigAccessor, TheMinutesBetweenPollsAreNeverZero) {

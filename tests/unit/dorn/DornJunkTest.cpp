@@ -24,9 +24,7 @@ LogEntry unknownType(const std::string& shown) {
 const LogEntry kBadStart{kNotice, "ProtocolErrorException: Invalid Protocol Type Header"};
 
 std::string frameOfType(int type) {
-    Frame frame;
-    frame.type = static_cast<std::uint8_t>(type);
-    return frame.encode();
+    return Frame{.type = static_cast<std::uint8_t>(type)}.encode();
 }
 
 // A header of a known type that does not start as frames do.

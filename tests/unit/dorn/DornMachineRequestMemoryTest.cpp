@@ -222,9 +222,7 @@ std::size_t offer(DornPacketType1& request, TeskController& controller) {
 
 // The body of a request to every machine.
 void readFrame(DornPacketType1& request) {
-    Frame frame;
-    frame.type = 1;
-    frame.body = bytes("00");
+    Frame frame{.type = 1, .body = bytes("00")};
     const std::string encoded = frame.encode();
     MemoryInputStream stream(encoded);
     request.read(stream);

@@ -35,6 +35,17 @@ std::string counts(const Frame& frame) {
     return frame.body.size() < 10 ? "" : frame.body.substr(8, 2);
 }
 
+// The request is answered with one frame, which says that it failed.
+void expectFailed(HostClient& host, int type, const std::string& body) {
+    host.request(static_cast<std::uint8_t>(type), body, 7, 8);
+    const Frame answer = host.readFrame();
+    EXPECT_EQ(0xAB, answer.kind) << type;
+    EXPECT_EQ(type, answer.type);
+    EXPECT_EQ(8U, answer.identifierB);
+    EXPECT_BYTES("", answer.body);
+    EXPECT_TRUE(answer.checksumOk);
+}
+
 // How long a request of this type waits for its machine, in milliseconds.
 template <class Type>
 std::uint32_t timeoutOf() {
@@ -174,13 +185,7 @@ TEST(DornMachineRequestTest, RequestsToOneMachineAreFailedInEveryType) {
     for (const auto& [type, body] : requests) {
         HostLink link(1);
         link.machine(1).setFaults({.closeAfter = 3});
-        link.host().request(static_cast<std::uint8_t>(type), body, 7, 8);
-        const Frame answer = link.host().readFrame();
-        EXPECT_EQ(0xAB, answer.kind) << type;
-        EXPECT_EQ(type, answer.type);
-        EXPECT_EQ(8U, answer.identifierB);
-        EXPECT_BYTES("", answer.body);
-        EXPECT_TRUE(answer.checksumOk);
+        expectFailed(link.host(), type, body);
     }
 }
 
@@ -201,12 +206,7 @@ TEST(DornMachineRequestTest, ATextWithACommandByteThatIsNoPairFailsUnwritten) {
     HostLink link(1);
     const LogRecorder log;
     for (const auto& [type, body] : requests) {
-        link.host().request(static_cast<std::uint8_t>(type), body, 7, 8);
-        const Frame answer = link.host().readFrame();
-        EXPECT_EQ(0xAB, answer.kind) << type;
-        EXPECT_EQ(type, answer.type);
-        EXPECT_EQ(8U, answer.identifierB);
-        EXPECT_BYTES("", answer.body);
+        expectFailed(link.host(), type, body);
     }
     EXPECT_EQ("", link.machine(1).journal().dataReceived());
     EXPECT_LE(1U, log.count({181,
@@ -255,10 +255,9 @@ TEST(DornMachineRequestTest, ATrailerMakesTheConstantTwoInNumberedAnswers) {
         for (const int id : {113, 114}) {
             link.machine(1).answers().set(id, {.body = "1", .trailer = std::string(268, 't')});
         }
-        Frame request;
-        request.type = static_cast<std::uint8_t>(type);
-        request.constant = 0x77;
-        request.body = bytes("00") + std::string(11, '\0') + bytes("72");
+        Frame request{.constant = 0x77,
+                      .type = static_cast<std::uint8_t>(type),
+                      .body = bytes("00") + std::string(11, '\0') + bytes("72")};
         link.host().send(request);
         EXPECT_EQ(0x02, link.host().readFrame().constant) << type;
     }
@@ -266,22 +265,18 @@ TEST(DornMachineRequestTest, ATrailerMakesTheConstantTwoInNumberedAnswers) {
 
 TEST(DornMachineRequestTest, WithoutATrailerTheConstantIsTheRequests) {
     HostLink link(1);
-    Frame request;
-    request.type = 1;
-    request.constant = 0x77;
-    request.body = kEveryMachine;
+    Frame request{.constant = 0x77, .type = 1, .body = kEveryMachine};
     link.host().send(request);
     EXPECT_EQ(0x77, link.host().readFrame().constant);
 }
 
 TEST(DornMachineRequestTest, TheHeaderOfTheRequestComesBackWithEveryAnswer) {
     HostLink link(1);
-    Frame request;
-    request.type = 1;
-    request.station = bytes("11 22 33 44 55 66");
-    request.reserved = bytes("A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3");
-    request.identifierA = 0xFFFFFFFF;
-    request.identifierB = 0x80000001;
+    Frame request{.type = 1,
+                  .station = bytes("11 22 33 44 55 66"),
+                  .reserved = bytes("A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3"),
+                  .identifierA = 0xFFFFFFFF,
+                  .identifierB = 0x80000001};
     for (const std::string& body : {kEveryMachine, bytes("01"), std::string()}) {
         request.body = body;
         link.host().send(request);

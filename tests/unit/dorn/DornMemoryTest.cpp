@@ -75,9 +75,7 @@ class DornMemory : public testing::Test {
 };
 
 TEST_F(DornMemory, ThatEndsIsAnsweredOrEndsTheConnectionAndLeavesALine) {
-    Frame version;
-    version.type = 7;
-    version.identifierB = 5;
+    Frame version{.type = 7, .identifierB = 5};
     std::size_t failures = 0;
     std::size_t refusals = 0;
     for (bool untouched = false; !untouched;) {

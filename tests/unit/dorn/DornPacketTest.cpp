@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -253,36 +254,30 @@ TEST(DornPacketTest, AFrameOfTheLargestLengthIsRead) {
     EXPECT_EQ(frame, written(readFrom(packet, frame)));
 }
 
-TEST(DornPacketTest, ATimedOutRequestIsWrittenWithKindFEAndNoBody) {
+// What a request is written as, once it has ended, and what its listener is told.
+void expectEnd(const std::function<void(DornPacket&)>& end, const std::string& outcome,
+               const std::string& message, const std::string& frame) {
     RecordingListener listener;
     const PacketHandle<DornPacket> packet(new DornPacket);
     readFrom(*packet, kFullFrame);
     packet->addListener(&listener);
-    packet->notifyFailed();
-    EXPECT_EQ((Outcomes{{"failed", packet.pointer()}}), listener.outcomes());
-    EXPECT_BYTES(bytes("FF FE 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("46"),
-                 written(*packet));
+    end(*packet);
+    EXPECT_EQ((Outcomes{{outcome, packet.pointer(), message}}), listener.outcomes());
+    EXPECT_BYTES(frame, written(*packet));
+}
+
+TEST(DornPacketTest, ATimedOutRequestIsWrittenWithKindFEAndNoBody) {
+    expectEnd([](DornPacket& packet) { packet.notifyFailed(); }, "failed", "",
+              bytes("FF FE 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("46"));
 }
 
 TEST(DornPacketTest, AFailedRequestIsWrittenWithKindABAndNoBody) {
-    RecordingListener listener;
-    const PacketHandle<DornPacket> packet(new DornPacket);
-    readFrom(*packet, kFullFrame);
-    packet->addListener(&listener);
-    packet->notifyError(Exception("why"));
-    EXPECT_EQ((Outcomes{{"error", packet.pointer(), "why"}}), listener.outcomes());
-    EXPECT_BYTES(bytes("FF AB 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("F3"),
-                 written(*packet));
+    expectEnd([](DornPacket& packet) { packet.notifyError(Exception("why")); }, "error", "why",
+              bytes("FF AB 7E 03 00 00 00 01") + kFullFrame.substr(8, 34) + bytes("F3"));
 }
 
 TEST(DornPacketTest, AnAnsweredRequestIsToldAndStaysAsItIs) {
-    RecordingListener listener;
-    const PacketHandle<DornPacket> packet(new DornPacket);
-    readFrom(*packet, kFullFrame);
-    packet->addListener(&listener);
-    packet->notifyCompleted();
-    EXPECT_EQ((Outcomes{{"completed", packet.pointer()}}), listener.outcomes());
-    EXPECT_BYTES(kFullFrame, written(*packet));
+    expectEnd([](DornPacket& packet) { packet.notifyCompleted(); }, "completed", "", kFullFrame);
 }
 
 TEST(DornPacketTest, IdentifiersMatchOnlyBothTogether) {

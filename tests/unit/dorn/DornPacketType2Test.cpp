@@ -140,10 +140,7 @@ TEST_F(DornPacketType2Test, ATrailerMakesTheConstantTwo) {
     machine().setCodeId("ZN000000001");
     ask(1, bytes("00"));
     machine().answers().set(115, {.body = "METER001~01=7", .trailer = std::string(268, 't')});
-    Frame request;
-    request.type = 2;
-    request.constant = 0x77;
-    request.body = "CNT00001CNT99999ZN000000001";
+    Frame request{.constant = 0x77, .type = 2, .body = "CNT00001CNT99999ZN000000001"};
     host().send(request);
     const Frame answer = host().readFrame();
     EXPECT_EQ(0x02, answer.constant);

@@ -111,10 +111,7 @@ TEST_F(DornPacketType4Test, AnExactMultipleOf510ItemsEndsWithAnEmptyPage) {
 TEST_F(DornPacketType4Test, ATrailerMakesTheConstantTwo) {
     machine().setCodeId("ZP000000001");
     machine().answers().set(117, {.body = pairs(1), .trailer = std::string(268, 't')});
-    Frame request;
-    request.type = 4;
-    request.constant = 0x77;
-    request.body = kFields;
+    Frame request{.constant = 0x77, .type = 4, .body = kFields};
     host().send(request);
     const Frame answer = host().readFrame();
     EXPECT_EQ(0x02, answer.constant);

@@ -29,10 +29,8 @@ TEST_F(DornPacketType6Test, TheAnswerIncludesTheTrailerAndTheConstantIsTwo) {
     machine().setCodeId("ZN000000001");
     ask(1, bytes("00"));
     machine().answers().set(120, {.body = "4711", .trailer = std::string(268, 't')});
-    Frame request;
-    request.type = 6;
-    request.constant = 0x77;
-    request.body = "ZN000000001" + bytes("00 00 00 00") + "120~0008";
+    Frame request{
+        .constant = 0x77, .type = 6, .body = "ZN000000001" + bytes("00 00 00 00") + "120~0008"};
     host().send(request);
     const Frame answer = host().readFrame();
     EXPECT_EQ(0x02, answer.constant);

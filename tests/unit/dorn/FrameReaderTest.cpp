@@ -31,10 +31,7 @@ const std::string kUnknownType =
     "IOException: Dorn Got Junk on Input: 0x9 does not match any packet type.";
 
 std::string frameOfType(std::uint8_t type, const std::string& body = {}) {
-    Frame frame;
-    frame.type = type;
-    frame.body = body;
-    return frame.encode();
+    return Frame{.type = type, .body = body}.encode();
 }
 
 class FrameReaderTest : public testing::Test {

@@ -32,11 +32,7 @@ namespace teskd::test {
 
 // The bytes of a request with this identifier B.
 inline std::string request(std::uint8_t type, std::uint32_t id, const std::string& body = "") {
-    Frame frame;
-    frame.type = type;
-    frame.identifierB = id;
-    frame.body = body;
-    return frame.encode();
+    return Frame{.type = type, .identifierB = id, .body = body}.encode();
 }
 
 class HostLink {

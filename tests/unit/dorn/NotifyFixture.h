@@ -64,11 +64,7 @@ class Sent {
 };
 
 inline std::string answer(std::uint32_t a, std::uint32_t b, const std::string& body = "answer") {
-    Frame frame;
-    frame.identifierA = a;
-    frame.identifierB = b;
-    frame.body = body;
-    return frame.encode();
+    return Frame{.identifierA = a, .identifierB = b, .body = body}.encode();
 }
 
 // Its tests say begin() when the server's address is configured.

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "net/BufferedInputStream.h"
-#include "net/FailingAllocation.h"
+#include "support_src/FailingNew.h"
 #include "support_src/ScriptedInputStream.h"
 #include "support_src/Thrown.h"
 
@@ -355,14 +355,14 @@ TEST(BufferedInputStreamMark, NoPositionSizeOrLimitLosesBytes) {
 
 TEST(BufferedInputStreamMemory, ADefaultBufferThatCannotBeHadIsAnError) {
     ScriptedInputStream inner{};
-    const FailingAllocation fails;
+    const FailingNew fails(1);
     EXPECT_EQ("Out-Of-Memory: Could not allocate memory integer array",
               messageOf<OutOfMemoryException>([&] { BufferedInputStream{inner}; }));
 }
 
 TEST(BufferedInputStreamMemory, ASizedBufferThatCannotBeHadIsAnError) {
     ScriptedInputStream inner{};
-    const FailingAllocation fails;
+    const FailingNew fails(1);
     EXPECT_EQ("Out-Of-Memory: Could not allocate memory for char array",
               messageOf<OutOfMemoryException>([&] { BufferedInputStream(inner, 10); }));
 }
@@ -370,7 +370,7 @@ TEST(BufferedInputStreamMemory, ASizedBufferThatCannotBeHadIsAnError) {
 TEST(BufferedInputStreamMemory, ACopyThatCannotBeHadIsAnError) {
     ScriptedInputStream inner{};
     const BufferedInputStream input(inner);
-    const FailingAllocation fails;
+    const FailingNew fails(1);
     EXPECT_EQ("Out-Of-Memory: Could not allocate memory for char array",
               messageOf<OutOfMemoryException>([&] { BufferedInputStream{input}; }));
 }
@@ -381,7 +381,7 @@ TEST(BufferedInputStreamMemory, GrowthThatCannotBeHadIsAnErrorAndLosesNothing) {
     input.read();
     const std::string error = "Out-Of-Memory: Could not allocate memory integer array";
     {
-        const FailingAllocation fails;
+        const FailingNew fails(1);
         EXPECT_EQ(error, messageOf<OutOfMemoryException>([&] { input.mark(100); }));
     }
     EXPECT_EQ(error, messageOf<OutOfMemoryException>(

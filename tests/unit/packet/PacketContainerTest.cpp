@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "TestPacket.h"
 #include "core/Exception.h"
 #include "core/Thread.h"
 #include "packet/PacketContainer.h"
@@ -17,12 +18,6 @@ namespace teskd::test {
 namespace {
 
 using Outcomes = std::vector<Outcome>;
-
-struct TestPacket : Packet {
-    explicit TestPacket(bool& flag) : deleted(flag) {}
-    ~TestPacket() noexcept(false) override { deleted = true; }
-    bool& deleted;
-};
 
 // Three packets that tell one listener, and a queue. The test holds a reference on each packet.
 class PacketContainerTest : public testing::Test {

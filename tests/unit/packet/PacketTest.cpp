@@ -4,6 +4,7 @@
 #include <thread>
 #include <vector>
 
+#include "TestPacket.h"
 #include "core/Exception.h"
 #include "core/LogSource.h"
 #include "core/Text.h"
@@ -15,13 +16,6 @@ namespace teskd::test {
 namespace {
 
 using Outcomes = std::vector<Outcome>;
-
-// A packet that tells when it is deleted.
-struct TestPacket : Packet {
-    explicit TestPacket(bool& flag) : deleted(flag) {}
-    ~TestPacket() noexcept(false) override { deleted = true; }
-    bool& deleted;
-};
 
 // The counter is shared by all tests of the process: they compare against where it stood.
 class PacketTest : public testing::Test {

@@ -9,20 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "config/ZqConfig.h"
+#include "support_src/KeptConfig.h"
 
 namespace teskd::test {
 
-class PortConfig {
+class PortConfig : public KeptConfig {
   public:
-    PortConfig() : before_(getConfig()) {}
-    ~PortConfig() { static_cast<ZqConfig::Map&>(getConfig()) = before_; }
-    PortConfig(const PortConfig&) = delete;
-    PortConfig& operator=(const PortConfig&) = delete;
-
-    void set(const std::string& key, const std::string& value) { getConfig()[key] = value; }
     // Serial ports 1, 2, 3 ... and no others, at these TCP ports of 127.0.0.1.
-    void serialPorts(const std::vector<std::uint16_t>& tcpPorts) {
+    static void serialPorts(const std::vector<std::uint16_t>& tcpPorts) {
         std::string list;
         for (std::size_t i = 0; i < tcpPorts.size(); ++i) {
             const std::string n = std::to_string(i + 1);
@@ -31,9 +25,6 @@ class PortConfig {
         }
         set("[SLOT_MACHINE] PORT_ASYNC", list);
     }
-
-  private:
-    const ZqConfig::Map before_;
 };
 
 }  // namespace teskd::test
