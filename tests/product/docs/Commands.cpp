@@ -95,7 +95,8 @@ const std::vector<Runner>& runners() {
          "it waits for a person; preset powerpc-daemon runs tests in this way"},
         {"apt", Kind::Elsewhere, "it needs root; InstallTest.cpp installs in a root of its own"},
         {"systemctl", Kind::Elsewhere, "it needs root; ServiceTest.cpp runs the unit's command"},
-        {"cp", Kind::Elsewhere, "it writes to /etc; SerialPortServerTest.cpp starts that file"},
+        {"cp", Kind::Elsewhere,
+         "it writes to /etc; SerialPortServerExampleTest.cpp starts that file"},
     };
     return kRunners;
 }

@@ -4,8 +4,8 @@
 #include <set>
 
 #include "docs/AnnotatedBytes.h"
-#include "docs/Dialogue.h"
 #include "docs/Page.h"
+#include "docs/PageDialogue.h"
 #include "host/AamsContent.h"
 #include "host/Frame.h"
 
@@ -27,7 +27,7 @@ std::vector<AnnotatedBytes> framesOf(const Page& page) {
 TEST(ProtocolsPage, IsADialogueThatTheDaemonHolds) {
     const Page page("docs/protocols.md");
     ASSERT_EQ(1U, page.blocks("ini").size());
-    Dialogue dialogue(joined(page.blocks("ini").front().lines));
+    PageDialogue dialogue(joined(page.blocks("ini").front().lines));
     for (const Page::Block& block : page.blocks("hex")) {
         SCOPED_TRACE(page.place(block));
         dialogue.play(AnnotatedBytes::parse(block.lines));

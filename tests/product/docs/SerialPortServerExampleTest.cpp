@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <regex>
 
+#include "docs/ExampleServer.h"
 #include "docs/Page.h"
-#include "docs/SerialPortServer.h"
 #include "gateway/Gateway.h"
 #include "support/Listener.h"
 
@@ -40,7 +40,7 @@ void expectLogged(Gateway& gateway, const std::vector<std::string>& texts) {
 }
 
 TEST(SerialPortServerExample, LetsTheDaemonReachAMachineOnEveryLine) {
-    SerialPortServer server;
+    ExampleServer server;
     Gateway gateway(0, Config().serialPorts(server.ports()));
     gateway.start();
     for (const auto& machine : server.machines()) {
@@ -48,7 +48,7 @@ TEST(SerialPortServerExample, LetsTheDaemonReachAMachineOnEveryLine) {
     }
     HostClient host = gateway.host();
     host.request(1, std::string(1, '\0'));
-    for (std::size_t n = 0; n < SerialPortServer::kLines; ++n) {
+    for (std::size_t n = 0; n < ExampleServer::kLines; ++n) {
         EXPECT_EQ(0x81, host.readFrame().kind);
     }
     expectLogged(gateway, excerpt(0));
@@ -69,9 +69,9 @@ TEST(SerialPortServerExample, IsMissedInTheLogAsTheDocumentationSays) {
 
 TEST(SerialPortServerExample, HoldsNothingBackOnAnyLine) {
     const std::string example = readFile(sourceRoot() / "docs/ser2net.yaml");
-    EXPECT_EQ(SerialPortServer::kLines,
+    EXPECT_EQ(ExampleServer::kLines,
               countOf(example, "\n  accepter: telnet\\(rfc2217\\),tcp\\(nodelay\\),"));
-    EXPECT_EQ(SerialPortServer::kLines, countOf(example, "\n    chardelay: false\n"));
+    EXPECT_EQ(ExampleServer::kLines, countOf(example, "\n    chardelay: false\n"));
 }
 
 }  // namespace

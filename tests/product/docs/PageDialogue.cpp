@@ -1,4 +1,4 @@
-#include "docs/Dialogue.h"
+#include "docs/PageDialogue.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -46,14 +46,14 @@ std::string foreignAnswer() {
 
 }  // namespace
 
-Dialogue::Dialogue(const std::string& settings)
+PageDialogue::PageDialogue(const std::string& settings)
     : gateway_(0, configOf(settings, serialPort_.port()),
                DaemonProcess::Options{.waitUntilListening = false}) {
     gateway_.start();
     machine_ = serialPort_.accept();
 }
 
-HostClient& Dialogue::host() {
+HostClient& PageDialogue::host() {
     if (!host_) {
         EXPECT_TRUE(eventually([this] { return somebodyListens(gateway_.daemon().port()); }));
         host_ = std::make_unique<HostClient>(gateway_.host());
@@ -61,7 +61,7 @@ HostClient& Dialogue::host() {
     return *host_;
 }
 
-void Dialogue::play(const AnnotatedBytes& block) {
+void PageDialogue::play(const AnnotatedBytes& block) {
     if (block.to == "gateway") return send(block);
     const std::string received = receive(block);
     if (!block.matches(received)) {
@@ -71,14 +71,14 @@ void Dialogue::play(const AnnotatedBytes& block) {
     EXPECT_NO_THROW(teskhost::Frame::decode(received));
 }
 
-void Dialogue::send(const AnnotatedBytes& block) {
+void PageDialogue::send(const AnnotatedBytes& block) {
     if (block.from == "machine") return machine_.sendAll(block.bytes);
     if (block.from == "host") return host().sendRaw(block.bytes);
     if (block.from == "server") return reply(block.bytes);
     FAIL() << "who is '" << block.from << "'?";
 }
 
-std::string Dialogue::receive(const AnnotatedBytes& block) {
+std::string PageDialogue::receive(const AnnotatedBytes& block) {
     if (block.to == "machine") return machine_.readExactly(block.bytes.size());
     if (block.to == "host") return receiveFrame();
     if (block.to == "server") return receiveNotification(block);
@@ -86,13 +86,13 @@ std::string Dialogue::receive(const AnnotatedBytes& block) {
     return {};
 }
 
-std::string Dialogue::receiveFrame() {
+std::string PageDialogue::receiveFrame() {
     const std::string header = host().connection().readExactly(Frame::kHeaderSize);
     return header + host().connection().readExactly(frameLength(header));
 }
 
 // Notifications come as they arise; the page has them in an order for readers.
-std::string Dialogue::receiveNotification(const AnnotatedBytes& expected) {
+std::string PageDialogue::receiveNotification(const AnnotatedBytes& expected) {
     const auto wanted = [&](const std::string& n) { return codeOf(n) == codeOf(expected.bytes); };
     const auto found = [&] {
         if (const auto datagram = gateway_.server().receiveWithin(50ms)) {
@@ -112,7 +112,7 @@ std::string Dialogue::receiveNotification(const AnnotatedBytes& expected) {
 }
 
 // With the identifiers of the notification that it answers.
-void Dialogue::reply(std::string frame) {
+void PageDialogue::reply(std::string frame) {
     frame.replace(kIdentifiers, kIdentifiersSize, lastNotification_, kIdentifiers,
                   kIdentifiersSize);
     frame.back() = static_cast<char>(checksumOf(frame.substr(0, frame.size() - 1)));

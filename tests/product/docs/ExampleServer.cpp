@@ -1,4 +1,4 @@
-#include "docs/SerialPortServer.h"
+#include "docs/ExampleServer.h"
 
 #include <regex>
 #include <stdexcept>
@@ -9,12 +9,12 @@
 
 namespace teskd::test {
 
-SerialPortServer::SerialPortServer() {
+ExampleServer::ExampleServer() {
     startMachines();
     startServer();
 }
 
-void SerialPortServer::startMachines() {
+void ExampleServer::startMachines() {
     for (std::size_t n = 0; n < kLines; ++n) {
         const std::string tty = temp_ / ("ttyS" + std::to_string(n));
         const std::string codeId = "ZA00000000" + std::to_string(n + 1);
@@ -24,7 +24,7 @@ void SerialPortServer::startMachines() {
     }
 }
 
-void SerialPortServer::startServer() {
+void ExampleServer::startServer() {
     std::string example = readFile(sourceRoot() / "docs/ser2net.yaml");
     example = std::regex_replace(example, std::regex("127\\.0\\.0\\.1,[0-9]+"), "127.0.0.1,0");
     example = std::regex_replace(example, std::regex("/dev/ttyS"), (temp_ / "ttyS").string());
@@ -40,11 +40,11 @@ void SerialPortServer::startServer() {
     }
 }
 
-std::vector<std::uint16_t> SerialPortServer::ports() const {
+std::vector<std::uint16_t> ExampleServer::ports() const {
     return listeningPorts(server_->pid());
 }
 
-std::string SerialPortServer::output() const {
+std::string ExampleServer::output() const {
     return server_->standardOutput() + server_->standardError();
 }
 

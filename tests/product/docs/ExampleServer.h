@@ -18,11 +18,11 @@
 
 namespace teskd::test {
 
-class SerialPortServer {
+class ExampleServer {
   public:
     static constexpr std::size_t kLines = 4;
 
-    SerialPortServer();
+    ExampleServer();
 
     // One for every line, in the order of the kernel.
     std::vector<std::uint16_t> ports() const;

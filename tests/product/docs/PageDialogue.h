@@ -17,10 +17,10 @@
 
 namespace teskd::test {
 
-class Dialogue {
+class PageDialogue {
   public:
     // The page's settings, an INI file.
-    explicit Dialogue(const std::string& settings);
+    explicit PageDialogue(const std::string& settings);
 
     void play(const AnnotatedBytes& block);
     DaemonProcess& daemon() { return gateway_.daemon(); }
