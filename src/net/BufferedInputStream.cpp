@@ -56,22 +56,24 @@ void BufferedInputStream::close() {
 }
 
 int BufferedInputStream::read() {
-    char byte = 0;
-    return read(&byte, 1) < 1 ? -1 : static_cast<unsigned char>(byte);
+    if (held() == 0 && !refill()) return -1;
+    return static_cast<unsigned char>(buffer_[static_cast<std::size_t>(pos_++)]);
 }
 
 int BufferedInputStream::read(char* buffer, int len) {
-    if (len < 1) return 0;
-    if (held() == 0) {
-        invalidateMarkIfPassed();
-        fill();
-    }
+    if (len < 1 || (held() == 0 && !refill())) return 0;
     const int n = std::min(held(), len);
-    if (n == 0) return 0;
-    std::memset(buffer, 0, static_cast<std::size_t>(len));
     std::memcpy(buffer, buffer_.get() + pos_, static_cast<std::size_t>(n));
+    std::memset(buffer + n, 0, static_cast<std::size_t>(len - n));
     pos_ += n;
     return n;
+}
+
+// Whether there is a byte to hand out now.
+bool BufferedInputStream::refill() {
+    invalidateMarkIfPassed();
+    fill();
+    return held() > 0;
 }
 
 // Without a valid mark the bytes before pos_ are no longer needed, so the buffer is emptied. A full

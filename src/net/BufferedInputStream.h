@@ -1,7 +1,9 @@
 // Reads the inner stream in blocks, with mark and reset.
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <string_view>
 
 #include "net/FilterInputStream.h"
 
@@ -24,8 +26,8 @@ class BufferedInputStream : public FilterInputStream {
     // Closes the inner stream and frees the buffer.
     void close() override;
     int read() override;
-    // Up to len bytes, refilling the buffer once at most; 0 at the end of the stream. Otherwise all
-    // of buffer is zeroed first.
+    // Up to len bytes, refilling the buffer once at most; 0 at the end of the stream. Otherwise the
+    // rest of buffer is zeroed.
     int read(char* buffer, int len) override;
     // Drops up to n bytes, refilling the buffer once at most; the count, 0 at the end of the
     // stream.
@@ -38,8 +40,15 @@ class BufferedInputStream : public FilterInputStream {
 
     // Bytes in the buffer. Makes no system call, unlike available().
     int held() const { return count_ - pos_; }
+    // These bytes, until the next operation.
+    std::string_view view() const {
+        return {buffer_.get() + pos_, static_cast<std::size_t>(held())};
+    }
+    // Drops n of them, at most held(), as if they had been read.
+    void advance(int n) { pos_ += n; }
 
   private:
+    bool refill();
     void invalidateMarkIfPassed();
     void fill();
     void makeRoom(int limit);

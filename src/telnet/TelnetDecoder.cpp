@@ -1,5 +1,7 @@
 #include "telnet/TelnetDecoder.h"
 
+#include <algorithm>
+
 #include "core/LogSource.h"
 #include "telnet/TelnetOptionInterface.h"
 #include "telnet/TelnetProtocol.h"
@@ -29,6 +31,11 @@ std::optional<int> TelnetDecoder::feed(int byte) {
             return std::nullopt;
     }
     return std::nullopt;
+}
+
+std::size_t TelnetDecoder::leadingData(std::string_view bytes) const {
+    if (state_ != State::DATA) return 0;
+    return std::min(bytes.find(static_cast<char>(telnet::IAC)), bytes.size());
 }
 
 std::optional<int> TelnetDecoder::command(int byte) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace teskd {
 
@@ -26,6 +27,8 @@ class TelnetDecoder {
     // Takes the next received byte (0 to 255) and returns the data byte that results, if any.
     // Calls the interface for each complete command.
     std::optional<int> feed(int byte);
+    // How many of the next received bytes, from the first on, are data as they are.
+    std::size_t leadingData(std::string_view bytes) const;
 
   private:
     enum class State { DATA, COMMAND, OPTION, SUBNEGOTIATION_OPTION, SUBNEGOTIATION };

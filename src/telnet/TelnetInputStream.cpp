@@ -32,14 +32,24 @@ int TelnetInputStream::read(char* buffer, int len) {
     int count = 1;
     // Do not block again: the bytes that follow may be commands only, and the caller has data.
     while (count < len && (source_.held() > 0 || source_.available() > 0)) {
+        const int run = take_run(buffer + count, len - count);
+        count += run;
+        if (run > 0) continue;
         const int byte = source_.read();
         if (byte == -1) break;
         const std::optional<int> data = decoder_.feed(byte);
-        if (!data) continue;
-        buffer[count++] = static_cast<char>(*data);
-        marked_ = false;
+        if (data) buffer[count++] = static_cast<char>(*data);
     }
+    if (count > 1) marked_ = false;
     return count;
+}
+
+// Data bytes that are in the source's buffer, up to the next command.
+int TelnetInputStream::take_run(char* buffer, int len) {
+    const std::string_view held = source_.view().substr(0, static_cast<std::size_t>(len));
+    const std::size_t run = held.copy(buffer, decoder_.leadingData(held));
+    source_.advance(static_cast<int>(run));
+    return static_cast<int>(run);
 }
 
 unsigned TelnetInputStream::available() {

@@ -37,6 +37,8 @@ class TelnetInputStream : public FilterInputStream {
     std::string takeArrived();
 
   private:
+    int take_run(char* buffer, int len);
+
     BufferedInputStream& source_;
     TelnetDecoder decoder_;
     bool marked_ = false;

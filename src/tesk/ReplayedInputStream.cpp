@@ -3,6 +3,7 @@
 namespace teskd {
 
 int ReplayedInputStream::read() {
+    if (bytes_.empty()) return FilterInputStream::read();
     char byte = 0;
     return read(&byte, 1) < 1 ? -1 : static_cast<unsigned char>(byte);
 }
