@@ -31,7 +31,8 @@ bool is_step(double value) {
 }  // namespace
 
 std::optional<ReadingCheck::Values> ReadingCheck::parse(std::string_view body) {
-    const std::vector<std::string_view> fields = text::splitFields(body, TeskPacket::SEPARATOR);
+    const std::vector<std::string_view> fields =
+        text::splitFields(body, TeskPacket::SEPARATOR, FIELDS);
     if (fields.size() < FIELDS) return std::nullopt;
     return Values{to_double(fields[0]), to_double(fields[1]), to_double(fields[2]),
                   to_double(fields[3]), to_double(fields[4]), to_double(fields[5])};

@@ -24,13 +24,14 @@ std::uint32_t readBytes(std::string_view bytes, std::size_t offset, std::size_t 
 }  // namespace
 
 void append16(std::string& bytes, std::uint32_t value) {
-    bytes.push_back(static_cast<char>(value >> 8));
-    bytes.push_back(static_cast<char>(value));
+    const char both[] = {static_cast<char>(value >> 8), static_cast<char>(value)};
+    bytes.append(both, sizeof both);
 }
 
 void append32(std::string& bytes, std::uint32_t value) {
-    append16(bytes, value >> 16);
-    append16(bytes, value);
+    const char all[] = {static_cast<char>(value >> 24), static_cast<char>(value >> 16),
+                        static_cast<char>(value >> 8), static_cast<char>(value)};
+    bytes.append(all, sizeof all);
 }
 
 void put32(char* bytes, std::size_t size, std::size_t offset, std::uint32_t value) {

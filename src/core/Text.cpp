@@ -8,34 +8,41 @@ namespace teskd::text {
 
 namespace {
 
-constexpr std::string_view BLANKS = " \t\n\v\f\r";
-constexpr int HEXADECIMAL = 16;
-constexpr int NO_DIGIT = 36;
+constexpr unsigned HEXADECIMAL = 16;
+constexpr unsigned NO_DIGIT = 36;
 
-int digit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'z') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'Z') return c - 'A' + 10;
+unsigned digit(char c) {
+    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+    if (c >= 'a' && c <= 'z') return static_cast<unsigned>(c - 'a') + 10;
+    if (c >= 'A' && c <= 'Z') return static_cast<unsigned>(c - 'A') + 10;
     return NO_DIGIT;
 }
 
+bool isBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
 // Length of an optional "0x" before hexadecimal digits.
-std::size_t hexPrefix(std::string_view text, int base) {
+std::size_t hexPrefix(std::string_view text, unsigned base) {
     if (base != HEXADECIMAL || text.size() < 3) return 0;
     const bool stands = text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-    return stands && digit(text[2]) < base ? 2 : 0;
+    return stands && digit(text[2]) < HEXADECIMAL ? 2 : 0;
 }
 
 struct Digits {
-    std::int64_t value = 0;  // 2^31 at most
+    std::uint32_t value = 0;  // 2^31 at most
     std::size_t count = 0;
 };
 
-Digits readDigits(std::string_view text, int base) {
-    constexpr std::int64_t LIMIT = std::int64_t{1} << 31;
+// In 32 bits throughout: up to LIMIT / base, the value grows by a digit without overflow.
+Digits readDigits(std::string_view text, unsigned base) {
+    constexpr std::uint32_t LIMIT = std::uint32_t{1} << 31;
+    const std::uint32_t highest = LIMIT / base;
     Digits digits;
-    while (digits.count < text.size() && digit(text[digits.count]) < base) {
-        digits.value = std::min(digits.value * base + digit(text[digits.count]), LIMIT);
+    for (const char c : text) {
+        const unsigned next = digit(c);
+        if (next >= base) break;
+        digits.value = digits.value > highest ? LIMIT : std::min(digits.value * base + next, LIMIT);
         ++digits.count;
     }
     return digits;
@@ -60,16 +67,23 @@ std::vector<std::string_view> splitDroppingEmpty(std::string_view text,
     }
 }
 
-std::vector<std::string_view> splitFields(std::string_view text, char separator) {
-    std::vector<std::string_view> fields;
-    if (text.empty()) return fields;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t end = text.find(separator, start);
-        fields.push_back(text.substr(start, end - start));
-        if (end == std::string_view::npos) return fields;
-        start = end + 1;
+std::string_view takeField(std::optional<std::string_view>& rest, char separator) {
+    const std::size_t end = rest->find(separator);
+    const std::string_view field = rest->substr(0, end);
+    if (end == std::string_view::npos) {
+        rest.reset();
+    } else {
+        rest->remove_prefix(end + 1);
     }
+    return field;
+}
+
+std::vector<std::string_view> splitFields(std::string_view text, char separator, std::size_t most) {
+    std::vector<std::string_view> fields;
+    std::optional<std::string_view> rest = text;
+    if (text.empty()) rest.reset();
+    while (rest && fields.size() < most) fields.push_back(takeField(rest, separator));
+    return fields;
 }
 
 std::string trim(std::string_view text, std::string_view set) {
@@ -90,16 +104,18 @@ std::string zeroFilled(std::string_view text, std::size_t size) {
 
 // Parsed in place, without a copy: the text may have megabytes.
 Number parseNumber(std::string_view text, int base) {
-    const std::size_t start = std::min(text.find_first_not_of(BLANKS), text.size());
-    const std::string_view number = text.substr(start);
-    const bool negative = number.substr(0, 1) == "-";
-    const std::size_t sign = negative || number.substr(0, 1) == "+" ? 1 : 0;
-    const std::size_t prefix = sign + hexPrefix(number.substr(sign), base);
-    const Digits digits = readDigits(number.substr(prefix), base);
+    const unsigned radix = static_cast<unsigned>(base);
+    const auto* const number = std::find_if_not(text.begin(), text.end(), isBlank);
+    std::string_view rest = text.substr(static_cast<std::size_t>(number - text.begin()));
+    const bool negative = !rest.empty() && rest.front() == '-';
+    if (negative || (!rest.empty() && rest.front() == '+')) rest.remove_prefix(1);
+    rest.remove_prefix(hexPrefix(rest, radix));
+    const Digits digits = readDigits(rest, radix);
     if (digits.count == 0) return {};
     constexpr std::int64_t HIGHEST = std::numeric_limits<std::int32_t>::max();
-    const std::int64_t value = negative ? -digits.value : std::min(digits.value, HIGHEST);
-    return {static_cast<std::int32_t>(value), start + prefix + digits.count};
+    const std::int64_t magnitude = digits.value;
+    const std::int64_t value = negative ? -magnitude : std::min(magnitude, HIGHEST);
+    return {static_cast<std::int32_t>(value), text.size() - rest.size() + digits.count};
 }
 
 std::int32_t toInt(std::string_view text, int base) {

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,9 +19,15 @@ std::string_view takePiece(std::string_view& rest, std::string_view separators);
 std::vector<std::string_view> splitDroppingEmpty(std::string_view text,
                                                  std::string_view separators);
 
-// The fields between single separators, as views into the text. Empty fields are kept, so that
-// positions count. An empty text has no field.
-std::vector<std::string_view> splitFields(std::string_view text, char separator);
+// Removes the first field from rest and returns it, as a view into the text. Fields stand between
+// single separators; empty ones are kept, so that positions count. Nothing is left in rest behind
+// the last one.
+std::string_view takeField(std::optional<std::string_view>& rest, char separator);
+
+// The fields that takeField returns, in order, at most the first `most` of them. An empty text has
+// no field.
+std::vector<std::string_view> splitFields(std::string_view text, char separator,
+                                          std::size_t most = std::string_view::npos);
 
 // The text without leading and trailing characters of the set.
 std::string trim(std::string_view text, std::string_view set);

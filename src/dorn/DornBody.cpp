@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <optional>
 
 #include "core/BigEndian.h"
 #include "core/Text.h"
@@ -74,11 +75,16 @@ std::string Pages::entries(std::size_t page) const {
 }
 
 void Pages::append_entry(std::string& body, std::string_view name, std::string_view values) const {
-    const auto fields = text::splitFields(values, VALUE_SEPARATOR);
-    const std::size_t count = std::min(fields.size(), MOST_VALUES);
-    body += text::zeroFilled(name, ENTRY_NAME_SIZE);
+    const auto fields = std::count(values.begin(), values.end(), VALUE_SEPARATOR) + 1;
+    const std::size_t count =
+        values.empty() ? 0 : std::min(static_cast<std::size_t>(fields), MOST_VALUES);
+    const std::size_t named = std::min(name.size(), ENTRY_NAME_SIZE);
+    body.append(name, 0, named).append(ENTRY_NAME_SIZE - named, '\0');
     bigendian::append16(body, static_cast<std::uint32_t>(count));
-    for (std::size_t i = 0; i < count; ++i) append_value_(body, fields[i]);
+    std::optional<std::string_view> rest = values;
+    for (std::size_t i = 0; i < count; ++i) {
+        append_value_(body, text::takeField(rest, VALUE_SEPARATOR));
+    }
 }
 
 }  // namespace teskd::dornbody

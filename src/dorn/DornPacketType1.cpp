@@ -27,7 +27,7 @@ std::vector<std::string> DornPacketType1::encode(const TeskPacket& answer,
     std::string body = dornbody::head(answer, progress.date, progress.total, progress.sequence);
     ++progress.sequence;
     const std::string payload = answer.get_body();
-    const auto items = text::splitFields(payload, dornbody::ITEM_SEPARATOR);
+    const auto items = text::splitFields(payload, dornbody::ITEM_SEPARATOR, std::size(ITEM_WIDTHS));
     for (std::size_t i = 0; i < std::size(ITEM_WIDTHS); ++i) {
         const auto value = static_cast<std::uint32_t>(i < items.size() ? text::toInt(items[i]) : 0);
         if (ITEM_WIDTHS[i] == 4) {

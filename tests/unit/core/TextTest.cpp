@@ -43,6 +43,21 @@ TEST(TextSplitFields, KeepsEmptyFields) {
     EXPECT_THAT(text::splitFields("~", '~'), ElementsAre("", ""));
 }
 
+TEST(TextSplitFields, StopsAfterTheMostFields) {
+    EXPECT_THAT(text::splitFields("a~b~c", '~', 2), ElementsAre("a", "b"));
+    EXPECT_THAT(text::splitFields("a~b", '~', 3), ElementsAre("a", "b"));
+    EXPECT_THAT(text::splitFields("a~b", '~', 0), IsEmpty());
+}
+
+TEST(TextTakeField, CutsTheFirstFieldOffUntilNothingIsLeft) {
+    std::optional<std::string_view> rest = "a~~b";
+    EXPECT_EQ("a", text::takeField(rest, '~'));
+    EXPECT_EQ("~b", rest);
+    EXPECT_EQ("", text::takeField(rest, '~'));
+    EXPECT_EQ("b", text::takeField(rest, '~'));
+    EXPECT_FALSE(rest.has_value());
+}
+
 TEST(TextSplitFields, AnEmptyTextHasNoField) {
     EXPECT_THAT(text::splitFields("", '~'), IsEmpty());
     EXPECT_THAT(text::splitFields("a", '~'), ElementsAre("a"));
