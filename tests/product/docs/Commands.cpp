@@ -79,6 +79,7 @@ const std::vector<Runner>& runners() {
         {"script/bench", Kind::Elsewhere, "minutes; bench_tests runs what it measures with"},
         {"script/endurance", Kind::Elsewhere, "minutes; its tests run shortened with all others"},
         {"script/footprint", Kind::Elsewhere, "it builds; its program is of every build"},
+        {"script/count", Kind::Elsewhere, "minutes; .ci/run"},
         {"script/controller", Kind::Elsewhere, "it builds a kernel; it asserts what it shows"},
         {"script/coverage", Kind::Elsewhere,
          "minutes; Quality.coverage_report tests what it tells"},
