@@ -120,6 +120,8 @@ void expectTurnedAwayAt(__rlimit_resource which, const std::function<rlim_t(pid_
                         const std::string& name, const std::string& complaint) {
     Gateway gateway(1);
     gateway.startKnown();
+    // A thread that ends later would leave its stack to the first host that is to be turned away.
+    ASSERT_TRUE(gateway.log().waitFor("Thread 'Timer: Telnet Internal Timer' Terminated"));
     DaemonProcess& daemon = gateway.daemon();
     HostClient idle = gateway.host();
     expectVersion(idle);
