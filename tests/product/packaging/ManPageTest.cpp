@@ -183,6 +183,7 @@ class Source {
         addOfSources(lines);
         addAttempts(lines);
         addNamed(lines);
+        addCounts(lines);
         for (const auto& match :
              found("(?:StandardError::inherited\\(\\)\\.write|\\.standardError)\\(")) {
             lines.insert(logLine("stderr", match + "*"));
@@ -240,6 +241,15 @@ class Source {
         if (!contains("void DornDeamon::log_problem")) return;
         for (const std::string& what : found("constexpr const char\\* [A-Z_]+ = ")) {
             lines.insert(logLine("warning", what + ": *"));
+        }
+    }
+
+    // A count of dropped lines has the priority of the most urgent of them.
+    void addCounts(LogLines& lines) const {
+        for (const std::string& what : found("Log::writeUnlimited\\(dropped\\.priority,\\s*")) {
+            for (const char* severity : {"warning", "notice", "info", "debug"}) {
+                lines.insert(logLine(severity, what));
+            }
         }
     }
 
