@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 
 namespace teskd {
 
@@ -25,8 +24,9 @@ class Deadline {
     // never does.
     int pollTimeout() const;
 
+    bool operator==(const Deadline& other) const = default;
     // The earlier one is less.
-    friend auto operator<=>(const Deadline&, const Deadline&) = default;
+    bool operator<(const Deadline& other) const { return at_ < other.at_; }
 
   private:
     explicit Deadline(Clock::time_point at) : at_(at) {}
