@@ -86,6 +86,23 @@ TEST(DornRoomTest, ARequestToEveryMachineWaitsForRoomForAllItsMessages) {
     EXPECT_TRUE(link.machine(2).journal().waitForRequests(1));
 }
 
+// The answer to the first request is owed for minutes, as the machine is silent.
+TEST(DornRoomTest, AHostThatStopsInTheMiddleOfABodyHoldsNoRoomForIt) {
+    constexpr std::size_t kLarge = 15 * kMebibyte;
+    HostLink link(1);
+    link.machine(1).setFaults({.silent = true});
+    link.host().sendRaw(request(2, 1, std::string(16, '\0') + "ZA000000001"));
+    ASSERT_TRUE(link.machine(1).journal().waitForRequests(1));
+    Event wake;
+    HostMemory::Account other(link.memory(), wake);
+    const auto roomIsFree = [&] { return static_cast<bool>(other.take(kLarge)); };
+    link.host().sendRaw(request(7, 2, std::string(kLarge, 'x')).substr(0, 1000));
+    ASSERT_TRUE(eventually([&] { return !roomIsFree(); }));
+    other.leave();
+    link.host().connection().shutdownWrite();
+    EXPECT_TRUE(eventually(roomIsFree));
+}
+
 // A machine with so little memory that a body of 512 KiB is the largest that is read.
 class DornRoomWithLittleMemory : public testing::Test {
   protected:
