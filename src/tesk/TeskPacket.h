@@ -37,7 +37,7 @@ class TeskPacket : public Packet {
     static constexpr char SEPARATOR = '~';
     // The ID of the request for a machine's counters.
     static constexpr int COUNTERS_ID = 113;
-    // How long a machine has for its answer to a request that gives it no more, in milliseconds.
+    // How long a machine has for its answer unless the request says otherwise, in milliseconds.
     static constexpr std::uint32_t ANSWER_TIME = 10000;
 
     // Reads an answer over this packet; the fields read before a failure keep their new values.
