@@ -207,7 +207,9 @@ TEST_F(NotificationLater, AnswersMayComeInAnyOrder) {
     for (int i = 6; i >= 0; --i) {
         const std::string number = std::to_string(10 + i);
         notifications.answer(reports.at(static_cast<std::size_t>(i)), 2, "-" + number + "!1!1!30");
-        EXPECT_TRUE(gateway_.log().waitFor("tmp_app_collegati = " + number + ","));
+        EXPECT_TRUE(eventually([&] {
+            return ask(host, 505).find("-" + number + "!1!1!30-") != std::string::npos;
+        })) << number;
     }
     for (std::size_t i = 1; i < reports.size(); ++i) {
         EXPECT_EQ(reports[i - 1].identifierB + 1, reports[i].identifierB);
