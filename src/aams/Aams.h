@@ -34,8 +34,8 @@ class Timer;
 // the engine uses only while threads run.
 // Threads: run and the request handlers on its own; check_reading on the master's thread that read
 // the answer; the two tasks on the timer's; notifyBack on the notifier's.
-// Locks: parametersLock_, under which the timer's list is locked; the cache has its own. No lock is held while listeners are
-// called.
+// Locks: parametersLock_, under which the timer's list is locked; the cache has its own. No lock is
+// held while listeners are called.
 class Aams : public Thread, public PacketContainer, public PacketEventListener {
   public:
     Aams(TeskController& controller, PacketContainer& notifier, Timer& timer);
