@@ -254,6 +254,7 @@ void converse(const std::uint8_t* data, std::size_t size) {
     Recorder expected;
     require(read == decoded(bytes.bytes(), expected), "pieces change no data");
     require(received.commands == expected.commands, "pieces change no command");
+    require(connection.client.getPeerSignature().size() <= size, "a signature was received");
 
     check_answers(Answers(connection.answers()).commands, received.commands);
     check_repetition(connection, received.commands);

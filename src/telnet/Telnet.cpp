@@ -173,13 +173,14 @@ void Telnet::answerOffer(int option, int answer) {
     scheduleFlusher();
 }
 
-// The server's own signature has no use here.
 void Telnet::subnegotiation(int option, const std::string& parameters) {
     const int first = byteAt(parameters, 0);
     const std::string rest = parameters.empty() ? std::string() : parameters.substr(1);
     if (option != telnet::COM_PORT_OPTION || first != telnet::SERVER_SIGNATURE) {
         logUnhandled(option, first, rest);
-    } else if (rest.empty()) {
+    } else if (!rest.empty()) {
+        peerSignature_ = rest;
+    } else {
         const std::string subcommand(1, static_cast<char>(telnet::SIGNATURE));
         telnetOutput_.subnegotiation(telnet::COM_PORT_OPTION, subcommand + OWN_SIGNATURE);
         scheduleFlusher();

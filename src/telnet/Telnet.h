@@ -80,6 +80,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     // The data streams, without Telnet commands. They hide the socket's raw streams.
     TelnetInputStream& getInputStream() { return telnetInput_; }
     TelnetOutputStream& getOutputStream() { return telnetOutput_; }
+    const std::string& getPeerSignature() const { return peerSignature_; }
 
     // "Telnet Internal Timer": runs the flushers of every Telnet of the process.
     static Timer& internalTimer();
@@ -102,6 +103,7 @@ class Telnet : public StreamClientSocket, public TelnetOptionInterface {
     bool suppressGoAhead_ = false;
     bool comPort_ = true;
     bool binary_ = false;
+    std::string peerSignature_;
     LogSource& log_;
     TimedInputStream timedInput_;
     BufferedInputStream bufferedInput_;

@@ -487,14 +487,16 @@ TEST(TelnetSubnegotiation, AServerThatAsksForTheSignatureGetsIt) {
     line.offer();
     EXPECT_BYTES(bytes("FF FA 2C 00") + "Telnet 1.0" + bytes("FF F0"),
                  line.answerTo(bytes("FF FA 2C 64 FF F0")));
+    EXPECT_EQ("", line.telnet->getPeerSignature());
 }
 
-TEST(TelnetSubnegotiation, TheServersSignatureIsNeitherAnsweredNorLogged) {
+TEST(TelnetSubnegotiation, TheServersSignatureIsKept) {
     Line line;
     line.offer();
-    const LogRecorder log;
     EXPECT_BYTES("", line.answerTo(bytes("FF FA 2C 64") + "server 2.0" + bytes("FF F0")));
-    EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ("server 2.0", line.telnet->getPeerSignature());
+    EXPECT_BYTES("", line.answerTo(bytes("FF FA 2C 64") + "b" + bytes("FF F0")));
+    EXPECT_EQ("b", line.telnet->getPeerSignature());
 }
 
 TEST(TelnetSubnegotiation, OtherLineControlIsLogged) {
