@@ -96,9 +96,14 @@ std::string untilZero(std::string_view field) {
     return std::string(field.substr(0, field.find('\0')));
 }
 
+void appendZeroFilled(std::string& bytes, std::string_view text, std::size_t size) {
+    const std::size_t kept = std::min(text.size(), size);
+    bytes.append(text, 0, kept).append(size - kept, '\0');
+}
+
 std::string zeroFilled(std::string_view text, std::size_t size) {
-    std::string field(text.substr(0, size));
-    field.resize(size, '\0');
+    std::string field;
+    appendZeroFilled(field, text, size);
     return field;
 }
 

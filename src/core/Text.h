@@ -35,7 +35,9 @@ std::string trim(std::string_view text, std::string_view set);
 // The text of a fixed-size field: up to its first zero byte, or all of it.
 std::string untilZero(std::string_view field);
 
-// The text padded with zero bytes, or cut, to exactly size bytes.
+// Appends the text padded with zero bytes, or cut, to exactly size bytes.
+void appendZeroFilled(std::string& bytes, std::string_view text, std::size_t size);
+// The same as a string of its own.
 std::string zeroFilled(std::string_view text, std::size_t size);
 
 // The result of strtol, with the limits of a 32-bit long on every platform.

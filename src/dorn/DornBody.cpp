@@ -78,8 +78,7 @@ void Pages::append_entry(std::string& body, std::string_view name, std::string_v
     const auto fields = std::count(values.begin(), values.end(), VALUE_SEPARATOR) + 1;
     const std::size_t count =
         values.empty() ? 0 : std::min(static_cast<std::size_t>(fields), MOST_VALUES);
-    const std::size_t named = std::min(name.size(), ENTRY_NAME_SIZE);
-    body.append(name, 0, named).append(ENTRY_NAME_SIZE - named, '\0');
+    text::appendZeroFilled(body, name, ENTRY_NAME_SIZE);
     bigendian::append16(body, static_cast<std::uint32_t>(count));
     std::optional<std::string_view> rest = values;
     for (std::size_t i = 0; i < count; ++i) {

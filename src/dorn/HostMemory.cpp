@@ -6,6 +6,12 @@
 
 namespace teskd {
 
+namespace {
+
+constexpr std::size_t RESERVED_PART = 8;  // of the requests' pool, for those who use none of it
+
+}  // namespace
+
 HostMemory::Room::~Room() {
     if (account_ != nullptr) account_->memory_.giveBack(*account_, bytes_);
 }
@@ -83,7 +89,7 @@ bool HostMemory::fits(const Account& account, std::size_t bytes) const {
     const bool usesPool = this->usesPool(account);
     const Account* const next = usesPool ? firstInLine() : firstWithoutPool();
     const bool isNext = next == nullptr || next == &account;
-    return isNext && used_ + need <= (usesPool ? pool - pool / 8 : pool);
+    return isNext && used_ + need <= (usesPool ? pool - pool / RESERVED_PART : pool);
 }
 
 bool HostMemory::usesPool(const Account& account) const {

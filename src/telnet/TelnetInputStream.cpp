@@ -32,7 +32,7 @@ int TelnetInputStream::read(char* buffer, int len) {
     int count = 1;
     // Do not block again: the bytes that follow may be commands only, and the caller has data.
     while (count < len && (source_.held() > 0 || source_.available() > 0)) {
-        const int run = take_run(buffer + count, len - count);
+        const int run = takeRun(buffer + count, len - count);
         count += run;
         if (run > 0) continue;
         const int byte = source_.read();
@@ -45,7 +45,7 @@ int TelnetInputStream::read(char* buffer, int len) {
 }
 
 // Data bytes that are in the source's buffer, up to the next command.
-int TelnetInputStream::take_run(char* buffer, int len) {
+int TelnetInputStream::takeRun(char* buffer, int len) {
     const std::string_view held = source_.view().substr(0, static_cast<std::size_t>(len));
     const std::size_t run = held.copy(buffer, decoder_.leadingData(held));
     source_.advance(static_cast<int>(run));

@@ -37,7 +37,7 @@ class TelnetInputStream : public FilterInputStream {
     std::string takeArrived();
 
   private:
-    int take_run(char* buffer, int len);
+    int takeRun(char* buffer, int len);
 
     BufferedInputStream& source_;
     TelnetDecoder decoder_;
