@@ -12,7 +12,10 @@ AamsPacket::AamsPacket(std::int32_t code_id)
 
 void AamsPacket::read(InputStream& in) {
     DornPacket::read(in);
-    code_id_ = aamspayload::code_id(get_frame_body());
+    const aamspayload::Head head = aamspayload::parse(get_frame_body());
+    prefix_ = head.prefix;
+    code_id_ = head.code_id;
+    length_ = head.length;
 }
 
 void AamsPacket::offer_to_engine(PacketContainer& engine) {

@@ -8,7 +8,7 @@
 
 namespace teskd {
 
-// Parses the code id when the frame is read, is queued with the AAMS engine, and becomes the
+// Parses the payload's head when the frame is read, is queued with the AAMS engine, and becomes the
 // engine's reply. Threads and ownership: as DornPacket.
 class AamsPacket : public DornPacket {
   public:
@@ -31,7 +31,9 @@ class AamsPacket : public DornPacket {
     explicit AamsPacket(std::int32_t code_id);
 
   private:
+    std::string prefix_;
     std::int32_t code_id_ = 0;
+    std::int32_t length_ = 0;
 };
 
 }  // namespace teskd

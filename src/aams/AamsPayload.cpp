@@ -11,8 +11,17 @@ constexpr std::size_t HEAD_TEXT_SIZE = 8;  // "NNN-XXXX"
 
 }  // namespace
 
-std::int32_t code_id(std::string_view payload) {
-    return payload.size() <= OFFSET_TEXT ? 0 : text::toInt(payload.substr(OFFSET_TEXT));
+Head parse(std::string_view payload) {
+    Head head;
+    head.prefix = payload.substr(0, OFFSET_TEXT);
+    if (payload.size() <= OFFSET_TEXT) return head;
+    const std::string_view text = payload.substr(OFFSET_TEXT);
+    const text::Number code = text::parseNumber(text, 10);
+    head.code_id = code.value;
+    const std::size_t behindSeparator = code.consumed + 1;
+    if (behindSeparator >= text.size()) return head;
+    head.length = text::toInt(text.substr(behindSeparator), 16);
+    return head;
 }
 
 std::string build(std::int32_t code_id, const std::string& body) {

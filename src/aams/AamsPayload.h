@@ -19,9 +19,13 @@ namespace teskd::aamspayload {
 constexpr std::size_t OFFSET_TEXT = 4;
 constexpr std::size_t OFFSET_BODY = 13;  // behind the body's leading "-"
 
-// The code id of a payload, saturated to 32 bits; 0 if there is none. Neither the prefix nor the
-// length is looked at: the frame tells how long the payload is.
-std::int32_t code_id(std::string_view payload);
+// The head of a payload. In a short payload, missing fields are empty or 0.
+struct Head {
+    std::string prefix;  // up to 4 bytes
+    std::int32_t code_id = 0;
+    std::int32_t length = 0;
+};
+Head parse(std::string_view payload);
 
 // The whole payload for a code id and a body.
 std::string build(std::int32_t code_id, const std::string& body);

@@ -11,12 +11,13 @@ namespace teskd::test {
 namespace {
 
 using aamspayload::build;
-using aamspayload::code_id;
+using aamspayload::Head;
+using aamspayload::parse;
 
 const std::string kPrefix = bytes("00 00 00 0B");
 
-std::int32_t codeOf(const std::string& text) {
-    return code_id(kPrefix + text);
+Head headOf(const std::string& text) {
+    return parse(kPrefix + text);
 }
 
 TEST(AamsPayloadBuild, PutsPrefixCodeAndLengthInFrontOfTheBody) {
@@ -53,47 +54,78 @@ TEST(AamsPayloadBuild, ABodyMayHaveAnyBytes) {
     EXPECT_BYTES(bytes("00 00 00 0C") + "503-000C" + body, build(503, body));
 }
 
-TEST(AamsPayloadCode, IsTheNumberBehindThePrefix) {
-    EXPECT_EQ(506, codeOf("506-0011-10!1!0!5"));
-    EXPECT_EQ(506, code_id(bytes("FF FF FF FF") + "506-0011"));
+TEST(AamsPayloadParse, ReadsPrefixCodeAndLength) {
+    const Head head = headOf("506-0011-10!1!0!5");
+    EXPECT_BYTES(bytes("00 00 00 0B"), head.prefix);  // and is not held against the length
+    EXPECT_EQ(506, head.code_id);
+    EXPECT_EQ(0x11, head.length);
 }
 
-TEST(AamsPayloadCode, EndsAtAnyCharacterThatIsNoDigit) {
+TEST(AamsPayloadParse, ReadsALengthOfFiveDigitsWhole) {
+    EXPECT_EQ(0x10000, headOf("503-10000-x").length);
+    EXPECT_EQ(0xABCDE, headOf("503-aBcDe-x").length);
+}
+
+TEST(AamsPayloadParse, AnyCharacterSeparatesCodeAndLength) {
     for (const char* const text : {"506-0011", "506!0011", "506 0011", "506x0011", "506~0011-"}) {
-        EXPECT_EQ(506, codeOf(text)) << text;
+        EXPECT_EQ(506, headOf(text).code_id) << text;
+        EXPECT_EQ(0x11, headOf(text).length) << text;
     }
 }
 
-TEST(AamsPayloadCode, OfAPayloadWithoutOneIsZero) {
+TEST(AamsPayloadParse, ExactlyOneCharacterIsSkippedBehindTheCode) {
+    EXPECT_EQ(-0x11, headOf("506--0011").length);
+    EXPECT_EQ(0, headOf("506-~0011").length);
+}
+
+TEST(AamsPayloadParse, WhatIsMissingReadsAsAbsent) {
     for (const std::string& payload :
          {std::string(), std::string("\x01"), std::string("\x01\x02\x03"), kPrefix}) {
-        EXPECT_EQ(0, code_id(payload));
+        const Head head = parse(payload);
+        EXPECT_BYTES(payload, head.prefix);
+        EXPECT_EQ(0, head.code_id);
+        EXPECT_EQ(0, head.length);
     }
-    EXPECT_EQ(506, codeOf("506"));
-    EXPECT_EQ(506, codeOf("506-"));
-    EXPECT_EQ(5, codeOf("5"));
-    EXPECT_EQ(0, codeOf("~11"));
+    for (const char* const text : {"506", "506-"}) {
+        EXPECT_EQ(506, headOf(text).code_id) << text;
+        EXPECT_EQ(0, headOf(text).length) << text;
+    }
+    EXPECT_EQ(5, headOf("5").code_id);
 }
 
-TEST(AamsPayloadCode, IsReadNoFurtherThanThePayloadsEnd) {
+TEST(AamsPayloadParse, APayloadIsReadNoFurtherThanItsEnd) {
     const std::string beyond = kPrefix + "506-0011-10!1";
-    EXPECT_EQ(50, code_id(std::string_view(beyond.data(), 6)));
+    const std::string_view cutInCode(beyond.data(), 6);
+    EXPECT_EQ(50, parse(cutInCode).code_id);
+    EXPECT_EQ(0, parse(cutInCode).length);
+    const std::string_view cutInLength(beyond.data(), 11);
+    EXPECT_EQ(506, parse(cutInLength).code_id);
+    EXPECT_EQ(1, parse(cutInLength).length);
 }
 
-TEST(AamsPayloadCode, OfGarbageIsZero) {
+TEST(AamsPayloadParse, GarbageReadsAsNoCode) {
     for (const std::string& text :
          {bytes("FF FE 00 01 80 7F"), std::string("~~~~~~~~"), std::string("abc-0011"),
           std::string("-"), std::string(300, '\0'), std::string(300, '\xFF')}) {
-        EXPECT_EQ(0, codeOf(text));
+        EXPECT_EQ(0, headOf(text).code_id);
     }
 }
 
-TEST(AamsPayloadCode, HasTheLimitsOf32Bits) {
-    EXPECT_EQ(2147483647, codeOf("2147483647-0008"));
-    EXPECT_EQ(2147483647, codeOf("2147483648-0008"));
-    EXPECT_EQ(2147483647, codeOf("99999999999999999999999-0008"));
-    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), codeOf("-2147483648-0008"));
-    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), codeOf("-99999999999999-0008"));
+TEST(AamsPayloadParse, WithoutACodeTheLengthFollowsOneCharacterLater) {
+    EXPECT_EQ(0x11, headOf("~11").length);
+    EXPECT_EQ(0, headOf("~11").code_id);
+}
+
+TEST(AamsPayloadParse, NumbersHaveTheLimitsOf32Bits) {
+    EXPECT_EQ(2147483647, headOf("2147483647-0008").code_id);
+    EXPECT_EQ(2147483647, headOf("2147483648-0008").code_id);
+    EXPECT_EQ(2147483647, headOf("99999999999999999999999-0008").code_id);
+    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), headOf("-2147483648-0008").code_id);
+    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), headOf("-99999999999999-0008").code_id);
+    EXPECT_EQ(8, headOf("99999999999999999999999-0008").length);
+    EXPECT_EQ(2147483647, headOf("503-7FFFFFFF").length);
+    EXPECT_EQ(2147483647, headOf("503-80000000").length);
+    EXPECT_EQ(2147483647, headOf("503-FFFFFFFFFFFFFFFFFFFF").length);
 }
 
 }  // namespace
